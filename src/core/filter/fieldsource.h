@@ -1,0 +1,40 @@
+#pragma once
+// The keys of a log row, as the filter language names them, and the small
+// interface through which a predicate reads a row's fields. The filter module
+// knows nothing else about rows.
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace vf {
+
+enum class RowKey : uint8_t { Idx, Time, App, Pid, Tid, Type, Name, Text };
+
+inline constexpr int kRowKeyCount = 8;
+
+// The row keys, spelled exactly, in their fixed order.
+inline constexpr std::array<std::string_view, kRowKeyCount> kRowKeyNames{
+    "idx", "time", "app", "pid", "tid", "type", "name", "text"};
+
+inline constexpr std::string_view rowKeyName(RowKey key) { return kRowKeyNames[size_t(key)]; }
+
+inline std::optional<RowKey> rowKeyFromName(std::string_view name) {
+    for (size_t i = 0; i < kRowKeyNames.size(); ++i)
+        if (kRowKeyNames[i] == name) return RowKey(i);
+    return std::nullopt;
+}
+
+// Room for a number written as text (the row's idx).
+using FieldScratch = std::array<char, 24>;
+
+class FieldSource {
+public:
+    virtual ~FieldSource() = default;
+    // The field's value as UTF-8. Idx is written in decimal into `scratch`
+    // and the view points there.
+    virtual std::string_view field(RowKey key, FieldScratch& scratch) const = 0;
+};
+
+}  // namespace vf

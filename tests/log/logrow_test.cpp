@@ -1,0 +1,77 @@
+#include <gtest/gtest.h>
+
+#include <QThread>
+#include <thread>
+
+#include "core/log/logrow.h"
+
+namespace vf {
+namespace {
+
+TEST(LogRow, FieldsInsideTheLineAreStoredAsOffsetsAndOthersCopied) {
+    RowArena arena;
+    const std::string_view line = arena.copyLine("01-15 12:34:56.789  1234  1234 I Tag     : hello\n");
+    const std::array<std::string_view, 7> fields{
+        line.substr(0, 18), "com.example.app", line.substr(20, 4), "-", line.substr(31, 1),
+        line.substr(33, 8), line.substr(42, 6)};
+    const RowPtr row = arena.make(7, line, fields);
+    EXPECT_EQ(row->idx(), 7u);
+    EXPECT_EQ(row->time(), "01-15 12:34:56.789");
+    EXPECT_EQ(row->app(), "com.example.app");
+    EXPECT_EQ(row->pid(), "1234");
+    EXPECT_EQ(row->tid(), "-");
+    EXPECT_EQ(row->type(), "I");
+    EXPECT_EQ(row->name(), "Tag     ");
+    EXPECT_EQ(row->text(), " hello");
+    EXPECT_EQ(row->string(RowKey::Idx), QStringLiteral("7"));
+}
+
+TEST(LogRow, LaterWritesShowInEveryCopyAndOldViewsStayValid) {
+    RowArena arena;
+    RowValues values;
+    values.idx = 1;
+    values.pid = "42";
+    values.text = std::string(70000, 'x');  // longer than any offset field
+    RowPtr row = arena.make(values);
+    RowList list{row, row};
+    const std::string_view before = list[0]->name();
+    row->setName("com.example");
+    row->setApp("app");
+    EXPECT_EQ(list[1]->name(), "com.example");
+    EXPECT_EQ(list[1]->app(), "app");
+    EXPECT_EQ(list[1]->text().size(), 70000u);
+    EXPECT_TRUE(before.empty());
+}
+
+TEST(LogRow, RowsOutliveTheirArenaAndSegmentsAcrossThreads) {
+    RowList rows;
+    {
+        RowArena arena;
+        for (int i = 0; i < 20000; ++i) {
+            const std::string text = "line " + std::to_string(i);
+            const std::string_view line = arena.copyLine(text);
+            rows.append(arena.make(uint64_t(i), line, std::array<std::string_view, 7>{{{}, {}, {}, {}, {}, {}, line}}));
+        }
+    }
+    RowList copy = rows;
+    std::thread reader([copy] {
+        for (const RowPtr& row : copy) ASSERT_FALSE(row->text().empty());
+    });
+    rows.remove(0, 10000);
+    reader.join();
+    EXPECT_EQ(copy.size(), 20000);
+    EXPECT_EQ(copy.last()->text(), "line 19999");
+    EXPECT_EQ(rows.first()->text(), "line 10000");
+}
+
+TEST(LogRow, AdoptedTextIsNotCopied) {
+    RowArena arena;
+    const std::string_view text = arena.adopt(std::string("a b c\nd e f"));
+    const RowPtr row =
+        arena.make(0, text.substr(6), std::array<std::string_view, 7>{{{}, {}, text.substr(6, 1), {}, {}, {}, text.substr(8)}});
+    EXPECT_EQ(row->pid().data(), text.data() + 6);
+    EXPECT_EQ(row->text(), "e f");
+}
+
+}  // namespace
+}  // namespace vf

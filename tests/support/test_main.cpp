@@ -1,0 +1,17 @@
+// Test entry point: every test binary runs inside a Qt application object so
+// that sockets, timers and queued calls have an event loop to run on.
+#include <gtest/gtest.h>
+
+#ifdef VF_TEST_GUI
+#include <QApplication>
+using TestApplication = QApplication;
+#else
+#include <QCoreApplication>
+using TestApplication = QCoreApplication;
+#endif
+
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    TestApplication app(argc, argv);
+    return RUN_ALL_TESTS();
+}
