@@ -1,0 +1,77 @@
+#pragma once
+// What the ADB conversations report, and to whom. Delegates are held as
+// non-owning pointers and must outlive the conversation (owners delete their
+// conversations on the conversation's thread before they go away).
+//
+// Every call below arrives on the thread on which the conversation called
+// connect() (its socket thread), one at a time.
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <optional>
+#include <string_view>
+
+#include "core/support/error.h"
+
+namespace vf {
+
+class LogReaderDelegate {
+public:
+    virtual ~LogReaderDelegate() = default;
+    // One line of the stream, still ending with its LF (and the CR before it
+    // when the device sent one). The bytes are valid UTF-8; nullopt when they
+    // are not. The view is valid only during the call.
+    virtual void logLineReceived(std::optional<std::string_view> line) = 0;
+    virtual void logReaderStopped() = 0;
+    virtual void logReaderStoppedWithError(const Error& error) = 0;
+    virtual void adbNotRunningError(const Error& error) = 0;
+    virtual void adbDeviceNotFound(const Error& error) = 0;
+};
+
+class PidReaderDelegate {
+public:
+    virtual ~PidReaderDelegate() = default;
+    // The whole output of the process-status command, once, when the
+    // connection closes and something was read.
+    virtual void pidReceived(const QString& text) = 0;
+    virtual void pidFailedWithError(const Error& error) = 0;
+};
+
+class DeviceListReaderDelegate {
+public:
+    virtual ~DeviceListReaderDelegate() = default;
+    virtual void devicesReceived(const QString& text) = 0;
+    // 0: the ADB server is not running; 1: no device or an empty list.
+    virtual void deviceListFailedWithError(int code) = 0;
+};
+
+class DeviceNameReaderDelegate {
+public:
+    virtual ~DeviceNameReaderDelegate() = default;
+    virtual void deviceNameReceived(const QString& name, const QString& deviceId) = 0;
+    virtual void deviceNameFailedWithError(const Error& error, const QString& deviceId) = 0;
+};
+
+// A device record: "id", "type", and "name" / "product" when known.
+struct DeviceRecord {
+    QString id;
+    QString type;
+    std::optional<QString> name;
+    std::optional<QString> product;
+};
+using DeviceList = QList<DeviceRecord>;
+
+// What the device list model tells the application controller.
+class DeviceListDelegate {
+public:
+    virtual ~DeviceListDelegate() = default;
+    // Main thread.
+    virtual void onDevicesConnected(const DeviceList& devices) = 0;
+    // Main thread.
+    virtual void onDeviceModel(const QString& deviceId, const QString& model) = 0;
+    // Socket thread (not the main thread): 0 = no ADB server, 1 = no device.
+    virtual void onDeviceListFailed(int code) = 0;
+};
+
+}  // namespace vf

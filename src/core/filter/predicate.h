@@ -1,0 +1,79 @@
+#pragma once
+// The filter language: a small predicate language over log rows.
+//
+//   key ==[cd] 'v'   key != 'v'   key CONTAINS[c] "v"   key IN[cd] 'E,F,A'
+//   p AND q   p OR q   NOT p   ( p )
+//
+// Options [c] (case-insensitive), [d] (diacritic-insensitive), [cd]. Values
+// are compared as text. Predicates are immutable and may be evaluated from
+// any thread at once.
+
+#include <QString>
+#include <QStringList>
+#include <QStringView>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "core/filter/fieldsource.h"
+
+namespace vf {
+
+class Predicate;
+using PredicatePtr = std::shared_ptr<const Predicate>;
+
+struct ParseError {
+    QString message;
+    qsizetype position = 0;  // UTF-16 offset into the text where parsing failed
+};
+
+struct ParseResult {
+    PredicatePtr predicate;            // null when parsing failed
+    std::optional<ParseError> error;
+};
+
+class Predicate {
+public:
+    virtual ~Predicate() = default;
+
+    // Parses a predicate text.
+    static ParseResult parse(QStringView text);
+
+    // Whether the row passes. A key the row lacks (any name that is not a row
+    // key) is an evaluation error: *error is set and false returned.
+    virtual bool evaluate(const FieldSource& row, QString* error) const = 0;
+
+    // Canonical text: parse(format()) yields an equal predicate.
+    virtual QString format() const = 0;
+
+    // AND of the parts (a compound AND even for one part).
+    static PredicatePtr makeAnd(std::vector<PredicatePtr> parts);
+
+    // Fills a template such as "%K ==[cd] %@": %K takes a key, %@ a value
+    // (quoted safely), in order; then parses it.
+    static ParseResult fromTemplate(QStringView format, const QStringList& arguments);
+};
+
+// The five level presets, name and text, in their fixed order.
+struct FilterPreset {
+    const char* name;
+    const char* text;
+};
+inline constexpr FilterPreset kLogLevelPresets[] = {
+    {"LogLevel Verbose", "type IN[cd] 'V,D,I,W,E,F,A'"},
+    {"LogLevel Debug", "type IN[cd] 'D,I,W,E,F,A'"},
+    {"LogLevel Info", "type IN[cd] 'I,W,E,F,A'"},
+    {"LogLevel Warn", "type IN[cd] 'W,E,F,A'"},
+    {"LogLevel Error", "type IN[cd] 'E,F,A'"},
+};
+
+// The quick-filter field's predicate: a text of at least 5 characters that
+// begins with "p: " is parsed from its third character on; any other text
+// goes verbatim into the five-field CONTAINS template. Empty text: no predicate.
+ParseResult quickFilterPredicate(const QString& text);
+
+// The filter the store applies: AND of the selected saved filters and the
+// quick filter, or null when there are none.
+PredicatePtr combineFilters(const std::vector<PredicatePtr>& selected, const PredicatePtr& quick);
+
+}  // namespace vf

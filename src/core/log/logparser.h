@@ -1,0 +1,57 @@
+#pragma once
+// Turning log text into rows: one line at a time in any of the logcat text
+// layouts, layout detection for files, and reading a whole file.
+
+#include <QString>
+#include <QStringList>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/log/logrow.h"
+
+namespace vf {
+
+// Layout codes; the numbers are the contract between the detector and the
+// parser and are never renumbered.
+enum class LogLineFormat : int {
+    None = 0,            // empty input: the detector cannot tell
+    ThreadTimeLive = 1,  // threadtime from the live stream; app from the pid map
+    ThreadTimeApp = 2,   // threadtime with app(pid)
+    ThreadTime = 3,      // threadtime from a file
+    Dated = 4,           // "MM-dd HH:mm:ss.SSS: I/Tag(pid): text"
+    Brief = 5,           // "I/Tag( pid): text"
+    Process = 6,         // "I( pid) text (Tag)"
+    Raw = 7,             // the whole line is the text
+    Tag = 8,             // "I/Tag: text"
+    Time = 9,            // "MM-dd HH:mm:ss.SSS I/Tag( pid): text"
+    Long = 10,           // "[ MM-dd HH:mm:ss.SSS pid: tid I/Tag ]" + message line
+};
+
+QString logLineFormatName(LogLineFormat format);
+
+// Reads the app name for a pid (the store's pid map, under its lock).
+// Writes the name into `out` and returns true when the pid is known.
+using AppNameLookup = std::function<bool(std::string_view pid, std::string& out)>;
+
+// Hands out the next row index (the store's getIndex).
+using RowIndexSource = std::function<uint64_t()>;
+
+// Parses one line. `line` must lie in `arena`'s text (copyLine/adopt) so that
+// fields are stored as offsets. An index is taken only when a row is made.
+RowPtr parseThreadTimeLine(RowArena& arena, std::string_view line, LogLineFormat format,
+                           const RowIndexSource& nextIndex, const AppNameLookup& appName = {});
+
+// Detects the layout of a file from its first lines.
+LogLineFormat determineLogType(const std::vector<std::string_view>& lines);
+
+// Long layout: joins each "[ ... ]" header with its first message line.
+std::vector<std::string> joinLongFormatArray(const std::vector<std::string_view>& lines);
+
+// Reads a whole text file into rows (UTF-8, then a detected encoding, then
+// ISO Latin-1). nullopt when the file cannot be read or its layout cannot be told.
+std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& nextIndex);
+
+}  // namespace vf
