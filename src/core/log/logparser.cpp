@@ -1,0 +1,181 @@
+#include "core/log/logparser.h"
+
+#include "core/log/linecursor.h"
+
+namespace vf {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+// Field positions in RowArena::make's array.
+enum Field : size_t { kTime, kApp, kPid, kTid, kType, kName, kText };
+using Fields = std::array<std::string_view, 7>;
+
+// Values that are not a piece of the line live here until the arena copies them.
+struct Scratch {
+    std::string time;
+    std::string name;
+};
+
+// "date time": a piece of the line when one blank separates them.
+std::string_view joinTime(std::string_view date, std::string_view time, Scratch& scratch) {
+    if (date.data() + date.size() + 1 == time.data() && date.data()[date.size()] == ' ')
+        return std::string_view(date.data(), date.size() + 1 + time.size());
+    scratch.time.assign(date).append(1, ' ').append(time);
+    return scratch.time;
+}
+
+// Takes a "**app**" part out of a dated-layout tag. The odd edges are
+// deliberate and match how such files were always read: an opening marker
+// with fewer than two characters after it empties the tag, a missing
+// closing marker leaves it alone, and a single character after the closing
+// marker is dropped.
+void takeMarkedApp(Fields& fields, Scratch& scratch) {
+    constexpr auto marker = "**"sv;
+    const std::string_view tag = fields[kName];
+    const size_t open = tag.find(marker);
+    if (open == std::string_view::npos) return;
+    const size_t inner = open + marker.size();
+    if (utf8::utf16Length(tag.substr(inner), 2) < 2) {
+        fields[kName] = {};
+        return;
+    }
+    const size_t close = tag.find(marker, inner);
+    if (close == std::string_view::npos) return;
+    fields[kApp] = tag.substr(inner, close - inner);
+    const std::string_view before = tag.substr(0, open);
+    std::string_view after = tag.substr(close + marker.size());
+    if (utf8::utf16Length(after, 2) < 2) after = {};
+    if (before.empty() || after.empty()) {
+        fields[kName] = before.empty() ? after : before;
+    } else {
+        scratch.name.assign(before).append(after);
+        fields[kName] = scratch.name;
+    }
+}
+
+bool scanInto(LineCursor& cursor, std::string_view delimiter, std::string_view& out) {
+    const auto taken = cursor.scanUpTo(delimiter);
+    if (!taken) return false;
+    out = *taken;
+    return true;
+}
+
+// Threadtime process column, tid, level and tag (codes 1-3).
+bool scanThreadTime(LineCursor& cursor, LogLineFormat format, Fields& f) {
+    std::string_view process;
+    if (!scanInto(cursor, " "sv, process)) return false;
+    f[kPid] = process;
+    if (format == LogLineFormat::ThreadTimeApp) {
+        const size_t open = process.find('(');
+        if (open != std::string_view::npos && process.ends_with(')')) {
+            f[kApp] = process.substr(0, open);
+            f[kPid] = process.substr(open + 1, process.size() - open - 2);
+        }
+    }
+    return scanInto(cursor, " "sv, f[kTid]) && scanInto(cursor, " "sv, f[kType]) && scanInto(cursor, ":"sv, f[kName]);
+}
+
+// Level, tag and pid of the brief, time and dated layouts (codes 4, 5, 9).
+bool scanBrief(LineCursor& cursor, Fields& f) {
+    if (!scanInto(cursor, "/"sv, f[kType]) || !scanInto(cursor, "("sv, f[kName]) || !scanInto(cursor, "):"sv, f[kPid]))
+        return false;
+    f[kPid] = trimBlanks(f[kPid]);
+    return true;
+}
+
+// "[ date time pid: tid L/Tag ]" after the date and time (code 10).
+bool scanLongHeader(LineCursor& cursor, Fields& f) {
+    std::string_view threadAndLevel;
+    if (!scanInto(cursor, ":"sv, f[kPid]) || !scanInto(cursor, "/"sv, threadAndLevel)) return false;
+    f[kType] = threadAndLevel.substr(threadAndLevel.size() - 1);
+    f[kTid] = trimBlanks(threadAndLevel.substr(0, threadAndLevel.size() - 1));
+    return scanInto(cursor, "]"sv, f[kName]);
+}
+
+bool hasTime(LogLineFormat format) {
+    switch (format) {
+        case LogLineFormat::ThreadTimeLive:
+        case LogLineFormat::ThreadTimeApp:
+        case LogLineFormat::ThreadTime:
+        case LogLineFormat::Dated:
+        case LogLineFormat::Time:
+        case LogLineFormat::Long: return true;
+        default: return false;
+    }
+}
+
+bool scanFields(LineCursor& cursor, LogLineFormat format, Fields& f, Scratch& scratch) {
+    switch (format) {
+        case LogLineFormat::ThreadTimeLive:
+        case LogLineFormat::ThreadTimeApp:
+        case LogLineFormat::ThreadTime: return scanThreadTime(cursor, format, f);
+        case LogLineFormat::Dated:
+            if (!scanBrief(cursor, f)) return false;
+            takeMarkedApp(f, scratch);
+            return true;
+        case LogLineFormat::Brief:
+        case LogLineFormat::Time: return scanBrief(cursor, f);
+        case LogLineFormat::Process:
+            if (!scanInto(cursor, "("sv, f[kType]) || !scanInto(cursor, ")"sv, f[kPid])) return false;
+            f[kPid] = trimBlanks(f[kPid]);
+            return true;
+        case LogLineFormat::Tag: return scanInto(cursor, "/"sv, f[kType]) && scanInto(cursor, ": "sv, f[kName]);
+        case LogLineFormat::Long: return scanLongHeader(cursor, f);
+        case LogLineFormat::None:
+        case LogLineFormat::Raw: return true;
+    }
+    return true;
+}
+
+bool tidDashes(LogLineFormat format) {
+    return format == LogLineFormat::ThreadTimeLive || format == LogLineFormat::ThreadTimeApp ||
+           format == LogLineFormat::ThreadTime || format == LogLineFormat::Long;
+}
+
+}  // namespace
+
+QString logLineFormatName(LogLineFormat format) {
+    switch (format) {
+        case LogLineFormat::None: return QStringLiteral("none");
+        case LogLineFormat::ThreadTimeLive: return QStringLiteral("threadtime (live)");
+        case LogLineFormat::ThreadTimeApp: return QStringLiteral("threadtime with app");
+        case LogLineFormat::ThreadTime: return QStringLiteral("threadtime");
+        case LogLineFormat::Dated: return QStringLiteral("dated");
+        case LogLineFormat::Brief: return QStringLiteral("brief");
+        case LogLineFormat::Process: return QStringLiteral("process");
+        case LogLineFormat::Raw: return QStringLiteral("raw");
+        case LogLineFormat::Tag: return QStringLiteral("tag");
+        case LogLineFormat::Time: return QStringLiteral("time");
+        case LogLineFormat::Long: return QStringLiteral("long");
+    }
+    return QStringLiteral("unknown");
+}
+
+RowPtr parseThreadTimeLine(RowArena& arena, std::string_view line, LogLineFormat format,
+                           const RowIndexSource& nextIndex, const AppNameLookup& appName) {
+    if (!line.empty() && line.front() == '-') format = LogLineFormat::Raw;
+    LineCursor cursor(line);
+    Fields f;
+    Scratch scratch;
+    if (format == LogLineFormat::Long && !cursor.scanUpTo(" "sv)) return {};
+    if (hasTime(format)) {
+        std::string_view date, time;
+        if (!scanInto(cursor, " "sv, date) || !scanInto(cursor, " "sv, time)) return {};
+        if (format == LogLineFormat::Dated) time.remove_suffix(1);
+        f[kTime] = joinTime(date, time, scratch);
+    }
+    if (!scanFields(cursor, format, f, scratch)) return {};
+    if (tidDashes(format) && !f[kTid].empty() && f[kTid] == f[kPid]) f[kTid] = "-"sv;
+    if (!scanInto(cursor, "\n"sv, f[kText])) return {};
+    // The live path's one lookup; the buffer is reused so that known pids cost no allocation.
+    thread_local std::string app;
+    if (format == LogLineFormat::ThreadTimeLive && appName) {
+        app.clear();
+        if (appName(f[kPid], app)) f[kApp] = app;
+    }
+    return arena.make(nextIndex(), line, f);
+}
+
+}  // namespace vf
