@@ -1,0 +1,208 @@
+#include "core/adb/devicelistdatasource.h"
+
+#include <QRegularExpression>
+#include <QThread>
+
+#include "core/adb/devicelistreader.h"
+#include "core/adb/devicenamereader.h"
+#include "core/adb/textlines.h"
+#include "core/support/logger.h"
+#include "core/support/threads.h"
+
+namespace vf {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Detaches a conversation and deletes it on its own thread.
+template <typename Reader>
+void releaseReader(Reader* reader) {
+    if (reader == nullptr) return;
+    auto release = [reader] {
+        reader->setDelegate(nullptr);
+        delete reader;
+    };
+    QThread* home = reader->thread();
+    if (home == QThread::currentThread() || !home->isRunning()) {
+        release();
+    } else {
+        QMetaObject::invokeMethod(reader, release, Qt::BlockingQueuedConnection);
+    }
+}
+
+}  // namespace
+
+DeviceListDatasource::DeviceListDatasource(QObject* parent) : QObject(parent) {}
+
+DeviceListDatasource::~DeviceListDatasource() {
+    // Queued work on the I/O thread runs before this, so no conversation is
+    // created behind our back once it returns.
+    if (usedIoThread_.load()) runOnIoThreadBlocking([this] { releaseReaders(); });
+    releaseReaders();
+}
+
+void DeviceListDatasource::releaseReaders() {
+    releaseReader(deviceListReader_);
+    releaseReader(deviceNameReader_);
+    deviceListReader_ = nullptr;
+    deviceNameReader_ = nullptr;
+}
+
+void DeviceListDatasource::loadDeviceList() {
+    usedIoThread_.store(true);
+    QPointer<DeviceListDatasource> self(this);
+    runOnIoThread([self] {
+        if (self) self->fetchDevices();
+    });
+}
+
+void DeviceListDatasource::requestDeviceModel(const QString& serial) {
+    usedIoThread_.store(true);
+    QPointer<DeviceListDatasource> self(this);
+    runOnIoThread([self, serial] {
+        if (self) self->internalDeviceModel(serial);
+    });
+}
+
+// A replaced conversation is silenced at once and deleted later: it may be
+// the one whose callback is running right now.
+void DeviceListDatasource::fetchDevices() {
+    if (deviceListReader_ != nullptr) {
+        deviceListReader_->setDelegate(nullptr);
+        deviceListReader_->deleteLater();
+    }
+    deviceListReader_ = new DeviceListReader();
+    deviceListReader_->setDelegate(this);
+    deviceListReader_->connect();
+}
+
+void DeviceListDatasource::devicesReceived(const QString& text) { parseDeviceList(text); }
+
+void DeviceListDatasource::deviceListFailedWithError(int code) {
+    if (DeviceListDelegate* delegate = delegate_.load()) delegate->onDeviceListFailed(code);
+}
+
+DeviceRecord DeviceListDatasource::recordFromLine(const QString& line) {
+    static const QRegularExpression blank(u"[ \t]"_s);
+    const QStringList fields = line.split(blank);
+    DeviceRecord record;
+    record.id = fields.value(0);
+    bool haveType = false;
+    for (const QString& field : fields) {
+        if (field.isEmpty()) continue;
+        if (!haveType) {
+            // The first non-empty field is the serial itself, not the state
+            // word; the controller relies on exactly this.
+            record.type = field;
+            haveType = true;
+        } else if (field.startsWith(u"model:"_s)) {
+            record.name = field.mid(6);
+        } else if (field.startsWith(u"product:"_s)) {
+            record.product = field.mid(8);
+        }
+    }
+    return record;
+}
+
+void DeviceListDatasource::parseDeviceList(const QString& text) {
+    DeviceList devices;
+    QStringList queued;
+    for (const QString& line : splitAtNewlines(text)) {
+        if (line.isEmpty()) continue;
+        if (line.startsWith(u'-') || line.startsWith(u"error:"_s)) {
+            VF_LOG("invalid: {}", line);
+            continue;
+        }
+        VF_LOG("device entry: \"{}\"", line);
+        devices.append(recordFromLine(line));
+        if (!devices.last().name) queued.append(devices.last().id);
+    }
+    {
+        QMutexLocker lock(&mutex_);
+        deviceList_ = devices;
+        for (const QString& serial : queued) {
+            if (!lookupList_.contains(serial)) lookupList_.append(serial);
+        }
+    }
+    notifyDevicesConneceted();
+    lookupNextDevice();
+}
+
+void DeviceListDatasource::lookupNextDevice() {
+    QString next;
+    {
+        QMutexLocker lock(&mutex_);
+        if (lookupList_.isEmpty()) return;
+        next = lookupList_.first();
+    }
+    internalDeviceModel(next);
+}
+
+void DeviceListDatasource::internalDeviceModel(const QString& serial) {
+    VF_LOG("looking up device: {}", serial);
+    if (deviceNameReader_ != nullptr) {
+        deviceNameReader_->setDelegate(nullptr);
+        deviceNameReader_->deleteLater();
+    }
+    deviceNameReader_ = new DeviceNameReader();
+    deviceNameReader_->setDeviceId(serial);
+    deviceNameReader_->setDelegate(this);
+    deviceNameReader_->connect();
+}
+
+void DeviceListDatasource::deviceNameReceived(const QString& name, const QString& deviceId) {
+    {
+        QMutexLocker lock(&mutex_);
+        for (DeviceRecord& record : deviceList_) {
+            if (record.id == deviceId) {
+                record.name = name;
+                break;
+            }
+        }
+    }
+    notifyDeviceModel(deviceId, name);
+    {
+        QMutexLocker lock(&mutex_);
+        lookupList_.removeAll(deviceId);
+    }
+    lookupNextDevice();
+}
+
+void DeviceListDatasource::deviceNameFailedWithError(const Error& error, const QString& deviceId) {
+    VF_LOG("TODO: {}, {}", error.toString(), deviceId);
+    {
+        QMutexLocker lock(&mutex_);
+        lookupList_.removeAll(deviceId);
+    }
+    lookupNextDevice();
+}
+
+void DeviceListDatasource::notifyDevicesConneceted() {
+    const DeviceList devices = deviceList();
+    QPointer<DeviceListDatasource> self(this);
+    runOnMainThread([self, devices] {
+        if (!self) return;
+        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDevicesConnected(devices);
+    });
+}
+
+void DeviceListDatasource::notifyDeviceModel(const QString& serial, const QString& model) {
+    QPointer<DeviceListDatasource> self(this);
+    runOnMainThread([self, serial, model] {
+        if (!self) return;
+        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDeviceModel(serial, model);
+    });
+}
+
+DeviceList DeviceListDatasource::deviceList() const {
+    QMutexLocker lock(&mutex_);
+    return deviceList_;
+}
+
+QStringList DeviceListDatasource::lookupList() const {
+    QMutexLocker lock(&mutex_);
+    return lookupList_;
+}
+
+}  // namespace vf

@@ -1,0 +1,77 @@
+#pragma once
+// DeviceListDatasource: the device list model. It asks the ADB server for the
+// attached devices, turns the reply into device records, tells its delegate
+// (the controller), and then looks up each nameless device's model name, one
+// device at a time.
+//
+// Threads: created, used and destroyed on the main thread. The conversations
+// run on the shared I/O thread, where the replies are parsed; the two
+// notifications hop to the main thread asynchronously, while
+// onDeviceListFailed is called directly on the I/O thread.
+
+#include <QMutex>
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+#include <atomic>
+
+#include "core/adb/delegates.h"
+
+namespace vf {
+
+class DeviceListReader;
+class DeviceNameReader;
+
+class DeviceListDatasource final : public QObject,
+                                   public DeviceListReaderDelegate,
+                                   public DeviceNameReaderDelegate {
+    Q_OBJECT
+public:
+    explicit DeviceListDatasource(QObject* parent = nullptr);
+    ~DeviceListDatasource() override;
+
+    // Main thread. Not owned; must outlive this object (or be reset first).
+    void setDelegate(DeviceListDelegate* delegate) { delegate_.store(delegate); }
+
+    // Asks the server for the list; returns at once. Any thread.
+    void loadDeviceList();
+    // Looks up one device's model name on the I/O thread. Any thread.
+    void requestDeviceModel(const QString& serial);
+
+    // Snapshots. Any thread.
+    DeviceList deviceList() const;
+    QStringList lookupList() const;
+
+    // Replaces the list with the records of a "host:devices" reply, notifies
+    // the delegate and starts the next name lookup (on the calling thread).
+    void parseDeviceList(const QString& text);
+
+    // Conversation callbacks (the conversation's thread).
+    void devicesReceived(const QString& text) override;
+    void deviceListFailedWithError(int code) override;
+    void deviceNameReceived(const QString& name, const QString& deviceId) override;
+    void deviceNameFailedWithError(const Error& error, const QString& deviceId) override;
+
+    // One line of the reply as a record (the line is neither empty nor an
+    // "-"/"error:" line).
+    static DeviceRecord recordFromLine(const QString& line);
+
+private:
+    void fetchDevices();
+    void lookupNextDevice();
+    void internalDeviceModel(const QString& serial);
+    void notifyDevicesConneceted();
+    void notifyDeviceModel(const QString& serial, const QString& model);
+    void releaseReaders();
+
+    std::atomic<DeviceListDelegate*> delegate_{nullptr};
+    mutable QMutex mutex_;  // guards deviceList_ and lookupList_ for the snapshots
+    DeviceList deviceList_;
+    QStringList lookupList_;
+    // Conversations: touched only on the thread they live on.
+    DeviceListReader* deviceListReader_ = nullptr;
+    DeviceNameReader* deviceNameReader_ = nullptr;
+    std::atomic<bool> usedIoThread_{false};
+};
+
+}  // namespace vf

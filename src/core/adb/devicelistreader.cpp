@@ -1,0 +1,58 @@
+#include "core/adb/devicelistreader.h"
+
+#include "core/support/logger.h"
+
+namespace vf {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+enum Tag : long { kFailLength = 0, kFailMessage = 1, kStatus = 2, kLength = 3, kPayload = 4 };
+}  // namespace
+
+void DeviceListReader::socketDidConnect(AsyncSocket* socket) {
+    AdbSocket::socketDidConnect(socket);
+    loadDeviceList();
+}
+
+void DeviceListReader::loadDeviceList() { sendExpectOkay(u"host:devices"_s, -1.0, kStatus); }
+
+void DeviceListReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& data, long tag) {
+    switch (tag) {
+        case kFailLength:
+            readToLength(hexDataToInteger(data), kFailMessage);
+            break;
+        case kFailMessage:
+            break;
+        case kStatus:
+            // After anything but "OKAY" the server closes the connection;
+            // nothing is reported.
+            if (isOkay(data)) readToLength(4, kLength);
+            else logNotOkay(data);
+            break;
+        case kLength: {
+            const uint32_t length = hexDataToInteger(data);
+            if (length == 0 && delegate_ != nullptr) delegate_->deviceListFailedWithError(1);
+            // For an empty list this read never completes; the server closes.
+            readToLength(length, kPayload);
+            break;
+        }
+        case kPayload:
+            if (delegate_ != nullptr) delegate_->devicesReceived(stringFromData(data).value_or(QString()));
+            break;
+        default:
+            logUnknownTag(tag);
+    }
+}
+
+void DeviceListReader::adbNotRunningError(const Error& error) {
+    AdbSocket::adbNotRunningError(error);
+    if (delegate_ != nullptr) delegate_->deviceListFailedWithError(0);
+}
+
+void DeviceListReader::adbDeviceNotFound(const Error& error) {
+    AdbSocket::adbDeviceNotFound(error);
+    if (delegate_ != nullptr) delegate_->deviceListFailedWithError(1);
+}
+
+}  // namespace vf
