@@ -1,0 +1,157 @@
+#include "core/filter/textmatch.h"
+
+#include <QChar>
+#include <QString>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace vf::textmatch {
+
+bool isAscii(std::string_view text) {
+    const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+    const size_t n = text.size();
+    size_t i = 0;
+    uint64_t high = 0;
+    for (; i + 8 <= n; i += 8) {
+        uint64_t word;
+        std::memcpy(&word, p + i, 8);
+        high |= word;
+    }
+    for (; i < n; ++i) high |= p[i];
+    return (high & 0x8080808080808080ull) == 0;
+}
+
+namespace {
+
+QString dropNonSpacingMarks(const QString& text) {
+    QString out;
+    out.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate()) {
+            const char32_t ucs4 = QChar::surrogateToUcs4(c, text.at(i + 1));
+            if (QChar::category(ucs4) != QChar::Mark_NonSpacing) out.append(text.mid(i, 2));
+            ++i;
+        } else if (c.category() != QChar::Mark_NonSpacing) {
+            out.append(c);
+        }
+    }
+    return out;
+}
+
+// Index of the character after the one starting at `i` (UTF-8).
+size_t nextCodePoint(std::string_view text, size_t i) {
+    ++i;
+    while (i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) ++i;
+    return i;
+}
+
+}  // namespace
+
+std::string fold(std::string_view text, uint8_t options) {
+    if (options == kNoOptions) return std::string(text);
+    if (isAscii(text)) {
+        std::string out(text);
+        if (options & kCaseInsensitive)
+            for (char& c : out) c = char(lowerAscii(static_cast<unsigned char>(c)));
+        return out;
+    }
+    QString s = QString::fromUtf8(text.data(), qsizetype(text.size())).normalized(QString::NormalizationForm_D);
+    if (options & kDiacriticInsensitive) s = dropNonSpacingMarks(s);
+    if (options & kCaseInsensitive) s = s.toCaseFolded();
+    return s.toUtf8().toStdString();
+}
+
+bool equalsLowerAscii(std::string_view a, std::string_view lowerNeedle) {
+    if (a.size() != lowerNeedle.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (lowerAscii(static_cast<unsigned char>(a[i])) != static_cast<unsigned char>(lowerNeedle[i])) return false;
+    return true;
+}
+
+bool globMatch(std::string_view text, std::string_view pattern) {
+    constexpr size_t kNone = std::string_view::npos;
+    size_t t = 0, p = 0, starP = kNone, starT = 0;
+    while (t < text.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            starP = ++p;
+            starT = t;
+        } else if (p < pattern.size() && pattern[p] == '?') {
+            ++p;
+            t = nextCodePoint(text, t);
+        } else if (p < pattern.size() && pattern[p] == text[t]) {
+            ++p;
+            ++t;
+        } else if (starP != kNone) {
+            p = starP;
+            t = starT = nextCodePoint(text, starT);
+        } else {
+            return false;
+        }
+    }
+    while (p < pattern.size() && pattern[p] == '*') ++p;
+    return p == pattern.size();
+}
+
+Searcher::Searcher(std::string needle, bool foldCase) : needle_(std::move(needle)), foldCase_(foldCase) {
+    if (needle_.empty()) return;
+    first_ = static_cast<unsigned char>(needle_.front());
+    last_ = static_cast<unsigned char>(needle_.back());
+    auto isLower = [](unsigned char c) { return unsigned(c) - 'a' < 26u; };
+    firstMask_ = (foldCase_ && isLower(first_)) ? 0x20 : 0;
+    lastMask_ = (foldCase_ && isLower(last_)) ? 0x20 : 0;
+}
+
+bool Searcher::matchesAt(const char* p) const {
+    const size_t n = needle_.size();
+    if (!foldCase_) return std::memcmp(p, needle_.data(), n) == 0;
+    for (size_t k = 0; k < n; ++k)
+        if (lowerAscii(static_cast<unsigned char>(p[k])) != static_cast<unsigned char>(needle_[k])) return false;
+    return true;
+}
+
+Searcher::Result Searcher::scanScalar(std::string_view text, size_t from, bool nonAscii) const {
+    const char* s = text.data();
+    const size_t n = needle_.size();
+    for (size_t j = from; j < text.size(); ++j) nonAscii |= (static_cast<unsigned char>(s[j]) & 0x80) != 0;
+    for (size_t j = from; j + n <= text.size(); ++j) {
+        if ((static_cast<unsigned char>(s[j]) | firstMask_) != first_) continue;
+        if ((static_cast<unsigned char>(s[j + n - 1]) | lastMask_) != last_) continue;
+        if (matchesAt(s + j)) return Result::Found;
+    }
+    return nonAscii ? Result::AbsentNonAscii : Result::Absent;
+}
+
+Searcher::Result Searcher::scan(std::string_view text) const {
+    const size_t n = needle_.size();
+    if (n == 0) return Result::Found;
+    size_t i = 0;
+    bool nonAscii = false;
+#if defined(__SSE2__)
+    // Compare the needle's first and last byte at 16 starting points at once
+    // and verify only where both agree.
+    const size_t size = text.size();
+    if (size >= n + 15) {
+        const char* s = text.data();
+        const __m128i first = _mm_set1_epi8(char(first_)), last = _mm_set1_epi8(char(last_));
+        const __m128i firstMask = _mm_set1_epi8(char(firstMask_)), lastMask = _mm_set1_epi8(char(lastMask_));
+        __m128i high = _mm_setzero_si128();
+        for (; i + n + 15 <= size; i += 16) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i + n - 1));
+            high = _mm_or_si128(high, _mm_or_si128(a, b));
+            const __m128i eq = _mm_and_si128(_mm_cmpeq_epi8(_mm_or_si128(a, firstMask), first),
+                                             _mm_cmpeq_epi8(_mm_or_si128(b, lastMask), last));
+            for (unsigned m = unsigned(_mm_movemask_epi8(eq)); m != 0; m &= m - 1)
+                if (matchesAt(s + i + unsigned(__builtin_ctz(m)))) return Result::Found;
+        }
+        nonAscii = _mm_movemask_epi8(high) != 0;
+    }
+#endif
+    return scanScalar(text, i, nonAscii);
+}
+
+}  // namespace vf::textmatch

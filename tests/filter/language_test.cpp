@@ -1,0 +1,165 @@
+#include <gtest/gtest.h>
+
+#include "filter/fakerow.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf {
+namespace {
+
+using test::FakeRow;
+using test::parsed;
+
+QString formatted(const char* text) {
+    const PredicatePtr predicate = parsed(text);
+    return predicate ? predicate->format() : u"<parse error>"_s;
+}
+
+// parse(format(p)) prints the same text again.
+void expectStable(const PredicatePtr& predicate) {
+    ASSERT_TRUE(predicate);
+    const QString once = predicate->format();
+    const ParseResult again = Predicate::parse(once);
+    ASSERT_TRUE(again.predicate) << once.toStdString() << ": " << again.error->message.toStdString();
+    EXPECT_EQ(again.predicate->format(), once);
+}
+
+ParseError errorOf(QStringView text) {
+    const ParseResult result = Predicate::parse(text);
+    EXPECT_FALSE(result.predicate) << text.toString().toStdString();
+    return result.error.value_or(ParseError{u"<parsed>"_s, -1});
+}
+
+TEST(FilterLanguage, CanonicalTextOfCommonShapes) {
+    EXPECT_EQ(formatted("type IN[cd] 'V,D,I,W,E,F,A'"), u"type IN[cd] \"V,D,I,W,E,F,A\"");
+    EXPECT_EQ(formatted("(app ==[cd] 'YOUR_APP_NAME') AND ((type ==[cd] 'E') OR (type ==[cd] 'W'))"),
+              u"app ==[cd] \"YOUR_APP_NAME\" AND (type ==[cd] \"E\" OR type ==[cd] \"W\")");
+    EXPECT_EQ(formatted("not name contains 'x'"), u"NOT name CONTAINS \"x\"");
+    EXPECT_EQ(formatted("NOT (a == 'x' || b = 'y')"), u"NOT (a == \"x\" OR b == \"y\")");
+    EXPECT_EQ(formatted("a <> 'x' && b beginswith[dc] 'y'"), u"a != \"x\" AND b BEGINSWITH[cd] \"y\"");
+    EXPECT_EQ(formatted("pid == 1234"), u"pid == \"1234\"");
+    EXPECT_EQ(formatted("text == 'say \"hi\"\\\\'"), u"text == \"say \\\"hi\\\"\\\\\"");
+    EXPECT_EQ(formatted("#in == 'x'"), u"#in == \"x\"");
+}
+
+TEST(FilterLanguage, PrintingThenParsingIsAFixedPoint) {
+    for (const FilterPreset& preset : kLogLevelPresets) expectStable(parsed(preset.text));
+    for (const char* text :
+         {"a == 'x' AND (b == 'y' AND c == 'z')", "(a == 'x' OR b == 'y') AND NOT (c == 'z' OR d == 'w')",
+          "a == 'tab\\there\\nnew\\u0001'", "TRUEPREDICATE", "NOT NOT a LIKE[c] '*x?'", "text ENDSWITH[d] 'é'"})
+        expectStable(parsed(text));
+    // Compounds built in code: one part, nested ANDs, nothing at all.
+    const PredicatePtr preset = parsed(kLogLevelPresets[4].text);
+    const PredicatePtr either = parsed("name == 'a' OR name == 'b'");
+    EXPECT_EQ(Predicate::makeAnd({either})->format(), u"name == \"a\" OR name == \"b\"");
+    EXPECT_EQ(Predicate::makeAnd({preset, either})->format(),
+              u"type IN[cd] \"E,F,A\" AND (name == \"a\" OR name == \"b\")");
+    const PredicatePtr nested = Predicate::makeAnd({Predicate::makeAnd({preset, either}), Predicate::makeAnd({either})});
+    EXPECT_EQ(nested->format(),
+              u"(type IN[cd] \"E,F,A\" AND (name == \"a\" OR name == \"b\")) AND (name == \"a\" OR name == \"b\")");
+    expectStable(nested);
+    EXPECT_EQ(Predicate::makeAnd({})->format(), u"TRUEPREDICATE");
+}
+
+TEST(FilterLanguage, ReprintedPredicateEvaluatesTheSame) {
+    const PredicatePtr original = parsed("(type IN[cd] 'E,F,A' OR name ==[c] 'net') AND NOT text CONTAINS[cd] 'ok'");
+    const PredicatePtr reprinted = Predicate::parse(original->format()).predicate;
+    ASSERT_TRUE(reprinted);
+    for (const FakeRow& row : {FakeRow{{RowKey::Type, "e"}, {RowKey::Text, "bad"}},
+                               FakeRow{{RowKey::Type, "e"}, {RowKey::Text, "OK"}},
+                               FakeRow{{RowKey::Type, "I"}, {RowKey::Name, "NET"}},
+                               FakeRow{{RowKey::Type, "I"}, {RowKey::Name, "other"}}})
+        EXPECT_EQ(original->evaluate(row, nullptr), reprinted->evaluate(row, nullptr));
+}
+
+TEST(FilterLanguage, ParseErrorsSayWhereAndWhy) {
+    ParseError e = errorOf(u"name == 'abc");
+    EXPECT_EQ(e.position, 8);
+    EXPECT_TRUE(e.message.contains(u"nterminated"_s)) << e.message.toStdString();
+    e = errorOf(u"type == 'E' AND");
+    EXPECT_EQ(e.position, 15);
+    e = errorOf(u"type ==");
+    EXPECT_EQ(e.position, 7);
+    e = errorOf(u"type FOO 'x'");
+    EXPECT_EQ(e.position, 5);
+    EXPECT_TRUE(e.message.contains(u"FOO"_s));
+    EXPECT_EQ(errorOf(u"type < 'x'").position, 5);
+    e = errorOf(u"type == 'E' 'F'");
+    EXPECT_EQ(e.position, 12);
+    EXPECT_EQ(errorOf(u"(type == 'E'").position, 12);
+    EXPECT_EQ(errorOf(u"type ==[x] 'E'").position, 8);
+    EXPECT_EQ(errorOf(u"   ").position, 3);
+    EXPECT_EQ(errorOf(u"AND == 'x'").position, 0);
+    EXPECT_EQ(errorOf(u"type == 'E' @").position, 12);
+    // Positions count UTF-16 units.
+    EXPECT_EQ(errorOf(u"text == '\U0001F600' x").position, 13);
+}
+
+TEST(FilterLanguage, TemplatesQuoteValuesSafely) {
+    const QString nasty = uR"(it's "quoted" \ back)"_s;
+    const ParseResult result = Predicate::fromTemplate(u"%K ==[cd] %@", {u"text"_s, nasty});
+    ASSERT_TRUE(result.predicate) << result.error->message.toStdString();
+    EXPECT_TRUE(result.predicate->evaluate(FakeRow{{RowKey::Text, R"(IT'S "QUOTED" \ BACK)"}}, nullptr));
+    EXPECT_FALSE(result.predicate->evaluate(FakeRow{{RowKey::Text, "its quoted back"}}, nullptr));
+    expectStable(result.predicate);
+    const PredicatePtr exclude = Predicate::fromTemplate(u"%K !=[cd] %@", {u"app"_s, u"x"_s}).predicate;
+    ASSERT_TRUE(exclude);
+    EXPECT_EQ(exclude->format(), u"app !=[cd] \"x\"");
+    EXPECT_EQ(Predicate::fromTemplate(u"pid == %@", {u"42"_s}).predicate->format(), u"pid == \"42\"");
+    EXPECT_FALSE(Predicate::fromTemplate(u"%K == %@", {u"pid"_s}).predicate);
+}
+
+TEST(FilterLanguage, QuickFilterText) {
+    EXPECT_FALSE(quickFilterPredicate(QString()).predicate);
+    EXPECT_FALSE(quickFilterPredicate(QString()).error);
+    // "p: " and five characters or more: a predicate of its own.
+    const ParseResult typed = quickFilterPredicate(u"p: type == 'E'"_s);
+    ASSERT_TRUE(typed.predicate);
+    EXPECT_EQ(typed.predicate->format(), u"type == \"E\"");
+    // Shorter: a plain search for the text itself, in five fields.
+    const ParseResult plain = quickFilterPredicate(u"p: x"_s);
+    ASSERT_TRUE(plain.predicate);
+    EXPECT_TRUE(plain.predicate->evaluate(FakeRow{{RowKey::Text, "a P: X b"}}, nullptr));
+    EXPECT_FALSE(plain.predicate->evaluate(FakeRow{{RowKey::Text, "x"}}, nullptr));
+    const PredicatePtr digits = quickFilterPredicate(u"123"_s).predicate;
+    ASSERT_TRUE(digits);
+    for (RowKey key : {RowKey::Name, RowKey::Text, RowKey::App, RowKey::Pid, RowKey::Tid})
+        EXPECT_TRUE(digits->evaluate(FakeRow{{key, "a123b"}}, nullptr)) << rowKeyName(key);
+    for (RowKey key : {RowKey::Time, RowKey::Type})
+        EXPECT_FALSE(digits->evaluate(FakeRow{{key, "a123b"}}, nullptr)) << rowKeyName(key);
+    // A quote is pasted verbatim and breaks the parse; errors in "p: " text
+    // point into the field's own text.
+    const ParseResult quote = quickFilterPredicate(u"it's"_s);
+    EXPECT_FALSE(quote.predicate);
+    EXPECT_TRUE(quote.error);
+    EXPECT_EQ(quickFilterPredicate(u"p: type =="_s).error->position, 10);
+}
+
+TEST(FilterLanguage, ErrorLevelWithQuickFilterText) {
+    const PredicatePtr combined =
+        combineFilters({parsed("type IN[cd] 'E,F,A'")}, quickFilterPredicate(u"timeout"_s).predicate);
+    ASSERT_TRUE(combined);
+    EXPECT_TRUE(combined->evaluate(FakeRow{{RowKey::Type, "E"}, {RowKey::Text, "Socket TimeOut"}}, nullptr));
+    EXPECT_TRUE(combined->evaluate(FakeRow{{RowKey::Type, "f"}, {RowKey::Name, "TIMEOUTS"}}, nullptr));
+    EXPECT_TRUE(combined->evaluate(FakeRow{{RowKey::Type, "A"}, {RowKey::App, "com.timeout"}}, nullptr));
+    EXPECT_FALSE(combined->evaluate(FakeRow{{RowKey::Type, "W"}, {RowKey::Text, "timeout"}}, nullptr));
+    EXPECT_FALSE(combined->evaluate(FakeRow{{RowKey::Type, "E"}, {RowKey::Text, "time out"}}, nullptr));
+    EXPECT_FALSE(combined->evaluate(FakeRow{{RowKey::Type, "E"}, {RowKey::Time, "timeout"}}, nullptr));
+    expectStable(combined);
+}
+
+TEST(FilterLanguage, CombiningFilters) {
+    EXPECT_FALSE(combineFilters({}, nullptr));
+    const PredicatePtr info = parsed(kLogLevelPresets[2].text);
+    const PredicatePtr error = parsed(kLogLevelPresets[4].text);
+    // Saved filters narrow each other.
+    const PredicatePtr both = combineFilters({info, error}, nullptr);
+    ASSERT_TRUE(both);
+    EXPECT_TRUE(both->evaluate(FakeRow{{RowKey::Type, "E"}}, nullptr));
+    EXPECT_FALSE(both->evaluate(FakeRow{{RowKey::Type, "W"}}, nullptr));
+    EXPECT_EQ(both->format(), u"type IN[cd] \"I,W,E,F,A\" AND type IN[cd] \"E,F,A\"");
+    EXPECT_EQ(combineFilters({info}, nullptr)->format(), info->format());
+}
+
+}  // namespace
+}  // namespace vf
