@@ -76,29 +76,45 @@ public:
     void registerLogger();
     bool isRegistered() const;
 
-    // Flushes and removes the outputs (end of the program, tests).
+    // Flushes and removes the outputs (end of the program, tests); a later
+    // registerLogger() starts afresh. Also runs by itself at process exit.
     void shutdown();
+    // Waits until every line handed over so far is in the file. Any thread.
+    void flush();
 
     // The newest log file's text, cut to its last 15000 characters.
     QString logToString();
 
     // Path of the log file written to (empty before registerLogger()).
     QString logFilePath() const;
-    // The per-user folder that holds the log file and crash reports.
+    // The per-user folder that holds the log file and crash reports:
+    // $XDG_STATE_HOME/vellumfox/logs (default ~/.local/state/vellumfox/logs),
+    // unless setLogDirectory() chose another. Any thread.
     static QString logDirectory();
+    // Redirects the log folder (tests, the command-line companion); empty
+    // restores the default. Takes effect at the next registerLogger().
+    static void setLogDirectory(const QString& directory);
 
-    // Formats one line, exactly as both outputs print it.
+    // Formats one line, exactly as both outputs print it. Any thread.
     std::string formatLogMessage(const LogMessage& message) const;
+    // The same from parts: `date` already written, `file` a source path,
+    // `function` the writer's function name. Any thread.
+    std::string formatLine(int level, std::string_view date, std::string_view threadId, std::string_view file,
+                           std::string_view function, std::string_view text) const;
 
     static std::string extractMethodName(std::string_view function);
     static std::string stringFromDate(const QDateTime& date);
     // Thread id of the calling thread in the framework's form.
     static std::string currentThreadId();
 
-    // Hands one line to the outputs (asynchronously). Cheap no-op when nothing is registered.
+    // Hands one line to the outputs (asynchronously). Cheap no-op when
+    // nothing is registered. Any thread; `file` and `function` must be
+    // string literals (they are read later by the output thread).
     void write(LogFlag flag, const char* file, const char* function, int line, std::string text);
+    // The same, written by the calling thread before it returns.
     void writeSync(LogFlag flag, const char* file, const char* function, int line, std::string text);
 
+    // Whether lines go anywhere: one atomic load. Any thread.
     bool enabled() const;
 
     Logger(const Logger&) = delete;
