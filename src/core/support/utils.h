@@ -1,0 +1,36 @@
+#pragma once
+// Finding the adb program and starting the ADB server when it is not running.
+
+#include <QString>
+#include <functional>
+#include <optional>
+
+namespace vf {
+
+class Utils final {
+public:
+    // Path of the adb program: the first existing file among
+    //   ~/android-sdks/platform-tools/adb, ~/Library/Android/sdk/platform-tools/adb,
+    //   ~/Android/Sdk/platform-tools/adb, $ANDROID_HOME/platform-tools/adb,
+    //   $ANDROID_SDK_ROOT/platform-tools/adb, then adb on the PATH.
+    // nullopt when none exists. Any thread.
+    static std::optional<QString> getAdbPath();
+
+    // Runs "adb start-server" on a pool thread and calls `completion` with
+    // whether the output said the daemon started. Without adb, `completion`
+    // runs at once on the calling thread with false; otherwise it runs later
+    // on the main thread (never when there is no application object).
+    static void startAdb(std::function<void(bool)> completion);
+
+    // Runs "<adbPath> start-server" and waits: the success flag as above.
+    // Blocking; any thread except the main one should call it.
+    static bool runStartServer(const QString& adbPath);
+
+    // Whether the program runs inside a sandbox (an app sandbox container
+    // or a Flatpak). Any thread.
+    static bool isSandboxed();
+
+    Utils() = delete;
+};
+
+}  // namespace vf
