@@ -1,0 +1,93 @@
+// Layout detection for files and the joining of long-layout entries.
+#include "core/log/logparser.h"
+
+#include "core/log/linesplit.h"
+#include "core/log/utf8.h"
+#include "core/support/logger.h"
+
+namespace vf {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+// Detection stops looking after this line; files are judged by their start.
+constexpr size_t kLastDetectedLine = 31;
+
+// Third blank-separated token of a threadtime line: "app(pid)" or a pid.
+std::string_view thirdToken(std::string_view line) {
+    std::string_view token;
+    for (int i = 0; i < 3; ++i) {
+        const size_t start = line.find_first_not_of(' ');
+        if (start == std::string_view::npos) return {};
+        line.remove_prefix(start);
+        const size_t end = std::min(line.find(' '), line.size());
+        token = line.substr(0, end);
+        line.remove_prefix(end);
+    }
+    return token;
+}
+
+LogLineFormat classify(std::string_view line) {
+    using utf8::asciiAt16;
+    if (asciiAt16(line, 0) == '[') return LogLineFormat::Long;
+    if (asciiAt16(line, 1) == '/') return line.find("):"sv) != std::string_view::npos ? LogLineFormat::Brief : LogLineFormat::Tag;
+    if (asciiAt16(line, 1) == '(') return LogLineFormat::Process;
+    if (asciiAt16(line, 18) == ':') return LogLineFormat::Dated;
+    if (asciiAt16(line, 20) == '/') return LogLineFormat::Time;
+    if (asciiAt16(line, 2) == '-')
+        return thirdToken(line).find('(') != std::string_view::npos ? LogLineFormat::ThreadTimeApp : LogLineFormat::ThreadTime;
+    return LogLineFormat::Raw;
+}
+
+}  // namespace
+
+// A file is settled by five agreeing lines from its start, but after a change
+// it takes the changing line and five more. The asymmetry is how files have
+// always been judged, so it stays.
+LogLineFormat determineLogType(const std::vector<std::string_view>& lines) {
+    int previous = 0;
+    int current = 0;
+    int matches = 0;
+    for (size_t i = 0; i < lines.size(); ++i) {
+        const std::string_view line = lines[i];
+        if (utf8::utf16Length(line, 2) < 2) continue;
+        current = int(classify(line));
+        if (current == int(LogLineFormat::Long)) i += 2;  // the message line and the blank line of the entry
+        if (previous == 0) {
+            matches = 1;
+        } else if (current == previous) {
+            if (matches > 3) {
+                VF_LOG("GOT TYPE:{}", current);
+                return LogLineFormat(current);
+            }
+            ++matches;
+        } else {
+            matches = 0;
+            VF_LOG("type changed:{} to {}, line:{}", previous, current, i);
+        }
+        if (i >= kLastDetectedLine) {
+            VF_LOG("UNKNOWN FILE TYPE! {}", line);
+            break;
+        }
+        previous = current;
+    }
+    VF_LOG("UNKNOWN FILE TYPE! matches:{}, prevType:{}", matches, previous);
+    return LogLineFormat(current);
+}
+
+std::vector<std::string> joinLongFormatArray(const std::vector<std::string_view>& lines) {
+    std::vector<std::string> joined;
+    size_t i = 0;
+    const auto next = [&](std::string_view& line) {
+        if (i == lines.size()) return false;
+        line = lines[i++];
+        return true;
+    };
+    lines::joinLongEntries(next, [&](std::string_view header, std::string_view message) {
+        joined.emplace_back(std::string(header).append(message));
+    });
+    return joined;
+}
+
+}  // namespace vf

@@ -1,0 +1,149 @@
+// Reading a whole log file into rows. The file's bytes become the rows' text
+// as they are whenever they are UTF-8 (the common case), so a file costs its
+// own size plus the small row records and nothing per line.
+#include <QFile>
+#include <QStringConverter>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/log/linesplit.h"
+#include "core/log/logparser.h"
+#include "core/log/utf8.h"
+#include "core/support/logger.h"
+
+namespace vf {
+
+namespace {
+
+// Enough lines for the detector: it never looks past its line 31.
+constexpr size_t kDetectionLines = 40;
+
+// Reads the whole file into `bytes`; on failure returns the error text.
+std::optional<std::string> readWholeFile(const QString& path, std::string& bytes) {
+    const QByteArray name = QFile::encodeName(path);
+    const int fd = ::open(name.constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return std::string(std::strerror(errno));
+    struct stat st {};
+    std::optional<std::string> error;
+    if (::fstat(fd, &st) != 0) {
+        error = std::strerror(errno);
+    } else if (!S_ISREG(st.st_mode)) {
+        error = "not a regular file";
+    } else {
+        bytes.resize(size_t(st.st_size));
+        size_t done = 0;
+        while (done < bytes.size()) {
+            const ssize_t n = ::read(fd, bytes.data() + done, bytes.size() - done);
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0) {
+                error = std::strerror(errno);
+                break;
+            }
+            if (n == 0) break;  // the file shrank while we read it
+            done += size_t(n);
+        }
+        bytes.resize(done);
+    }
+    ::close(fd);
+    return error;
+}
+
+std::string latin1ToUtf8(std::string_view bytes) {
+    std::string out;
+    out.reserve(bytes.size() + bytes.size() / 8);
+    for (const char ch : bytes) {
+        const auto c = static_cast<unsigned char>(ch);
+        if (c < 0x80) {
+            out += ch;
+        } else {
+            out += char(0xC0 | (c >> 6));
+            out += char(0x80 | (c & 0x3F));
+        }
+    }
+    return out;
+}
+
+// The text of a file that is not UTF-8: an encoding its first bytes announce
+// (a byte-order mark), else ISO Latin-1, which reads any bytes.
+std::string decodeOtherEncoding(const QString& path, const std::string& bytes) {
+    const QByteArrayView data(bytes.data(), qsizetype(bytes.size()));
+    if (const auto encoding = QStringConverter::encodingForData(data); encoding && *encoding != QStringConverter::Utf8) {
+        QStringDecoder decoder(*encoding);
+        const QString text = decoder.decode(data);
+        if (!decoder.hasError()) {
+            const QByteArray utf8 = text.toUtf8();
+            return std::string(utf8.constData(), size_t(utf8.size()));
+        }
+    }
+    VF_LOG("unable to open: {}, {}", path, "no other encoding detected");
+    return latin1ToUtf8(bytes);
+}
+
+// The layout rules count characters; bytes are an upper bound.
+bool isLongEnough(std::string_view line) {
+    if (line.size() < 3) return false;
+    return line.size() >= 12 || utf8::utf16Length(line, 3) >= 3;
+}
+
+LogLineFormat detect(std::string_view text) {
+    std::vector<std::string_view> head;
+    lines::Splitter splitter(text);
+    std::string_view line;
+    while (head.size() < kDetectionLines && splitter.next(line)) head.push_back(line);
+    return determineLogType(head);
+}
+
+// Long layout: the joined entries become the arena's text, one per line.
+std::string_view joinLongText(RowArena& arena, std::string_view text) {
+    std::string joined;
+    joined.reserve(text.size());
+    lines::Splitter splitter(text);
+    lines::joinLongEntries([&](std::string_view& line) { return splitter.next(line); },
+                           [&](std::string_view header, std::string_view message) {
+                               joined.append(header).append(message).append(1, '\n');
+                           });
+    return arena.adopt(std::move(joined));
+}
+
+}  // namespace
+
+std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& nextIndex) {
+    std::string bytes;
+    if (const auto error = readWholeFile(path, bytes)) {
+        VF_LOG("unable to open: {}, {}", path, *error);
+        VF_LOG("unable to open: {}, {}", path, *error);
+        VF_LOG("unable to open (NSISOLatin1StringEncoding): {}, {}", path, *error);
+        return std::nullopt;
+    }
+    size_t skip = 0;
+    if (!utf8::isValid(bytes)) {
+        VF_LOG("unable to open: {}, {}", path, "not valid UTF-8");
+        bytes = decodeOtherEncoding(path, bytes);
+    } else if (std::string_view(bytes).starts_with("\xEF\xBB\xBF")) {
+        skip = 3;  // a UTF-8 byte-order mark is not part of the first line
+    }
+
+    RowArena arena;
+    std::string_view text = arena.adopt(std::move(bytes)).substr(skip);
+    const lines::BreakCount breaks = lines::countBreaks(text);
+    VF_LOG("reading file:{}, lines:{}", path, breaks.lf + breaks.cr + 1);
+
+    const LogLineFormat format = detect(text);
+    if (format == LogLineFormat::None) return std::nullopt;
+    if (format == LogLineFormat::Long) text = joinLongText(arena, text);
+
+    RowList rows;
+    rows.reserve(qsizetype(std::max(breaks.lf, breaks.cr) + 1));
+    lines::Splitter splitter(text);
+    std::string_view line;
+    while (splitter.next(line)) {
+        if (!isLongEnough(line)) continue;
+        if (RowPtr row = parseThreadTimeLine(arena, line, format, nextIndex)) rows.append(std::move(row));
+    }
+    return rows;
+}
+
+}  // namespace vf
