@@ -1,0 +1,54 @@
+#pragma once
+// The simulated device's state that outlives connections: its properties,
+// processes, log buffer, the last touch and the input record.
+
+#include <QByteArray>
+#include <QObject>
+#include <QPointF>
+#include <QString>
+#include <optional>
+
+#include "devicelog.h"
+#include "options.h"
+#include "processes.h"
+
+namespace vf::sim {
+
+class Device final : public QObject {
+    Q_OBJECT
+public:
+    explicit Device(const Options& options, QObject* parent = nullptr);
+
+    const Options& options() const { return options_; }
+    ProcessTable& processes() { return processes_; }
+    DeviceLog& log() { return log_; }
+
+    // Loads the log file and starts the device's clock. Returns false (with
+    // `error`) when the file cannot be read.
+    bool start(QString& error);
+
+    // The text of /system/build.prop.
+    QByteArray buildProp() const;
+    // "getprop" with no name lists all in "[name]: [value]" form.
+    QByteArray getprop(const QString& name) const;
+
+    // The banner of the connection message: "device::ro.product.name=...;".
+    QByteArray banner() const;
+
+    // Runs one "input ..." command: records it and moves the touch marker.
+    // Returns the command's output (empty when it succeeded).
+    QByteArray input(const QStringList& argv, const QString& commandLine);
+
+    // A PNG of the screen: model name, clock and the last touch.
+    QByteArray screenshot() const;
+
+private:
+    QList<QPair<QString, QString>> properties() const;
+
+    Options options_;
+    ProcessTable processes_;
+    DeviceLog log_;
+    std::optional<QPointF> lastTouch_;
+};
+
+}  // namespace vf::sim

@@ -1,0 +1,110 @@
+#include "options.h"
+
+#include <QRegularExpression>
+
+namespace vf::sim {
+
+namespace {
+
+bool toPort(const QString& text, quint16& port) {
+    bool ok = false;
+    const uint value = text.toUInt(&ok);
+    if (!ok || value > 65535) return false;
+    port = static_cast<quint16>(value);
+    return true;
+}
+
+bool toRate(const QString& text, double& rate) {
+    bool ok = false;
+    rate = text.toDouble(&ok);
+    return ok && rate >= 0;
+}
+
+}  // namespace
+
+QString usage() {
+    return QStringLiteral(
+        "usage: vellumfox-device-sim [options]\n"
+        "  --port N              listen on 127.0.0.1:N (0: pick a free port)\n"
+        "  --model NAME          ro.product.model (default \"Vellum Phone 5\")\n"
+        "  --product NAME        ro.product.name\n"
+        "  --sdk N               ro.build.version.sdk (default 29)\n"
+        "  --log FILE            threadtime log to replay (default: the bundled sample)\n"
+        "  --rate N              replayed lines per second (default 50)\n"
+        "  --idle-rate N         generated lines per second after the replay (default 5)\n"
+        "  --churn SECONDS       an app dies and restarts this often (default 20, 0: never)\n"
+        "  --record FILE         append every input command to FILE\n"
+        "  --ps toybox|toolbox   what plain \"ps\" lists (default toybox: only the shell's own)\n"
+        "  --legacy              behave like a device before Android 7\n"
+        "  --unauthorized        never accept the host's key\n"
+        "  --connect-server N    ask the ADB server on port N to connect to this device\n"
+        "  --screen WxH          screenshot size (default 720x1280)\n"
+        "  --seed N              seed of the generated log (default 7)\n"
+        "  --exit-with-parent    end when the starting process ends\n"
+        "SIGUSR1 unplugs the device, SIGUSR2 plugs it back in.\n");
+}
+
+std::optional<Options> parseOptions(const QStringList& arguments, QString& error) {
+    Options options;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& name = arguments.at(i);
+        const auto needValue = [&]() -> std::optional<QString> {
+            if (i + 1 >= arguments.size()) {
+                error = QStringLiteral("missing value for %1").arg(name);
+                return std::nullopt;
+            }
+            return arguments.at(++i);
+        };
+        const auto bad = [&](const QString& value) {
+            error = QStringLiteral("bad value for %1: %2").arg(name, value);
+            return std::nullopt;
+        };
+        if (name == u"--legacy") { options.legacy = true; continue; }
+        if (name == u"--unauthorized") { options.unauthorized = true; continue; }
+        if (name == u"--exit-with-parent") { options.exitWithParent = true; continue; }
+        const std::optional<QString> value = needValue();
+        if (!value) return std::nullopt;
+        if (name == u"--port") {
+            if (!toPort(*value, options.port)) return bad(*value);
+        } else if (name == u"--connect-server") {
+            if (!toPort(*value, options.connectServerPort) || options.connectServerPort == 0) return bad(*value);
+        } else if (name == u"--model") {
+            options.model = *value;
+        } else if (name == u"--product") {
+            options.product = *value;
+        } else if (name == u"--sdk") {
+            bool ok = false;
+            options.sdk = value->toInt(&ok);
+            if (!ok || options.sdk <= 0) return bad(*value);
+        } else if (name == u"--log") {
+            options.logFile = *value;
+        } else if (name == u"--record") {
+            options.recordFile = *value;
+        } else if (name == u"--rate") {
+            if (!toRate(*value, options.rate)) return bad(*value);
+        } else if (name == u"--idle-rate") {
+            if (!toRate(*value, options.idleRate)) return bad(*value);
+        } else if (name == u"--churn") {
+            bool ok = false;
+            options.churnSeconds = value->toInt(&ok);
+            if (!ok || options.churnSeconds < 0) return bad(*value);
+        } else if (name == u"--ps") {
+            if (*value != u"toybox" && *value != u"toolbox") return bad(*value);
+            options.toolboxPs = *value == u"toolbox";
+        } else if (name == u"--screen") {
+            const auto match = QRegularExpression(QStringLiteral("^(\\d{2,4})x(\\d{2,4})$")).match(*value);
+            if (!match.hasMatch()) return bad(*value);
+            options.screenSize = QSize(match.captured(1).toInt(), match.captured(2).toInt());
+        } else if (name == u"--seed") {
+            bool ok = false;
+            options.seed = value->toUInt(&ok);
+            if (!ok) return bad(*value);
+        } else {
+            error = QStringLiteral("unknown option %1").arg(name);
+            return std::nullopt;
+        }
+    }
+    return options;
+}
+
+}  // namespace vf::sim

@@ -1,0 +1,41 @@
+#pragma once
+// Everything the simulated device is told on its command line.
+
+#include <QSize>
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+namespace vf::sim {
+
+struct Options {
+    quint16 port = 0;  // 0: any free port
+    QString model = QStringLiteral("Vellum Phone 5");
+    QString product = QStringLiteral("vellum_phone");
+    QString device = QStringLiteral("vellum");
+    int sdk = 29;
+    double rate = 50;      // replayed lines per second
+    double idleRate = 5;   // generated lines per second once the replay is over
+    int churnSeconds = 20; // an app dies and restarts this often; 0 = never
+    QString logFile;       // threadtime lines to replay
+    QString recordFile;    // input commands are appended here
+    bool toolboxPs = false;
+    bool legacy = false;
+    bool unauthorized = false;
+    quint16 connectServerPort = 0;  // send "host:connect" to this ADB server
+    QSize screenSize{720, 1280};
+    quint32 seed = 7;
+    bool exitWithParent = false;
+
+    // The port part of the serial the ADB server gives the device.
+    QString serial(quint16 boundPort) const { return QStringLiteral("127.0.0.1:%1").arg(boundPort); }
+};
+
+// Reads the arguments (without the program name). On a usage error returns
+// nothing and sets `error`.
+std::optional<Options> parseOptions(const QStringList& arguments, QString& error);
+
+// The usage text printed for --help and after a usage error.
+QString usage();
+
+}  // namespace vf::sim

@@ -1,0 +1,121 @@
+#include "processes.h"
+
+namespace vf::sim {
+
+namespace {
+
+Process fixed(const char* user, int pid, int ppid, quint64 vsz, quint64 rss, const char* wchan, const char* name,
+              bool chatty) {
+    Process p;
+    p.user = QString::fromLatin1(user);
+    p.pid = pid;
+    p.ppid = ppid;
+    p.vsz = vsz;
+    p.rss = rss;
+    p.wchan = QString::fromLatin1(wchan);
+    p.name = QString::fromLatin1(name);
+    p.chatty = chatty;
+    return p;
+}
+
+constexpr int kZygotePid = 611;
+
+}  // namespace
+
+ProcessTable::ProcessTable(quint32 seed) : random_(seed) {
+    slots_ = {
+        fixed("root", 1, 0, 10904, 2100, "SyS_epoll_wait", "init", false),
+        fixed("root", 2, 0, 0, 0, "kthreadd", "kthreadd", false),
+        fixed("root", 3, 2, 0, 0, "smpboot_thread_fn", "ksoftirqd/0", false),
+        fixed("logd", 402, 1, 31220, 6040, "SyS_rt_sigsuspend", "logd", false),
+        fixed("system", 415, 1, 12632, 3120, "binder_ioctl", "servicemanager", false),
+        fixed("root", 430, 1, 44188, 8912, "SyS_epoll_wait", "vold", true),
+        fixed("system", 520, 1, 189772, 24980, "SyS_epoll_wait", "surfaceflinger", true),
+        fixed("shell", 560, 1, 20300, 3420, "SyS_epoll_wait", "adbd", false),
+        fixed("root", kZygotePid, 1, 4351232, 118340, "poll_schedule_timeout", "zygote64", false),
+        fixed("system", 1102, kZygotePid, 4712600, 212880, "SyS_epoll_wait", "system_server", true),
+        fixed("radio", 1530, kZygotePid, 4392100, 78220, "SyS_epoll_wait", "com.android.phone", true),
+        fixed("u0_a52", 1544, kZygotePid, 4502340, 152100, "SyS_epoll_wait", "com.android.systemui", true),
+    };
+    systemServer_ = 9;
+    startApp(QStringLiteral("com.android.launcher3"), QStringLiteral("u0_a40"));
+    startApp(QStringLiteral("org.example.fieldnotes"), QStringLiteral("u0_a121"));
+    startApp(QStringLiteral("org.example.fieldnotes:sync"), QStringLiteral("u0_a121"));
+    startApp(QStringLiteral("net.example.weatherly"), QStringLiteral("u0_a133"));
+}
+
+int ProcessTable::startApp(const QString& name, const QString& user) {
+    Process p;
+    p.user = user.isEmpty() ? QStringLiteral("u0_a%1").arg(nextAppUid_++) : user;
+    p.pid = allocatePid();
+    p.ppid = kZygotePid;
+    p.vsz = 4300000 + random_.bounded(600000);
+    p.rss = 60000 + random_.bounded(90000);
+    p.wchan = QStringLiteral("SyS_epoll_wait");
+    p.name = name;
+    p.app = true;
+    slots_.append(p);
+    return int(slots_.size()) - 1;
+}
+
+int ProcessTable::slotNamed(const QString& name, bool startIfMissing) {
+    for (int i = 0; i < slots_.size(); ++i) {
+        if (slots_.at(i).name == name) return i;
+    }
+    if (!startIfMissing) return -1;
+    // Processes of one app (name:suffix) share the app's user.
+    QString user;
+    const int base = slotNamed(name.section(u':', 0, 0), false);
+    if (base >= 0) user = slots_.at(base).user;
+    return startApp(name, user);
+}
+
+int ProcessTable::nextUnnamedSlot() {
+    QList<int> chatty;
+    for (int i = 0; i < slots_.size(); ++i) {
+        if (slots_.at(i).chatty) chatty.append(i);
+    }
+    return chatty.at(nextUnnamed_++ % chatty.size());
+}
+
+std::optional<ProcessTable::Restart> ProcessTable::restartRandomApp() {
+    QList<int> apps;
+    for (int i = 0; i < slots_.size(); ++i) {
+        if (slots_.at(i).app) apps.append(i);
+    }
+    if (apps.isEmpty()) return std::nullopt;
+    const int index = apps.at(int(random_.bounded(apps.size())));
+    const Restart restart{index, slots_[index].pid};
+    slots_[index].pid = allocatePid();
+    return restart;
+}
+
+int ProcessTable::adbdPid() const {
+    for (const Process& p : slots_) {
+        if (p.name == u"adbd") return p.pid;
+    }
+    return 1;
+}
+
+QByteArray ProcessTable::formatRow(const Process& p) {
+    return QString::asprintf("%-10s %6d %5d %8llu %6llu %-22s %1d %c %s\n", qUtf8Printable(p.user), p.pid, p.ppid,
+                             static_cast<unsigned long long>(p.vsz), static_cast<unsigned long long>(p.rss),
+                             qUtf8Printable(p.wchan), 0, p.state, qUtf8Printable(p.name))
+        .toUtf8();
+}
+
+QByteArray ProcessTable::psOutput(bool all) {
+    Process shell = fixed("shell", allocatePid(), adbdPid(), 10712, 2640, "sigsuspend", "sh", false);
+    Process ps = fixed("shell", allocatePid(), shell.pid, 10988, 2900, "0", "ps", false);
+    ps.state = 'R';
+    QByteArray out = QByteArrayLiteral(
+        "USER          PID  PPID      VSZ    RSS WCHAN                  ADDR S NAME\n");
+    if (all) {
+        for (const Process& p : slots_) out += formatRow(p);
+    }
+    out += formatRow(shell);
+    out += formatRow(ps);
+    return out;
+}
+
+}  // namespace vf::sim

@@ -1,0 +1,72 @@
+#pragma once
+// The simulated device's processes. Each long-lived process sits in a slot
+// whose pid changes when the app dies and starts again; log lines are
+// written by slots, so a restarted app logs under its new pid.
+
+#include <QByteArray>
+#include <QList>
+#include <QRandomGenerator>
+#include <QString>
+#include <optional>
+
+namespace vf::sim {
+
+struct Process {
+    QString user;
+    int pid = 0;
+    int ppid = 0;
+    quint64 vsz = 0;
+    quint64 rss = 0;
+    QString wchan;
+    char state = 'S';
+    QString name;
+    bool app = false;    // an application (may die and restart)
+    bool chatty = true;  // writes log lines of its own
+};
+
+class ProcessTable final {
+public:
+    explicit ProcessTable(quint32 seed);
+
+    int slotCount() const { return int(slots_.size()); }
+    const Process& slot(int index) const { return slots_.at(index); }
+
+    // The slot of the named process, or -1. With `startIfMissing` an unknown
+    // name starts as a new app.
+    int slotNamed(const QString& name, bool startIfMissing);
+
+    // Slots handed out in turn to the pids of a replayed log that no
+    // "Start proc" line has named.
+    int nextUnnamedSlot();
+
+    struct Restart {
+        int slot;
+        int oldPid;
+    };
+    // Kills one app and starts it again under a new pid.
+    std::optional<Restart> restartRandomApp();
+    // Gives the slot's process a new pid (it died and was started again).
+    void restart(int slot) { slots_[slot].pid = allocatePid(); }
+
+    // The output of "ps" ("ps -A" when `all`). Every call starts a new shell
+    // and a new ps process, as on a device; without `all` only these two are
+    // listed (toybox behaviour).
+    QByteArray psOutput(bool all);
+
+    int systemServerSlot() const { return systemServer_; }
+    int adbdPid() const;
+
+private:
+    int startApp(const QString& name, const QString& user);
+    int allocatePid() { return nextPid_++; }
+    static QByteArray formatRow(const Process& p);
+
+    QList<Process> slots_;
+    QRandomGenerator random_;
+    int nextPid_ = 2000;
+    int nextUnnamed_ = 0;
+    int nextAppUid_ = 120;
+    int systemServer_ = 0;
+};
+
+}  // namespace vf::sim

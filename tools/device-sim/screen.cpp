@@ -1,0 +1,70 @@
+// The simulated screen: drawn afresh for every capture so that a viewer can
+// see that captures are live (the clock) and that touches arrive (the marker).
+#include <QBuffer>
+#include <QDateTime>
+#include <QFont>
+#include <QImage>
+#include <QLinearGradient>
+#include <QPainter>
+
+#include "device.h"
+
+namespace vf::sim {
+
+QByteArray Device::screenshot() const {
+    const QSize size = options_.screenSize;
+    QImage image(size, QImage::Format_RGB32);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+
+    QLinearGradient background(0, 0, 0, size.height());
+    background.setColorAt(0, QColor(0x1d, 0x3b, 0x53));
+    background.setColorAt(1, QColor(0x0f, 0x1c, 0x26));
+    painter.fillRect(image.rect(), background);
+
+    const int unit = qMax(8, size.width() / 24);
+    const QRect statusBar(0, 0, size.width(), unit * 2);
+    painter.fillRect(statusBar, QColor(0, 0, 0, 90));
+    painter.setPen(Qt::white);
+    QFont font;
+    font.setPixelSize(unit);
+    painter.setFont(font);
+    const QString clock = QDateTime::currentDateTime().toString(QStringLiteral("HH:mm:ss"));
+    painter.drawText(statusBar.adjusted(unit, 0, -unit, 0), Qt::AlignVCenter | Qt::AlignRight, clock);
+    painter.drawText(statusBar.adjusted(unit, 0, -unit, 0), Qt::AlignVCenter | Qt::AlignLeft,
+                     QStringLiteral("SDK %1").arg(options_.sdk));
+
+    font.setPixelSize(unit * 2);
+    font.setBold(true);
+    painter.setFont(font);
+    painter.drawText(QRect(0, size.height() / 3, size.width(), unit * 3), Qt::AlignCenter, options_.model);
+    font.setPixelSize(unit * 3);
+    painter.setFont(font);
+    painter.drawText(QRect(0, size.height() / 3 + unit * 3, size.width(), unit * 4), Qt::AlignCenter, clock);
+
+    // A row of app icons, so swipes and taps have something to aim at.
+    const int icon = unit * 3;
+    const QColor colors[] = {QColor(0xe5, 0x73, 0x3b), QColor(0x4c, 0xaf, 0x50), QColor(0x42, 0x85, 0xf4),
+                             QColor(0xfb, 0xc0, 0x2d)};
+    for (int i = 0; i < 4; ++i) {
+        const int x = size.width() * (2 * i + 1) / 8 - icon / 2;
+        painter.setBrush(colors[i]);
+        painter.setPen(Qt::NoPen);
+        painter.drawRoundedRect(QRect(x, size.height() - icon * 2, icon, icon), unit / 2, unit / 2);
+    }
+
+    if (lastTouch_) {
+        painter.setBrush(QColor(255, 64, 64, 160));
+        painter.setPen(QPen(Qt::white, qMax(2, unit / 6)));
+        painter.drawEllipse(*lastTouch_, unit, unit);
+    }
+    painter.end();
+
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return png;
+}
+
+}  // namespace vf::sim

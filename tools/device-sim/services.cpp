@@ -1,0 +1,125 @@
+// The shell commands the simulated device knows. Each runs on its own
+// stream; one-shot commands write their output and finish, logcat follows
+// the device's log buffer until the host closes the stream.
+#include <QPointer>
+
+#include "device.h"
+#include "shellline.h"
+#include "stream.h"
+
+namespace vf::sim {
+
+namespace {
+
+constexpr qsizetype kLogcatBacklog = 64 * 1024;  // queued bytes before logcat waits for the host
+
+class LogcatService final : public QObject {
+public:
+    LogcatService(Stream* stream, DeviceLog& log, const QString& tags)
+        : QObject(stream), stream_(stream), log_(log), filter_(tags), next_(log.firstSeq()) {
+        connect(&log_, &DeviceLog::appended, this, &LogcatService::pull);
+        connect(stream_, &Stream::drained, this, &LogcatService::pull);
+        stream_->write("--------- beginning of main\n");
+        pull();
+    }
+
+private:
+    void pull() {
+        if (next_ < log_.firstSeq()) next_ = log_.firstSeq();  // cleared or overrun
+        QByteArray out;
+        while (next_ < log_.endSeq() && stream_->pendingBytes() + out.size() < kLogcatBacklog) {
+            const LogEntry& entry = log_.at(next_++);
+            if (filter_.allows(entry.tag, entry.level)) out += entry.line;
+        }
+        stream_->write(out);
+    }
+
+    Stream* stream_;
+    DeviceLog& log_;
+    LogTagFilter filter_;
+    quint64 next_;
+};
+
+QByteArray runLogcatOnce(Device& device, const QStringList& argv, const QString& tags, bool& streaming) {
+    streaming = false;
+    if (argv.contains(QStringLiteral("-c"))) {
+        device.log().clear();
+        return {};
+    }
+    if (argv.contains(QStringLiteral("-d"))) {
+        const LogTagFilter filter(tags);
+        QByteArray out = "--------- beginning of main\n";
+        for (quint64 s = device.log().firstSeq(); s < device.log().endSeq(); ++s) {
+            const LogEntry& entry = device.log().at(s);
+            if (filter.allows(entry.tag, entry.level)) out += entry.line;
+        }
+        return out;
+    }
+    streaming = true;
+    return {};
+}
+
+// Filter rules given as words after the options ("logcat -v threadtime MyTag:D *:S").
+QString logcatTags(const ShellLine& line) {
+    QStringList rules;
+    for (qsizetype i = 1; i < line.argv.size(); ++i) {
+        const QString& word = line.argv.at(i);
+        if (word.startsWith(u'-')) {
+            if (word == u"-v" || word == u"-b") ++i;
+            continue;
+        }
+        rules.append(word);
+    }
+    return rules.isEmpty() ? line.environment.value(QStringLiteral("ANDROID_LOG_TAGS")) : rules.join(u' ');
+}
+
+void runShell(const QString& command, Stream* stream, Device& device) {
+    const ShellLine line = parseShellLine(command);
+    const QString program = line.argv.value(0);
+    QByteArray out;
+    if (program.isEmpty()) {
+        // An interactive shell is not simulated.
+    } else if (program == u"cat") {
+        for (qsizetype i = 1; i < line.argv.size(); ++i) {
+            if (line.argv.at(i) == u"/system/build.prop") out += device.buildProp();
+            else out += (u"cat: " + line.argv.at(i) + u": No such file or directory\n").toUtf8();
+        }
+    } else if (program == u"getprop") {
+        out = device.getprop(line.argv.value(1));
+    } else if (program == u"ps") {
+        const bool all = device.options().toolboxPs || line.argv.contains(QStringLiteral("-A")) ||
+                         line.argv.contains(QStringLiteral("-e"));
+        out = device.processes().psOutput(all);
+    } else if (program == u"logcat") {
+        bool streaming = false;
+        const QString tags = logcatTags(line);
+        out = runLogcatOnce(device, line.argv, tags, streaming);
+        if (streaming) {
+            new LogcatService(stream, device.log(), tags);
+            return;
+        }
+    } else if (program == u"screencap") {
+        out = line.argv.contains(QStringLiteral("-p")) ? device.screenshot()
+                                                       : QByteArray("screencap: only -p is simulated\n");
+    } else if (program == u"input") {
+        out = device.input(line.argv, command);
+    } else if (program == u"echo") {
+        out = (line.argv.mid(1).join(u' ') + u'\n').toUtf8();
+    } else {
+        out = (u"/system/bin/sh: " + program + u": not found\n").toUtf8();
+    }
+    stream->write(out);
+    stream->finish();
+}
+
+}  // namespace
+
+bool startService(const QByteArray& name, Stream* stream, Device& device) {
+    if (name.startsWith("shell:")) {
+        runShell(QString::fromUtf8(name.mid(6)), stream, device);
+        return true;
+    }
+    return false;
+}
+
+}  // namespace vf::sim
