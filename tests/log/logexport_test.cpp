@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <plist/plist.h>
+
+#include "core/log/logexport.h"
+
+namespace vf {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+RowPtr makeRow(RowArena& arena, std::string app, std::string pid, std::string text, uint64_t idx = 0) {
+    RowValues v;
+    v.idx = idx;
+    v.time = "01-15 12:34:56.789";
+    v.app = std::move(app);
+    v.pid = pid;
+    v.tid = "5678";
+    v.type = "I";
+    v.name = "Tag";
+    v.text = std::move(text);
+    return arena.make(v);
+}
+
+class LogExport : public ::testing::Test {
+protected:
+    QString writeFile(const QString& name, const QByteArray& bytes) {
+        const QString path = dir.filePath(name);
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+        return path;
+    }
+
+    // A property list with a root dictionary holding `rows` under "logdata".
+    QByteArray plistFile(bool binary, const std::vector<std::map<std::string, std::string>>& rows) {
+        plist_t root = plist_new_dict();
+        plist_t array = plist_new_array();
+        for (const auto& row : rows) {
+            plist_t entry = plist_new_dict();
+            for (const auto& [key, value] : row)
+                plist_dict_set_item(entry, key.c_str(), key == "idx" ? plist_new_uint(std::stoull(value)) : plist_new_string(value.c_str()));
+            plist_array_append_item(array, entry);
+        }
+        plist_dict_set_item(root, "logdata", array);
+        plist_dict_set_item(root, "other", plist_new_string("ignored"));
+        char* data = nullptr;
+        uint32_t length = 0;
+        if (binary) plist_to_bin(root, &data, &length);
+        else plist_to_xml(root, &data, &length);
+        QByteArray bytes(data, qsizetype(length));
+        std::free(data);
+        plist_free(root);
+        return bytes;
+    }
+
+    QTemporaryDir dir;
+    RowArena arena;
+    uint64_t next = 500;
+    RowIndexSource index = [this] { return next++; };
+};
+
+TEST_F(LogExport, SavedLines) {
+    EXPECT_EQ(savedTextLine(*makeRow(arena, "com.app", "1234", " hello")),
+              "01-15 12:34:56.789 com.app(1234) 5678 I Tag:  hello\n");
+    EXPECT_EQ(savedTextLine(*makeRow(arena, "", "1234", "a\nb\n")), "01-15 12:34:56.789 (1234) 5678 I Tag: a\nb\n")
+        << "only a final line feed is not doubled";
+    RowValues status;
+    status.app = "Vellumfox";
+    status.pid = status.tid = status.name = "---";
+    status.type = "E";
+    status.text = "Error";
+    EXPECT_EQ(savedTextLine(*arena.make(status)), " Vellumfox(---) --- E ---: Error\n");
+    const RowList rows{makeRow(arena, "a", "1", "x"), makeRow(arena, "b", "2", "y")};
+    EXPECT_EQ(writeSavedText(rows), QByteArray("01-15 12:34:56.789 a(1) 5678 I Tag: x\n01-15 12:34:56.789 b(2) 5678 I Tag: y\n"));
+}
+
+TEST_F(LogExport, SavedFileReopensWithItsApps) {
+    RowList rows;
+    for (int i = 0; i < 8; ++i) rows.append(makeRow(arena, i % 2 ? "com.app" : "", std::to_string(1000 + i), " line " + std::to_string(i)));
+    const QString path = dir.filePath(u"saved.VellumFox"_s);
+    ASSERT_TRUE(saveFile(path, rows, true, {u"vellumfox"_s, u"log"_s, u"txt"_s}));
+    const auto reopened = openLogFile(path, index);  // not a property list: read as text
+    ASSERT_TRUE(reopened);
+    ASSERT_EQ(reopened->size(), 8);
+    for (int i = 0; i < 8; ++i) {
+        const RowValues v = (*reopened)[i]->values();
+        EXPECT_EQ(v.app, i % 2 ? "com.app" : "");
+        EXPECT_EQ(v.pid, std::to_string(1000 + i));
+        EXPECT_EQ(v.tid, "5678");
+        EXPECT_EQ(v.name, "Tag");
+        EXPECT_EQ(v.text, "  line " + std::to_string(i));
+    }
+}
+
+TEST_F(LogExport, CopiedRowsFlattenLineBreaks) {
+    const RowList rows{makeRow(arena, "com.app", "1", "a\r\nb\nc", 7), makeRow(arena, "", "2", "d")};
+    EXPECT_EQ(copyText(rows), u"01-15 12:34:56.789\tcom.app\t1\t5678\tI\tTag\ta  b c\n"
+                              u"01-15 12:34:56.789\t\t2\t5678\tI\tTag\td\n"_s);
+    EXPECT_EQ(copyText(rows, RowKey::Text), u"a  b c\nd\n"_s);
+    EXPECT_EQ(copyText(rows, RowKey::Idx), u"7\n0\n"_s);
+    EXPECT_EQ(copyText({}), QString());
+}
+
+TEST_F(LogExport, VellumfoxFilesInBothForms) {
+    const std::vector<std::map<std::string, std::string>> rows{
+        {{"idx", "41"}, {"time", "01-15 12:34:56.789"}, {"app", "com.app"}, {"pid", "1234"}, {"tid", "-"},
+         {"type", "W"}, {"name", "Tag"}, {"text", "multi\nline"}},
+        {{"pid", "99"}, {"text", "only some keys"}}};
+    for (const bool binary : {false, true}) {
+        SCOPED_TRACE(binary ? "binary" : "XML");
+        const QString path = writeFile(binary ? u"b.vellumfox"_s : u"x.VELLUMFOX"_s, plistFile(binary, rows));
+        const auto read = openLogFile(path, index);
+        ASSERT_TRUE(read);
+        ASSERT_EQ(read->size(), 2);
+        const RowValues first = (*read)[0]->values();
+        EXPECT_EQ(first.idx, 41u);
+        EXPECT_EQ(first.app, "com.app");
+        EXPECT_EQ(first.tid, "-");
+        EXPECT_EQ(first.type, "W");
+        EXPECT_EQ(first.text, "multi\nline");
+        const RowValues second = (*read)[1]->values();
+        EXPECT_EQ(second.idx, binary ? 501u : 500u) << "no idx: the next index";
+        EXPECT_EQ(second.pid, "99");
+        EXPECT_EQ(second.time, "");
+        EXPECT_EQ(second.name, "");
+    }
+}
+
+TEST_F(LogExport, OtherFilesFallBackToText) {
+    const QByteArray threadTime = "01-15 12:34:56.789  1234  5678 I Tag: text\n";
+    // Right suffix, but text; a property list that is not a dictionary; a dictionary without rows.
+    EXPECT_EQ(openLogFile(writeFile(u"a.vellumfox"_s, threadTime), index)->size(), 1);
+    EXPECT_FALSE(readVellumfoxFile(writeFile(u"b.vellumfox"_s, "<plist><array/></plist>"), index));
+    EXPECT_FALSE(readVellumfoxFile(writeFile(u"c.vellumfox"_s, "<plist><dict/></plist>"), index));
+    // A property list under another suffix is read as text (and is raw lines).
+    const auto asText = openLogFile(writeFile(u"d.log"_s, plistFile(false, {{{"pid", "1"}}})), index);
+    ASSERT_TRUE(asText);
+    EXPECT_TRUE(asText->first()->pid().empty());
+}
+
+}  // namespace
+}  // namespace vf
