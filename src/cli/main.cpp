@@ -1,7 +1,30 @@
-// vellumfox-cli: the command-line companion (placeholder).
-#include <cstdio>
+// vellumfox-cli: the command-line companion of the viewer.
+#include <QCoreApplication>
+#include <QStringList>
+#include <cstdlib>
+#include <iostream>
+#include <unistd.h>
 
-int main() {
-    std::puts("vellumfox-cli");
-    return 0;
+#include "cli/cliapplication.h"
+#include "core/support/threads.h"
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("vellumfox-cli"));
+
+    vf::cli::CliEnvironment environment;
+    environment.androidSerial = qEnvironmentVariable("ANDROID_SERIAL");
+    environment.stdoutIsTerminal = ::isatty(STDOUT_FILENO) == 1 && qEnvironmentVariable("TERM") != u"dumb";
+    environment.noColor = qEnvironmentVariableIsSet("NO_COLOR");
+
+    QStringList arguments = QCoreApplication::arguments();
+    arguments.removeFirst();
+    int status = 0;
+    {
+        vf::cli::CliApplication cli(std::cout, std::cerr, environment);
+        status = cli.run(arguments);
+    }
+    std::cout.flush();
+    vf::shutdownIoThread();
+    return status;
 }

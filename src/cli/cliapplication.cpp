@@ -1,0 +1,47 @@
+#include "cli/cliapplication.h"
+
+#include "cli/devicescommand.h"
+#include "cli/filecommands.h"
+#include "cli/helptext.h"
+#include "cli/options.h"
+#include "cli/privateprefs.h"
+#include "cli/streamcommand.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf::cli {
+
+CliApplication::CliApplication(std::ostream& out, std::ostream& err, CliEnvironment environment)
+    : out_(out), err_(err), environment_(std::move(environment)) {}
+
+int CliApplication::run(const QStringList& arguments) {
+    const ParsedCommandLine parsed = parseCommandLine(arguments);
+    if (!parsed.options) {
+        err_ << "vellumfox-cli: " << parsed.error.toStdString() << '\n'
+             << "Run \"vellumfox-cli --help\" for usage.\n";
+        return kExitUsage;
+    }
+    CliOptions options = *parsed.options;
+    switch (options.command) {
+    case Command::Help: out_ << helpText(options.helpTopic).toStdString(); return kExitOk;
+    case Command::Version: out_ << versionText().toStdString(); return kExitOk;
+    case Command::Convert: return runConvert(options, out_, err_);
+    case Command::Detect: return runDetect(options, out_, err_);
+    case Command::CheckFilter: return runCheckFilter(options, out_, err_);
+    case Command::Devices:
+    case Command::Stream: break;
+    }
+
+    if (options.serial.isEmpty()) options.serial = environment_.androidSerial;
+    AdbOverrides overrides{options.host, options.port, std::nullopt, options.tags};
+    if (options.clear) overrides.clearLogOnStart = true;
+    const PrivatePreferences preferences(overrides);
+    const AdbEndpoint endpoint{preferences.host(), preferences.port()};
+
+    if (options.command == Command::Devices) return DevicesCommand(options, endpoint, out_, err_).run();
+    StreamSettings settings;
+    settings.color = environment_.stdoutIsTerminal && !environment_.noColor && !options.noColor;
+    return StreamCommand(options, settings, endpoint, out_, err_).run();
+}
+
+}  // namespace vf::cli

@@ -1,0 +1,190 @@
+#include "cli/devicescommand.h"
+
+#include <QMutexLocker>
+#include <QPointer>
+#include <QRegularExpression>
+
+#include "cli/rowwriter.h"
+#include "core/adb/devicelistdatasource.h"
+#include "core/adb/devicelistreader.h"
+#include "core/support/threads.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf::cli {
+
+namespace {
+
+std::string utf8(const QString& s) { return s.toStdString(); }
+
+void appendJsonValue(std::string& line, const std::optional<QString>& value) {
+    if (value) appendJsonString(line, utf8(*value));
+    else line += "null";
+}
+
+}  // namespace
+
+QMap<QString, QString> deviceStatesFromReply(const QString& reply) {
+    static const QRegularExpression lineBreaks(u"\\R"_s);
+    static const QRegularExpression blanks(u"[ \\t]"_s);
+    QMap<QString, QString> states;
+    for (const QString& line : reply.split(lineBreaks)) {
+        if (line.isEmpty() || line.startsWith(u'-') || line.startsWith(u"error:"_s)) continue;
+        const QStringList fields = line.split(blanks);
+        // Same fields as the device record: the id is the first (possibly
+        // empty) field; the state is the second non-empty one.
+        int nonEmpty = 0;
+        for (const QString& field : fields) {
+            if (field.isEmpty() || ++nonEmpty < 2) continue;
+            states.insert(fields.first(), field);
+            break;
+        }
+    }
+    return states;
+}
+
+DevicesCommand::DevicesCommand(const CliOptions& options, AdbEndpoint endpoint, std::ostream& out, std::ostream& err)
+    : options_(options), endpoint_(std::move(endpoint)), out_(out), err_(err) {
+    settleTimer_.setSingleShot(true);
+    settleTimer_.setInterval(kLookupSettleMs);
+    QObject::connect(&settleTimer_, &QTimer::timeout, this, &DevicesCommand::printAndFinish);
+}
+
+DevicesCommand::~DevicesCommand() {
+    runOnIoThreadBlocking([this] {
+        if (!reader_) return;
+        reader_->setDelegate(nullptr);
+        reader_->stop();
+        delete reader_;
+        reader_ = nullptr;
+    });
+    if (model_) model_->setDelegate(nullptr);
+    delete model_;
+}
+
+int DevicesCommand::run() {
+    model_ = new DeviceListDatasource;
+    model_->setDelegate(this);
+    requestList();
+    if (!done_) loop_.exec();
+    return status_;
+}
+
+void DevicesCommand::requestList() {
+    runOnIoThread([this] {
+        if (reader_) {
+            reader_->setDelegate(nullptr);
+            reader_->stop();
+            delete reader_;
+        }
+        reader_ = new DeviceListReader;
+        reader_->setDelegate(this);
+        reader_->connect();
+    });
+}
+
+void DevicesCommand::devicesReceived(const QString& text) {
+    {
+        const QMutexLocker lock(&replyMutex_);
+        reply_ = text;
+    }
+    model_->parseDeviceList(text);
+}
+
+void DevicesCommand::deviceListFailedWithError(int code) {
+    runOnMainThread([self = QPointer<DevicesCommand>(this), code] {
+        if (self) self->handleFailure(code);
+    });
+}
+
+void DevicesCommand::onDeviceListFailed(int code) { deviceListFailedWithError(code); }
+
+void DevicesCommand::handleFailure(int code) {
+    if (done_) return;
+    if (code != 0) {
+        err_ << "vellumfox-cli: no device attached\n";
+        finish(kExitFailure);
+        return;
+    }
+    if (triedStart_) {
+        err_ << "vellumfox-cli: the ADB server still does not answer at " << utf8(endpoint_.display()) << '\n';
+        finish(kExitFailure);
+        return;
+    }
+    triedStart_ = true;
+    err_ << "vellumfox-cli: no ADB server at " << utf8(endpoint_.display())
+         << "; trying to start it (adb start-server)\n";
+    startAdbServer([self = QPointer<DevicesCommand>(this)](bool started) {
+        if (!self || self->done_) return;
+        if (!started) {
+            self->err_ << "vellumfox-cli: could not start the ADB server\n";
+            self->finish(kExitFailure);
+            return;
+        }
+        self->err_ << "vellumfox-cli: ADB server started\n";
+        self->requestList();
+    });
+}
+
+void DevicesCommand::onDevicesConnected(const DeviceList& devices) {
+    if (done_) return;
+    devices_ = devices;
+    listed_ = true;
+    settleTimer_.start();
+    checkDone();
+}
+
+void DevicesCommand::onDeviceModel(const QString& deviceId, const QString& model) {
+    for (DeviceRecord& record : devices_)
+        if (record.id == deviceId) record.name = model;
+    if (done_ || !listed_) return;
+    settleTimer_.start();
+    checkDone();
+}
+
+void DevicesCommand::checkDone() {
+    // Look-ups run one after another and stall at a device that does not
+    // answer (unauthorized, offline): then the settle timer ends the wait.
+    bool allNamed = true;
+    for (const DeviceRecord& record : std::as_const(devices_)) allNamed = allNamed && record.name.has_value();
+    if (allNamed || model_->lookupList().isEmpty()) printAndFinish();
+}
+
+void DevicesCommand::printAndFinish() {
+    if (done_) return;
+    QMap<QString, QString> states;
+    {
+        const QMutexLocker lock(&replyMutex_);
+        states = deviceStatesFromReply(reply_);
+    }
+    for (const DeviceRecord& record : std::as_const(devices_)) {
+        const QString state = states.value(record.id, record.type);
+        std::string line;
+        if (options_.format == OutputFormat::Json) {
+            line = "{\"id\":";
+            appendJsonString(line, utf8(record.id));
+            line += ",\"state\":";
+            appendJsonString(line, utf8(state));
+            line += ",\"name\":";
+            appendJsonValue(line, record.name);
+            line += ",\"product\":";
+            appendJsonValue(line, record.product);
+            line += "}\n";
+        } else {
+            line = utf8(record.id + u'\t' + state + u'\t' + record.name.value_or(u"-"_s)) + '\n';
+        }
+        out_ << line;
+    }
+    out_.flush();
+    finish(kExitOk);
+}
+
+void DevicesCommand::finish(int status) {
+    if (done_) return;
+    done_ = true;
+    status_ = status;
+    settleTimer_.stop();
+    loop_.quit();
+}
+
+}  // namespace vf::cli

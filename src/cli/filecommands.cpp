@@ -1,0 +1,95 @@
+#include "cli/filecommands.h"
+
+#include "cli/filters.h"
+#include "cli/logfile.h"
+#include "cli/rowwriter.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf::cli {
+
+namespace {
+
+std::string utf8(const QString& s) { return s.toStdString(); }
+
+void fail(std::ostream& err, const QString& message) { err << "vellumfox-cli: " << utf8(message) << '\n'; }
+
+// The filter from the options, or the exit status when it cannot be used.
+std::optional<int> prepareFilter(const CliOptions& options, std::ostream& err, PredicatePtr& predicate) {
+    FilterBuild build = buildFilter(options.filters, options.quick);
+    if (build.problem) {
+        reportFilterProblem(err, *build.problem);
+        return kExitUsage;
+    }
+    if (const auto problem = probeFilter(build.predicate)) {
+        reportFilterProblem(err, *problem);
+        return kExitUsage;
+    }
+    predicate = std::move(build.predicate);
+    return std::nullopt;
+}
+
+}  // namespace
+
+int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err) {
+    PredicatePtr predicate;
+    if (const auto status = prepareFilter(options, err, predicate)) return *status;
+
+    const SavedLog log = openSavedLog(options.file);
+    if (!log.error.isEmpty()) {
+        fail(err, u"cannot open %1: %2"_s.arg(options.file, log.error));
+        return kExitFailure;
+    }
+    // Filter everything before writing anything: a filter that fails on some
+    // row must not leave half an output behind.
+    RowList passing;
+    for (const RowPtr& row : log.rows) {
+        QString error;
+        const auto passes = rowPasses(predicate.get(), *row, &error);
+        if (!passes) {
+            fail(err, u"the filter cannot be evaluated on row %1: %2"_s.arg(row->idx()).arg(error));
+            return kExitUsage;
+        }
+        if (*passes) passing.append(row);
+    }
+    if (options.count) {
+        out << passing.size() << '\n';
+    } else {
+        const auto writer = makeRowWriter(options.format, out);
+        for (const RowPtr& row : std::as_const(passing)) writer->write(*row);
+    }
+    out.flush();
+    return kExitOk;
+}
+
+int runDetect(const CliOptions& options, std::ostream& out, std::ostream& err) {
+    const LayoutDetection detection = detectLayout(options.file);
+    if (!detection.error.isEmpty()) {
+        fail(err, u"cannot open %1: %2"_s.arg(options.file, detection.error));
+        return kExitFailure;
+    }
+    if (detection.propertyList) {
+        out << "- vellumfox\n";
+        return kExitOk;
+    }
+    out << int(detection.format) << ' ' << utf8(logLineFormatName(detection.format)) << '\n';
+    return detection.format == LogLineFormat::None ? kExitFailure : kExitOk;
+}
+
+int runCheckFilter(const CliOptions& options, std::ostream& out, std::ostream& err) {
+    ParseResult parsed = Predicate::parse(options.predicate);
+    if (!parsed.predicate) {
+        const ParseError error = parsed.error.value_or(ParseError{u"cannot parse the filter"_s, 0});
+        reportFilterProblem(err, {u"filter"_s, options.predicate, error.message, error.position});
+        return kExitUsage;
+    }
+    const QString canonical = parsed.predicate->format();
+    if (const auto problem = probeFilter(parsed.predicate)) {
+        reportFilterProblem(err, *problem);
+        return kExitUsage;
+    }
+    out << utf8(canonical) << '\n';
+    return kExitOk;
+}
+
+}  // namespace vf::cli

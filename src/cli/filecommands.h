@@ -1,0 +1,16 @@
+#pragma once
+// The commands that need no ADB server: convert, detect and check-filter.
+// They run to completion on the calling thread and return the exit status.
+// Output goes to `out`, messages to `err`.
+
+#include <ostream>
+
+#include "cli/options.h"
+
+namespace vf::cli {
+
+int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err);
+int runDetect(const CliOptions& options, std::ostream& out, std::ostream& err);
+int runCheckFilter(const CliOptions& options, std::ostream& out, std::ostream& err);
+
+}  // namespace vf::cli

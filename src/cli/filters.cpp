@@ -1,0 +1,86 @@
+#include "cli/filters.h"
+
+#include <algorithm>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace vf::cli {
+
+namespace {
+
+// The text the quick-filter field turns into a predicate, as far as the user
+// needs to see it to find a parse error (the filter module does the parsing).
+QString quickFilterShownText(const QString& quick) {
+    if (quick.startsWith(u"p: "_s) && quick.size() >= 5) return quick.mid(2);
+    return u"(name CONTAINS[cd] '%1' OR text CONTAINS[cd] '%1' OR app CONTAINS[cd] '%1' OR "
+           u"pid CONTAINS[cd] '%1' OR tid CONTAINS[cd] '%1')"_s.arg(quick);
+}
+
+FilterProblem problemFrom(const QString& source, const QString& text, const ParseError& error) {
+    return {source, text, error.message, error.position};
+}
+
+std::string toUtf8(const QString& s) { return s.toStdString(); }
+
+}  // namespace
+
+FilterBuild buildFilter(const QStringList& filters, const QString& quick) {
+    std::vector<PredicatePtr> selected;
+    for (qsizetype i = 0; i < filters.size(); ++i) {
+        const QString source = filters.size() == 1 ? u"--filter"_s : u"--filter %1"_s.arg(i + 1);
+        ParseResult parsed = Predicate::parse(filters.at(i));
+        if (!parsed.predicate) {
+            const ParseError error = parsed.error.value_or(ParseError{u"cannot parse the filter"_s, 0});
+            return {nullptr, problemFrom(source, filters.at(i), error)};
+        }
+        selected.push_back(std::move(parsed.predicate));
+    }
+    PredicatePtr quickPredicate;
+    if (!quick.isEmpty()) {
+        ParseResult parsed = quickFilterPredicate(quick);
+        if (!parsed.predicate) {
+            const ParseError error = parsed.error.value_or(ParseError{u"cannot parse the quick filter"_s, 0});
+            return {nullptr, problemFrom(u"--quick"_s, quickFilterShownText(quick), error)};
+        }
+        quickPredicate = std::move(parsed.predicate);
+    }
+    return {combineFilters(selected, quickPredicate), std::nullopt};
+}
+
+void reportFilterProblem(std::ostream& err, const FilterProblem& problem) {
+    err << "vellumfox-cli: " << toUtf8(problem.source) << ": " << toUtf8(problem.message);
+    if (!problem.position) {
+        err << '\n';
+        if (!problem.text.isEmpty()) err << "  " << toUtf8(problem.text) << '\n';
+        return;
+    }
+    const qsizetype position = std::clamp<qsizetype>(*problem.position, 0, problem.text.size());
+    err << " at position " << position << '\n';
+    // The caret line repeats tabs and counts code points, so it lines up on a terminal.
+    QString pad;
+    for (char32_t c : problem.text.left(position).toUcs4()) pad += c == U'\t' ? u'\t' : u' ';
+    err << "  " << toUtf8(problem.text) << '\n' << "  " << toUtf8(pad) << "^\n";
+}
+
+std::optional<bool> rowPasses(const Predicate* predicate, const Row& row, QString* error) {
+    if (!predicate) return true;
+    QString message;
+    const bool passes = predicate->evaluate(RowFieldSource(row), &message);
+    if (!message.isNull()) {
+        if (error) *error = message;
+        return std::nullopt;
+    }
+    return passes;
+}
+
+std::optional<FilterProblem> probeFilter(const PredicatePtr& predicate) {
+    if (!predicate) return std::nullopt;
+    RowArena arena;
+    const RowPtr empty = arena.make(RowValues{});
+    QString error;
+    if (rowPasses(predicate.get(), *empty, &error)) return std::nullopt;
+    return FilterProblem{u"filter"_s, predicate->format(), u"cannot be evaluated: %1"_s.arg(error), std::nullopt};
+}
+
+}  // namespace vf::cli

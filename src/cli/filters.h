@@ -1,0 +1,44 @@
+#pragma once
+// Turning --filter and --quick into the one predicate the viewer would apply:
+// the selected saved filters AND the quick-filter field, combined by the
+// filter module's own rules. Any thread.
+
+#include <QString>
+#include <QStringList>
+#include <optional>
+#include <ostream>
+
+#include "core/filter/predicate.h"
+#include "core/log/logrow.h"
+
+namespace vf::cli {
+
+// Why a filter could not be used, with enough to point at the spot.
+struct FilterProblem {
+    QString source;    // "--filter 2", "--quick", "filter"
+    QString text;      // the text the position refers to
+    QString message;
+    std::optional<qsizetype> position;  // UTF-16 offset into `text`
+};
+
+struct FilterBuild {
+    PredicatePtr predicate;  // null: no filter (every row passes)
+    std::optional<FilterProblem> problem;
+};
+
+// Parses every filter and the quick-filter text and combines them.
+FilterBuild buildFilter(const QStringList& filters, const QString& quick);
+
+// Writes "vellumfox-cli: SOURCE: MESSAGE at position N", then the text and a
+// caret under the position (tabs kept so the caret lines up).
+void reportFilterProblem(std::ostream& err, const FilterProblem& problem);
+
+// Evaluates `predicate` on `row`; a null predicate passes everything.
+// Returns nullopt and sets *error when the filter cannot be evaluated.
+std::optional<bool> rowPasses(const Predicate* predicate, const Row& row, QString* error);
+
+// Tries the predicate on an empty row so that a key rows never have is an
+// error before any output, even when the input has no rows.
+std::optional<FilterProblem> probeFilter(const PredicatePtr& predicate);
+
+}  // namespace vf::cli

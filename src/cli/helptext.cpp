@@ -1,0 +1,160 @@
+#include "cli/helptext.h"
+
+#include "core/support/buildinfo.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf::cli {
+
+namespace {
+
+constexpr char16_t kOverview[] =
+    uR"(usage: vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] COMMAND [ARGS]
+
+The command-line companion of the Vellumfox log viewer: the same core, usable
+without a display.
+
+Commands:
+  devices        list the attached devices (id, state, model name)
+  stream         stream the device log through the viewer's store
+  convert FILE   write the rows of a saved log as text, tsv or json
+  detect FILE    print the layout of a saved log ("3 threadtime")
+  check-filter PREDICATE
+                 parse a filter and print its canonical text
+  help [COMMAND] show this text, or the page of one command
+  version        print the version (also --version)
+
+ADB server and device (the names adb itself uses):
+  -s SERIAL      the device to stream from (default: $ANDROID_SERIAL)
+  -H HOST        the ADB server's host (default: the viewer's "adbServer"
+                 preference, else 127.0.0.1)
+  -P PORT        the ADB server's port (default: the viewer's "adbPort"
+                 preference, else 5037)
+
+Exit status: 0 on success, 1 when something outside failed (no ADB server, no
+device, the device went away, an unreadable file), 2 for a usage error or a
+filter that cannot be parsed or evaluated.
+)";
+
+constexpr char16_t kFilters[] =
+    uR"(Filters:
+  --filter PREDICATE  a filter in the viewer's filter language, for example
+                      "type IN[cd] 'E,F,A'" or "app ==[cd] 'com.example'".
+                      May be given several times: the filters are ANDed, as
+                      the viewer ANDs the saved filters selected in its list.
+  --quick TEXT        the viewer's quick-filter field: rows whose tag, text,
+                      app, pid or tid contain TEXT (any case). A TEXT of at
+                      least 5 characters that starts with "p: " is a
+                      predicate of its own ("p: type == 'E'").
+  A filter that cannot be parsed, or names a key rows do not have, is an
+  error (exit status 2), never a silent pass. Keys: idx time app pid tid
+  type name text ("name" is the tag).
+)";
+
+constexpr char16_t kFormats[] =
+    uR"(Formats (--format):
+  text   the viewer's saved-text layout: "time app(pid) tid type tag: text"
+  tsv    the viewer's copy layout: time, app, pid, tid, type, tag, text
+         separated by tabs, line breaks inside values turned into blanks
+  json   one object per line with the keys idx, time, app, pid, tid, type,
+         name, text in this order (idx a number, the others strings)
+)";
+
+constexpr char16_t kDevices[] =
+    uR"(usage: vellumfox-cli [-H HOST] [-P PORT] devices [--json]
+
+Lists the devices the ADB server reports, as the viewer sees them, one per
+line: id, state and model name, separated by tabs. The model name is looked
+up on the device the way the viewer looks it up ("-" when unknown). The
+state is read from the server's own reply ("device", "unauthorized",
+"offline" ...); the viewer's device record keeps the first column of that
+reply, the serial, in its "type" field, so the state shown here is parsed
+from the same reply, not taken from the record.
+
+  --json   one object per line: {"id", "state", "name", "product"}
+           (name and product are null when unknown)
+
+Exit status 1 when the ADB server is not running (an attempt is made to
+start it with "adb start-server") or no device is attached.
+)";
+
+constexpr char16_t kStream[] =
+    uR"(usage: vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] stream [OPTIONS]
+
+Streams the device log ("logcat -v threadtime") through the viewer's own log
+store: app names come from the device's process table, lines replayed on
+reconnection are dropped, and status rows ("Disconnected. SERIAL") appear as
+in the viewer. Rows that pass the filter are printed as they arrive; status
+rows that the filter hides go to standard error instead.
+
+  --filter PREDICATE  see "Filters" below (repeatable)
+  --quick TEXT        the quick-filter field
+  --clear             clear the device log when the stream starts
+  --tags 'TAG:L ...'  the logcat tag expression (ANDROID_LOG_TAGS)
+  --format FORMAT     text (default), tsv or json
+  --no-color          no level colours (they are off anyway when standard
+                      output is not a terminal, or NO_COLOR is set)
+  --no-reconnect      end with exit status 1 when the device goes away;
+                      by default the stream waits for the same device and
+                      reconnects, trying every 5 seconds
+
+--clear and --tags apply to this run only; the viewer's settings are not
+changed. With several devices attached, -s (or $ANDROID_SERIAL) must name
+one. Ctrl+C (SIGINT) or SIGTERM ends the stream after printing every row
+received so far, with exit status 0.
+)";
+
+constexpr char16_t kConvert[] =
+    uR"(usage: vellumfox-cli convert FILE [--filter PREDICATE]... [--quick TEXT]
+                                   [--format text|tsv|json] [--count]
+
+Opens a saved log as the viewer opens it: a file named *.vellumfox that holds
+a property-list dictionary is read for its "logdata" rows; anything else is
+read as logcat text in any of the layouts the viewer knows, detected from the
+first lines. Writes the rows that pass the filter.
+
+  --filter PREDICATE  see "Filters" below (repeatable)
+  --quick TEXT        the quick-filter field
+  --format FORMAT     text (default), tsv or json
+  --count             print only the number of rows that pass
+)";
+
+constexpr char16_t kDetect[] =
+    uR"(usage: vellumfox-cli detect FILE
+
+Prints the layout the viewer detects for a saved log, as its code and name,
+for example "3 threadtime" or "5 brief". A vellumfox property-list file
+prints "- vellumfox". A file whose layout cannot be told prints "0 none" and
+exits with status 1.
+)";
+
+constexpr char16_t kCheckFilter[] =
+    uR"(usage: vellumfox-cli check-filter PREDICATE
+
+Parses a filter and prints its canonical text (what the viewer stores). On
+an error prints the message with its position and a caret under the spot,
+and exits with status 2. A filter that parses but names a key rows do not
+have is reported too.
+)";
+
+}  // namespace
+
+QString helpText(const QString& topic) {
+    if (topic == u"devices"_s) return QString::fromUtf16(kDevices);
+    if (topic == u"stream"_s)
+        return QString::fromUtf16(kStream) % u'\n' % QString::fromUtf16(kFilters) % u'\n' % QString::fromUtf16(kFormats);
+    if (topic == u"convert"_s)
+        return QString::fromUtf16(kConvert) % u'\n' % QString::fromUtf16(kFilters) % u'\n' % QString::fromUtf16(kFormats);
+    if (topic == u"detect"_s) return QString::fromUtf16(kDetect);
+    if (topic == u"check-filter"_s) return QString::fromUtf16(kCheckFilter);
+    if (topic == u"version"_s) return u"usage: vellumfox-cli version\n\nPrints the version.\n"_s;
+    if (topic == u"help"_s) return u"usage: vellumfox-cli help [COMMAND]\n\nPrints the overview or a command's page.\n"_s;
+    return QString::fromUtf16(kOverview) % u'\n' % QString::fromUtf16(kFilters) % u'\n' % QString::fromUtf16(kFormats) %
+           u"\nRun \"vellumfox-cli help COMMAND\" for the options of one command.\n"_s;
+}
+
+QString versionText() {
+    return u"vellumfox-cli %1 (%2)\n"_s.arg(QLatin1StringView(build::kVersion), QLatin1StringView(build::kGitHash));
+}
+
+}  // namespace vf::cli

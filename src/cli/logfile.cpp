@@ -1,0 +1,79 @@
+#include "cli/logfile.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QStringDecoder>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/log/linesplit.h"
+#include "core/log/utf8.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf::cli {
+
+namespace {
+
+bool hasVellumfoxSuffix(const QString& path) { return path.toLower().endsWith(u"vellumfox"_s); }
+
+// The file's text as UTF-8: as it is when valid, else through a byte-order
+// mark when there is one, else as ISO Latin-1 (the reader's last resort).
+std::string fileTextAsUtf8(const QByteArray& bytes) {
+    const std::string_view view(bytes.constData(), size_t(bytes.size()));
+    if (utf8::isValid(view)) return std::string(view);
+    if (const auto encoding = QStringConverter::encodingForData(bytes)) {
+        QStringDecoder decoder(*encoding);
+        const QString text = decoder.decode(bytes);
+        if (!decoder.hasError()) return text.toStdString();
+    }
+    return QString::fromLatin1(bytes).toStdString();
+}
+
+// Lines as the file reader splits them (a CR LF pair leaves an empty line
+// between, which the detector skips as too short).
+std::vector<std::string_view> splitLines(std::string_view text) {
+    std::vector<std::string_view> result;
+    lines::Splitter splitter(text);
+    std::string_view line;
+    while (splitter.next(line)) result.push_back(line);
+    return result;
+}
+
+}  // namespace
+
+QString unreadableReason(const QString& path) {
+    const QFileInfo info(path);
+    if (!info.exists()) return u"no such file"_s;
+    if (info.isDir()) return u"is a directory"_s;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) return file.errorString();
+    return {};
+}
+
+SavedLog openSavedLog(const QString& path) {
+    if (const QString reason = unreadableReason(path); !reason.isEmpty()) return {{}, reason};
+    uint64_t counter = 0;
+    auto rows = readTextFile(path, [&counter] { return counter++; });
+    if (!rows) return {{}, u"cannot tell the log layout"_s};
+    return {std::move(*rows), {}};
+}
+
+LayoutDetection detectLayout(const QString& path) {
+    LayoutDetection result;
+    if (const QString reason = unreadableReason(path); !reason.isEmpty()) {
+        result.error = reason;
+        return result;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        result.error = file.errorString();
+        return result;
+    }
+    const std::string text = fileTextAsUtf8(file.readAll());
+    result.format = determineLogType(splitLines(text));
+    return result;
+}
+
+}  // namespace vf::cli

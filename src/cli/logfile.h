@@ -1,0 +1,32 @@
+#pragma once
+// Saved logs as the viewer opens them: a "vellumfox" property-list file when
+// the name says so and the file holds a dictionary, logcat text otherwise.
+// Any thread; blocking file I/O.
+
+#include <QString>
+#include <optional>
+
+#include "core/log/logparser.h"
+#include "core/log/logrow.h"
+
+namespace vf::cli {
+
+struct SavedLog {
+    RowList rows;
+    QString error;  // set when the file could not be read as a log
+};
+
+SavedLog openSavedLog(const QString& path);
+
+struct LayoutDetection {
+    bool propertyList = false;  // a vellumfox property-list file (no layout code)
+    LogLineFormat format = LogLineFormat::None;
+    QString error;  // set when the file could not be read
+};
+
+LayoutDetection detectLayout(const QString& path);
+
+// Why `path` cannot be read, or an empty string when it can.
+QString unreadableReason(const QString& path);
+
+}  // namespace vf::cli

@@ -1,0 +1,227 @@
+#include "cli/options.h"
+
+#include <array>
+#include <initializer_list>
+
+using namespace Qt::StringLiterals;
+
+namespace vf::cli {
+
+namespace {
+
+struct CommandEntry {
+    Command command;
+    const char* name;
+};
+constexpr std::array kCommands{
+    CommandEntry{Command::Help, "help"},         CommandEntry{Command::Devices, "devices"},
+    CommandEntry{Command::Stream, "stream"},     CommandEntry{Command::Convert, "convert"},
+    CommandEntry{Command::Detect, "detect"},     CommandEntry{Command::CheckFilter, "check-filter"},
+    CommandEntry{Command::Version, "version"},
+};
+
+enum class Opt { Serial, Host, Port, Filter, Quick, Clear, Tags, Format, NoColor, NoReconnect, Json, Count, Help, Version };
+
+struct OptionSpec {
+    Opt id;
+    const char* name;
+    bool takesValue;
+    // Commands that accept the option; empty = every command.
+    std::initializer_list<Command> commands;
+};
+
+const OptionSpec kOptions[] = {
+    {Opt::Serial, "-s", true, {}},
+    {Opt::Host, "-H", true, {}},
+    {Opt::Port, "-P", true, {}},
+    {Opt::Filter, "--filter", true, {Command::Stream, Command::Convert}},
+    {Opt::Quick, "--quick", true, {Command::Stream, Command::Convert}},
+    {Opt::Clear, "--clear", false, {Command::Stream}},
+    {Opt::Tags, "--tags", true, {Command::Stream}},
+    {Opt::Format, "--format", true, {Command::Stream, Command::Convert}},
+    {Opt::NoColor, "--no-color", false, {Command::Stream}},
+    {Opt::NoReconnect, "--no-reconnect", false, {Command::Stream}},
+    {Opt::Json, "--json", false, {Command::Devices}},
+    {Opt::Count, "--count", false, {Command::Convert}},
+    {Opt::Help, "--help", false, {}},
+    {Opt::Version, "--version", false, {}},
+};
+
+const OptionSpec* findOption(const QString& name) {
+    const QString wanted = name == u"-h"_s ? u"--help"_s : name;
+    for (const OptionSpec& spec : kOptions)
+        if (wanted == QLatin1StringView(spec.name)) return &spec;
+    return nullptr;
+}
+
+bool appliesTo(const OptionSpec& spec, Command command) {
+    if (spec.commands.size() == 0) return true;
+    for (Command c : spec.commands)
+        if (c == command) return true;
+    return false;
+}
+
+std::optional<OutputFormat> formatFromName(const QString& name) {
+    if (name == u"text"_s) return OutputFormat::Text;
+    if (name == u"tsv"_s) return OutputFormat::Tsv;
+    if (name == u"json"_s) return OutputFormat::Json;
+    return std::nullopt;
+}
+
+struct SeenOption {
+    const OptionSpec* spec;
+    QString value;
+};
+
+// Applies one option to the result; returns an error text or an empty string.
+QString applyOption(CliOptions& o, const SeenOption& seen) {
+    const QString& v = seen.value;
+    switch (seen.spec->id) {
+    case Opt::Serial: o.serial = v; break;
+    case Opt::Host: o.host = v; break;
+    case Opt::Port: {
+        bool ok = false;
+        const int port = v.toInt(&ok);
+        if (!ok || port <= 0 || port > 65535) return u"invalid port '%1'"_s.arg(v);
+        o.port = v;
+        break;
+    }
+    case Opt::Filter: o.filters.append(v); break;
+    case Opt::Quick: o.quick = v; break;
+    case Opt::Clear: o.clear = true; break;
+    case Opt::Tags: o.tags = v; break;
+    case Opt::Format: {
+        const auto format = formatFromName(v);
+        if (!format) return u"unknown format '%1' (use text, tsv or json)"_s.arg(v);
+        o.format = *format;
+        break;
+    }
+    case Opt::NoColor: o.noColor = true; break;
+    case Opt::NoReconnect: o.noReconnect = true; break;
+    case Opt::Json: o.format = OutputFormat::Json; break;
+    case Opt::Count: o.count = true; break;
+    case Opt::Help: break;
+    case Opt::Version: break;
+    }
+    return {};
+}
+
+ParsedCommandLine failure(const QString& error) { return {std::nullopt, error}; }
+
+// Checks the positional arguments of the command and stores them.
+QString takePositionals(CliOptions& o, const QStringList& positionals) {
+    const auto expectOne = [&](const char* what, QString& into) -> QString {
+        if (positionals.isEmpty()) return u"%1: missing %2"_s.arg(commandName(o.command), QLatin1StringView(what));
+        if (positionals.size() > 1)
+            return u"%1: unexpected argument '%2'"_s.arg(commandName(o.command), positionals.at(1));
+        into = positionals.first();
+        return {};
+    };
+    switch (o.command) {
+    case Command::Convert:
+    case Command::Detect: return expectOne("FILE", o.file);
+    case Command::CheckFilter: return expectOne("PREDICATE", o.predicate);
+    case Command::Help:
+        if (positionals.size() > 1) return u"help: unexpected argument '%1'"_s.arg(positionals.at(1));
+        if (!positionals.isEmpty()) {
+            if (!commandFromName(positionals.first()))
+                return u"help: unknown command '%1'"_s.arg(positionals.first());
+            o.helpTopic = positionals.first();
+        }
+        return {};
+    default:
+        if (!positionals.isEmpty())
+            return u"%1: unexpected argument '%2'"_s.arg(commandName(o.command), positionals.first());
+        return {};
+    }
+}
+
+}  // namespace
+
+QString commandName(Command command) {
+    for (const CommandEntry& entry : kCommands)
+        if (entry.command == command) return QLatin1StringView(entry.name);
+    return {};
+}
+
+std::optional<Command> commandFromName(const QString& name) {
+    for (const CommandEntry& entry : kCommands)
+        if (name == QLatin1StringView(entry.name)) return entry.command;
+    return std::nullopt;
+}
+
+ParsedCommandLine parseCommandLine(const QStringList& arguments) {
+    std::optional<Command> command;
+    QStringList positionals;
+    QList<SeenOption> seen;
+    bool wantHelp = false;
+    bool wantVersion = false;
+    bool optionsEnded = false;
+
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& arg = arguments.at(i);
+        if (optionsEnded || !arg.startsWith(u'-') || arg == u"-"_s) {
+            if (!command) {
+                command = commandFromName(arg);
+                if (!command) return failure(u"unknown command '%1'"_s.arg(arg));
+            } else {
+                positionals.append(arg);
+            }
+            continue;
+        }
+        if (arg == u"--"_s) {
+            optionsEnded = true;
+            continue;
+        }
+        QString name = arg;
+        std::optional<QString> inlineValue;
+        if (const qsizetype eq = arg.indexOf(u'='); arg.startsWith(u"--"_s) && eq > 0) {
+            name = arg.left(eq);
+            inlineValue = arg.mid(eq + 1);
+        }
+        const OptionSpec* spec = findOption(name);
+        if (!spec) return failure(u"unknown option '%1'"_s.arg(name));
+        SeenOption option{spec, {}};
+        if (spec->takesValue) {
+            if (inlineValue) {
+                option.value = *inlineValue;
+            } else if (i + 1 < arguments.size()) {
+                option.value = arguments.at(++i);
+            } else {
+                return failure(u"option '%1' needs a value"_s.arg(name));
+            }
+        } else if (inlineValue) {
+            return failure(u"option '%1' takes no value"_s.arg(name));
+        }
+        wantHelp = wantHelp || spec->id == Opt::Help;
+        wantVersion = wantVersion || spec->id == Opt::Version;
+        seen.append(option);
+    }
+
+    CliOptions o;
+    if (wantHelp) {
+        // "CMD --help" documents the command; anything else on the line is ignored.
+        o.command = Command::Help;
+        if (command && *command != Command::Help) o.helpTopic = commandName(*command);
+        else if (command && !positionals.isEmpty() && commandFromName(positionals.first()))
+            o.helpTopic = positionals.first();
+        return {o, {}};
+    }
+    if (wantVersion || command == Command::Version) {
+        o.command = Command::Version;
+        return {o, {}};
+    }
+    if (!command) return failure(u"no command given"_s);
+    o.command = *command;
+
+    for (const SeenOption& option : seen) {
+        if (!appliesTo(*option.spec, o.command))
+            return failure(u"option '%1' does not apply to %2"_s.arg(QLatin1StringView(option.spec->name),
+                                                                     commandName(o.command)));
+        if (const QString error = applyOption(o, option); !error.isEmpty()) return failure(error);
+    }
+    if (const QString error = takePositionals(o, positionals); !error.isEmpty()) return failure(error);
+    return {o, {}};
+}
+
+}  // namespace vf::cli

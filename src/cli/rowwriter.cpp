@@ -1,0 +1,168 @@
+#include "cli/rowwriter.h"
+
+#include <array>
+#include <cstdio>
+
+namespace vf::cli {
+
+namespace {
+
+constexpr std::string_view kColorReset = "\033[0m";
+
+void appendEscapedCodeUnit(std::string& out, unsigned value) {
+    std::array<char, 8> buffer{};
+    std::snprintf(buffer.data(), buffer.size(), "\\u%04x", value);
+    out += buffer.data();
+}
+
+bool isContinuation(unsigned char c) { return (c & 0xC0) == 0x80; }
+
+// Length of the valid UTF-8 sequence starting at `i`, or 0 when it is invalid.
+size_t validSequenceLength(std::string_view s, size_t i) {
+    const auto at = [&](size_t k) -> unsigned char { return i + k < s.size() ? (unsigned char)s[i + k] : 0; };
+    const unsigned char c = at(0);
+    if (c >= 0xC2 && c <= 0xDF) return isContinuation(at(1)) ? 2 : 0;
+    if (c >= 0xE0 && c <= 0xEF) {
+        const unsigned char lo = c == 0xE0 ? 0xA0 : 0x80;
+        const unsigned char hi = c == 0xED ? 0x9F : 0xBF;  // no UTF-16 surrogates
+        return at(1) >= lo && at(1) <= hi && isContinuation(at(2)) ? 3 : 0;
+    }
+    if (c >= 0xF0 && c <= 0xF4) {
+        const unsigned char lo = c == 0xF0 ? 0x90 : 0x80;
+        const unsigned char hi = c == 0xF4 ? 0x8F : 0xBF;
+        return at(1) >= lo && at(1) <= hi && isContinuation(at(2)) && isContinuation(at(3)) ? 4 : 0;
+    }
+    return 0;
+}
+
+// Saved-text layout: "time app(pid) tid type name: text", one line feed at the end.
+class TextWriter final : public RowWriter {
+public:
+    TextWriter(std::ostream& out, bool color) : out_(out), color_(color) {}
+    void write(const Row& row) override {
+        line_.clear();
+        const std::string_view color = color_ ? levelColor(row.type()) : std::string_view();
+        line_ += color;
+        line_.append(row.time()).append(" ");
+        line_.append(row.app()).append("(").append(row.pid()).append(") ");
+        line_.append(row.tid()).append(" ");
+        line_.append(row.type()).append(" ");
+        line_.append(row.name()).append(": ");
+        const std::string_view text = row.text();
+        const bool endsWithLineFeed = !text.empty() && text.back() == '\n';
+        line_.append(endsWithLineFeed ? text.substr(0, text.size() - 1) : text);
+        if (!color.empty()) line_ += kColorReset;
+        line_ += '\n';
+        out_.write(line_.data(), std::streamsize(line_.size()));
+    }
+
+private:
+    std::ostream& out_;
+    bool color_;
+    std::string line_;
+};
+
+// Copy layout: seven tab-separated columns, line breaks inside values become blanks.
+class TsvWriter final : public RowWriter {
+public:
+    explicit TsvWriter(std::ostream& out) : out_(out) {}
+    void write(const Row& row) override {
+        line_.clear();
+        constexpr std::array kColumns{RowKey::Time, RowKey::App, RowKey::Pid, RowKey::Tid,
+                                      RowKey::Type, RowKey::Name, RowKey::Text};
+        for (size_t i = 0; i < kColumns.size(); ++i) {
+            if (i > 0) line_ += '\t';
+            for (char c : row.view(kColumns[i])) line_ += (c == '\n' || c == '\r') ? ' ' : c;
+        }
+        line_ += '\n';
+        out_.write(line_.data(), std::streamsize(line_.size()));
+    }
+
+private:
+    std::ostream& out_;
+    std::string line_;
+};
+
+// One JSON object per line, keys in the row's key order.
+class JsonWriter final : public RowWriter {
+public:
+    explicit JsonWriter(std::ostream& out) : out_(out) {}
+    void write(const Row& row) override {
+        line_.assign("{\"idx\":").append(std::to_string(row.idx()));
+        for (int k = 1; k < kRowKeyCount; ++k) {
+            const RowKey key = RowKey(k);
+            line_.append(",\"").append(rowKeyName(key)).append("\":");
+            appendJsonString(line_, row.view(key));
+        }
+        line_ += "}\n";
+        out_.write(line_.data(), std::streamsize(line_.size()));
+    }
+
+private:
+    std::ostream& out_;
+    std::string line_;
+};
+
+}  // namespace
+
+void appendJsonString(std::string& out, std::string_view s) {
+    out += '"';
+    for (size_t i = 0; i < s.size();) {
+        const unsigned char c = (unsigned char)s[i];
+        if (c < 0x80) {
+            switch (c) {
+            case '"': out += "\\\""; break;
+            case '\\': out += "\\\\"; break;
+            case '\n': out += "\\n"; break;
+            case '\r': out += "\\r"; break;
+            case '\t': out += "\\t"; break;
+            case '\b': out += "\\b"; break;
+            case '\f': out += "\\f"; break;
+            default:
+                if (c < 0x20 || c == 0x7F) appendEscapedCodeUnit(out, c);
+                else out += char(c);
+            }
+            ++i;
+            continue;
+        }
+        const size_t length = validSequenceLength(s, i);
+        if (length == 0) {
+            out += "\\ufffd";
+            ++i;
+            continue;
+        }
+        // Line and paragraph separators are valid JSON but break line-based readers.
+        if (length == 3 && c == 0xE2 && (unsigned char)s[i + 1] == 0x80 &&
+            ((unsigned char)s[i + 2] == 0xA8 || (unsigned char)s[i + 2] == 0xA9)) {
+            appendEscapedCodeUnit(out, (unsigned char)s[i + 2] == 0xA8 ? 0x2028 : 0x2029);
+        } else {
+            out.append(s.substr(i, length));
+        }
+        i += length;
+    }
+    out += '"';
+}
+
+std::string_view levelColor(std::string_view type) {
+    if (type.size() != 1) return {};
+    switch (type.front()) {
+    case 'V': case 'v': return "\033[34m";        // blue
+    case 'I': case 'i': return "\033[32m";        // green
+    case 'W': case 'w': return "\033[33m";        // orange-ish
+    case 'E': case 'e': return "\033[31m";        // red
+    case 'F': case 'f':
+    case 'A': case 'a': return "\033[1;31m";      // bold red
+    default: return {};                           // debug: the terminal's own colour
+    }
+}
+
+std::unique_ptr<RowWriter> makeRowWriter(OutputFormat format, std::ostream& out, bool color) {
+    switch (format) {
+    case OutputFormat::Tsv: return std::make_unique<TsvWriter>(out);
+    case OutputFormat::Json: return std::make_unique<JsonWriter>(out);
+    case OutputFormat::Text: break;
+    }
+    return std::make_unique<TextWriter>(out, color);
+}
+
+}  // namespace vf::cli

@@ -1,0 +1,35 @@
+#pragma once
+// Output writers for log rows: the viewer's saved-text layout, its copy
+// layout (tab-separated), and JSON lines. Writers take the stream they write
+// to, so the same code serves the terminal, pipes and tests.
+//
+// A writer is used from one thread at a time; it owns nothing but its state.
+
+#include <memory>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "cli/options.h"
+#include "core/log/logrow.h"
+
+namespace vf::cli {
+
+class RowWriter {
+public:
+    virtual ~RowWriter() = default;
+    virtual void write(const Row& row) = 0;
+};
+
+// `color`: wrap text lines in the level's terminal colour (text format only;
+// tsv and json are for machines and never coloured). `out` must outlive the writer.
+std::unique_ptr<RowWriter> makeRowWriter(OutputFormat format, std::ostream& out, bool color = false);
+
+// Appends `utf8` as a JSON string literal (with its quotes). Control
+// characters are escaped, invalid UTF-8 becomes U+FFFD.
+void appendJsonString(std::string& out, std::string_view utf8);
+
+// The terminal colour sequence for a level letter; empty for levels shown plain.
+std::string_view levelColor(std::string_view type);
+
+}  // namespace vf::cli

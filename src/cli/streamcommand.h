@@ -1,0 +1,98 @@
+#pragma once
+// "stream": the device log through the viewer's own store (LogDatasource),
+// printed as it arrives, with the viewer's device choice and reconnection
+// rules.
+//
+// Main thread; run() spins a local event loop until Ctrl+C / SIGTERM (exit
+// 0), a fatal error (1), a filter that cannot be evaluated (2), or the
+// device going away under --no-reconnect (1).
+
+#include <QEventLoop>
+#include <QObject>
+#include <QTimer>
+#include <memory>
+#include <optional>
+#include <ostream>
+
+#include "cli/adbcommon.h"
+#include "cli/options.h"
+#include "core/adb/delegates.h"
+#include "core/filter/predicate.h"
+#include "core/log/logdatasource.h"
+
+namespace vf {
+class DeviceListDatasource;
+}
+
+namespace vf::cli {
+
+class RowWriter;
+class SignalWatcher;
+
+struct StreamSettings {
+    bool color = false;
+    int pollIntervalMs = 50;          // how often new rows are collected
+    int reconnectIntervalMs = 5000;   // the viewer's retry period
+};
+
+class StreamCommand final : public QObject, public LogDatasourceDelegate, public DeviceListDelegate {
+    Q_OBJECT
+public:
+    StreamCommand(const CliOptions& options, StreamSettings settings, AdbEndpoint endpoint, std::ostream& out,
+                  std::ostream& err);
+    ~StreamCommand() override;
+
+    int run();
+
+private:
+    // LogDatasourceDelegate
+    void onLoggerStarted() override;
+    void onLoggerStopped() override;
+    void onLogUpdated() override;
+    void onMultipleDevicesConnected() override;
+    void onDeviceNotFound() override;
+    void onFilterCorrupt(const QString& reason) override;
+    void adbNotRunningError(const Error& error) override;
+    void adbDeviceNotFound(const Error& error) override;
+    // DeviceListDelegate
+    void onDevicesConnected(const DeviceList& devices) override;
+    void onDeviceModel(const QString& deviceId, const QString& model) override;
+    void onDeviceListFailed(int code) override;
+
+    bool installFilter();
+    void startLogging();
+    void handleAdbNotRunning();
+    void handleNoDevice();
+    void printNewRows();
+    void finish(int status);
+    void message(const QString& text);
+
+    const CliOptions& options_;
+    StreamSettings settings_;
+    AdbEndpoint endpoint_;
+    std::ostream& out_;
+    std::ostream& err_;
+
+    PredicatePtr filter_;
+    std::unique_ptr<RowWriter> writer_;
+    std::unique_ptr<LogDatasource> store_;
+    std::unique_ptr<DeviceListDatasource> devices_;
+    std::unique_ptr<SignalWatcher> signals_;
+
+    // Rows are printed by idx, so that neither pruning nor clearing the
+    // store loses or repeats one.
+    std::optional<uint64_t> lastPrinted_;
+    std::optional<uint64_t> lastStatusSeen_;
+
+    bool autoReconnect_ = false;
+    QString lastDeviceId_;
+    bool triedStartingAdb_ = false;
+    bool waitingNoticeShown_ = false;
+    bool done_ = false;
+    int status_ = kExitOk;
+    QTimer pollTimer_;
+    QTimer reconnectTimer_;
+    QEventLoop loop_;
+};
+
+}  // namespace vf::cli
