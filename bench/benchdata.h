@@ -6,7 +6,9 @@
 //
 // Everything here runs on the benchmark's own thread; nothing is thread-safe.
 
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -157,7 +159,7 @@ inline std::string benchLogFile(Layout layout = Layout::ThreadTime, size_t lines
                              std::to_string(lines) + ".log";
     if (fileSize(path) > 0) return path;
     std::system(("mkdir -p " + kCacheDir).c_str());
-    const std::string partial = path + ".part";
+    const std::string partial = path + ".part" + std::to_string(::getpid());
     {
         std::ofstream out(partial, std::ios::binary | std::ios::trunc);
         LineMaker maker(layout);
@@ -169,28 +171,53 @@ inline std::string benchLogFile(Layout layout = Layout::ThreadTime, size_t lines
     return path;
 }
 
-// Seconds of the fastest of `runs` runs of a shell command (after one warm-up
-// run that also brings the file into the page cache).
-inline double timeCommand(const std::string& command, int runs = 3) {
+// Wall-clock and CPU seconds (user + system) of a command. On a busy
+// machine the CPU figure is the fairer one to compare with.
+struct CommandTimes {
+    double wall = 0;
+    double cpu = 0;
+};
+
+inline double childCpuSeconds() {
+    struct rusage usage {};
+    ::getrusage(RUSAGE_CHILDREN, &usage);
+    const auto seconds = [](const timeval& t) { return double(t.tv_sec) + double(t.tv_usec) / 1e6; };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+// The fastest of `runs` runs of a shell command (after one warm-up run that
+// also brings the file into the page cache), in each measure.
+inline CommandTimes timeCommandTimes(const std::string& command, int runs = 3) {
     std::system(command.c_str());
-    double best = 1e9;
+    CommandTimes best{1e9, 1e9};
     for (int i = 0; i < runs; ++i) {
+        const double cpuBefore = childCpuSeconds();
         const auto start = std::chrono::steady_clock::now();
         std::system(command.c_str());
-        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        best.wall = std::min(best.wall, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        best.cpu = std::min(best.cpu, childCpuSeconds() - cpuBefore);
     }
     return best;
 }
 
-// G: counting error-level lines, the cheapest useful pass over the file.
-inline double timeGrepErrorLevel(const std::string& path) {
-    return timeCommand("LC_ALL=C grep -c ' E ' '" + path + "' > " + kCacheDir + "/grep-g.out");
+inline double timeCommand(const std::string& command, int runs = 3) { return timeCommandTimes(command, runs).wall; }
+
+// Where this process puts a command's output (several benchmarks may run at once).
+inline std::string outputFile(const char* name) {
+    return kCacheDir + "/" + name + "." + std::to_string(::getpid()) + ".out";
 }
 
-// S: a case-insensitive search with alternatives, as a user would type it.
-inline double timeGrepSearch(const std::string& path) {
-    return timeCommand("grep -ciE 'timeout|error' '" + path + "' > " + kCacheDir + "/grep-s.out");
+// G: counting error-level lines, the cheapest useful pass over the file.
+inline CommandTimes grepErrorLevelTimes(const std::string& path) {
+    return timeCommandTimes("LC_ALL=C grep -c ' E ' '" + path + "' > " + outputFile("grep-g"));
 }
+inline double timeGrepErrorLevel(const std::string& path) { return grepErrorLevelTimes(path).wall; }
+
+// S: a case-insensitive search with alternatives, as a user would type it.
+inline CommandTimes grepSearchTimes(const std::string& path) {
+    return timeCommandTimes("grep -ciE 'timeout|error' '" + path + "' > " + outputFile("grep-s"));
+}
+inline double timeGrepSearch(const std::string& path) { return grepSearchTimes(path).wall; }
 
 // Memory of this process, from /proc/self/status.
 inline size_t statusBytes(const char* key) {

@@ -30,7 +30,9 @@ public:
         if (hit == p_) return std::nullopt;
         std::string_view taken(p_, size_t(hit - p_));
         p_ = hit;
-        if (!previous.empty() && taken.starts_with(previous)) taken.remove_prefix(previous.size());
+        if (!previous.empty() && taken.size() >= previous.size() && taken[0] == previous[0] &&
+            std::memcmp(taken.data() + 1, previous.data() + 1, previous.size() - 1) == 0)
+            taken.remove_prefix(previous.size());
         return taken;
     }
 

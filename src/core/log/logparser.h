@@ -30,6 +30,7 @@ enum class LogLineFormat : int {
     Long = 10,           // "[ MM-dd HH:mm:ss.SSS pid: tid I/Tag ]" + message line
 };
 
+// A short name of the layout for diagnostics. Any thread.
 QString logLineFormatName(LogLineFormat format);
 
 // Reads the app name for a pid (the store's pid map, under its lock).
@@ -41,17 +42,25 @@ using RowIndexSource = std::function<uint64_t()>;
 
 // Parses one line. `line` must lie in `arena`'s text (copyLine/adopt) so that
 // fields are stored as offsets. An index is taken only when a row is made.
+// Runs on the thread that owns `arena` (the I/O thread for the live stream,
+// the loading thread for files); `appName` is called only for
+// ThreadTimeLive and must take its own lock. Returns a null RowPtr when the
+// line does not fit the layout.
 RowPtr parseThreadTimeLine(RowArena& arena, std::string_view line, LogLineFormat format,
                            const RowIndexSource& nextIndex, const AppNameLookup& appName = {});
 
-// Detects the layout of a file from its first lines.
+// Detects the layout of a file from its first lines (it never looks past the
+// 32nd). Logs its reasoning to the diagnostics log. Any thread.
 LogLineFormat determineLogType(const std::vector<std::string_view>& lines);
 
-// Long layout: joins each "[ ... ]" header with its first message line.
+// Long layout: joins each "[ ... ]" header with its first message line;
+// further message lines are dropped. Any thread.
 std::vector<std::string> joinLongFormatArray(const std::vector<std::string_view>& lines);
 
 // Reads a whole text file into rows (UTF-8, then a detected encoding, then
 // ISO Latin-1). nullopt when the file cannot be read or its layout cannot be told.
+// Blocks while it reads and parses: call it off the main thread. The rows
+// own the file's text; nothing else is kept. Does not clear any store.
 std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& nextIndex);
 
 }  // namespace vf

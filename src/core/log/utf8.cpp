@@ -1,5 +1,9 @@
 #include "core/log/utf8.h"
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace vf::utf8 {
 
 namespace {
@@ -33,7 +37,10 @@ bool isValid(std::string_view bytes) noexcept {
     const auto* p = reinterpret_cast<const unsigned char*>(bytes.data());
     const auto* end = p + bytes.size();
     while (p < end) {
-        // Log text is nearly all ASCII: skip it a word at a time.
+        // Log text is nearly all ASCII: skip it sixteen or eight bytes at a time.
+#ifdef __SSE2__
+        while (end - p >= 16 && _mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))) == 0) p += 16;
+#endif
         while (end - p >= 8) {
             uint64_t word;
             std::memcpy(&word, p, sizeof word);
