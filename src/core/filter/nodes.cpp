@@ -76,6 +76,13 @@ bool asciiFind(std::string_view haystack, std::string_view needle, bool lower) {
     return false;
 }
 
+// Room for a folded field; each thread reuses its own, so folding a row
+// allocates only while the buffer still grows.
+std::string& foldBuffer() {
+    thread_local std::string buffer;
+    return buffer;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -156,7 +163,8 @@ bool ComparisonPredicate::matchesFolding(std::string_view field) const {
         case CompareOp::Like:
         case CompareOp::In: break;
     }
-    const std::string folded = tm::fold(field, options_);
+    std::string& folded = foldBuffer();
+    tm::foldInto(field, options_, folded);
     return compareFolded(op_ == CompareOp::NotEqual ? CompareOp::Equal : op_, folded, value);
 }
 
@@ -166,7 +174,8 @@ bool ComparisonPredicate::matchesIn(std::string_view field) const {
         return inBytes_[static_cast<unsigned char>(field[0])];
     if (options_ == tm::kNoOptions) return folded_.find(field) != std::string::npos;
     if (tm::isAscii(field)) return asciiFind(folded_, field, (options_ & tm::kCaseInsensitive) != 0);
-    const std::string folded = tm::fold(field, options_);
+    std::string& folded = foldBuffer();
+    tm::foldInto(field, options_, folded);
     return compareFolded(CompareOp::In, folded, folded_);
 }
 

@@ -1,7 +1,7 @@
 #include "core/filter/textmatch.h"
 
-#include <QChar>
-#include <QString>
+#include "core/filter/foldtable.h"
+
 #include <cstring>
 
 #if defined(__SSE2__)
@@ -26,22 +26,6 @@ bool isAscii(std::string_view text) {
 
 namespace {
 
-QString dropNonSpacingMarks(const QString& text) {
-    QString out;
-    out.reserve(text.size());
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text.at(i);
-        if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate()) {
-            const char32_t ucs4 = QChar::surrogateToUcs4(c, text.at(i + 1));
-            if (QChar::category(ucs4) != QChar::Mark_NonSpacing) out.append(text.mid(i, 2));
-            ++i;
-        } else if (c.category() != QChar::Mark_NonSpacing) {
-            out.append(c);
-        }
-    }
-    return out;
-}
-
 // Index of the character after the one starting at `i` (UTF-8).
 size_t nextCodePoint(std::string_view text, size_t i) {
     ++i;
@@ -52,17 +36,22 @@ size_t nextCodePoint(std::string_view text, size_t i) {
 }  // namespace
 
 std::string fold(std::string_view text, uint8_t options) {
-    if (options == kNoOptions) return std::string(text);
-    if (isAscii(text)) {
-        std::string out(text);
+    std::string out;
+    foldInto(text, options, out);
+    return out;
+}
+
+void foldInto(std::string_view text, uint8_t options, std::string& out) {
+    if (options == kNoOptions || isAscii(text)) {
+        out.assign(text);
         if (options & kCaseInsensitive)
             for (char& c : out) c = char(lowerAscii(static_cast<unsigned char>(c)));
-        return out;
+        return;
     }
-    QString s = QString::fromUtf8(text.data(), qsizetype(text.size())).normalized(QString::NormalizationForm_D);
-    if (options & kDiacriticInsensitive) s = dropNonSpacingMarks(s);
-    if (options & kCaseInsensitive) s = s.toCaseFolded();
-    return s.toUtf8().toStdString();
+    if (foldByCharacter(text, options, out)) return;
+    const QString folded = foldString(QString::fromUtf8(text.data(), qsizetype(text.size())), options);
+    const QByteArray utf8 = folded.toUtf8();
+    out.assign(utf8.constData(), size_t(utf8.size()));
 }
 
 bool equalsLowerAscii(std::string_view a, std::string_view lowerNeedle) {
@@ -113,33 +102,33 @@ bool Searcher::matchesAt(const char* p) const {
     return true;
 }
 
-Searcher::Result Searcher::scanScalar(std::string_view text, size_t from, bool nonAscii) const {
+Searcher::Result Searcher::scanScalar(std::string_view text) const {
     const char* s = text.data();
     const size_t n = needle_.size();
-    for (size_t j = from; j < text.size(); ++j) nonAscii |= (static_cast<unsigned char>(s[j]) & 0x80) != 0;
-    for (size_t j = from; j + n <= text.size(); ++j) {
+    for (size_t j = 0; j + n <= text.size(); ++j) {
         if ((static_cast<unsigned char>(s[j]) | firstMask_) != first_) continue;
         if ((static_cast<unsigned char>(s[j + n - 1]) | lastMask_) != last_) continue;
         if (matchesAt(s + j)) return Result::Found;
     }
-    return nonAscii ? Result::AbsentNonAscii : Result::Absent;
+    return isAscii(text) ? Result::Absent : Result::AbsentNonAscii;
 }
 
 Searcher::Result Searcher::scan(std::string_view text) const {
     const size_t n = needle_.size();
     if (n == 0) return Result::Found;
-    size_t i = 0;
-    bool nonAscii = false;
 #if defined(__SSE2__)
     // Compare the needle's first and last byte at 16 starting points at once
-    // and verify only where both agree.
+    // and verify only where both agree. The last step overlaps the one before
+    // so that it ends exactly at the end of the text.
     const size_t size = text.size();
     if (size >= n + 15) {
         const char* s = text.data();
         const __m128i first = _mm_set1_epi8(char(first_)), last = _mm_set1_epi8(char(last_));
         const __m128i firstMask = _mm_set1_epi8(char(firstMask_)), lastMask = _mm_set1_epi8(char(lastMask_));
+        const size_t lastStep = size - n - 15;
         __m128i high = _mm_setzero_si128();
-        for (; i + n + 15 <= size; i += 16) {
+        for (size_t i = 0;; i += 16) {
+            if (i > lastStep) i = lastStep;
             const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i));
             const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i + n - 1));
             high = _mm_or_si128(high, _mm_or_si128(a, b));
@@ -147,11 +136,12 @@ Searcher::Result Searcher::scan(std::string_view text) const {
                                              _mm_cmpeq_epi8(_mm_or_si128(b, lastMask), last));
             for (unsigned m = unsigned(_mm_movemask_epi8(eq)); m != 0; m &= m - 1)
                 if (matchesAt(s + i + unsigned(__builtin_ctz(m)))) return Result::Found;
+            if (i == lastStep) break;
         }
-        nonAscii = _mm_movemask_epi8(high) != 0;
+        return _mm_movemask_epi8(high) != 0 ? Result::AbsentNonAscii : Result::Absent;
     }
 #endif
-    return scanScalar(text, i, nonAscii);
+    return scanScalar(text);
 }
 
 }  // namespace vf::textmatch

@@ -28,6 +28,10 @@ bool isAscii(std::string_view text);
 // The folded form of `text` under `options` (UTF-8). No options: the text as is.
 std::string fold(std::string_view text, uint8_t options);
 
+// The same into `out` (replacing its contents), reusing its storage: no
+// allocation once `out` has grown, for rows of any text.
+void foldInto(std::string_view text, uint8_t options, std::string& out);
+
 // Whether `a` (any case) equals `lowerNeedle` (ASCII, already lower case).
 bool equalsLowerAscii(std::string_view a, std::string_view lowerNeedle);
 
@@ -52,7 +56,7 @@ public:
 
 private:
     bool matchesAt(const char* p) const;
-    Result scanScalar(std::string_view text, size_t from, bool nonAscii) const;
+    Result scanScalar(std::string_view text) const;
 
     std::string needle_;
     bool foldCase_ = false;
