@@ -1,0 +1,324 @@
+#include <gtest/gtest.h>
+
+#include <QSignalSpy>
+#include <atomic>
+#include <mutex>
+
+#include "core/log/logdatasource.h"
+#include "core/support/threads.h"
+#include "support/fixtures/wait.h"
+
+namespace vf {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::pumpEvents;
+using test::waitUntil;
+
+struct Conversations final : StoreConnector {
+    struct Fake final : StoreConversation {
+        explicit Fake(Conversations* owner) : owner(owner) {}
+        ~Fake() override {
+            if (QThread::currentThread() == ioThread()) ++owner->deletedOnIo;
+        }
+        void stop() override { ++owner->stops; }
+        Conversations* owner;
+    };
+    std::unique_ptr<StoreConversation> connectLogReader(LogReaderDelegate*, const QString&) override {
+        ++logReaders;
+        return std::make_unique<Fake>(this);
+    }
+    std::unique_ptr<StoreConversation> connectPidReader(PidReaderDelegate*, const QString&) override {
+        ++pidReaders;
+        return std::make_unique<Fake>(this);
+    }
+    std::atomic<int> logReaders{0}, pidReaders{0}, stops{0}, deletedOnIo{0};
+};
+
+struct Delegate final : LogDatasourceDelegate {
+    void onLoggerStarted() override { ++started; }
+    void onLoggerStopped() override { ++stopped; }
+    void onLogUpdated() override { ++updated; }
+    void onMultipleDevicesConnected() override { ++multipleDevices; }
+    void onDeviceNotFound() override { ++deviceNotFound; }
+    void onFilterCorrupt(const QString& reason) override { corrupt.append(reason); }
+    void adbNotRunningError(const Error&) override { ++notRunning; }
+    void adbDeviceNotFound(const Error&) override { ++notFound; }
+    int started = 0, stopped = 0, updated = 0, multipleDevices = 0, deviceNotFound = 0;
+    std::atomic<int> notRunning{0}, notFound{0};
+    QStringList corrupt;
+};
+
+std::string line(const char* time, int pid, const char* level, const char* tag, const char* text) {
+    return std::string(time) + "  " + std::to_string(pid) + "  " + std::to_string(pid + 1) + " " + level + " " +
+           tag + ": " + text + "\n";
+}
+
+PredicatePtr parse(const char* text) {
+    ParseResult result = Predicate::parse(QString::fromUtf8(text));
+    EXPECT_TRUE(result.predicate) << text;
+    return result.predicate;
+}
+
+class StoreTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        store.setDelegate(&delegate);
+        store.setConnector(conversations);
+        store.setClock([this] { return now.load(); });
+    }
+    void feed(const std::string& text) { store.logLineReceived(std::string_view(text)); }
+    void start() {
+        store.startLogger();
+        ASSERT_TRUE(waitUntil([&] { return delegate.started == 1; }));
+    }
+    void applyFilter(PredicatePtr filter) {
+        const int before = delegate.updated;
+        store.setLogDataFilter(std::move(filter));
+        ASSERT_TRUE(waitUntil([&] { return delegate.updated > before; }));
+    }
+    static QStringList texts(const RowList& rows) {
+        QStringList out;
+        for (const RowPtr& row : rows) out.append(row->string(RowKey::Text).trimmed());  // the message keeps its blank
+        return out;
+    }
+
+    std::atomic<qint64> now{1'700'000'000'000};
+    std::shared_ptr<Conversations> conversations = std::make_shared<Conversations>();
+    Delegate delegate;
+    LogDatasource store;
+};
+
+TEST_F(StoreTest, ReplayedLinesAreDroppedOnlyDuringTheFirstThirtySeconds) {
+    start();
+    feed(line("12-31 23:59:58.000", 10, "I", "T", "last year"));
+    feed(line("01-01 00:00:01.000", 10, "I", "T", "new year"));  // sorts before December: a replay
+    feed(line("12-31 23:59:58.000", 10, "I", "T", "same time"));  // equal: kept
+    feed(line("12-31 23:59:57.000", 10, "I", "T", "older"));
+    EXPECT_EQ(texts(store.getDataAll()), QStringList({u"last year"_s, u"same time"_s}));
+    now += 30'001;
+    feed(line("01-01 00:00:02.000", 10, "I", "T", "after the guard"));
+    EXPECT_EQ(store.logEventCount(), 3);
+}
+
+TEST_F(StoreTest, NullAndEmptyLinesMakeNoRow) {
+    store.logLineReceived(std::nullopt);
+    store.logLineReceived(std::string_view());
+    feed("\n");
+    EXPECT_EQ(store.logEventCount(), 0);
+}
+
+TEST_F(StoreTest, SecondUnknownRowStartsOneLookupAndALaterRequestRunsAfterIt) {
+    feed(line("01-01 10:00:00.000", 1234, "I", "Tag", "one"));
+    pumpEvents(50);
+    EXPECT_EQ(conversations->pidReaders, 0);
+    feed(line("01-01 10:00:00.001", 1234, "I", "Tag", "two"));
+    ASSERT_TRUE(waitUntil([&] { return conversations->pidReaders == 1; }));
+    feed(line("01-01 10:00:00.002", 1234, "I", "Tag", "three"));  // asked for while running
+    now += 1000;
+    pumpEvents(50);
+    EXPECT_EQ(conversations->pidReaders, 1);
+
+    store.pidReceived(QStringLiteral("USER PID PPID NAME\n"
+                                     "u0_a12   1234  1  1000 S com.example.app\n"));
+    ASSERT_TRUE(waitUntil([&] { return conversations->pidReaders == 2; }));
+    const RowList rows = store.getDataAll();
+    ASSERT_EQ(rows.size(), 3);
+    for (const RowPtr& row : rows) {
+        EXPECT_EQ(row->name(), "com.example.app");  // the tag column, as the program always did
+        EXPECT_EQ(row->app(), "");
+    }
+    EXPECT_EQ(store.appNameForPid(u"1234"_s), u"com.example.app"_s);
+    feed(line("01-01 10:00:01.000", 1234, "I", "Tag", "known"));
+    EXPECT_EQ(store.getDataAll().constLast()->app(), "com.example.app");
+}
+
+TEST_F(StoreTest, PsLinesThatDoNotFitAreSkippedAndStaleWaitingRowsDropped) {
+    feed(line("01-01 10:00:00.000", 555, "I", "T", "a"));
+    now += 10;  // the lookup starts after pid 555 was first seen
+    feed(line("01-01 10:00:00.001", 555, "I", "T", "b"));
+    ASSERT_TRUE(waitUntil([&] { return conversations->pidReaders == 1; }));
+    store.pidReceived(QStringLiteral("u0_a1 1 2 header-even-with-four-fields\r\n"
+                                     "\r\n"
+                                     "---- a separator\n"
+                                     "error: something else\n"
+                                     "u0_a1 77 1 <pre-initialized>\n"
+                                     "u0_a1 88 1\n"
+                                     "u0_a1 x 123abc 0 named.by.letters\n"
+                                     "u0_a1 00 ab cd no.integer\n"));
+    EXPECT_EQ(store.appNameForPid(u"1"_s), QString());
+    EXPECT_EQ(store.appNameForPid(u"77"_s), QString());
+    EXPECT_EQ(store.appNameForPid(u"88"_s), QString());
+    EXPECT_EQ(store.appNameForPid(u"123abc"_s), u"named.by.letters"_s);
+    EXPECT_EQ(store.appNameForPid(u"00"_s), QString());
+    // Pid 555 was not listed: its waiting list was dropped, so the next row
+    // starts a new list and a single row asks for no lookup.
+    feed(line("01-01 10:00:00.002", 555, "I", "T", "c"));
+    pumpEvents(50);
+    EXPECT_EQ(conversations->pidReaders, 1);
+    feed(line("01-01 10:00:00.003", 555, "I", "T", "d"));
+    EXPECT_TRUE(waitUntil([&] { return conversations->pidReaders == 2; }));
+    EXPECT_EQ(store.getDataAll().constFirst()->name(), "T");
+}
+
+TEST_F(StoreTest, UserNamesWinOverPsAlsoAfterClearing) {
+    feed(line("01-01 10:00:00.000", 1234, "I", "T", "a"));
+    store.setAppName(u"Mine"_s, u"1234"_s);
+    EXPECT_EQ(store.getDataAll().constFirst()->app(), "Mine");
+    const QString ps = QStringLiteral("USER PID PPID NAME\nu0_a12 1234 1 0 com.example.app\n");
+    store.pidReceived(ps);
+    EXPECT_EQ(store.appNameForPid(u"1234"_s), u"Mine"_s);
+    store.clearLog();
+    store.pidReceived(ps);
+    EXPECT_EQ(store.appNameForPid(u"1234"_s), u"Mine"_s);
+    feed(line("01-01 10:00:01.000", 1234, "I", "T", "b"));
+    EXPECT_EQ(store.getDataAll().constFirst()->app(), "Mine");
+}
+
+TEST_F(StoreTest, BothBuffersPruneAThousandPastTheirCap) {
+    store.setAppName(u"app"_s, u"10"_s);
+    applyFilter(parse("type IN[cd] 'V,D,I,W,E,F,A'"));
+    for (int i = 0; i < 20001; ++i) feed(line("01-01 10:00:00.000", 10, "I", "T", "x"));
+    const RowList all = store.getDataAll();
+    ASSERT_EQ(all.size(), 19001);
+    EXPECT_EQ(all.constFirst()->idx(), 1000u);
+    EXPECT_EQ(store.getDataFiltered().size(), 19001);
+}
+
+TEST_F(StoreTest, SyntheticRowsAreNotInTheFilteredViewUntilTheFilterIsSetAgain) {
+    feed(line("01-01 10:00:00.000", 10, "I", "T", "device row"));
+    applyFilter(parse("app ==[cd] 'Vellumfox' OR text CONTAINS 'device'"));
+    store.logMessage(u"status"_s);
+    const RowPtr synthetic = store.getDataAll().constLast();
+    EXPECT_EQ(synthetic->app(), "Vellumfox");
+    EXPECT_EQ(synthetic->pid(), "---");
+    EXPECT_EQ(synthetic->name(), "---");
+    EXPECT_EQ(synthetic->type(), "I");
+    EXPECT_EQ(synthetic->time().size(), 18u);
+    EXPECT_EQ(texts(store.getDataFiltered()), QStringList({u"device row"_s}));
+    applyFilter(store.logDataFilter());
+    EXPECT_EQ(texts(store.getDataFiltered()), QStringList({u"device row"_s, u"status"_s}));
+}
+
+TEST_F(StoreTest, ABurstOfLinesGivesOneTableNotification) {
+    QSignalSpy spy(&store, &LogDatasource::logDataUpdated);
+    for (int i = 0; i < 500; ++i) feed(line("01-01 10:00:00.000", 10, "I", "T", "x"));
+    pumpEvents(50);
+    EXPECT_EQ(spy.count(), 1);
+    // The rest of the burst is flushed by the timer of a run.
+    start();
+    ASSERT_TRUE(waitUntil([&] { return spy.count() == 2; }, 2000));
+}
+
+TEST_F(StoreTest, AFilterNamingAMissingKeyIsReportedAndLeavesNoFilter) {
+    feed(line("01-01 10:00:00.000", 10, "I", "T", "x"));
+    applyFilter(parse("type ==[cd] 'I'"));
+    store.setLogDataFilter(parse("nosuchkey == 'x'"));
+    ASSERT_TRUE(waitUntil([&] { return !delegate.corrupt.isEmpty(); }));
+    EXPECT_FALSE(store.logDataFilter());
+    EXPECT_EQ(store.getDataFiltered().size(), 1);  // falls back to all rows
+}
+
+TEST_F(StoreTest, LevelPresetAndQuickFilterCombine) {
+    store.setAppName(u"app"_s, u"10"_s);
+    feed(line("01-01 10:00:00.000", 10, "E", "Net", "Read TIMEOUT"));
+    feed(line("01-01 10:00:00.001", 10, "W", "Net", "read timeout"));
+    feed(line("01-01 10:00:00.002", 10, "f", "Timeouts", "fatal"));
+    feed(line("01-01 10:00:00.003", 10, "E", "Net", "refused"));
+    const PredicatePtr level = parse(kLogLevelPresets[4].text);
+    applyFilter(combineFilters({level}, quickFilterPredicate(u"timeout"_s).predicate));
+    EXPECT_EQ(texts(store.getDataFiltered()), QStringList({u"Read TIMEOUT"_s, u"fatal"_s}));
+    // New rows are tested once as they arrive.
+    feed(line("01-01 10:00:00.004", 10, "A", "T", "timeout again"));
+    feed(line("01-01 10:00:00.005", 10, "I", "T", "timeout info"));
+    EXPECT_EQ(store.getDataFiltered().size(), 3);
+    applyFilter(nullptr);
+    EXPECT_EQ(store.getDataFiltered().size(), 6);
+}
+
+TEST_F(StoreTest, TheFilterRequestedLastWins) {
+    for (int i = 0; i < 5000; ++i) feed(line("01-01 10:00:00.000", 10, i % 2 ? "E" : "I", "T", "x"));
+    const PredicatePtr last = parse("type == 'E'");
+    for (int i = 0; i < 10; ++i) store.setLogDataFilter(parse("type == 'I'"));
+    store.setLogDataFilter(last);
+    ASSERT_TRUE(waitUntil([&] { return store.logDataFilter() == last; }));
+    pumpEvents(100);
+    EXPECT_EQ(store.logDataFilter(), last);
+    EXPECT_EQ(store.getDataFiltered().size(), 2500);
+}
+
+TEST_F(StoreTest, ALoadedFileHasNoCapUntilTheNextRun) {
+    RowArena arena;
+    RowList rows;
+    for (int i = 0; i < 25000; ++i) rows.append(arena.make(RowValues{uint64_t(i), "00-00 00:00:00.000", "a", "1", "1", "I", "n", "x"}));
+    store.setLogDataFromFile(rows);
+    ASSERT_TRUE(waitUntil([&] { return store.logEventCount() == 25000; }));
+    start();
+    feed(line("01-01 10:00:00.000", 10, "I", "T", "live"));
+    EXPECT_EQ(store.logEventCount(), 24001);
+}
+
+TEST_F(StoreTest, PsAbortLinesStopTheRunWithTheirNotification) {
+    start();
+    store.pidReceived(u"error: device not found\nUSER PID\nu 1 2 3 x\n"_s);
+    EXPECT_EQ(delegate.deviceNotFound, 1);
+    EXPECT_FALSE(store.isLogging());
+    EXPECT_EQ(store.appNameForPid(u"1"_s), QString());  // reading stopped at the error
+
+    store.startLogger();
+    ASSERT_TRUE(waitUntil([&] { return delegate.started == 2; }));
+    store.pidReceived(u"error: more than one device and emulator\n"_s);
+    EXPECT_EQ(delegate.multipleDevices, 1);
+    EXPECT_FALSE(store.isLogging());
+}
+
+TEST_F(StoreTest, EndOfStreamAddsAStatusRowAndResetsNamesToTheUsersOnes) {
+    store.setDeviceId(u"emulator-5554"_s);
+    start();
+    store.pidReceived(u"USER PID\nu0 42 1 0 from.ps\n"_s);
+    store.setAppName(u"Mine"_s, u"7"_s);
+    store.logReaderStopped();
+    EXPECT_EQ(delegate.stopped, 0);  // posted
+    ASSERT_TRUE(waitUntil([&] { return delegate.stopped == 1; }));
+    EXPECT_FALSE(store.isLogging());
+    EXPECT_EQ(store.getDataAll().constLast()->text(), "Disconnected. emulator-5554");
+    EXPECT_EQ(store.appNameForPid(u"42"_s), QString());
+    EXPECT_EQ(store.appNameForPid(u"7"_s), u"Mine"_s);
+}
+
+TEST_F(StoreTest, MoreThanOneDeviceFailureNotifiesThenEndsTheRun) {
+    start();
+    Error error;
+    error.failureReason = u"error: more than one device/emulator"_s;
+    store.logReaderStoppedWithError(error);
+    EXPECT_EQ(delegate.multipleDevices, 1);
+    EXPECT_GE(conversations->stops.load(), 1);
+    EXPECT_TRUE(waitUntil([&] { return delegate.stopped == 1; }));
+}
+
+TEST_F(StoreTest, NoServerAddsAnErrorRowAndDropsTheDevice) {
+    store.setDeviceId(u"serial"_s);
+    start();
+    store.adbNotRunningError(Error{});
+    EXPECT_EQ(delegate.notRunning, 1);
+    EXPECT_FALSE(store.isLogging());
+    EXPECT_EQ(store.deviceId(), QString());
+    const RowPtr row = store.getDataAll().constLast();
+    EXPECT_EQ(row->type(), "E");
+    EXPECT_EQ(row->text(), "ADB not running. In terminal run \"ADB start-server\"");
+}
+
+TEST(StoreLifetime, DestroyingTheStoreDeletesItsConversationsOnTheIoThread) {
+    auto conversations = std::make_shared<Conversations>();
+    {
+        LogDatasource store;
+        store.setConnector(conversations);
+        store.startLogger();
+        ASSERT_TRUE(waitUntil([&] { return conversations->logReaders == 1 && conversations->pidReaders == 1; }));
+    }
+    EXPECT_EQ(conversations->stops, 2);
+    EXPECT_TRUE(waitUntil([&] { return conversations->deletedOnIo == 2; }));
+}
+
+}  // namespace
+}  // namespace vf
