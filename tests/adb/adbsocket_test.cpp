@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+
+#include "core/adb/adbsocket.h"
+#include "core/adb/pidreader.h"
+#include "core/support/preferences.h"
+#include "support/fixtures/scriptedadbserver.h"
+#include "support/fixtures/wait.h"
+
+namespace vf {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+TEST(AdbSocket, FramesWithTheUtf16LengthInFourLowerCaseHexDigits) {
+    EXPECT_EQ(AdbSocket::frame(u"host:devices"_s), "000chost:devices");
+    EXPECT_EQ(AdbSocket::frame(u"shell:ps"_s), "0008shell:ps");
+    EXPECT_EQ(AdbSocket::frame(QString(0x1234, u'x')).left(4), "1234");
+    EXPECT_EQ(AdbSocket::frame(QString(0x12345, u'x')).left(5), "12345");
+    // Two UTF-16 units but four UTF-8 bytes: the short prefix is intended.
+    EXPECT_EQ(AdbSocket::frame(u"\u00e9\u00e9"_s), "0002\xc3\xa9\xc3\xa9");
+}
+
+TEST(AdbSocket, StatusWordsTextAndHexLengths) {
+    EXPECT_TRUE(AdbSocket::isOkay("OKAY"));
+    EXPECT_FALSE(AdbSocket::isOkay("okay"));
+    EXPECT_FALSE(AdbSocket::isOkay("OKAY\n"));
+    EXPECT_FALSE(AdbSocket::isOkay("FAIL"));
+
+    EXPECT_EQ(AdbSocket::stringFromData("caf\xc3\xa9"), u"caf\u00e9"_s);
+    EXPECT_EQ(AdbSocket::stringFromData(""), QString());
+    EXPECT_FALSE(AdbSocket::stringFromData("ab\xff").has_value());
+    EXPECT_FALSE(AdbSocket::stringFromData("\xc0\xaf").has_value());  // overlong
+    EXPECT_FALSE(AdbSocket::stringFromData("\xc3").has_value());      // truncated
+
+    EXPECT_EQ(AdbSocket::hexDataToInteger("001a"), 26u);
+    EXPECT_EQ(AdbSocket::hexDataToInteger("FFFF"), 65535u);
+    EXPECT_EQ(AdbSocket::hexDataToInteger("00g1"), 0u);
+    EXPECT_EQ(AdbSocket::hexDataToInteger("zzzz"), 0u);
+    EXPECT_EQ(AdbSocket::hexDataToInteger("\xff\xff"), 0u);
+    EXPECT_EQ(AdbSocket::hexStringToInteger(u"  0x1fq"_s), 31u);
+    EXPECT_EQ(AdbSocket::hexStringToInteger(u"fffffffff"_s), 0xFFFFFFFFu);
+}
+
+TEST(AdbSocket, ErrorsCarryTheMessageThreeTimes) {
+    const Error error = AdbSocket::logReaderError(2, u"device offline"_s);
+    EXPECT_EQ(error.domain, u"logReader"_s);
+    EXPECT_EQ(error.code, 2);
+    EXPECT_EQ(error.description, u"device offline"_s);
+    EXPECT_EQ(error.failureReason, u"device offline"_s);
+    EXPECT_EQ(error.recoverySuggestion, u"device offline"_s);
+}
+
+TEST(AdbSocket, ServerAndPortComeFromThePreferencesAtEveryCall) {
+    test::ScopedAdbPreferences prefs(5037, QString());
+    Preferences::setValue(u"adbPort"_s, u"70000"_s);
+    EXPECT_EQ(AdbSocket::serverFromPreferences(), u"127.0.0.1"_s);
+    EXPECT_EQ(AdbSocket::portFromPreferences(), 4464);
+    Preferences::setValue(u"adbServer"_s, u"adb.example"_s);
+    Preferences::setValue(u"adbPort"_s, u"5038abc"_s);
+    EXPECT_EQ(AdbSocket::serverFromPreferences(), u"adb.example"_s);
+    EXPECT_EQ(AdbSocket::portFromPreferences(), 5038);
+    Preferences::setValue(u"adbPort"_s, u"abc"_s);
+    EXPECT_EQ(AdbSocket::portFromPreferences(), 0);
+    Preferences::remove(u"adbPort"_s);
+    EXPECT_EQ(AdbSocket::portFromPreferences(), 5037);
+}
+
+TEST(AdbSocket, StopBeforeTheConnectionCompletesLeavesItNotConnecting) {
+    test::ScriptedAdbServer server;
+    test::ScopedAdbPreferences prefs(server.port());
+    PidReader reader;
+    reader.connect();
+    EXPECT_TRUE(reader.isConnecting());
+    EXPECT_TRUE(reader.isConnected());
+    reader.stop();
+    EXPECT_FALSE(reader.isConnecting());
+    test::pumpEvents(50);
+    EXPECT_FALSE(reader.isConnecting());
+    EXPECT_FALSE(reader.isConnected());
+}
+
+}  // namespace
+}  // namespace vf
