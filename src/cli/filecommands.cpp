@@ -56,7 +56,7 @@ int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err) 
         out << passing.size() << '\n';
     } else {
         const auto writer = makeRowWriter(options.format, out);
-        for (const RowPtr& row : std::as_const(passing)) writer->write(*row);
+        for (const RowPtr& row : std::as_const(passing)) writer->write(row);
     }
     out.flush();
     return kExitOk;

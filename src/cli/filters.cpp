@@ -49,14 +49,14 @@ FilterBuild buildFilter(const QStringList& filters, const QString& quick) {
 }
 
 void reportFilterProblem(std::ostream& err, const FilterProblem& problem) {
-    err << "vellumfox-cli: " << toUtf8(problem.source) << ": " << toUtf8(problem.message);
+    err << "vellumfox-cli: " << toUtf8(problem.source);
     if (!problem.position) {
-        err << '\n';
+        err << ": " << toUtf8(problem.message) << '\n';
         if (!problem.text.isEmpty()) err << "  " << toUtf8(problem.text) << '\n';
         return;
     }
     const qsizetype position = std::clamp<qsizetype>(*problem.position, 0, problem.text.size());
-    err << " at position " << position << '\n';
+    err << ", position " << position << ": " << toUtf8(problem.message) << '\n';
     // The caret line repeats tabs and counts code points, so it lines up on a terminal.
     QString pad;
     for (char32_t c : problem.text.left(position).toUcs4()) pad += c == U'\t' ? u'\t' : u' ';

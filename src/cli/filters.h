@@ -29,7 +29,7 @@ struct FilterBuild {
 // Parses every filter and the quick-filter text and combines them.
 FilterBuild buildFilter(const QStringList& filters, const QString& quick);
 
-// Writes "vellumfox-cli: SOURCE: MESSAGE at position N", then the text and a
+// Writes "vellumfox-cli: SOURCE, position N: MESSAGE", then the text and a
 // caret under the position (tabs kept so the caret lines up).
 void reportFilterProblem(std::ostream& err, const FilterProblem& problem);
 

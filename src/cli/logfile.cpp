@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/log/linesplit.h"
+#include "core/log/logexport.h"
 #include "core/log/utf8.h"
 
 using namespace Qt::StringLiterals;
@@ -55,7 +56,7 @@ QString unreadableReason(const QString& path) {
 SavedLog openSavedLog(const QString& path) {
     if (const QString reason = unreadableReason(path); !reason.isEmpty()) return {{}, reason};
     uint64_t counter = 0;
-    auto rows = readTextFile(path, [&counter] { return counter++; });
+    auto rows = openLogFile(path, [&counter] { return counter++; });
     if (!rows) return {{}, u"cannot tell the log layout"_s};
     return {std::move(*rows), {}};
 }
@@ -65,6 +66,13 @@ LayoutDetection detectLayout(const QString& path) {
     if (const QString reason = unreadableReason(path); !reason.isEmpty()) {
         result.error = reason;
         return result;
+    }
+    if (hasVellumfoxSuffix(path)) {
+        uint64_t counter = 0;
+        if (readVellumfoxFile(path, [&counter] { return counter++; })) {
+            result.propertyList = true;
+            return result;
+        }
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {

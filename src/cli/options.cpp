@@ -157,6 +157,7 @@ ParsedCommandLine parseCommandLine(const QStringList& arguments) {
     bool wantHelp = false;
     bool wantVersion = false;
     bool optionsEnded = false;
+    QString firstError;  // kept until the end: --help anywhere still wins
 
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& arg = arguments.at(i);
@@ -180,18 +181,21 @@ ParsedCommandLine parseCommandLine(const QStringList& arguments) {
             inlineValue = arg.mid(eq + 1);
         }
         const OptionSpec* spec = findOption(name);
-        if (!spec) return failure(u"unknown option '%1'"_s.arg(name));
+        if (!spec) {
+            if (firstError.isEmpty()) firstError = u"unknown option '%1'"_s.arg(name);
+            continue;
+        }
         SeenOption option{spec, {}};
         if (spec->takesValue) {
             if (inlineValue) {
                 option.value = *inlineValue;
             } else if (i + 1 < arguments.size()) {
                 option.value = arguments.at(++i);
-            } else {
-                return failure(u"option '%1' needs a value"_s.arg(name));
+            } else if (firstError.isEmpty()) {
+                firstError = u"option '%1' needs a value"_s.arg(name);
             }
-        } else if (inlineValue) {
-            return failure(u"option '%1' takes no value"_s.arg(name));
+        } else if (inlineValue && firstError.isEmpty()) {
+            firstError = u"option '%1' takes no value"_s.arg(name);
         }
         wantHelp = wantHelp || spec->id == Opt::Help;
         wantVersion = wantVersion || spec->id == Opt::Version;
@@ -211,7 +215,8 @@ ParsedCommandLine parseCommandLine(const QStringList& arguments) {
         o.command = Command::Version;
         return {o, {}};
     }
-    if (!command) return failure(u"no command given"_s);
+    if (!firstError.isEmpty()) return failure(firstError);
+    if (!command) return {o, {}};  // no command: the overview
     o.command = *command;
 
     for (const SeenOption& option : seen) {

@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdio>
 
+#include "core/log/logexport.h"
+
 namespace vf::cli {
 
 namespace {
@@ -35,64 +37,49 @@ size_t validSequenceLength(std::string_view s, size_t i) {
     return 0;
 }
 
-// Saved-text layout: "time app(pid) tid type name: text", one line feed at the end.
+// The viewer's saved-text layout, optionally in the level's colour.
 class TextWriter final : public RowWriter {
 public:
     TextWriter(std::ostream& out, bool color) : out_(out), color_(color) {}
-    void write(const Row& row) override {
-        line_.clear();
-        const std::string_view color = color_ ? levelColor(row.type()) : std::string_view();
-        line_ += color;
-        line_.append(row.time()).append(" ");
-        line_.append(row.app()).append("(").append(row.pid()).append(") ");
-        line_.append(row.tid()).append(" ");
-        line_.append(row.type()).append(" ");
-        line_.append(row.name()).append(": ");
-        const std::string_view text = row.text();
-        const bool endsWithLineFeed = !text.empty() && text.back() == '\n';
-        line_.append(endsWithLineFeed ? text.substr(0, text.size() - 1) : text);
-        if (!color.empty()) line_ += kColorReset;
-        line_ += '\n';
-        out_.write(line_.data(), std::streamsize(line_.size()));
+    void write(const RowPtr& row) override {
+        std::string line = savedTextLine(*row);
+        const std::string_view color = color_ ? levelColor(row->type()) : std::string_view();
+        if (!color.empty()) {
+            // The reset goes before the line feed so a cut-off line leaves no colour behind.
+            line.insert(line.size() - 1, kColorReset);
+            line.insert(0, color);
+        }
+        out_.write(line.data(), std::streamsize(line.size()));
     }
 
 private:
     std::ostream& out_;
     bool color_;
-    std::string line_;
 };
 
-// Copy layout: seven tab-separated columns, line breaks inside values become blanks.
+// The viewer's copy layout: seven tab-separated columns.
 class TsvWriter final : public RowWriter {
 public:
     explicit TsvWriter(std::ostream& out) : out_(out) {}
-    void write(const Row& row) override {
-        line_.clear();
-        constexpr std::array kColumns{RowKey::Time, RowKey::App, RowKey::Pid, RowKey::Tid,
-                                      RowKey::Type, RowKey::Name, RowKey::Text};
-        for (size_t i = 0; i < kColumns.size(); ++i) {
-            if (i > 0) line_ += '\t';
-            for (char c : row.view(kColumns[i])) line_ += (c == '\n' || c == '\r') ? ' ' : c;
-        }
-        line_ += '\n';
-        out_.write(line_.data(), std::streamsize(line_.size()));
+    void write(const RowPtr& row) override {
+        const QByteArray line = copyText(RowList{row}).toUtf8();
+        out_.write(line.constData(), std::streamsize(line.size()));
     }
 
 private:
     std::ostream& out_;
-    std::string line_;
 };
 
 // One JSON object per line, keys in the row's key order.
 class JsonWriter final : public RowWriter {
 public:
     explicit JsonWriter(std::ostream& out) : out_(out) {}
-    void write(const Row& row) override {
-        line_.assign("{\"idx\":").append(std::to_string(row.idx()));
+    void write(const RowPtr& row) override {
+        line_.assign("{\"idx\":").append(std::to_string(row->idx()));
         for (int k = 1; k < kRowKeyCount; ++k) {
             const RowKey key = RowKey(k);
             line_.append(",\"").append(rowKeyName(key)).append("\":");
-            appendJsonString(line_, row.view(key));
+            appendJsonString(line_, row->view(key));
         }
         line_ += "}\n";
         out_.write(line_.data(), std::streamsize(line_.size()));

@@ -18,7 +18,7 @@ namespace vf::cli {
 class RowWriter {
 public:
     virtual ~RowWriter() = default;
-    virtual void write(const Row& row) = 0;
+    virtual void write(const RowPtr& row) = 0;
 };
 
 // `color`: wrap text lines in the level's terminal colour (text format only;

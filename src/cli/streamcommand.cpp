@@ -228,7 +228,7 @@ void StreamCommand::printNewRows() {
     const RowList all = store_->getDataAll();
     const RowList shown = filter_ ? store_->getDataFiltered() : all;
     for (qsizetype i = firstAfter(shown, lastPrinted_); i < shown.size(); ++i) {
-        writer_->write(*shown.at(i));
+        writer_->write(shown.at(i));
         lastPrinted_ = shown.at(i)->idx();
     }
     if (filter_) {

@@ -1,0 +1,266 @@
+// convert, detect and check-filter on files written by the tests.
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include "cli/filters.h"
+#include "clirun.h"
+#include "core/log/logdatasource.h"
+#include "core/log/logexport.h"
+#include "support/fixtures/wait.h"
+
+using namespace Qt::StringLiterals;
+using vf::cli::test::outputLines;
+using vf::cli::test::runCli;
+
+namespace {
+
+struct LayoutCase {
+    int code;
+    const char* name;
+    QByteArray lines;  // a few real-looking lines of the layout
+};
+
+QByteArray repeatLines(const QList<QByteArray>& lines) {
+    QByteArray text;
+    for (const QByteArray& line : lines) text += line + '\n';
+    return text;
+}
+
+QList<LayoutCase> layoutCases() {
+    return {
+        {2, "threadtime with app", repeatLines({
+             "01-15 12:34:56.789 com.example.app(1234) 5678 I ActivityManager: Start proc",
+             "01-15 12:34:56.790 com.example.app(1234) 1234 D Choreographer: Skipped 30 frames",
+             "01-15 12:34:56.791 system_server(812) 901 W WindowManager: timeout waiting",
+             "01-15 12:34:56.792 com.example.app(1234) 5678 E AndroidRuntime: FATAL EXCEPTION: main",
+             "01-15 12:34:56.793 (2001) 2002 I zygote: Late-enabling -Xcheck:jni",
+             "01-15 12:34:56.794 com.example.app(1234) 5678 V Timeout: nothing"})},
+        {3, "threadtime", repeatLines({
+             "01-15 12:34:56.789  1234  5678 I ActivityManager: Start proc com.example.app",
+             "01-15 12:34:56.790  1234  1234 D Choreographer: Skipped 30 frames",
+             "01-15 12:34:56.791   812   901 W WindowManager: timeout waiting",
+             "01-15 12:34:56.792  1234  5678 E AndroidRuntime: FATAL EXCEPTION: main",
+             "01-15 12:34:56.793  2001  2002 I zygote  : Late-enabling -Xcheck:jni",
+             "01-15 12:34:56.794  1234  5678 F libc    : Fatal signal 11 (SIGSEGV)"})},
+        {4, "dated", repeatLines({
+             "01-15 12:34:56.789: I/ActivityManager(1234): Start proc",
+             "01-15 12:34:56.790: D/Choreographer(1234): Skipped 30 frames",
+             "01-15 12:34:56.791: W/WindowManager( 812): timeout waiting",
+             "01-15 12:34:56.792: E/AndroidRuntime(1234): FATAL EXCEPTION: main",
+             "01-15 12:34:56.793: I/zygote(2001): Late-enabling -Xcheck:jni",
+             "01-15 12:34:56.794: F/libc(1234): Fatal signal 11"})},
+        {5, "brief", repeatLines({
+             "I/ActivityManager( 1234): Start proc", "D/Choreographer( 1234): Skipped 30 frames",
+             "W/WindowManager(  812): timeout waiting", "E/AndroidRuntime( 1234): FATAL EXCEPTION: main",
+             "I/zygote ( 2001): Late-enabling", "F/libc    ( 1234): Fatal signal 11"})},
+        {6, "process", repeatLines({
+             "I( 1234) Start proc  (ActivityManager)", "D( 1234) Skipped 30 frames  (Choreographer)",
+             "W(  812) timeout waiting  (WindowManager)", "E( 1234) FATAL EXCEPTION: main  (AndroidRuntime)",
+             "I( 2001) Late-enabling  (zygote)", "F( 1234) Fatal signal 11  (libc)"})},
+        {7, "raw", repeatLines({"Start proc com.example.app", "Skipped 30 frames", "timeout waiting",
+                                "FATAL EXCEPTION: main", "Late-enabling -Xcheck:jni", "Fatal signal 11"})},
+        {8, "tag", repeatLines({
+             "I/ActivityManager: Start proc", "D/Choreographer: Skipped 30 frames", "W/WindowManager: timeout waiting",
+             "E/AndroidRuntime: FATAL EXCEPTION: main", "I/zygote: Late-enabling", "F/libc: Fatal signal 11"})},
+        {9, "time", repeatLines({
+             "01-15 12:34:56.789 I/ActivityManager( 1234): Start proc",
+             "01-15 12:34:56.790 D/Choreographer( 1234): Skipped 30 frames",
+             "01-15 12:34:56.791 W/WindowManager(  812): timeout waiting",
+             "01-15 12:34:56.792 E/AndroidRuntime( 1234): FATAL EXCEPTION: main",
+             "01-15 12:34:56.793 I/zygote( 2001): Late-enabling",
+             "01-15 12:34:56.794 F/libc( 1234): Fatal signal 11"})},
+        {10, "long", repeatLines({
+             "[ 01-15 12:34:56.789  1234: 5678 I/ActivityManager ]", "Start proc", "",
+             "[ 01-15 12:34:56.790  1234: 1234 D/Choreographer ]", "Skipped 30 frames", "",
+             "[ 01-15 12:34:56.791   812:  901 W/WindowManager ]", "timeout waiting", "",
+             "[ 01-15 12:34:56.792  1234: 5678 E/AndroidRuntime ]", "FATAL EXCEPTION: main", "",
+             "[ 01-15 12:34:56.793  2001: 2002 I/zygote ]", "Late-enabling", "",
+             "[ 01-15 12:34:56.794  1234: 5678 F/libc ]", "Fatal signal 11", ""})},
+    };
+}
+
+class FileCommandsTest : public ::testing::Test {
+protected:
+    QString write(const QString& name, const QByteArray& bytes) {
+        const QString path = dir_.filePath(name);
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+        return path;
+    }
+    static vf::RowList load(const QString& path) {
+        uint64_t counter = 0;
+        return vf::openLogFile(path, [&counter] { return counter++; }).value_or(vf::RowList{});
+    }
+    static QString field(const vf::RowPtr& row, vf::RowKey key) { return row->string(key); }
+
+    QTemporaryDir dir_;
+};
+
+TEST_F(FileCommandsTest, DetectsAndConvertsEveryLayout) {
+    for (const LayoutCase& c : layoutCases()) {
+        SCOPED_TRACE(c.name);
+        const QString path = write(QString::fromLatin1(c.name).replace(u' ', u'_') + u".log"_s, c.lines);
+        const auto detect = runCli({u"detect"_s, path});
+        EXPECT_EQ(detect.status, 0);
+        EXPECT_EQ(detect.out, std::to_string(c.code) + " " + c.name + "\n");
+
+        const auto count = runCli({u"convert"_s, path, u"--count"_s});
+        EXPECT_EQ(count.status, 0) << count.err;
+        EXPECT_EQ(count.out, "6\n");
+    }
+}
+
+TEST_F(FileCommandsTest, JsonOutputParsesBackToTheSameRows) {
+    // Control characters, quotes, backslashes and non-ASCII text in the message.
+    const QByteArray text = "01-15 12:34:56.789  1234  5678 I Tag: quote \" back\\slash tab\tbell\x07 \xc3\xa9\xe2\x80\xa8 end\n";
+    const QString path = write(u"odd.log"_s, layoutCases().at(1).lines + text);
+    const vf::RowList rows = load(path);
+    ASSERT_EQ(rows.size(), 7);
+
+    const auto result = runCli({u"convert"_s, path, u"--format"_s, u"json"_s});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const QStringList lines = outputLines(result.out);
+    ASSERT_EQ(lines.size(), rows.size());
+    for (qsizetype i = 0; i < rows.size(); ++i) {
+        QJsonParseError error;
+        const QJsonDocument doc = QJsonDocument::fromJson(lines.at(i).toUtf8(), &error);
+        ASSERT_EQ(error.error, QJsonParseError::NoError) << lines.at(i).toStdString();
+        const QJsonObject object = doc.object();
+        EXPECT_EQ(object.keys().size(), 8);
+        EXPECT_TRUE(object.value(u"idx"_s).isDouble());
+        EXPECT_EQ(uint64_t(object.value(u"idx"_s).toDouble()), rows.at(i)->idx());
+        for (int k = 1; k < vf::kRowKeyCount; ++k) {
+            const auto key = vf::RowKey(k);
+            EXPECT_EQ(object.value(QString::fromLatin1(vf::rowKeyName(key))).toString(), field(rows.at(i), key));
+        }
+    }
+    // Keys come in the row's order.
+    EXPECT_TRUE(lines.first().startsWith(u"{\"idx\":"_s));
+    EXPECT_LT(lines.first().indexOf(u"\"name\""_s), lines.first().indexOf(u"\"text\""_s));
+}
+
+TEST_F(FileCommandsTest, TextAndTsvUseTheViewersLayouts) {
+    const QString path = write(u"threadtime.log"_s, layoutCases().at(1).lines);
+    const vf::RowList rows = load(path);
+    const auto text = runCli({u"convert"_s, path});
+    EXPECT_EQ(QByteArray::fromStdString(text.out), vf::writeSavedText(rows));
+    const auto tsv = runCli({u"convert"_s, path, u"--format=tsv"_s});
+    EXPECT_EQ(QString::fromStdString(tsv.out), vf::copyText(rows));
+
+    // The saved text reads back as the app(pid) layout.
+    const QString saved = write(u"saved.log"_s, QByteArray::fromStdString(text.out));
+    EXPECT_EQ(runCli({u"detect"_s, saved}).out, "2 threadtime with app\n");
+}
+
+TEST_F(FileCommandsTest, ReadsVellumfoxPropertyLists) {
+    const QByteArray plist = R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0"><dict><key>logdata</key><array>
+<dict><key>idx</key><integer>7</integer><key>time</key><string>01-15 12:34:56.789</string><key>app</key><string>com.example</string><key>pid</key><string>1234</string><key>tid</key><string>-</string><key>type</key><string>E</string><key>name</key><string>Tag</string><key>text</key><string>boom</string></dict>
+<dict><key>idx</key><integer>8</integer><key>time</key><string>01-15 12:34:56.790</string><key>app</key><string>com.example</string><key>pid</key><string>1234</string><key>tid</key><string>-</string><key>type</key><string>I</string><key>name</key><string>Tag</string><key>text</key><string>fine</string></dict>
+</array></dict></plist>)";
+    const QString path = write(u"saved.VELLUMFOX"_s, plist);
+    EXPECT_EQ(runCli({u"detect"_s, path}).out, "- vellumfox\n");
+    const auto result = runCli({u"convert"_s, path, u"--format"_s, u"tsv"_s, u"--filter"_s, u"type == 'E'"_s});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, "01-15 12:34:56.789\tcom.example\t1234\t-\tE\tTag\tboom\n");
+
+    // The same name holding text is read as text.
+    const QString textPath = write(u"text.vellumfox"_s, layoutCases().at(1).lines);
+    EXPECT_EQ(runCli({u"detect"_s, textPath}).out, "3 threadtime\n");
+}
+
+TEST_F(FileCommandsTest, FiltersCombineExactlyAsInTheStore) {
+    const QString path = write(u"mixed.log"_s, layoutCases().at(0).lines);
+    const QList<QStringList> cases = {
+        {u"--filter"_s, u"type IN[cd] 'E,F,A'"_s},
+        {u"--filter"_s, u"type IN[cd] 'I,W,E,F,A'"_s, u"--filter"_s, u"type IN[cd] 'E,F,A'"_s},
+        {u"--filter"_s, u"type IN[cd] 'V,D,I,W,E,F,A'"_s, u"--quick"_s, u"TIMEOUT"_s},
+        {u"--quick"_s, u"p: type ==[cd] 'w'"_s},
+        {u"--quick"_s, u"p: x"_s},  // four characters: a plain text search
+        {u"--quick"_s, u"1234"_s},
+    };
+    vf::LogDatasource store;
+    for (const QStringList& arguments : cases) {
+        SCOPED_TRACE(arguments.join(u' ').toStdString());
+        QStringList filters;
+        QString quick;
+        for (qsizetype i = 0; i + 1 < arguments.size(); i += 2) {
+            if (arguments.at(i) == u"--filter"_s) filters.append(arguments.at(i + 1));
+            else quick = arguments.at(i + 1);
+        }
+        const vf::cli::FilterBuild build = vf::cli::buildFilter(filters, quick);
+        ASSERT_TRUE(build.predicate);
+
+        store.setLogDataFromFile(load(path));
+        ASSERT_TRUE(vf::test::waitUntil([&] { return store.logEventCount() == 6; }));
+        store.setLogDataFilter(build.predicate);
+        ASSERT_TRUE(vf::test::waitUntil([&] { return store.logDataFilter() == build.predicate; }));
+        QStringList expected;
+        for (const vf::RowPtr& row : store.getDataFiltered()) expected.append(QString::number(row->idx()));
+
+        const auto result = runCli(QStringList{u"convert"_s, path, u"--format"_s, u"json"_s} + arguments);
+        ASSERT_EQ(result.status, 0) << result.err;
+        QStringList actual;
+        for (const QString& line : outputLines(result.out))
+            actual.append(QString::number(QJsonDocument::fromJson(line.toUtf8()).object().value(u"idx"_s).toInteger()));
+        // Both loads number the rows from 0, so the idx lists must be equal.
+        EXPECT_EQ(actual, expected);
+        store.setLogDataFilter(nullptr);
+        ASSERT_TRUE(vf::test::waitUntil([&] { return store.logDataFilter() == nullptr; }));
+    }
+}
+
+TEST_F(FileCommandsTest, ErrorsExitNonZeroWithAMessage) {
+    const QString path = write(u"threadtime.log"_s, layoutCases().at(1).lines);
+
+    const auto missing = runCli({u"convert"_s, dir_.filePath(u"nope.log"_s)});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.err.find("nope.log"), std::string::npos);
+    EXPECT_TRUE(missing.out.empty());
+    EXPECT_EQ(runCli({u"detect"_s, dir_.path()}).status, 1);
+    EXPECT_EQ(runCli({u"detect"_s, write(u"empty.log"_s, {})}).out, "0 none\n");
+
+    const auto bad = runCli({u"convert"_s, path, u"--filter"_s, u"type == 'E' AND"_s});
+    EXPECT_EQ(bad.status, 2);
+    EXPECT_NE(bad.err.find("position 15"), std::string::npos) << bad.err;
+    EXPECT_NE(bad.err.find("\n  type == 'E' AND\n  " + std::string(15, ' ') + "^\n"), std::string::npos) << bad.err;
+    EXPECT_TRUE(bad.out.empty());
+
+    // Parses, but names a key rows do not have: an error, not a silent pass.
+    const auto unknownKey = runCli({u"convert"_s, path, u"--filter"_s, u"level == 'E'"_s, u"--count"_s});
+    EXPECT_EQ(unknownKey.status, 2);
+    EXPECT_TRUE(unknownKey.out.empty());
+    // Hidden behind AND, found on the first row that gets that far.
+    const auto late = runCli({u"convert"_s, path, u"--filter"_s, u"type == 'E' AND level == 'x'"_s});
+    EXPECT_EQ(late.status, 2);
+    EXPECT_TRUE(late.out.empty());
+
+    const auto quote = runCli({u"convert"_s, path, u"--quick"_s, u"it's"_s});
+    EXPECT_EQ(quote.status, 2);
+    EXPECT_NE(quote.err.find("--quick"), std::string::npos);
+
+    EXPECT_EQ(runCli({u"frobnicate"_s}).status, 2);
+    EXPECT_EQ(runCli({u"convert"_s}).status, 2);
+}
+
+TEST_F(FileCommandsTest, CheckFilterPrintsCanonicalTextOrTheSpot) {
+    const auto ok = runCli({u"check-filter"_s, u"type IN[cd] 'E,F,A' AND NOT (app CONTAINS 'x')"_s});
+    EXPECT_EQ(ok.status, 0) << ok.err;
+    const auto parsed = vf::Predicate::parse(QString::fromStdString(ok.out).trimmed());
+    ASSERT_TRUE(parsed.predicate);
+    EXPECT_EQ(parsed.predicate->format().toStdString() + "\n", ok.out);  // canonical is a fixed point
+
+    // The caret keeps tabs so that it lines up under the text.
+    const auto bad = runCli({u"check-filter"_s, u"type\t== 'E' OR"_s});
+    EXPECT_EQ(bad.status, 2);
+    EXPECT_NE(bad.err.find("\n  type\t== 'E' OR\n      \t         ^\n"), std::string::npos) << bad.err;
+    EXPECT_TRUE(bad.out.empty());
+}
+
+}  // namespace

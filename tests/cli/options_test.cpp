@@ -1,0 +1,150 @@
+// The command line and the output writers.
+#include <gtest/gtest.h>
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <sstream>
+
+#include "cli/adbcommon.h"
+#include "cli/devicescommand.h"
+#include "cli/options.h"
+#include "cli/rowwriter.h"
+#include "clirun.h"
+
+using namespace Qt::StringLiterals;
+using namespace vf::cli;
+
+namespace {
+
+CliOptions parseOk(const QStringList& arguments) {
+    const ParsedCommandLine parsed = parseCommandLine(arguments);
+    EXPECT_TRUE(parsed.options) << parsed.error.toStdString();
+    return parsed.options.value_or(CliOptions{});
+}
+
+QString parseError(const QStringList& arguments) {
+    const ParsedCommandLine parsed = parseCommandLine(arguments);
+    EXPECT_FALSE(parsed.options);
+    return parsed.error;
+}
+
+TEST(CliOptions, AdbOptionsGoAnywhereAndFiltersRepeat) {
+    const CliOptions o = parseOk({u"-s"_s, u"emulator-5554"_s, u"stream"_s, u"--filter"_s, u"type == 'E'"_s,
+                                  u"-H"_s, u"10.0.0.2"_s, u"--filter=app == 'x'"_s, u"-P"_s, u"5038"_s,
+                                  u"--tags"_s, u"*:S MyTag:V"_s, u"--clear"_s, u"--format"_s, u"json"_s,
+                                  u"--no-color"_s, u"--no-reconnect"_s, u"--quick"_s, u"boom"_s});
+    EXPECT_EQ(o.command, Command::Stream);
+    EXPECT_EQ(o.serial, u"emulator-5554"_s);
+    EXPECT_EQ(o.host, u"10.0.0.2"_s);
+    EXPECT_EQ(o.port, u"5038"_s);
+    EXPECT_EQ(o.filters, (QStringList{u"type == 'E'"_s, u"app == 'x'"_s}));
+    EXPECT_EQ(o.quick, u"boom"_s);
+    EXPECT_EQ(o.tags, u"*:S MyTag:V"_s);
+    EXPECT_TRUE(o.clear && o.noColor && o.noReconnect);
+    EXPECT_EQ(o.format, OutputFormat::Json);
+
+    EXPECT_EQ(parseOk({u"devices"_s, u"--json"_s}).format, OutputFormat::Json);
+    const CliOptions convert = parseOk({u"convert"_s, u"--count"_s, u"--"_s, u"-odd name.log"_s});
+    EXPECT_EQ(convert.file, u"-odd name.log"_s);
+    EXPECT_TRUE(convert.count);
+}
+
+TEST(CliOptions, HelpAndVersionWinOverEverythingElse) {
+    EXPECT_EQ(parseOk({}).command, Command::Help);
+    EXPECT_EQ(parseOk({u"help"_s, u"stream"_s}).helpTopic, u"stream"_s);
+    EXPECT_EQ(parseOk({u"convert"_s, u"--help"_s}).helpTopic, u"convert"_s);
+    EXPECT_EQ(parseOk({u"stream"_s, u"--bogus-but-ignored"_s, u"-h"_s}).command, Command::Help);
+    EXPECT_EQ(parseOk({u"--version"_s}).command, Command::Version);
+
+    // Every command has its own page, and the overview names them all.
+    const QString overview = QString::fromStdString(vf::cli::test::runCli({u"--help"_s}).out);
+    for (const char* name : {"devices", "stream", "convert", "detect", "check-filter"}) {
+        EXPECT_TRUE(overview.contains(QLatin1StringView(name))) << name;
+        const auto page = vf::cli::test::runCli({u"help"_s, QLatin1StringView(name)});
+        EXPECT_EQ(page.status, 0);
+        EXPECT_NE(page.out.find(std::string("usage: vellumfox-cli")), std::string::npos) << name;
+    }
+}
+
+TEST(CliOptions, MistakesAreNamed) {
+    EXPECT_TRUE(parseError({u"frob"_s}).contains(u"frob"_s));
+    EXPECT_TRUE(parseError({u"stream"_s, u"--frob"_s}).contains(u"--frob"_s));
+    EXPECT_TRUE(parseError({u"detect"_s, u"--count"_s, u"f.log"_s}).contains(u"does not apply"_s));
+    EXPECT_TRUE(parseError({u"stream"_s, u"--filter"_s}).contains(u"needs a value"_s));
+    EXPECT_TRUE(parseError({u"stream"_s, u"--format"_s, u"xml"_s}).contains(u"xml"_s));
+    EXPECT_TRUE(parseError({u"-P"_s, u"port"_s, u"devices"_s}).contains(u"port"_s));
+    EXPECT_TRUE(parseError({u"detect"_s, u"a.log"_s, u"b.log"_s}).contains(u"b.log"_s));
+    EXPECT_TRUE(parseError({u"check-filter"_s}).contains(u"PREDICATE"_s));
+    EXPECT_TRUE(parseError({u"help"_s, u"frob"_s}).contains(u"frob"_s));
+    EXPECT_TRUE(parseError({u"devices"_s, u"--clear=yes"_s}).contains(u"takes no value"_s));
+}
+
+TEST(RowWriters, JsonStringsEscapeControlsAndRepairBadBytes) {
+    const std::string raw = std::string("a\"b\\c\n\r\t\b\f") + '\x01' + '\x7f' + "\xc3\xa9" + "\xe2\x80\xa8" +
+                            "\xff" + "\xc3" + "(" + "\xed\xa0\x80" + "\xf0\x9f\x98\x80";
+    std::string json;
+    appendJsonString(json, raw);
+    EXPECT_EQ(json.find('\n'), std::string::npos);
+    EXPECT_NE(json.find("\\u2028"), std::string::npos);
+
+    QJsonParseError error;
+    const QJsonDocument doc = QJsonDocument::fromJson(QByteArray::fromStdString("[" + json + "]"), &error);
+    ASSERT_EQ(error.error, QJsonParseError::NoError) << json;
+    const QString back = doc.array().at(0).toString();
+    EXPECT_EQ(back, u"a\"b\\c\n\r\t\b\f\u0001\u007f\u00e9\u2028\ufffd\ufffd(\ufffd\ufffd\ufffd\U0001F600"_s);
+}
+
+TEST(RowWriters, TextIsColouredOnlyWhenAskedAndOnlyByLevel) {
+    vf::RowArena arena;
+    vf::RowValues values;
+    values.time = "01-15 12:34:56.789";
+    values.pid = "1234";
+    values.tid = "-";
+    values.type = "E";
+    values.name = "Tag";
+    values.text = " boom\n";
+    const vf::RowPtr error = arena.make(values);
+    values.type = "D";
+    const vf::RowPtr debug = arena.make(values);
+
+    std::ostringstream plain, coloured;
+    makeRowWriter(OutputFormat::Text, plain)->write(error);
+    EXPECT_EQ(plain.str(), "01-15 12:34:56.789 (1234) - E Tag:  boom\n");
+    const auto writer = makeRowWriter(OutputFormat::Text, coloured, true);
+    writer->write(error);
+    writer->write(debug);
+    EXPECT_EQ(coloured.str(), "\033[31m01-15 12:34:56.789 (1234) - E Tag:  boom\033[0m\n"
+                              "01-15 12:34:56.789 (1234) - D Tag:  boom\n");
+
+    std::ostringstream tsv;
+    makeRowWriter(OutputFormat::Tsv, tsv, true)->write(error);
+    EXPECT_EQ(tsv.str(), "01-15 12:34:56.789\t\t1234\t-\tE\tTag\t boom \n");
+}
+
+TEST(DeviceChoice, FollowsTheViewersRules) {
+    const vf::DeviceList two{{u"A"_s, u"A"_s, u"Pixel"_s, {}}, {u"B"_s, u"B"_s, {}, {}}};
+    EXPECT_EQ(chooseDevice({two.first()}, {}, {}).device->id, u"A"_s);
+    const DeviceChoice several = chooseDevice(two, {}, {});
+    EXPECT_FALSE(several.device);
+    EXPECT_TRUE(several.error.startsWith(u"more than one device/emulator; use -s SERIAL"_s));
+    EXPECT_TRUE(several.error.contains(u"  A  Pixel"_s) && several.error.contains(u"  B"_s));
+    EXPECT_EQ(chooseDevice(two, u"B"_s, {}).device->id, u"B"_s);
+    EXPECT_TRUE(chooseDevice(two, u"C"_s, {}).error.contains(u"'C' not found"_s));
+    EXPECT_FALSE(chooseDevice({}, {}, {}).error.isEmpty());
+    // Reconnecting: only the device we had, and quietly wait otherwise.
+    EXPECT_EQ(chooseDevice(two, {}, u"B"_s).device->id, u"B"_s);
+    const DeviceChoice other = chooseDevice({two.first()}, {}, u"B"_s);
+    EXPECT_FALSE(other.device);
+    EXPECT_TRUE(other.error.isEmpty());
+}
+
+TEST(DeviceChoice, StatesComeFromTheSameReply) {
+    const auto states = deviceStatesFromReply(
+        u"emulator-5554\tdevice product:sdk model:Pixel_3\r\n0123\tunauthorized\n\nerror: x\n"_s);
+    EXPECT_EQ(states.value(u"emulator-5554"_s), u"device"_s);
+    EXPECT_EQ(states.value(u"0123"_s), u"unauthorized"_s);
+    EXPECT_EQ(states.size(), 2);
+}
+
+}  // namespace
