@@ -5,7 +5,10 @@
 #include <cstring>
 
 #include "core/support/buildinfo.h"
-#include "ui/mainwindow.h"
+#include "core/support/analytics.h"
+#include "core/support/logger.h"
+#include "core/support/threads.h"
+#include "ui/vellumfoxappdelegate.h"
 
 namespace {
 
@@ -40,7 +43,20 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("vellumfox"));
     QApplication::setApplicationVersion(QString::fromLatin1(vf::build::kVersion));
-    vf::ui::MainWindow window;
-    window.show();
-    return QApplication::exec();
+    QCommandLineParser parser;
+    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A saved log or a filter file to open."));
+    parser.process(app);
+
+    int status = 0;
+    {
+        vf::ui::VellumfoxAppDelegate controller;
+        controller.applicationDidFinishLaunching();
+        const QStringList files = parser.positionalArguments();
+        if (!files.isEmpty()) controller.openFile(files.first());
+        status = QApplication::exec();
+        vf::AnalyticsHelper::recordStop();
+    }
+    vf::shutdownIoThread();
+    vf::Logger::getInstance().shutdown();
+    return status;
 }

@@ -1,14 +1,76 @@
 #pragma once
-// The viewer's main window (placeholder until the controller lands).
+// The viewer's main window: toolbar (connect, clear, follow, quick filter,
+// search), the filter list beside the log table, the status line and the
+// menus. It holds widgets only; the controller (VellumfoxAppDelegate) wires
+// their actions and owns the window.
+//
+// Main thread only.
 
 #include <QMainWindow>
 
+class QAction;
+class QLabel;
+class QLineEdit;
+class QSplitter;
+class QToolBar;
+
 namespace vf::ui {
+
+class SelectableTableView;
 
 class MainWindow final : public QMainWindow {
     Q_OBJECT
 public:
     explicit MainWindow(QWidget* parent = nullptr);
+
+    SelectableTableView* logTable() const { return logTable_; }
+    SelectableTableView* filterListTable() const { return filterList_; }
+    QLineEdit* searchField() const { return searchField_; }
+    QLineEdit* quickFilterField() const { return quickFilter_; }
+    QLabel* statusViewing() const { return statusViewing_; }
+    QLabel* statusFilter() const { return statusFilter_; }
+    QSplitter* splitter() const { return splitter_; }
+    QToolBar* toolBar() const { return toolBar_; }
+
+    // Toolbar and menu actions.
+    QAction* connectAction;  // Run / Stop
+    QAction* clearAction;
+    QAction* followAction;   // checkable
+    QAction* openAction;
+    QAction* saveAction;
+    QAction* saveTextAction;
+    QAction* newWindowAction;
+    QAction* copyAction;
+    QAction* findAction;
+    QAction* findNextAction;
+    QAction* findPreviousAction;
+    QAction* biggerFontAction;
+    QAction* smallerFontAction;
+    QAction* preferencesAction;
+    QAction* quitAction;
+
+Q_SIGNALS:
+    // A local file was dropped on the window.
+    void fileDropped(const QString& path);
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+private:
+    void createActions();
+    void createMenus();
+    void createToolBar();
+    void createCentralArea();
+
+    SelectableTableView* logTable_ = nullptr;
+    SelectableTableView* filterList_ = nullptr;
+    QLineEdit* searchField_ = nullptr;
+    QLineEdit* quickFilter_ = nullptr;
+    QLabel* statusViewing_ = nullptr;
+    QLabel* statusFilter_ = nullptr;
+    QSplitter* splitter_ = nullptr;
+    QToolBar* toolBar_ = nullptr;
 };
 
 }  // namespace vf::ui

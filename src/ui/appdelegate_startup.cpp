@@ -1,0 +1,192 @@
+// Start-up, settings and the secondary windows of the controller.
+#include <QAction>
+#include <QApplication>
+#include <QCoreApplication>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPalette>
+#include <QProcess>
+#include <QScrollBar>
+#include <QStatusBar>
+#include <QStringListModel>
+#include <QTimer>
+
+#include "core/support/analytics.h"
+#include "core/support/crashreporter.h"
+#include "core/support/logger.h"
+#include "core/support/preferences.h"
+#include "ui/connectionbackend.h"
+#include "ui/devicepickersheet.h"
+#include "ui/highlightdelegate.h"
+#include "ui/logtablemodel.h"
+#include "ui/mainwindow.h"
+#include "ui/preferenceswindow.h"
+#include "ui/vellumfoxappdelegate.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf::ui {
+
+namespace {
+constexpr char kTableLayoutKey[] = "logDataTable";
+constexpr int kDefaultColumnWidths[] = {140, 150, 60, 60, 44, 170};
+}  // namespace
+
+VellumfoxAppDelegate::VellumfoxAppDelegate(Options options) : options_(std::move(options)) {}
+
+VellumfoxAppDelegate::~VellumfoxAppDelegate() {
+    if (window_) saveTableLayout();
+    if (logDatasource_) logDatasource_->setDelegate(nullptr);
+    if (reconnectTimer_ != nullptr) reconnectTimer_->stop();
+    // The backend's conversations report to us: drop them before we go.
+    backend_.reset();
+    logDatasource_.reset();
+}
+
+DevicePickerSheet* VellumfoxAppDelegate::devicePicker() const { return sheetDevicePicker_; }
+QMessageBox* VellumfoxAppDelegate::currentAlert() const { return currentAlert_; }
+PreferencesWindow* VellumfoxAppDelegate::preferencesWindow() const { return preferences_; }
+
+void VellumfoxAppDelegate::applicationDidFinishLaunching() {
+    filterUpdating_ = false;
+    if (options_.installHooks) {
+        CrashReporter::install(Logger::logDirectory());
+        Logger::getInstance().registerLogger();
+        AnalyticsHelper::registerApp();
+        AnalyticsHelper::recordStart();
+    }
+    VF_LOG("{}", QCoreApplication::arguments().join(u' '));
+    isReloading_ = false;
+
+    logDatasource_ = std::make_unique<LogDatasource>();
+    logDatasource_->setDelegate(this);
+    buildWindow();
+
+    registerDefaults();
+    readSettings();
+    changeScrollToBottom(true);
+
+    backend_ = options_.makeBackend ? options_.makeBackend(*logDatasource_, *this)
+                                    : makeAdbBackend(*logDatasource_, *this);
+
+    window_->filterListTable()->selectRowAlone(0);
+    connectActions();
+
+    deviceList_.clear();
+    if (options_.connectAtStart) startLogging();
+    updateStatus();
+    window_->show();
+    window_->raise();
+    window_->activateWindow();
+    if (options_.installHooks) {
+        const QString report = CrashReporter::pendingReport();
+        if (!report.isEmpty()) {
+            window_->statusBar()->showMessage(u"The last run ended in a crash; its report is in "_s + report, 15000);
+            CrashReporter::acknowledge();
+        }
+    }
+}
+
+void VellumfoxAppDelegate::buildWindow() {
+    window_ = std::make_unique<MainWindow>();
+    tableModel_ = new LogTableModel(&styles_, this);
+    highlight_ = new HighlightDelegate(this);
+    SelectableTableView* table = window_->logTable();
+    table->setModel(tableModel_);
+    table->setItemDelegate(highlight_);
+    table->setMenuDelegate(this);
+    restoreTableLayout();
+
+    filterListModel_ = new QStringListModel(this);
+    SelectableTableView* filters = window_->filterListTable();
+    filters->setModel(filterListModel_);
+    filters->setMenuDelegate(this);
+
+    reconnectTimer_ = new QTimer(this);
+    reconnectTimer_->setInterval(options_.reconnectIntervalMs);
+    connect(reconnectTimer_, &QTimer::timeout, this, [this] {
+        if (autoReconnect_) startLogging();
+    });
+    layoutSaveTimer_ = new QTimer(this);
+    layoutSaveTimer_->setSingleShot(true);
+    layoutSaveTimer_->setInterval(500);
+    connect(layoutSaveTimer_, &QTimer::timeout, this, &VellumfoxAppDelegate::saveTableLayout);
+}
+
+void VellumfoxAppDelegate::connectActions() {
+    MainWindow* w = window_.get();
+    connect(w->connectAction, &QAction::triggered, this, &VellumfoxAppDelegate::onConnectButtonPressed);
+    connect(w->clearAction, &QAction::triggered, this, &VellumfoxAppDelegate::clearLog);
+    connect(w->followAction, &QAction::triggered, this, &VellumfoxAppDelegate::toggleAutoFollow);
+    connect(w->openAction, &QAction::triggered, this, &VellumfoxAppDelegate::openLogcatFile);
+    connect(w->saveAction, &QAction::triggered, this, &VellumfoxAppDelegate::saveDocument);
+    connect(w->saveTextAction, &QAction::triggered, this, &VellumfoxAppDelegate::saveDocumentAsText);
+    connect(w->newWindowAction, &QAction::triggered, this, &VellumfoxAppDelegate::newWindow);
+    connect(w->copyAction, &QAction::triggered, this, &VellumfoxAppDelegate::copy);
+    connect(w->findAction, &QAction::triggered, this, &VellumfoxAppDelegate::find);
+    connect(w->findNextAction, &QAction::triggered, this, &VellumfoxAppDelegate::findNext);
+    connect(w->findPreviousAction, &QAction::triggered, this, &VellumfoxAppDelegate::findPrevious);
+    connect(w->biggerFontAction, &QAction::triggered, this, [this] { changeFontSize(true); });
+    connect(w->smallerFontAction, &QAction::triggered, this, [this] { changeFontSize(false); });
+    connect(w->preferencesAction, &QAction::triggered, this, &VellumfoxAppDelegate::showPreferences);
+    connect(w->quitAction, &QAction::triggered, w, &QWidget::close);
+    connect(w, &MainWindow::fileDropped, this, &VellumfoxAppDelegate::openFile);
+
+    connect(w->searchField(), &QLineEdit::textEdited, this, &VellumfoxAppDelegate::search);
+    connect(w->searchField(), &QLineEdit::returnPressed, this, &VellumfoxAppDelegate::findNext);
+    connect(w->quickFilterField(), &QLineEdit::textChanged, this, &VellumfoxAppDelegate::quickFilter);
+
+    SelectableTableView* table = w->logTable();
+    connect(table->verticalScrollBar(), &QScrollBar::valueChanged, this, &VellumfoxAppDelegate::onScrollChanged);
+    connect(table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &VellumfoxAppDelegate::onLogTableSelectionChanged);
+    connect(table->horizontalHeader(), &QHeaderView::sectionResized, layoutSaveTimer_,
+            qOverload<>(&QTimer::start));
+    connect(table->horizontalHeader(), &QHeaderView::sectionMoved, layoutSaveTimer_, qOverload<>(&QTimer::start));
+    connect(w->filterListTable()->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this](const QItemSelection& selected) { onFilterSelectionChanged(selected); });
+    connect(logDatasource_.get(), &LogDatasource::logDataUpdated, this, &VellumfoxAppDelegate::onLogUpdated);
+    connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
+        if (state != Qt::ApplicationActive) isLiveSearching_ = false;
+    });
+}
+
+void VellumfoxAppDelegate::restoreTableLayout() {
+    QHeaderView* header = window_->logTable()->horizontalHeader();
+    for (int column = 0; column < int(std::size(kDefaultColumnWidths)); ++column)
+        header->resizeSection(column, kDefaultColumnWidths[column]);
+    const QByteArray state = Preferences::value(QLatin1String(kTableLayoutKey)).toByteArray();
+    if (!state.isEmpty()) header->restoreState(state);
+}
+
+void VellumfoxAppDelegate::saveTableLayout() {
+    Preferences::setValue(QLatin1String(kTableLayoutKey), window_->logTable()->horizontalHeader()->saveState());
+}
+
+void VellumfoxAppDelegate::readSettings() {
+    const QPalette palette = QApplication::palette();
+    const bool dark = palette.color(QPalette::Base).lightness() < 128;
+    styles_ = readLevelStyles(QApplication::font(), dark);
+    applyStyles();
+    loadFilters();
+}
+
+void VellumfoxAppDelegate::fontsChanged() {
+    readSettings();
+    tableModel_->stylesChanged();
+}
+
+void VellumfoxAppDelegate::showPreferences() {
+    if (preferences_ == nullptr) {
+        preferences_ = new PreferencesWindow(window_.get());
+        connect(preferences_, &PreferencesWindow::fontChanged, this, &VellumfoxAppDelegate::fontsChanged);
+    }
+    preferences_->showWindow();
+}
+
+void VellumfoxAppDelegate::newWindow() {
+    QProcess::startDetached(QCoreApplication::applicationFilePath(), {});
+}
+
+}  // namespace vf::ui

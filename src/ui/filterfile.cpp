@@ -1,0 +1,53 @@
+#include "ui/filterfile.h"
+
+#include <QFile>
+#include <QSaveFile>
+#include <plist/plist.h>
+
+namespace vf::ui {
+
+QVariantMap readFilterFile(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) return {};
+    const QByteArray bytes = file.readAll();
+    plist_t root = nullptr;
+    plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &root);
+    QVariantMap filters;
+    if (root != nullptr && plist_get_node_type(root) == PLIST_DICT) {
+        plist_dict_iter iter = nullptr;
+        plist_dict_new_iter(root, &iter);
+        for (;;) {
+            char* key = nullptr;
+            plist_t value = nullptr;
+            plist_dict_next_item(root, iter, &key, &value);
+            if (key == nullptr) break;
+            if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
+                char* text = nullptr;
+                plist_get_string_val(value, &text);
+                filters.insert(QString::fromUtf8(key), QString::fromUtf8(text));
+                free(text);
+            }
+            free(key);
+        }
+        free(iter);
+    }
+    if (root != nullptr) plist_free(root);
+    return filters;
+}
+
+bool writeFilterFile(const QString& path, const QVariantMap& filters) {
+    plist_t root = plist_new_dict();
+    for (auto it = filters.cbegin(); it != filters.cend(); ++it)
+        plist_dict_set_item(root, it.key().toUtf8().constData(), plist_new_string(it->toString().toUtf8().constData()));
+    char* xml = nullptr;
+    uint32_t length = 0;
+    plist_to_xml(root, &xml, &length);
+    plist_free(root);
+    QSaveFile file(path);
+    const bool ok = xml != nullptr && file.open(QIODevice::WriteOnly) && file.write(xml, length) == qint64(length) &&
+                    file.commit();
+    free(xml);
+    return ok;
+}
+
+}  // namespace vf::ui

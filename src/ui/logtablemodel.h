@@ -1,0 +1,55 @@
+#pragma once
+// The log table's model: a read-only view over the controller's RowList.
+// Cell texts are made from the row's UTF-8 only when the view asks for a
+// visible cell; styles come from the controller's LevelStyles.
+//
+// Main thread only. The model does not own the styles (the controller does
+// and outlives it).
+
+#include <QAbstractTableModel>
+#include <QStringList>
+#include <array>
+#include <optional>
+
+#include "core/filter/fieldsource.h"
+#include "core/log/logrow.h"
+#include "ui/levelstyles.h"
+
+namespace vf::ui {
+
+// Columns in their default order; each is one row key.
+inline constexpr std::array<RowKey, 7> kLogColumns{RowKey::Time, RowKey::App,  RowKey::Pid, RowKey::Tid,
+                                                   RowKey::Type, RowKey::Name, RowKey::Text};
+inline constexpr int kTypeColumn = 4;
+
+class LogTableModel final : public QAbstractTableModel {
+    Q_OBJECT
+public:
+    explicit LogTableModel(const LevelStyles* styles, QObject* parent = nullptr);
+
+    // Shows `rows`. When they are the old rows with some dropped at the front
+    // and some appended (a live refresh), the change goes out as row removals
+    // and insertions so the view keeps its selection; otherwise as a reset.
+    void setRows(RowList rows);
+    const RowList& rows() const { return rows_; }
+    const Row* rowAt(int row) const;
+    // First row whose idx equals `idx`, or -1.
+    int rowOfIdx(uint64_t idx) const;
+    // Restyles every cell (fonts or colours changed).
+    void stylesChanged();
+
+    static RowKey keyForColumn(int column) { return kLogColumns[size_t(column)]; }
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+private:
+    bool applyAsDiff(const RowList& rows);
+
+    const LevelStyles* styles_;
+    RowList rows_;
+};
+
+}  // namespace vf::ui

@@ -1,0 +1,61 @@
+#include "ui/selectabletableview.h"
+
+#include <QContextMenuEvent>
+#include <QItemSelectionModel>
+#include <QKeyEvent>
+#include <QMenu>
+
+namespace vf::ui {
+
+SelectableTableView::SelectableTableView(QWidget* parent) : QTableView(parent) {}
+
+void SelectableTableView::selectRowAlone(int row) {
+    if (selectionModel() == nullptr) return;
+    if (row < 0 || model() == nullptr || row >= model()->rowCount()) {
+        selectionModel()->clearSelection();
+        return;
+    }
+    const QModelIndex index = model()->index(row, 0);
+    selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+    selectionModel()->select(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+}
+
+void SelectableTableView::contextMenuEvent(QContextMenuEvent* event) {
+    rightClickedRow_ = rowAt(event->pos().y());
+    rightClickedColumn_ = columnAt(event->pos().x());
+    if (rightClickedRow_ < 0 || menuDelegate_ == nullptr) return;
+    if (selectionModel() != nullptr && !selectionModel()->isRowSelected(rightClickedRow_, {}))
+        selectRowAlone(rightClickedRow_);
+    QMenu* menu = menuDelegate_->menuForTableView(this, rightClickedColumn_, rightClickedRow_);
+    if (menu == nullptr) return;
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->popup(event->globalPos());
+}
+
+void SelectableTableView::keyPressEvent(QKeyEvent* event) {
+    if (menuDelegate_ != nullptr && menuDelegate_->onKeyEventForTableView(this, event)) {
+        event->accept();
+        return;
+    }
+    QTableView::keyPressEvent(event);
+}
+
+void SelectableTableView::mouseDoubleClickEvent(QMouseEvent* event) {
+    QTableView::mouseDoubleClickEvent(event);
+    const int row = rowAt(event->position().toPoint().y());
+    if (menuDelegate_ != nullptr && row >= 0) menuDelegate_->onDoubleClick(this, row);
+}
+
+void SelectableTableView::focusInEvent(QFocusEvent* event) {
+    QTableView::focusInEvent(event);
+    isFocused_ = true;
+    viewport()->update();
+}
+
+void SelectableTableView::focusOutEvent(QFocusEvent* event) {
+    QTableView::focusOutEvent(event);
+    isFocused_ = false;
+    viewport()->update();
+}
+
+}  // namespace vf::ui

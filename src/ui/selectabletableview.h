@@ -1,0 +1,56 @@
+#pragma once
+// A table view that reports to the controller: keys first (the controller
+// answers whether it handled them), double clicks, and the context menu,
+// for which a right click first selects the row under the pointer alone
+// unless it is already selected.
+
+#include <QTableView>
+
+class QMenu;
+
+namespace vf::ui {
+
+class SelectableTableView;
+
+// Implemented by the controller. Main thread.
+class TableViewMenuDelegate {
+public:
+    virtual ~TableViewMenuDelegate() = default;
+    // The menu for a right click on (column, row); null for none. The view
+    // takes ownership of the menu.
+    virtual QMenu* menuForTableView(SelectableTableView* view, int column, int row) = 0;
+    // True when the key was handled; false lets the table handle it.
+    virtual bool onKeyEventForTableView(SelectableTableView* view, QKeyEvent* event) = 0;
+    virtual void onDoubleClick(SelectableTableView* view, int row) = 0;
+};
+
+class SelectableTableView final : public QTableView {
+    Q_OBJECT
+public:
+    explicit SelectableTableView(QWidget* parent = nullptr);
+
+    // Non-owning; the controller outlives the view's use of it.
+    void setMenuDelegate(TableViewMenuDelegate* delegate) { menuDelegate_ = delegate; }
+
+    int rightClickedRow() const { return rightClickedRow_; }
+    int rightClickedColumn() const { return rightClickedColumn_; }
+    bool isFocused() const { return isFocused_; }
+
+    // Selects `row` alone (or nothing for -1).
+    void selectRowAlone(int row);
+
+protected:
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+
+private:
+    TableViewMenuDelegate* menuDelegate_ = nullptr;
+    int rightClickedRow_ = -1;
+    int rightClickedColumn_ = -1;
+    bool isFocused_ = false;
+};
+
+}  // namespace vf::ui
