@@ -1,0 +1,216 @@
+// devices (in-process) and stream (the built binary) against the scripted
+// ADB server.
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <csignal>
+
+#include "clirun.h"
+#include "support/fixtures/scriptedadbserver.h"
+#include "support/fixtures/wait.h"
+
+using namespace Qt::StringLiterals;
+using vf::cli::test::outputLines;
+using vf::cli::test::runCli;
+using vf::test::Script;
+using vf::test::ScriptedAdbServer;
+
+namespace {
+
+QByteArray lengthPrefixed(const QByteArray& payload) {
+    return QByteArray::number(payload.size(), 16).rightJustified(4, '0') + payload;
+}
+
+Script deviceListScript(const QByteArray& list) {
+    return Script().expectRequest("host:devices").reply("OKAY" + lengthPrefixed(list)).close();
+}
+
+QByteArray streamRequest(const QByteArray& tags = {}) {
+    return "shell:export ANDROID_LOG_TAGS=\"" + tags + "\"; exec logcat -v threadtime";
+}
+
+// Threadtime lines alternating I and E, times rising.
+QByteArray logLines(int count) {
+    QByteArray text;
+    for (int i = 0; i < count; ++i) {
+        text += "01-15 12:00:" + QByteArray::number(10 + i / 1000) + '.' +
+                QByteArray::number(i % 1000).rightJustified(3, '0') + "  1234  5678 " + (i % 2 ? "E" : "I") +
+                " Tag: line " + QByteArray::number(i) + '\n';
+    }
+    return text;
+}
+
+// Keeps the process's environment variables of one test from leaking.
+class ScopedEnv final {
+public:
+    ScopedEnv(const char* name, const QByteArray& value) : name_(name), old_(qgetenv(name)), had_(qEnvironmentVariableIsSet(name)) {
+        qputenv(name, value);
+    }
+    ~ScopedEnv() { had_ ? void(qputenv(name_, old_)) : void(qunsetenv(name_)); }
+
+private:
+    const char* name_;
+    QByteArray old_;
+    bool had_;
+};
+
+TEST(DevicesCommand, ListsIdStateAndLooksUpModelNames) {
+    ScriptedAdbServer server;
+    vf::test::ScopedAdbPreferences preferences(ScriptedAdbServer::unusedPort());
+    server.addScript(deviceListScript("0123456789ABCDEF\tdevice\nemulator-5554\tunauthorized product:sdk model:Pixel_3\n"));
+    server.addScript(Script()
+                         .expectRequest("host:transport:0123456789ABCDEF")
+                         .reply("OKAY")
+                         .expectRequest("shell:cat /system/build.prop")
+                         .reply("OKAYro.product.name=foo\nro.product.model=Bar\n")
+                         .close());
+    const QString port = QString::number(server.port());
+    const auto text = runCli({u"-P"_s, port, u"devices"_s});
+    EXPECT_EQ(text.status, 0) << text.err;
+    EXPECT_EQ(text.out, "0123456789ABCDEF\tdevice\tBar\nemulator-5554\tunauthorized\tPixel_3\n");
+    EXPECT_EQ(server.received(0), "000chost:devices");
+
+    server.addScript(deviceListScript("emulator-5554\tdevice product:sdk model:Pixel \"3\"\n"));
+    const auto json = runCli({u"devices"_s, u"--json"_s, u"-H"_s, u"127.0.0.1"_s, u"-P"_s, port});
+    EXPECT_EQ(json.status, 0) << json.err;
+    const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(json.out)).object();
+    EXPECT_EQ(object.value(u"id"_s).toString(), u"emulator-5554"_s);
+    EXPECT_EQ(object.value(u"state"_s).toString(), u"device"_s);
+    EXPECT_EQ(object.value(u"name"_s).toString(), u"Pixel"_s);  // fields end at blanks
+    EXPECT_EQ(object.value(u"product"_s).toString(), u"sdk"_s);
+}
+
+TEST(DevicesCommand, NoDeviceAndNoServerAreErrors) {
+    ScriptedAdbServer server;
+    vf::test::ScopedAdbPreferences preferences(server.port());
+    server.addScript(Script().expectRequest("host:devices").reply("OKAY0000"));
+    const auto none = runCli({u"-P"_s, QString::number(server.port()), u"devices"_s});
+    EXPECT_EQ(none.status, 1);
+    EXPECT_NE(none.err.find("no device"), std::string::npos) << none.err;
+
+    // No adb to start here: the run says so and fails.
+    QTemporaryDir empty;
+    const ScopedEnv path("PATH", empty.path().toUtf8());
+    const ScopedEnv home("HOME", empty.path().toUtf8());
+    const ScopedEnv sdk("ANDROID_HOME", empty.path().toUtf8());
+    const ScopedEnv root("ANDROID_SDK_ROOT", empty.path().toUtf8());
+    const auto noServer = runCli({u"-P"_s, QString::number(ScriptedAdbServer::unusedPort()), u"devices"_s});
+    EXPECT_EQ(noServer.status, 1);
+    EXPECT_NE(noServer.err.find("no ADB server at 127.0.0.1:"), std::string::npos) << noServer.err;
+    EXPECT_NE(noServer.err.find("could not start the ADB server"), std::string::npos) << noServer.err;
+    EXPECT_TRUE(noServer.out.empty());
+}
+
+// The built companion as a child process, with a private home.
+class StreamProcessTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(u"HOME"_s, home_.path());
+        env.insert(u"XDG_CONFIG_HOME"_s, home_.path());
+        env.insert(u"PATH"_s, home_.path());  // no adb to start by accident
+        env.remove(u"ANDROID_SERIAL"_s);
+        process_.setProcessEnvironment(env);
+        QObject::connect(&process_, &QProcess::readyReadStandardOutput, [this] { out_ += process_.readAllStandardOutput(); });
+        QObject::connect(&process_, &QProcess::readyReadStandardError, [this] { err_ += process_.readAllStandardError(); });
+    }
+    void TearDown() override {
+        if (process_.state() != QProcess::NotRunning) {
+            process_.kill();
+            process_.waitForFinished();
+        }
+    }
+    void start(const QStringList& arguments) {
+        process_.start(QStringLiteral(VF_CLI), QStringList{u"-P"_s, QString::number(server_.port())} + arguments);
+        ASSERT_TRUE(process_.waitForStarted());
+    }
+    bool waitForExit() {
+        return vf::test::waitUntil([this] { return process_.state() == QProcess::NotRunning; }, 15000);
+    }
+    // A device, its process table, then the log stream with `lines`.
+    void scriptDevice(const QByteArray& lines, bool closeStream, const QByteArray& tags = {}) {
+        server_.addScript(deviceListScript("emulator-5554\tdevice product:sdk model:Pixel_3\n"));
+        server_.addScript(Script()
+                              .expectRequest("host:transport:emulator-5554")
+                              .reply("OKAY")
+                              .expectRequest("shell:ps")
+                              .reply("OKAYUSER PID PPID VSIZE RSS WCHAN PC NAME\nu0_a1 1234 1 10 10 0 0 S com.example.app\n")
+                              .close());
+        Script stream;
+        stream.expectRequest("host:transport:emulator-5554").reply("OKAY").expectRequest(streamRequest(tags));
+        stream.reply("OKAY" + lines);
+        if (closeStream) stream.close();
+        server_.addScript(stream);
+    }
+    QList<QJsonObject> jsonRows() const {
+        QList<QJsonObject> rows;
+        for (const QByteArray& line : out_.split('\n'))
+            if (!line.isEmpty()) rows.append(QJsonDocument::fromJson(line).object());
+        return rows;
+    }
+
+    QTemporaryDir home_;
+    ScriptedAdbServer server_;
+    QProcess process_;
+    QByteArray out_;
+    QByteArray err_;
+};
+
+TEST_F(StreamProcessTest, PrintsEveryRowBeforeEndingOnADisconnect) {
+    constexpr int kLines = 3000;
+    scriptDevice(logLines(kLines), true, "*:S Tag:V");
+    start({u"stream"_s, u"--format"_s, u"json"_s, u"--no-reconnect"_s, u"--tags"_s, u"*:S Tag:V"_s});
+    ASSERT_TRUE(waitForExit()) << err_.toStdString();
+    EXPECT_EQ(process_.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process_.exitCode(), 1);
+    EXPECT_TRUE(err_.contains("device emulator-5554 disconnected")) << err_.toStdString();
+
+    // Every line in order, then the store's own status row.
+    const QList<QJsonObject> rows = jsonRows();
+    ASSERT_EQ(rows.size(), kLines + 1) << err_.toStdString();
+    for (int i = 0; i < kLines; ++i)
+        ASSERT_EQ(rows.at(i).value(u"text"_s).toString(), u" line %1"_s.arg(i)) << i;
+    EXPECT_EQ(rows.last().value(u"app"_s).toString(), u"Vellumfox"_s);
+    EXPECT_EQ(rows.last().value(u"text"_s).toString(), u"Disconnected. emulator-5554"_s);
+    // The tags went to the device; the viewer's settings file was never written.
+    EXPECT_TRUE(QDir(home_.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
+}
+
+TEST_F(StreamProcessTest, InterruptEndsCleanlyWithTheRowsReceived) {
+    constexpr int kLines = 2000;
+    scriptDevice(logLines(kLines), false);
+    start({u"stream"_s, u"--filter"_s, u"type ==[cd] 'e'"_s, u"--no-color"_s});
+    ASSERT_TRUE(vf::test::waitUntil([this] { return out_.contains('\n'); }, 15000)) << err_.toStdString();
+    ::kill(pid_t(process_.processId()), SIGINT);
+    ASSERT_TRUE(waitForExit());
+    EXPECT_EQ(process_.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process_.exitCode(), 0) << err_.toStdString();
+
+    // Only E rows, in order, none skipped or repeated.
+    const QList<QByteArray> lines = out_.trimmed().split('\n');
+    ASSERT_FALSE(lines.isEmpty());
+    // (The tag of a row whose pid was still unknown may have become the
+    // process name when the process table answered: the store does that.)
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QByteArray& line = lines.at(i);
+        ASSERT_TRUE(line.contains(" 5678 E ") && line.endsWith(QByteArray(":  line " + QByteArray::number(2 * i + 1))))
+            << line.toStdString();
+    }
+    EXPECT_FALSE(out_.contains("\033["));
+}
+
+TEST_F(StreamProcessTest, SeveralDevicesNeedASerial) {
+    server_.addScript(deviceListScript("emulator-5554\tdevice\nemulator-5556\tdevice\n"));
+    start({u"stream"_s});
+    ASSERT_TRUE(waitForExit());
+    EXPECT_EQ(process_.exitCode(), 1);
+    EXPECT_TRUE(err_.contains("more than one device/emulator; use -s SERIAL\n  emulator-5554\n  emulator-5556\n"))
+        << err_.toStdString();
+    EXPECT_TRUE(out_.isEmpty());
+}
+
+}  // namespace
