@@ -185,6 +185,29 @@ TEST_F(StoreTest, BothBuffersPruneAThousandPastTheirCap) {
     EXPECT_EQ(store.getDataFiltered().size(), 19001);
 }
 
+TEST_F(StoreTest, FilteredRowsOlderThanAllRowsKeepTheirValues) {
+    store.setAppName(u"app"_s, u"10"_s);
+    applyFilter(parse("type == 'E'"));
+    for (int i = 0; i < 30000; ++i) {
+        const std::string text = "row " + std::to_string(i);
+        feed(line("01-01 10:00:00.000", 10, i % 100 == 0 ? "E" : "I", "Tag", text.c_str()));
+    }
+    const RowList view = store.getDataFiltered();
+    ASSERT_EQ(view.size(), 300);
+    const uint64_t firstKept = store.getDataAll().constFirst()->idx();
+    EXPECT_LT(view.constFirst()->idx(), firstKept);
+    for (int i = 0; i < 300; ++i) {
+        const Row& row = *view.at(i);
+        EXPECT_EQ(row.string(RowKey::Text).trimmed(), u"row "_s + QString::number(i * 100));
+        EXPECT_EQ(row.time(), "01-01 10:00:00.000");
+        EXPECT_EQ(row.app(), "app");
+        EXPECT_EQ(row.pid(), "10");
+        EXPECT_EQ(row.tid(), "11");
+        EXPECT_EQ(row.type(), "E");
+        EXPECT_EQ(row.name(), "Tag");
+    }
+}
+
 TEST_F(StoreTest, SyntheticRowsAreNotInTheFilteredViewUntilTheFilterIsSetAgain) {
     feed(line("01-01 10:00:00.000", 10, "I", "T", "device row"));
     applyFilter(parse("app ==[cd] 'Vellumfox' OR text CONTAINS 'device'"));

@@ -5,7 +5,10 @@
 #include <QMutex>
 #include <QThreadPool>
 #include <QTimer>
+#include <QtConcurrent/QtConcurrentMap>
 #include <QtConcurrent/QtConcurrentRun>
+#include <algorithm>
+#include <vector>
 #include <atomic>
 #include <mutex>
 #include <string>
@@ -29,6 +32,8 @@ constexpr int kQueueTimerMs = 500;
 constexpr qsizetype kLiveCapacity = 20000;
 // A superseded filter pass gives up at the next check; checks are this far apart.
 constexpr qsizetype kCancelCheckRows = 4096;
+// Smaller passes run on one thread.
+constexpr qsizetype kMinChunkRows = 32768;
 
 struct StringHash {
     using is_transparent = void;
@@ -126,6 +131,14 @@ struct LogDatasource::Impl {
     qint64 lastUpdateResetTimeMs = 0;
     quint64 numUpdatesSinceLastReset = 0;
     RowArena messageArena;  // synthetic rows
+    RowArena viewArena;     // copies of filtered rows that left logData
+    qsizetype viewCompacted = 0;  // leading rows of viewData that are such copies
+
+    void resetView() {
+        viewData.reset();
+        viewCompacted = 0;
+    }
+    void compactOrphans();
 
     // The producer's own state (one producer at a time).
     RowArena arena;
@@ -169,6 +182,32 @@ struct LogDatasource::Impl {
         return slot;
     }
 };
+
+// A row of the filtered view that logData no longer holds would keep the
+// whole segment and text chunk it was made in alive; with a sparse filter the
+// view spans far more lines than logData keeps. Such rows are copied into
+// compact storage of their own as they leave logData.
+void LogDatasource::Impl::compactOrphans() {
+    if (logData.count() == 0 || viewData.count() == viewCompacted) return;
+    const uint64_t firstKept = logData.dataArray().constFirst()->idx();
+    RowList view = viewData.dataArray();
+    viewData.setDataArray(RowList());  // `view` is now the only owner: edits do not copy
+    std::string buffer;
+    for (; viewCompacted < view.size() && view.at(viewCompacted)->idx() < firstKept; ++viewCompacted) {
+        const Row& row = *view.at(viewCompacted);
+        buffer.clear();
+        std::array<size_t, 8> ends{};
+        for (int k = 1; k < kRowKeyCount; ++k) {
+            buffer.append(row.view(RowKey(k)));
+            ends[size_t(k)] = buffer.size();
+        }
+        const std::string_view line = viewArena.copyLine(buffer);
+        std::array<std::string_view, 7> fields;
+        for (int k = 1; k < kRowKeyCount; ++k) fields[size_t(k - 1)] = line.substr(ends[size_t(k - 1)], ends[size_t(k)] - ends[size_t(k - 1)]);
+        view[viewCompacted] = viewArena.make(row.idx(), line, fields);
+    }
+    viewData.setDataArray(std::move(view));
+}
 
 LogDatasource::LogDatasource(QObject* parent) : QObject(parent), d(std::make_unique<Impl>()) {
     d->nextIndex = [this] { return getIndex(); };
@@ -373,7 +412,11 @@ void LogDatasource::logLineReceived(std::optional<std::string_view> line) {
             return;
         }
         bool pruned = d->logData.addObject(row);
-        if (accepted) pruned = d->viewData.addObject(row);
+        if (pruned) d->compactOrphans();
+        if (accepted) {
+            pruned = d->viewData.addObject(row);
+            if (pruned) d->viewCompacted = qMax<qsizetype>(0, d->viewCompacted - d->viewData.pruneSize());
+        }
         if (row->app().empty()) {
             auto it = d->unknownLogs.find(row->pid());
             if (it == d->unknownLogs.end()) it = d->unknownLogs.emplace(std::string(row->pid()), UnknownPid{now, {}}).first;
@@ -556,7 +599,7 @@ void LogDatasource::clearLog() {
     {
         std::lock_guard lock(d->rowMutex);
         d->logData.reset();
-        d->viewData.reset();
+        d->resetView();
     }
     if (isMainThread()) {
         notifyLogUpdated();
@@ -636,7 +679,7 @@ void LogDatasource::applyFilter(PredicatePtr filter, uint64_t generation) {
             std::lock_guard lock(d->rowMutex);
             if (superseded()) return;
             d->filter.reset();
-            d->viewData.reset();
+            d->resetView();
             ++d->filterVersion;
         }
         postToMain([this] { notifyLogUpdated(); });
@@ -647,16 +690,53 @@ void LogDatasource::applyFilter(PredicatePtr filter, uint64_t generation) {
         std::lock_guard lock(d->rowMutex);
         snapshot = d->logData.dataArray();
     }
+    // The pass is split into ordered chunks that the pool's threads share.
+    struct Chunk {
+        qsizetype begin = 0, end = 0;
+        RowList accepted;
+        QString error;
+        bool cancelled = false;
+    };
+    const qsizetype chunkCount =
+        std::clamp<qsizetype>(snapshot.size() / kMinChunkRows, 1, 4 * qMax(1, QThread::idealThreadCount()));
+    std::vector<Chunk> chunks(static_cast<size_t>(chunkCount));
+    for (qsizetype c = 0; c < chunkCount; ++c) {
+        chunks[size_t(c)].begin = snapshot.size() * c / chunkCount;
+        chunks[size_t(c)].end = snapshot.size() * (c + 1) / chunkCount;
+    }
+    auto pass = [&filter, &snapshot, &superseded](Chunk& chunk) {
+        for (qsizetype i = chunk.begin; i < chunk.end; ++i) {
+            if ((i - chunk.begin) % kCancelCheckRows == 0 && superseded()) {
+                chunk.cancelled = true;
+                return;
+            }
+            const RowPtr& row = snapshot.at(i);
+            if (filter->evaluate(RowFieldSource(*row), &chunk.error)) {
+                chunk.accepted.append(row);
+            } else if (!chunk.error.isEmpty()) {
+                return;
+            }
+        }
+    };
+    if (chunkCount == 1) {
+        pass(chunks.front());
+    } else {
+        QtConcurrent::blockingMap(QThreadPool::globalInstance(), chunks, pass);
+    }
     RowList accepted;
     QString error;
+    for (Chunk& chunk : chunks) {
+        if (chunk.cancelled) return;
+        if (!chunk.error.isEmpty()) {
+            error = chunk.error;
+            break;
+        }
+        accepted.append(std::move(chunk.accepted));
+    }
     auto test = [&](const RowPtr& row) {
         if (filter->evaluate(RowFieldSource(*row), &error)) accepted.append(row);
         return error.isEmpty();
     };
-    for (qsizetype i = 0; i < snapshot.size(); ++i) {
-        if (i % kCancelCheckRows == 0 && superseded()) return;
-        if (!test(snapshot.at(i))) break;
-    }
     if (error.isEmpty()) {
         std::lock_guard lock(d->rowMutex);
         if (superseded()) return;
@@ -671,6 +751,7 @@ void LogDatasource::applyFilter(PredicatePtr filter, uint64_t generation) {
         for (qsizetype i = from; i < now.size() && error.isEmpty(); ++i) test(now.at(i));
         if (error.isEmpty()) {
             const qsizetype count = accepted.size();
+            d->resetView();
             d->viewData.addAllObjects(std::move(accepted));
             d->filter = filter;
             ++d->filterVersion;
@@ -682,7 +763,7 @@ void LogDatasource::applyFilter(PredicatePtr filter, uint64_t generation) {
             std::lock_guard lock(d->rowMutex);
             if (superseded()) return;
             d->filter.reset();
-            d->viewData.reset();
+            d->resetView();
             ++d->filterVersion;
         }
         postToMain([this, error] {
