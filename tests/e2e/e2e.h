@@ -1,0 +1,52 @@
+#pragma once
+// Shared set-up of the end-to-end tests: a harness on the built simulated
+// device, and small replay logs whose every line the tests can recognise.
+
+#include <QFile>
+#include <QStringList>
+
+#include "support/fixtures/adbharness.h"
+
+namespace vf::test {
+
+inline AdbHarness makeHarness() {
+#ifdef VF_DEVICE_SIM
+    return AdbHarness(QString::fromUtf8(VF_DEVICE_SIM));
+#else
+    return AdbHarness(QString());
+#endif
+}
+
+// Writes a threadtime log: pid 4120 is the app "org.example.fieldnotes"
+// (named by a "Start proc" line), every line's text ends in its number.
+inline QString writeReplayLog(const AdbHarness& harness, int count = 40) {
+    const QString path = harness.scratchPath(QStringLiteral("replay.log"));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) return {};
+    file.write("03-17 09:41:02.100  1102  1133 I ActivityManager: Start proc 4120:org.example.fieldnotes/u0a121 "
+               "for activity org.example.fieldnotes/.ui.MainActivity\r\n");
+    static const char levels[] = "VDIWEF";
+    for (int i = 0; i < count; ++i) {
+        const char level = levels[i % 6];
+        const QByteArray tag = i % 2 == 0 ? "MyTag" : "Other";
+        file.write(QStringLiteral("03-17 09:41:%1.%2  4120  %3 %4 %5: replayed line %6\r\n")
+                       .arg(10 + i / 10)
+                       .arg(i % 10 * 100, 3, 10, QLatin1Char('0'))
+                       .arg(i % 3 == 0 ? 4120 : 4133)
+                       .arg(QLatin1Char(level))
+                       .arg(QString::fromLatin1(tag))
+                       .arg(i)
+                       .toUtf8());
+    }
+    return path;
+}
+
+// Simulator arguments for a fast, predictable device.
+inline QStringList fastDevice(const QString& log, const QStringList& more = {}) {
+    return QStringList{QStringLiteral("--log"), log, QStringLiteral("--rate"), QStringLiteral("2000"),
+                       QStringLiteral("--idle-rate"), QStringLiteral("40"), QStringLiteral("--churn"),
+                       QStringLiteral("0")} +
+           more;
+}
+
+}  // namespace vf::test
