@@ -91,6 +91,10 @@ TEST(FilterLanguage, ParseErrorsSayWhereAndWhy) {
     EXPECT_EQ(errorOf(u"   ").position, 3);
     EXPECT_EQ(errorOf(u"AND == 'x'").position, 0);
     EXPECT_EQ(errorOf(u"type == 'E' @").position, 12);
+    // Deep nesting is refused, not a stack overflow.
+    EXPECT_FALSE(Predicate::parse(QString(100000, u'(')).predicate);
+    EXPECT_FALSE(Predicate::parse(QString(u"NOT "_s.repeated(100000) + u"a == 'x'"_s)).predicate);
+    EXPECT_TRUE(Predicate::parse(QString(QString(50, u'(') + u"a == 'x'"_s + QString(50, u')'))).predicate);
     // Positions count UTF-16 units.
     EXPECT_EQ(errorOf(u"text == '\U0001F600' x").position, 13);
 }

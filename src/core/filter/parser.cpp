@@ -168,8 +168,20 @@ private:
         return std::make_shared<filter::CompoundPredicate>(kind, std::move(parts));
     }
 
+    // Filter files come from anywhere: bound the nesting so that a hostile
+    // one cannot exhaust the stack.
+    struct Nesting {
+        explicit Nesting(Parser& parser) : parser_(parser) {
+            if (++parser_.depth_ > kMaxDepth) parser_.fail(u"The predicate is nested too deeply."_s);
+        }
+        ~Nesting() { --parser_.depth_; }
+        Parser& parser_;
+    };
+    static constexpr int kMaxDepth = 200;
+
     PredicatePtr parseNot() {
         if (isKeyword(u"NOT") || isSymbol(u"!")) {
+            const Nesting nesting(*this);
             advance();
             return std::make_shared<filter::CompoundPredicate>(Node::Kind::Not, std::vector<PredicatePtr>{parseNot()});
         }
@@ -178,6 +190,7 @@ private:
 
     PredicatePtr parseAtom() {
         if (isSymbol(u"(")) {
+            const Nesting nesting(*this);
             advance();
             PredicatePtr inner = parseOr();
             if (!isSymbol(u")")) fail(u"Expected ')' but found %1."_s.arg(describe()));
@@ -248,6 +261,7 @@ private:
 
     Lexer lexer_;
     Token current_;
+    int depth_ = 0;
 };
 
 }  // namespace

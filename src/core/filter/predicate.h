@@ -36,14 +36,17 @@ class Predicate {
 public:
     virtual ~Predicate() = default;
 
-    // Parses a predicate text.
+    // Parses a predicate text. Any thread. Unknown keys parse (they fail at
+    // evaluation); malformed text gives an error with its position.
     static ParseResult parse(QStringView text);
 
     // Whether the row passes. A key the row lacks (any name that is not a row
-    // key) is an evaluation error: *error is set and false returned.
+    // key) is an evaluation error: *error (when not null) is set and false
+    // returned. Any thread, concurrently; allocates nothing for ASCII rows.
     virtual bool evaluate(const FieldSource& row, QString* error) const = 0;
 
-    // Canonical text: parse(format()) yields an equal predicate.
+    // Canonical text: parse(format()) yields an equal predicate, printing
+    // the same text. Any thread.
     virtual QString format() const = 0;
 
     // AND of the parts (a compound AND even for one part).
