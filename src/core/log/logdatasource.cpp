@@ -89,11 +89,36 @@ std::shared_ptr<StoreConversation> shareConversation(std::unique_ptr<StoreConver
     });
 }
 
-// Hands a replaced conversation to the I/O thread's queue so that it is never
-// deleted inside one of its own callbacks.
-void retire(std::shared_ptr<StoreConversation> conversation) {
-    if (conversation) runOnIoThread([c = std::move(conversation)]() mutable { c.reset(); });
-}
+// Replaced conversations wait here until the I/O thread's queue gets to
+// them, so that none is deleted inside one of its own callbacks; the store's
+// destructor empties it at once.
+struct Graveyard {
+    std::mutex mutex;
+    std::vector<std::shared_ptr<StoreConversation>> conversations;
+
+    void retire(const std::shared_ptr<Graveyard>& self, std::shared_ptr<StoreConversation> conversation) {
+        if (!conversation) return;
+        StoreConversation* raw = conversation.get();
+        {
+            std::lock_guard lock(mutex);
+            conversations.push_back(std::move(conversation));
+        }
+        runOnIoThread([self, raw] { self->bury(raw); });
+    }
+    void bury(StoreConversation* raw) {
+        std::shared_ptr<StoreConversation> dead;
+        std::lock_guard lock(mutex);
+        const auto it = std::find_if(conversations.begin(), conversations.end(),
+                                     [raw](const auto& c) { return c.get() == raw; });
+        if (it == conversations.end()) return;
+        dead = std::move(*it);
+        conversations.erase(it);
+    }
+    std::vector<std::shared_ptr<StoreConversation>> takeAll() {
+        std::lock_guard lock(mutex);
+        return std::exchange(conversations, {});
+    }
+};
 
 bool isNewline(QChar c) {
     const char16_t u = c.unicode();
@@ -153,6 +178,7 @@ struct LogDatasource::Impl {
     std::mutex conversationMutex;
     std::shared_ptr<StoreConversation> logReader;
     std::shared_ptr<StoreConversation> pidReader;
+    std::shared_ptr<Graveyard> graveyard = std::make_shared<Graveyard>();
 
     QTimer* queueTimer = nullptr;
     std::atomic<bool> updatePending{false};
@@ -174,7 +200,7 @@ struct LogDatasource::Impl {
             old = std::move(slot);
             slot = conversation ? shareConversation(std::move(conversation)) : nullptr;
         }
-        retire(std::move(old));
+        graveyard->retire(graveyard, std::move(old));
     }
 
     std::shared_ptr<StoreConversation> current(const std::shared_ptr<StoreConversation>& slot) {
@@ -242,6 +268,7 @@ LogDatasource::~LogDatasource() {
         }
         if (logReader) logReader->stop();
         if (pidReader) pidReader->stop();
+        d->graveyard->takeAll();
     });
 }
 
