@@ -74,18 +74,21 @@ public:
     // Installs the file and console outputs; idempotent. Call once from the
     // main thread at start-up: the calling thread is printed as "UI".
     void registerLogger();
-    bool isRegistered() const;
+    bool isRegistered() const;  // any thread
 
     // Flushes and removes the outputs (end of the program, tests); a later
     // registerLogger() starts afresh. Also runs by itself at process exit.
+    // Any thread; lines written meanwhile are dropped.
     void shutdown();
     // Waits until every line handed over so far is in the file. Any thread.
     void flush();
 
-    // The newest log file's text, cut to its last 15000 characters.
+    // The newest log file's text, cut to its last 15000 characters (then
+    // preceded by "<truncated>\n"); registers first if needed; "no log
+    // found!" without a file. Any thread; waits for queued lines.
     QString logToString();
 
-    // Path of the log file written to (empty before registerLogger()).
+    // Path of the log file written to (empty before registerLogger()). Any thread.
     QString logFilePath() const;
     // The per-user folder that holds the log file and crash reports:
     // $XDG_STATE_HOME/vellumfox/logs (default ~/.local/state/vellumfox/logs),
@@ -102,9 +105,11 @@ public:
     std::string formatLine(int level, std::string_view date, std::string_view threadId, std::string_view file,
                            std::string_view function, std::string_view text) const;
 
+    // Formatter helpers, any thread: the method part of a function name
+    // ("-[AdbSocket connect]" -> "connect"), and "MM-dd HH:mm:ss" in local time.
     static std::string extractMethodName(std::string_view function);
     static std::string stringFromDate(const QDateTime& date);
-    // Thread id of the calling thread in the framework's form.
+    // Thread id of the calling thread in the framework's form (the kernel thread id).
     static std::string currentThreadId();
 
     // Hands one line to the outputs (asynchronously). Cheap no-op when

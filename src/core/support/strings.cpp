@@ -19,6 +19,15 @@ bool isBlank(QChar c) {
     return c == u'\t' || c.category() == QChar::Separator_Space;
 }
 
+// Whether case can matter when matching `s` (the usual delimiters are
+// blanks and punctuation, which are searched for faster case-sensitively).
+bool hasCase(QStringView s) {
+    for (QChar c : s) {
+        if (c.toCaseFolded() != c || c.toUpper() != c) return true;
+    }
+    return false;
+}
+
 bool isAsciiDigit(QChar c) {
     return c >= u'0' && c <= u'9';
 }
@@ -104,7 +113,8 @@ std::optional<QString> Scanner::scanUpToString(QStringView delimiter) {
     const qsizetype begin = skipWhitespace(location_);
     qsizetype stop = text_.size();
     if (!delimiter.isEmpty()) {
-        const qsizetype found = QStringView(text_).indexOf(delimiter, begin, sensitivity(!caseSensitive_));
+        const bool ignoreCase = !caseSensitive_ && hasCase(delimiter);
+        const qsizetype found = QStringView(text_).indexOf(delimiter, begin, sensitivity(ignoreCase));
         if (found >= 0) stop = found;
     }
     QString previous = std::exchange(previousDelimiter_, delimiter.toString());
