@@ -1,0 +1,167 @@
+#include "core/support/analytics.h"
+#include "core/support/threads.h"
+#include "core/support/utils.h"
+
+#include "fixtures/wait.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <map>
+
+using namespace Qt::StringLiterals;
+
+namespace vf {
+namespace {
+
+// Sets environment variables for one test and puts the old values back.
+class EnvGuard final {
+public:
+    void set(const char* name, const QString& value) {
+        remember(name);
+        qputenv(name, value.toLocal8Bit());
+    }
+    void unset(const char* name) {
+        remember(name);
+        qunsetenv(name);
+    }
+    ~EnvGuard() {
+        for (const auto& [name, value] : saved_) {
+            if (value) qputenv(name.c_str(), *value);
+            else qunsetenv(name.c_str());
+        }
+    }
+
+private:
+    void remember(const char* name) {
+        if (saved_.count(name) != 0) return;
+        saved_[name] = qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt;
+    }
+    std::map<std::string, std::optional<QByteArray>> saved_;
+};
+
+void writeFile(const QString& path, const QByteArray& content, bool executable) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile::remove(path);  // a new file, so that earlier permissions do not linger
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(content);
+    file.close();
+    if (executable) file.setPermissions(file.permissions() | QFile::ExeOwner | QFile::ExeUser);
+}
+
+class UtilsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(home_.isValid());
+        env_.set("HOME", home_.path());
+        env_.set("PATH", home_.filePath(u"bin"_s));
+        env_.unset("ANDROID_HOME");
+        env_.unset("ANDROID_SDK_ROOT");
+    }
+    QString at(const QString& relative) const { return home_.filePath(relative); }
+
+    // Starts adb through the fake script and waits for the completion.
+    std::optional<bool> startAdbWith(const QByteArray& script, bool executable) {
+        writeFile(at(u"android-sdks/platform-tools/adb"_s), script, executable);
+        auto result = std::make_shared<std::optional<bool>>();
+        auto onMain = std::make_shared<bool>(false);
+        Utils::startAdb([result, onMain](bool ok) {
+            *onMain = isMainThread();
+            *result = ok;
+        });
+        EXPECT_FALSE(result->has_value()) << "the completion must come later, from the main thread";
+        EXPECT_TRUE(test::waitUntil([&] { return result->has_value(); }, 10000));
+        EXPECT_TRUE(*onMain);
+        return *result;
+    }
+
+    QTemporaryDir home_;
+    EnvGuard env_;
+};
+
+TEST_F(UtilsTest, GetAdbPathTriesTheSdkFoldersInOrder) {
+    const QStringList candidates = {
+        at(u"android-sdks/platform-tools/adb"_s),
+        at(u"Library/Android/sdk/platform-tools/adb"_s),
+        at(u"Android/Sdk/platform-tools/adb"_s),
+        at(u"home-sdk/platform-tools/adb"_s),
+        at(u"root-sdk/platform-tools/adb"_s),
+        at(u"bin/adb"_s),
+    };
+    env_.set("ANDROID_HOME", at(u"home-sdk"_s));
+    env_.set("ANDROID_SDK_ROOT", at(u"root-sdk"_s));
+    for (const QString& path : candidates) writeFile(path, "#!/bin/sh\n", true);
+
+    // Each removal exposes the next candidate.
+    for (const QString& path : candidates) {
+        EXPECT_EQ(Utils::getAdbPath(), path);
+        QFile::remove(path);
+    }
+    EXPECT_EQ(Utils::getAdbPath(), std::nullopt);
+
+    // A folder named adb does not count.
+    QDir().mkpath(candidates.first());
+    EXPECT_EQ(Utils::getAdbPath(), std::nullopt);
+}
+
+TEST_F(UtilsTest, StartAdbReportsTheDaemonStartingThroughMergedOutput) {
+    // The success text arrives on standard error and only for the one expected argument.
+    const QByteArray script =
+        "#!/bin/sh\n"
+        "[ \"$#\" = 1 ] && [ \"$1\" = start-server ] && echo '* Daemon Started Successfully *' >&2\n";
+    EXPECT_EQ(startAdbWith(script, true), true);
+}
+
+TEST_F(UtilsTest, StartAdbFailsWhenNothingIsPrintedOrAdbCannotRun) {
+    EXPECT_EQ(startAdbWith("#!/bin/sh\nexit 0\n", true), false);
+    EXPECT_EQ(startAdbWith("#!/bin/sh\necho '* daemon started successfully *'\n", false), false);
+}
+
+TEST_F(UtilsTest, StartAdbWithoutAdbAnswersAtOnce) {
+    std::optional<bool> result;
+    Utils::startAdb([&](bool ok) { result = ok; });
+    EXPECT_EQ(result, false);
+}
+
+TEST(UtilsSandboxTest, SandboxIsDetectedFromTheEnvironment) {
+    EnvGuard env;
+    env.unset("APP_SANDBOX_CONTAINER_ID");
+    env.unset("FLATPAK_ID");
+    EXPECT_FALSE(Utils::isSandboxed());
+    env.set("FLATPAK_ID", u"org.example.Viewer"_s);
+    EXPECT_TRUE(Utils::isSandboxed());
+    env.unset("FLATPAK_ID");
+    env.set("APP_SANDBOX_CONTAINER_ID", u"x"_s);
+    EXPECT_TRUE(Utils::isSandboxed());
+}
+
+TEST(AnalyticsTest, CountsEventsInALocalFile) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(u"nested/usage.json"_s);
+    AnalyticsHelper::setStorageFile(path);
+    AnalyticsHelper::registerApp();
+    AnalyticsHelper::recordStart();
+    AnalyticsHelper::recordEvent(u"error-adb-not-running"_s);
+    AnalyticsHelper::recordEvent(u"error-adb-not-running"_s);
+    AnalyticsHelper::recordEvent(u"error-not-authorized"_s);
+    AnalyticsHelper::recordStop();
+
+    const QJsonObject events = AnalyticsHelper::counters().value(u"events").toObject();
+    EXPECT_EQ(events.value(u"error-adb-not-running").toInteger(), 2);
+    EXPECT_EQ(events.value(u"error-not-authorized").toInteger(), 1);
+    EXPECT_EQ(events.value(u"app-start").toInteger(), 1);
+    EXPECT_EQ(events.value(u"app-stop").toInteger(), 1);
+    EXPECT_EQ(events.value(u"app-register").toInteger(), 1);
+
+    // A damaged file is started afresh rather than blocking the counts.
+    writeFile(path, "{not json", false);
+    AnalyticsHelper::recordStart();
+    EXPECT_EQ(AnalyticsHelper::counters().value(u"events").toObject().value(u"app-start").toInteger(), 1);
+    AnalyticsHelper::setStorageFile({});
+}
+
+}  // namespace
+}  // namespace vf
