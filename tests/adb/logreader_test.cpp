@@ -168,7 +168,7 @@ TEST(LogReaderUtf8, AgreesWithAStrictDecoder) {
         "\xf4\x90\x80\x80",  // above U+10FFFF
         "\xf0\x9f\x98",      // truncated at the end
         "abcdefgh\xc3",      // truncated after the fast path
-        "\x80 lone continuation", "12345678abcdefgh\xc3\xa9xyz",
+        "\x80 lone continuation", "\xc3\x28 bad continuation", "12345678abcdefgh\xc3\xa9xyz",
     };
     for (const QByteArray& sample : samples) {
         QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);

@@ -7,7 +7,8 @@
 // Threads: created, used and destroyed on the main thread. The conversations
 // run on the shared I/O thread, where the replies are parsed; the two
 // notifications hop to the main thread asynchronously, while
-// onDeviceListFailed is called directly on the I/O thread.
+// onDeviceListFailed is called directly on the I/O thread. Destroy it before
+// vf::shutdownIoThread().
 
 #include <QMutex>
 #include <QObject>

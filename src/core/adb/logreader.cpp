@@ -128,13 +128,22 @@ bool LogReader::isValidUtf8(std::string_view bytes) {
             ++p;
             continue;
         }
+        // Lead byte: number of continuation bytes, smallest code point allowed.
         int extra = 0;
         uint32_t min = 0;
-        uint32_t cp = 0;
-        if (c >= 0xC2 && c <= 0xDF) extra = 1, min = 0x80, cp = c & 0x1F;
-        else if (c >= 0xE0 && c <= 0xEF) extra = 2, min = 0x800, cp = c & 0x0F;
-        else if (c >= 0xF0 && c <= 0xF4) extra = 3, min = 0x10000, cp = c & 0x07;
-        else return false;
+        if (c >= 0xC2 && c <= 0xDF) {
+            extra = 1;
+            min = 0x80;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            extra = 2;
+            min = 0x800;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            extra = 3;
+            min = 0x10000;
+        } else {
+            return false;
+        }
+        uint32_t cp = c & (0x3Fu >> extra);
         if (end - p <= extra) return false;
         for (int i = 1; i <= extra; ++i) {
             if ((p[i] & 0xC0) != 0x80) return false;
