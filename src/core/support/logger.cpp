@@ -203,6 +203,11 @@ std::string Logger::formatLine(int level, std::string_view date, std::string_vie
                        fileBaseName(file), extractMethodName(function), text);
 }
 
+bool Logger::isMainThreadId(std::uint64_t threadId) const {
+    const std::uint64_t mainId = d->mainThreadId.load();
+    return mainId != 0 && mainId == threadId;
+}
+
 std::string Logger::extractMethodName(std::string_view function) {
     const std::size_t blank = function.find(' ');
     if (blank != std::string_view::npos && blank + 1 < function.size()) function.remove_prefix(blank + 1);

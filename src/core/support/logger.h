@@ -109,6 +109,8 @@ public:
     // ("-[AdbSocket connect]" -> "connect"), and "MM-dd HH:mm:ss" in local time.
     static std::string extractMethodName(std::string_view function);
     static std::string stringFromDate(const QDateTime& date);
+    // Whether `threadId` is the thread that registered the logger. Any thread.
+    bool isMainThreadId(std::uint64_t threadId) const;
     // Thread id of the calling thread in the framework's form (the kernel thread id).
     static std::string currentThreadId();
 

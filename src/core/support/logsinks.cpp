@@ -55,14 +55,46 @@ std::optional<RollingFileSink::Clock::time_point> creationTimeOf(const QString& 
 
 }  // namespace
 
+// Every output formats the same message in turn on the same thread; the
+// line depends only on these inputs, so the previous result is reused when
+// they are equal (which makes reuse correct even for distinct messages).
+struct FormattedLine {
+    std::time_t second = -1;
+    std::size_t threadId = 0;
+    bool fromMainThread = false;
+    const char* file = nullptr;
+    const char* function = nullptr;
+    std::string payload;
+    std::string line;
+
+    bool matches(const spdlog::details::log_msg& msg, std::time_t msgSecond, bool msgFromMain) const {
+        return second == msgSecond && threadId == msg.thread_id && fromMainThread == msgFromMain &&
+               file == msg.source.filename &&
+               function == msg.source.funcname &&
+               std::string_view(payload) == std::string_view(msg.payload.data(), msg.payload.size());
+    }
+};
+
 void LineFormatter::format(const spdlog::details::log_msg& msg, spdlog::memory_buf_t& dest) {
-    const std::string line = Logger::getInstance().formatLine(
-        kLogLevelAll, cachedDate(msg.time), fmt::format_int(msg.thread_id).c_str(),
-        msg.source.filename != nullptr ? msg.source.filename : "",
-        msg.source.funcname != nullptr ? msg.source.funcname : "",
-        std::string_view(msg.payload.data(), msg.payload.size()));
+    thread_local FormattedLine last;
+    const std::time_t second = spdlog::log_clock::to_time_t(msg.time);
+    const Logger& logger = Logger::getInstance();
+    const bool fromMain = logger.isMainThreadId(msg.thread_id);
+    if (!last.matches(msg, second, fromMain)) {
+        last.line = logger.formatLine(
+            kLogLevelAll, cachedDate(msg.time), fmt::format_int(msg.thread_id).c_str(),
+            msg.source.filename != nullptr ? msg.source.filename : "",
+            msg.source.funcname != nullptr ? msg.source.funcname : "",
+            std::string_view(msg.payload.data(), msg.payload.size()));
+        last.second = second;
+        last.threadId = msg.thread_id;
+        last.fromMainThread = fromMain;
+        last.file = msg.source.filename;
+        last.function = msg.source.funcname;
+        last.payload.assign(msg.payload.data(), msg.payload.size());
+    }
     msg.color_range_start = dest.size();
-    dest.append(line.data(), line.data() + line.size());
+    dest.append(last.line.data(), last.line.data() + last.line.size());
     msg.color_range_end = dest.size();
     dest.push_back('\n');
 }
