@@ -1,0 +1,91 @@
+// The simulated device as the real server sees it: what the viewer's screen,
+// input and authorization paths will meet.
+#include <gtest/gtest.h>
+
+#include <QImage>
+#include <QRegularExpression>
+
+#include "e2e.h"
+#include "support/fixtures/wait.h"
+
+namespace vf::test {
+namespace {
+
+QMap<QString, QString> pidsByName(const QByteArray& ps) {
+    QMap<QString, QString> pids;
+    for (const QByteArray& line : ps.split('\n')) {
+        const QStringList fields = QString::fromUtf8(line).split(QRegularExpression(QStringLiteral("\\s+")),
+                                                                 Qt::SkipEmptyParts);
+        if (fields.size() >= 9 && fields.last().contains(u'.')) pids.insert(fields.last(), fields.at(1));
+    }
+    return pids;
+}
+
+TEST(E2eSimulatedDevice, ScreenshotsDecodeAndOldDevicesMangleThemWithCrLf) {
+    AdbHarness harness = makeHarness();
+    VF_REQUIRE_ADB(harness);
+    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+    const QString log = writeReplayLog(harness);
+    const QStringList small{QStringLiteral("--screen"), QStringLiteral("90x160")};
+    SimulatedDevice* modern = harness.startDevice(fastDevice(log, small));
+    SimulatedDevice* old = harness.startDevice(fastDevice(log, small + QStringList{QStringLiteral("--legacy")}));
+    ASSERT_TRUE(modern && old) << harness.lastError().toStdString();
+
+    const QByteArray png = harness.shell(modern->serial(), QStringLiteral("screencap -p"));
+    EXPECT_TRUE(png.startsWith("\x89PNG\r\n\x1a\n"));
+    EXPECT_EQ(QImage::fromData(png, "PNG").size(), QSize(90, 160));
+
+    QByteArray mangled = harness.shell(old->serial(), QStringLiteral("screencap -p"));
+    EXPECT_TRUE(mangled.startsWith("\x89PNG\r\r\n\x1a\r\n"));
+    EXPECT_EQ(QImage::fromData(mangled.replace("\r\n", "\n"), "PNG").size(), QSize(90, 160));
+}
+
+TEST(E2eSimulatedDevice, InputIsRecordedAndUnknownCommandsAreNotFound) {
+    AdbHarness harness = makeHarness();
+    VF_REQUIRE_ADB(harness);
+    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+    SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness)));
+    ASSERT_TRUE(device) << harness.lastError().toStdString();
+
+    EXPECT_TRUE(harness.shell(device->serial(), QStringLiteral("input tap 100 201")).isEmpty());
+    EXPECT_TRUE(harness.shell(device->serial(), QStringLiteral("input swipe 10 20 300 400 100")).isEmpty());
+    EXPECT_TRUE(harness.shell(device->serial(), QStringLiteral("input text a%sb")).isEmpty());
+    EXPECT_TRUE(harness.shell(device->serial(), QStringLiteral("input keyevent 66 ")).isEmpty());
+    EXPECT_EQ(device->recorded(), QStringLiteral("input tap 100 201\ninput swipe 10 20 300 400 100\n"
+                                                 "input text a%sb\ninput keyevent 66 \n"));
+    EXPECT_EQ(harness.shell(device->serial(), QStringLiteral("frobnicate --now")),
+              QByteArray("/system/bin/sh: frobnicate: not found\n"));
+}
+
+TEST(E2eSimulatedDevice, AppsRestartUnderNewPids) {
+    AdbHarness harness = makeHarness();
+    VF_REQUIRE_ADB(harness);
+    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+    SimulatedDevice* device = harness.startDevice(
+        {QStringLiteral("--log"), writeReplayLog(harness), QStringLiteral("--churn"), QStringLiteral("1")});
+    ASSERT_TRUE(device) << harness.lastError().toStdString();
+
+    const QMap<QString, QString> before = pidsByName(harness.shell(device->serial(), QStringLiteral("ps -A")));
+    ASSERT_TRUE(before.contains(QStringLiteral("org.example.fieldnotes")));
+    // Toybox: plain "ps" shows only the shell and ps itself.
+    EXPECT_TRUE(pidsByName(harness.shell(device->serial(), QStringLiteral("ps"))).isEmpty());
+    EXPECT_TRUE(waitUntil([&] {
+        return pidsByName(harness.shell(device->serial(), QStringLiteral("ps -A"))) != before;
+    }, 10000));
+    EXPECT_TRUE(harness.shell(device->serial(), QStringLiteral("logcat -d")).contains(") has died"));
+}
+
+TEST(E2eSimulatedDevice, UnauthorizedDeviceIsListedButRefused) {
+    AdbHarness harness = makeHarness();
+    VF_REQUIRE_ADB(harness);
+    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+    SimulatedDevice* device =
+        harness.startDevice({QStringLiteral("--unauthorized")}, QStringLiteral("unauthorized"));
+    ASSERT_TRUE(device) << harness.lastError().toStdString();
+    const HostReply reply = hostRequest(harness.serverPort(), "host:transport:" + device->serial().toUtf8());
+    EXPECT_FALSE(reply.ok);
+    EXPECT_TRUE(reply.failure.startsWith(QStringLiteral("device unauthorized.\n"))) << reply.failure.toStdString();
+}
+
+}  // namespace
+}  // namespace vf::test
