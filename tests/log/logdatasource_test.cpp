@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <atomic>
 #include <mutex>
@@ -268,6 +269,35 @@ TEST_F(StoreTest, TheFilterRequestedLastWins) {
     pumpEvents(100);
     EXPECT_EQ(store.logDataFilter(), last);
     EXPECT_EQ(store.getDataFiltered().size(), 2500);
+}
+
+// Holds the first evaluation until the test opens the gate.
+struct GatedErrorLevel final : Predicate {
+    bool evaluate(const FieldSource& row, QString*) const override {
+        if (!entered.exchange(true)) gate.acquire();
+        FieldScratch scratch;
+        return row.field(RowKey::Type, scratch) == "E";
+    }
+    QString format() const override { return QStringLiteral("gated"); }
+    mutable std::atomic<bool> entered{false};
+    mutable QSemaphore gate;
+};
+
+TEST_F(StoreTest, RowsArrivingDuringAFilterPassAreTestedOnce) {
+    store.setAppName(u"app"_s, u"10"_s);
+    auto feedMany = [&](int count) {
+        for (int i = 0; i < count; ++i) feed(line("01-01 10:00:00.000", 10, i % 10 == 0 ? "E" : "I", "T", "x"));
+    };
+    feedMany(20000);
+    auto gated = std::make_shared<GatedErrorLevel>();
+    store.setLogDataFilter(gated);
+    ASSERT_TRUE(waitUntil([&] { return gated->entered.load(); }));
+    feedMany(1500);  // the list of all rows prunes meanwhile
+    gated->gate.release();
+    ASSERT_TRUE(waitUntil([&] { return store.logDataFilter() == gated; }));
+    const RowList view = store.getDataFiltered();
+    EXPECT_EQ(view.size(), 2000 + 150);
+    for (qsizetype i = 1; i < view.size(); ++i) ASSERT_LT(view.at(i - 1)->idx(), view.at(i)->idx());
 }
 
 TEST_F(StoreTest, ALoadedFileHasNoCapUntilTheNextRun) {

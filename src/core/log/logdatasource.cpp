@@ -769,9 +769,11 @@ void LogDatasource::applyFilter(PredicatePtr filter, uint64_t generation) {
         if (superseded()) return;
         // Rows that arrived during the pass were tested against the old filter.
         const RowList& now = d->logData.dataArray();
+        // Indexes grow in arrival order; the snapshot's last row may have been pruned since.
         qsizetype from = now.size();
         if (!snapshot.isEmpty()) {
-            while (from > 0 && !(now.at(from - 1) == snapshot.constLast())) --from;
+            const uint64_t lastTested = snapshot.constLast()->idx();
+            while (from > 0 && now.at(from - 1)->idx() > lastTested) --from;
         } else {
             from = 0;
         }
