@@ -89,6 +89,7 @@ bool scanBrief(LineCursor& cursor, Fields& f) {
 bool scanLongHeader(LineCursor& cursor, Fields& f) {
     std::string_view threadAndLevel;
     if (!scanInto(cursor, ":"sv, f[kPid]) || !scanInto(cursor, "/"sv, threadAndLevel)) return false;
+    if (threadAndLevel.empty()) return false;  // only the cut ":" was there: no level to take
     f[kType] = threadAndLevel.substr(threadAndLevel.size() - 1);
     f[kTid] = trimBlanks(threadAndLevel.substr(0, threadAndLevel.size() - 1));
     return scanInto(cursor, "]"sv, f[kName]);
@@ -163,7 +164,7 @@ RowPtr parseThreadTimeLine(RowArena& arena, std::string_view line, LogLineFormat
     if (hasTime(format)) {
         std::string_view date, time;
         if (!scanInto(cursor, " "sv, date) || !scanInto(cursor, " "sv, time)) return {};
-        if (format == LogLineFormat::Dated) time.remove_suffix(1);
+        if (format == LogLineFormat::Dated && !time.empty()) time.remove_suffix(1);
         f[kTime] = joinTime(date, time, scratch);
     }
     if (!scanFields(cursor, format, f, scratch)) return {};
