@@ -49,9 +49,12 @@ int main(int argc, char** argv) {
 
     int status = 0;
     {
-        vf::ui::VellumfoxAppDelegate controller;
-        controller.applicationDidFinishLaunching();
         const QStringList files = parser.positionalArguments();
+        vf::ui::VellumfoxAppDelegate::Options options;
+        // A file to show: reaching for a device first would only be stopped again.
+        options.connectAtStart = files.isEmpty();
+        vf::ui::VellumfoxAppDelegate controller(options);
+        controller.applicationDidFinishLaunching();
         if (!files.isEmpty()) controller.openFile(files.first());
         status = QApplication::exec();
         vf::AnalyticsHelper::recordStop();

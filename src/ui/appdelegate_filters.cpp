@@ -72,14 +72,19 @@ void VellumfoxAppDelegate::onFilterSelectionChanged(const QItemSelection& select
     if (updatingFilterSelection_) return;
     SelectableTableView* list = window_->filterListTable();
     bool allMessages = false;
-    for (const QModelIndex& index : selected.indexes()) allMessages = allMessages || index.row() == 0;
+    bool filterRow = false;
+    for (const QModelIndex& index : selected.indexes()) (index.row() == 0 ? allMessages : filterRow) = true;
+    updatingFilterSelection_ = true;
     if (allMessages) {
         setPredicate(nullptr);
         VF_LOG("Clear Filter");
-        updatingFilterSelection_ = true;
         list->selectRowAlone(0);
-        updatingFilterSelection_ = false;
+    } else if (filterRow) {
+        // "All Messages" means no filter: it cannot stay chosen beside one.
+        list->selectionModel()->select(list->model()->index(0, 0),
+                                       QItemSelectionModel::Deselect | QItemSelectionModel::Rows);
     }
+    updatingFilterSelection_ = false;
     if (!selected.isEmpty()) changeScrollToBottom(true);
     applySelectedFilters();
 }

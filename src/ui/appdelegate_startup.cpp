@@ -30,7 +30,7 @@ namespace vf::ui {
 
 namespace {
 constexpr char kTableLayoutKey[] = "logDataTable";
-constexpr int kDefaultColumnWidths[] = {140, 150, 60, 60, 44, 170};
+constexpr int kDefaultColumnWidths[] = {170, 150, 64, 64, 48, 200};
 }  // namespace
 
 VellumfoxAppDelegate::VellumfoxAppDelegate(Options options) : options_(std::move(options)) {}

@@ -27,8 +27,11 @@ void VellumfoxAppDelegate::onLogUpdated() {
     SelectableTableView* table = window_->logTable();
     const std::optional<uint64_t> anchor = scrollToBottom_ ? std::nullopt : firstVisibleIdx();
     isReloading_ = true;
+    // An update posted before the new filter's pass landed is not the one
+    // the selection waits for.
+    const bool filterLanded = filterUpdating_ && logDatasource_->logDataFilter() == predicate_;
     tableModel_->setRows(logDatasource_->getDataFiltered());
-    if (filterUpdating_) {
+    if (filterLanded) {
         restoreRowSelections();
         filterUpdating_ = false;
     } else if (anchor) {
@@ -79,14 +82,17 @@ void VellumfoxAppDelegate::toggleAutoFollow() {
 }
 
 void VellumfoxAppDelegate::onScrollChanged() {
-    if (isReloading_) return;
+    if (!isReloading_) changeScrollToBottom(nearEnd());
+}
+
+bool VellumfoxAppDelegate::nearEnd() const {
     SelectableTableView* table = window_->logTable();
     const int lastVisible = table->rowAt(table->viewport()->height() - 1);
     // Unsigned on purpose: "no row" (-1) counts as the end, and with fewer
     // than five rows any real row is "above" it.
     const auto last = static_cast<unsigned long>(static_cast<long>(lastVisible));
     const auto threshold = static_cast<unsigned long>(static_cast<long>(tableModel_->rowCount()) - 5);
-    changeScrollToBottom(last >= threshold);
+    return last >= threshold;
 }
 
 int VellumfoxAppDelegate::selectedRow() const {
@@ -120,6 +126,8 @@ void VellumfoxAppDelegate::restoreRowSelections() {
     QWidget* focused = QApplication::focusWidget();
     table->selectRowAlone(row);
     table->scrollTo(tableModel_->index(row, 0), QAbstractItemView::PositionAtCenter);
+    // The centred row wins over following, unless it is at the end anyway.
+    changeScrollToBottom(nearEnd());
     if (focused != nullptr) focused->setFocus();
 }
 

@@ -164,6 +164,7 @@ private:
     void applyStyles();
     void followLog();
     void onScrollChanged();
+    bool nearEnd() const;
     void onLogTableSelectionChanged();
     void restoreRowSelections();
     int selectedRow() const;

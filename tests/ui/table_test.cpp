@@ -1,0 +1,142 @@
+// The log table: styles, fonts, follow mode, selection and live refreshes.
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QStringListModel>
+
+#include "ui/highlightdelegate.h"
+#include "uitestsupport.h"
+
+namespace vf::ui::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class TableTest : public UiTest {};
+
+TEST_F(TableTest, FontSizeOutsideItsRangeFallsBackToEleven) {
+    start();
+    Preferences::setValue(QLatin1String(prefs::kDefaultFontSize), 30.0);
+    app->changeFontSize(true);
+    EXPECT_EQ(Preferences::number(QLatin1String(prefs::kDefaultFontSize)), 11.0);
+    Preferences::setValue(QLatin1String(prefs::kDefaultFontSize), 1.0);
+    app->changeFontSize(false);
+    EXPECT_EQ(Preferences::number(QLatin1String(prefs::kDefaultFontSize)), 11.0);
+    app->changeFontSize(true);
+    EXPECT_EQ(app->styles().fonts[0].pointSizeF(), 12.0);
+    EXPECT_EQ(table()->verticalHeader()->defaultSectionSize(), app->styles().rowHeight);
+}
+
+TEST_F(TableTest, EmptyTypeUsesTheDebugFontAndNoColour) {
+    Preferences::setValue(u"logDebugBold"_s, 1);
+    start();
+    show({row(1, "", "no level"), row(2, "E", "error"), row(3, "X", "odd level")});
+    const QFont empty = model()->index(0, 6).data(Qt::FontRole).value<QFont>();
+    EXPECT_TRUE(empty.bold());
+    EXPECT_EQ(empty, app->styles().fonts[1]);
+    EXPECT_FALSE(model()->index(0, 6).data(Qt::ForegroundRole).isValid());
+    EXPECT_EQ(model()->index(1, 6).data(Qt::ForegroundRole).value<QBrush>().color(), QColor(Qt::red));
+    EXPECT_FALSE(model()->index(2, 6).data(Qt::FontRole).value<QFont>().bold());
+    EXPECT_EQ(model()->index(1, kTypeColumn).data(Qt::TextAlignmentRole).toInt(), int(Qt::AlignCenter));
+    EXPECT_EQ(model()->headerData(1, Qt::Horizontal, Qt::DisplayRole).toString(), u"APP"_s);
+}
+
+TEST_F(TableTest, ScrollingSixRowsUpStopsFollowing) {
+    start();
+    app->window()->show();
+    show(levelRows(300));
+    ASSERT_TRUE(app->scrollToBottom());
+    const int count = model()->rowCount();
+    QScrollBar* bar = table()->verticalScrollBar();
+    const auto scrollUntilLastVisible = [&](int row) {
+        for (int value = bar->maximum(); value >= 0; --value) {
+            bar->setValue(value);
+            if (table()->rowAt(table()->viewport()->height() - 1) == row) return true;
+        }
+        return false;
+    };
+    ASSERT_TRUE(scrollUntilLastVisible(count - 5));
+    EXPECT_TRUE(app->scrollToBottom());
+    ASSERT_TRUE(scrollUntilLastVisible(count - 6));
+    EXPECT_FALSE(app->scrollToBottom());
+    EXPECT_FALSE(app->window()->followAction->isChecked());
+    ASSERT_TRUE(scrollUntilLastVisible(count - 5));
+    EXPECT_TRUE(app->scrollToBottom());
+    EXPECT_TRUE(app->window()->followAction->isChecked());
+}
+
+TEST_F(TableTest, SelectionComesBackCentredAfterAFilterChange) {
+    start();
+    app->window()->show();
+    show(levelRows(600));
+    table()->selectRowAlone(100);  // an "E" row (100 % 6 == 4)
+    ASSERT_EQ(app->selectedLogMessage(), 100u);
+    const QStringList names = app->sortedFilterKeys();
+    const int error = int(names.indexOf(u"LogLevel Error"_s)) + 1;
+    app->window()->filterListTable()->selectRowAlone(error);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 200; }));
+    const QModelIndexList selected = table()->selectionModel()->selectedRows();
+    ASSERT_EQ(selected.size(), 1);
+    EXPECT_EQ(model()->rowAt(selected.first().row())->idx(), 100u);
+    EXPECT_FALSE(app->scrollToBottom());
+    const auto centred = [&] {
+        const QRect rect = table()->visualRect(selected.first());
+        // The table scrolls by whole rows, so "centred" is within a row and a half.
+        return std::abs(rect.center().y() - table()->viewport()->height() / 2) <= rect.height() * 3 / 2;
+    };
+    EXPECT_TRUE(vf::test::waitUntil(centred, 2000));
+
+    // A row the new filter hides is not selected afterwards.
+    app->window()->filterListTable()->selectRowAlone(int(names.indexOf(u"LogLevel Warn"_s)) + 1);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 300; }));
+    table()->selectRowAlone(0);  // idx 3, a warning
+    ASSERT_EQ(app->selectedLogMessage(), 3u);
+    app->window()->filterListTable()->selectRowAlone(error);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 200; }));
+    EXPECT_TRUE(table()->selectionModel()->selectedRows().isEmpty());
+}
+
+TEST_F(TableTest, LiveRefreshIsSentAsRemovalsAndInsertsKeepingTheSelection) {
+    LevelStyles styles;
+    LogTableModel liveModel(&styles);
+    RowList rows = levelRows(30);
+    liveModel.setRows(rows);
+    QSignalSpy reset(&liveModel, &QAbstractItemModel::modelReset);
+    QSignalSpy removed(&liveModel, &QAbstractItemModel::rowsRemoved);
+    QSignalSpy inserted(&liveModel, &QAbstractItemModel::rowsInserted);
+    RowList next = rows.mid(10);
+    for (int i = 30; i < 35; ++i) next << row(uint64_t(i), "I", "new");
+    liveModel.setRows(next);
+    EXPECT_EQ(reset.size(), 0);
+    ASSERT_EQ(removed.size(), 1);
+    EXPECT_EQ(removed.first().at(2).toInt(), 9);  // rows 0..9 went
+    ASSERT_EQ(inserted.size(), 1);
+    EXPECT_EQ(inserted.first().at(1).toInt(), 20);
+    EXPECT_EQ(liveModel.rowCount(), 25);
+    EXPECT_EQ(liveModel.rowOfIdx(34), 24);
+
+    RowList unrelated{row(99, "I", "other")};  // not a continuation: reset
+    liveModel.setRows(unrelated);
+    EXPECT_EQ(reset.size(), 1);
+}
+
+TEST_F(TableTest, ClearAndStatusLine) {
+    start();
+    show(levelRows(12));
+    EXPECT_EQ(app->window()->statusViewing()->text(), u"Viewing: 12"_s);
+    app->window()->filterListTable()->selectRowAlone(int(app->sortedFilterKeys().indexOf(u"LogLevel Error"_s)) + 1);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 4; }));
+    EXPECT_EQ(app->window()->statusViewing()->text(), u"Viewing 4 of 12"_s);
+    backend->logging = true;
+    app->updateStatus();
+    EXPECT_EQ(app->window()->statusViewing()->text(), u"Viewing 4 of 12+"_s);
+    QKeyEvent clear(QEvent::KeyPress, Qt::Key_Backspace, Qt::ControlModifier);
+    EXPECT_TRUE(app->onKeyEventForTableView(table(), &clear));
+    EXPECT_EQ(model()->rowCount(), 0);
+    EXPECT_EQ(app->logDatasource()->logEventCount(), 0);
+}
+
+}  // namespace
+}  // namespace vf::ui::test

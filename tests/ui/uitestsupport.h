@@ -1,0 +1,116 @@
+#pragma once
+// Shared set-up for the viewer's tests: the controller with its real window
+// and store, but a fake ADB side, and preferences in a temporary file.
+
+#include <gtest/gtest.h>
+
+#include <QTemporaryDir>
+#include <QTimer>
+#include <memory>
+
+#include "core/log/logrow.h"
+#include "core/support/preferences.h"
+#include "support/fixtures/wait.h"
+#include "ui/connectionbackend.h"
+#include "ui/logtablemodel.h"
+#include "ui/mainwindow.h"
+#include "ui/selectabletableview.h"
+#include "ui/vellumfoxappdelegate.h"
+
+namespace vf::ui::test {
+
+// Records what the controller asks of the ADB side; logging is a flag the test sets.
+class FakeBackend final : public ConnectionBackend {
+public:
+    void loadDeviceList() override { ++loadDeviceListCalls; }
+    void startLogger() override {
+        ++startLoggerCalls;
+        logging = true;
+    }
+    void stopLogger() override {
+        ++stopLoggerCalls;
+        logging = false;
+    }
+    bool isLogging() const override { return logging; }
+    void startAdb(std::function<void(bool)> completion) override { adbCompletion = std::move(completion); }
+    void recordEvent(const QString& name) override { events << name; }
+
+    int loadDeviceListCalls = 0;
+    int startLoggerCalls = 0;
+    int stopLoggerCalls = 0;
+    bool logging = false;
+    std::function<void(bool)> adbCompletion;
+    QStringList events;
+};
+
+class UiTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(dir.isValid());
+        Preferences::setStorageFile(dir.filePath(QStringLiteral("prefs.ini")));
+        Preferences::clearRegisteredDefaults();
+    }
+
+    void TearDown() override {
+        app.reset();
+        Preferences::setStorageFile(QString());
+        Preferences::clearRegisteredDefaults();
+    }
+
+    void start(int reconnectIntervalMs = 5000) {
+        VellumfoxAppDelegate::Options options;
+        options.installHooks = false;
+        options.reconnectIntervalMs = reconnectIntervalMs;
+        options.makeBackend = [this](LogDatasource&, DeviceListDelegate&) {
+            auto fake = std::make_unique<FakeBackend>();
+            backend = fake.get();
+            return std::unique_ptr<ConnectionBackend>(std::move(fake));
+        };
+        app = std::make_unique<VellumfoxAppDelegate>(options);
+        app->applicationDidFinishLaunching();
+        app->window()->resize(1000, 600);
+    }
+
+    // A row; `n` goes into idx, time and text so rows are told apart.
+    RowPtr row(uint64_t n, const std::string& type, const std::string& text) {
+        RowValues values;
+        values.idx = n;
+        values.time = "01-01 00:00:00." + std::to_string(n);
+        values.pid = "100";
+        values.tid = "101";
+        values.type = type;
+        values.name = "Tag";
+        values.text = text;
+        return arena.make(values);
+    }
+
+    // Rows 0..count-1 cycling through the levels V D I W E F.
+    RowList levelRows(int count) {
+        static const char* kTypes[] = {"V", "D", "I", "W", "E", "F"};
+        RowList rows;
+        for (int i = 0; i < count; ++i) rows << row(uint64_t(i), kTypes[i % 6], "message " + std::to_string(i));
+        return rows;
+    }
+
+    // Puts `rows` into the store as a loaded file and waits for the table.
+    void show(const RowList& rows) {
+        app->logDatasource()->setLogDataFromFile(rows);
+        ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == rows.size(); }));
+    }
+
+    LogTableModel* model() const { return app->tableModel(); }
+    SelectableTableView* table() const { return app->window()->logTable(); }
+    QString title() const { return app->window()->windowTitle(); }
+    QString button() const { return app->window()->connectAction->text(); }
+
+    QTemporaryDir dir;
+    RowArena arena;
+    FakeBackend* backend = nullptr;
+    std::unique_ptr<VellumfoxAppDelegate> app;
+};
+
+inline DeviceRecord device(const QString& id, std::optional<QString> name = std::nullopt) {
+    return DeviceRecord{id, id, std::move(name), std::nullopt};
+}
+
+}  // namespace vf::ui::test
