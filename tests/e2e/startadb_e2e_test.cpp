@@ -44,6 +44,8 @@ TEST(E2eStartAdb, StartsTheServerThatWasNotRunning) {
     ScopedEnvironment env;
     env.set("ANDROID_ADB_SERVER_PORT", QByteArray::number(port));
     env.set("HOME", harness.home().toUtf8());
+    env.set("ADB_EMU", "0");
+    env.set("ADB_MDNS", "0");
     struct DaemonCleanup {
         quint16 port;
         ~DaemonCleanup() { AdbHarness::stopDaemonServer(port); }
