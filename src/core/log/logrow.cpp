@@ -1,6 +1,8 @@
 #include "core/log/logrow.h"
 
 #include <charconv>
+#include <cstring>
+#include <optional>
 #include <cstdlib>
 #include <mutex>
 #include <new>
@@ -138,6 +140,7 @@ std::string_view Row::view(RowKey key) const noexcept {
     if (key == RowKey::Text) return textLen_ == 0 ? std::string_view() : std::string_view(line_ + textOff_, textLen_);
     if (key == RowKey::Name) return nameLen_ == 0 ? std::string_view() : std::string_view(line_ + nameOff_, nameLen_);
     if (key == RowKey::Tid && (flags_ & kTidDash) != 0) return "-";
+    if (key == RowKey::Type && (flags_ & kTypeInline) != 0) return std::string_view(&typeChar_, 1);
     const uint8_t len = smallLen_[k];
     return len == 0 ? std::string_view() : std::string_view(line_ + smallOff_[k], len);
 }
@@ -215,6 +218,16 @@ Row* RowArena::allocate() {
     return row;
 }
 
+std::optional<std::string_view> RowArena::appendBehind(TextChunk* chunk, const char* lineEnd,
+                                                      std::string_view value) {
+    if (chunk != chunk_ || value.size() > 0xFF) return std::nullopt;
+    char* end = chunk_->storage.data() + chunk_->used;
+    if (lineEnd != end || chunk_->storage.size() - chunk_->used < value.size()) return std::nullopt;
+    std::memcpy(end, value.data(), value.size());
+    chunk_->used += value.size();
+    return std::string_view(end, value.size());
+}
+
 TextChunk* RowArena::chunkHolding(std::string_view bytes) const {
     if (bytes.data() == nullptr) return nullptr;
     if (chunk_ != nullptr && chunk_->holds(bytes.data(), bytes.size())) return chunk_;
@@ -248,9 +261,19 @@ RowPtr RowArena::make(uint64_t idx, std::string_view line, const std::array<std:
     const char* lineBegin = line.data();
     const char* lineEnd = lineBegin + line.size();
     for (int k = 0; k < 7; ++k) {
-        const std::string_view v = fields[size_t(k)];
+        std::string_view v = fields[size_t(k)];
         if (v.empty()) continue;
-        const bool inLine = chunk != nullptr && v.data() >= lineBegin && v.data() + v.size() <= lineEnd;
+        bool inLine = chunk != nullptr && v.data() >= lineBegin && v.data() + v.size() <= lineEnd;
+        if (!inLine && chunk != nullptr && !(k == int(RowKey::Tid) - 1 && v == "-")) {
+            // A value from elsewhere (an app name from the pid map): when the
+            // line is the last thing in the live chunk, append the value right
+            // behind it so it is stored as an offset too; no side record.
+            if (const auto appended = appendBehind(chunk, lineEnd, v)) {
+                v = *appended;
+                lineEnd = v.data() + v.size();
+                inLine = true;
+            }
+        }
         const size_t off = inLine ? size_t(v.data() - lineBegin) : 0;
         const RowKey key = RowKey(k + 1);
         if (key == RowKey::Tid && v == "-" && !inLine) {
@@ -276,6 +299,10 @@ RowPtr RowArena::make(uint64_t idx, std::string_view line, const std::array<std:
         } else {
             row->smallOff_[k] = uint16_t(off);
             row->smallLen_[k] = uint8_t(v.size());
+            if (key == RowKey::Type && v.size() == 1) {
+                row->typeChar_ = v[0];
+                row->flags_ |= Row::kTypeInline;
+            }
         }
     }
     if (extra != nullptr) {

@@ -22,6 +22,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -101,7 +102,8 @@ private:
 
     // Small fields: time, app, pid, tid, type (index = key - 1).
     static constexpr int kSmallFields = 5;
-    static constexpr uint8_t kTidDash = 1;  // tid is "-" (main-thread line)
+    static constexpr uint8_t kTidDash = 1;     // tid is "-" (main-thread line)
+    static constexpr uint8_t kTypeInline = 2;  // the one-letter level is kept in typeChar_
 
     uint64_t idx_ = 0;
     const char* line_ = nullptr;
@@ -113,6 +115,9 @@ private:
     uint16_t nameOff_ = 0;
     uint16_t nameLen_ = 0;
     uint8_t flags_ = 0;
+    // The level letter, copied into the row so that level filters over a
+    // million rows read the rows only, not their text.
+    char typeChar_ = 0;
 };
 
 // Field adapter for the filter language.
@@ -154,6 +159,7 @@ private:
     Row* allocate();
     void useChunk(TextChunk* chunk);
     TextChunk* chunkHolding(std::string_view bytes) const;
+    std::optional<std::string_view> appendBehind(TextChunk* chunk, const char* lineEnd, std::string_view value);
 
     RowSegment* segment_ = nullptr;  // segment being filled (the arena holds one reference)
     TextChunk* chunk_ = nullptr;     // text chunk being filled (one reference)
