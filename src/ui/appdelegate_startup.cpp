@@ -10,6 +10,7 @@
 #include <QScrollBar>
 #include <QStatusBar>
 #include <QStringListModel>
+#include <QThreadPool>
 #include <QTimer>
 
 #include "core/support/analytics.h"
@@ -41,6 +42,8 @@ VellumfoxAppDelegate::~VellumfoxAppDelegate() {
     if (reconnectTimer_ != nullptr) reconnectTimer_->stop();
     // The backend's conversations report to us: drop them before we go.
     backend_.reset();
+    // A file still loading holds the store.
+    QThreadPool::globalInstance()->waitForDone();
     logDatasource_.reset();
 }
 

@@ -33,21 +33,21 @@ public:
     QToolBar* toolBar() const { return toolBar_; }
 
     // Toolbar and menu actions.
-    QAction* connectAction;  // Run / Stop
-    QAction* clearAction;
-    QAction* followAction;   // checkable
-    QAction* openAction;
-    QAction* saveAction;
-    QAction* saveTextAction;
-    QAction* newWindowAction;
-    QAction* copyAction;
-    QAction* findAction;
-    QAction* findNextAction;
-    QAction* findPreviousAction;
-    QAction* biggerFontAction;
-    QAction* smallerFontAction;
-    QAction* preferencesAction;
-    QAction* quitAction;
+    QAction* connectAction = nullptr;  // Run / Stop
+    QAction* clearAction = nullptr;
+    QAction* followAction = nullptr;   // checkable
+    QAction* openAction = nullptr;
+    QAction* saveAction = nullptr;
+    QAction* saveTextAction = nullptr;
+    QAction* newWindowAction = nullptr;
+    QAction* copyAction = nullptr;
+    QAction* findAction = nullptr;
+    QAction* findNextAction = nullptr;
+    QAction* findPreviousAction = nullptr;
+    QAction* biggerFontAction = nullptr;
+    QAction* smallerFontAction = nullptr;
+    QAction* preferencesAction = nullptr;
+    QAction* quitAction = nullptr;
 
 Q_SIGNALS:
     // A local file was dropped on the window.
