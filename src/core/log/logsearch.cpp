@@ -120,7 +120,7 @@ SearchOutcome findNext(const RowList& rows, const RowSearch& search, std::option
     const qsizetype start = checkSearchIndex(s);
     const int step = d == -1 ? -1 : 1;
     // Find Next starts after the selected row and ends when it gets back to it.
-    const std::optional<qsizetype> stopAt = (d == 1 && selectedRow) ? selectedRow : std::nullopt;
+    const qsizetype stopAt = (d == 1 && selectedRow) ? *selectedRow : -1;
     qsizetype i = start;
     while (i != stopAt) {
         if (const auto key = search.firstMatchingKey(*rows.at(i))) {
