@@ -22,7 +22,7 @@ constexpr std::array kCommands{
 
 enum class Opt { Serial, Host, Port, Filter, Quick, Clear, Tags, Format, NoColor, NoReconnect, Json, Count, Help, Version };
 
-struct OptionSpec {
+struct OptionDef {
     Opt id;
     const char* name;
     bool takesValue;
@@ -30,7 +30,7 @@ struct OptionSpec {
     std::initializer_list<Command> commands;
 };
 
-const OptionSpec kOptions[] = {
+const OptionDef kOptions[] = {
     {Opt::Serial, "-s", true, {}},
     {Opt::Host, "-H", true, {}},
     {Opt::Port, "-P", true, {}},
@@ -47,16 +47,16 @@ const OptionSpec kOptions[] = {
     {Opt::Version, "--version", false, {}},
 };
 
-const OptionSpec* findOption(const QString& name) {
+const OptionDef* findOption(const QString& name) {
     const QString wanted = name == u"-h"_s ? u"--help"_s : name;
-    for (const OptionSpec& spec : kOptions)
-        if (wanted == QLatin1StringView(spec.name)) return &spec;
+    for (const OptionDef& def : kOptions)
+        if (wanted == QLatin1StringView(def.name)) return &def;
     return nullptr;
 }
 
-bool appliesTo(const OptionSpec& spec, Command command) {
-    if (spec.commands.size() == 0) return true;
-    for (Command c : spec.commands)
+bool appliesTo(const OptionDef& def, Command command) {
+    if (def.commands.size() == 0) return true;
+    for (Command c : def.commands)
         if (c == command) return true;
     return false;
 }
@@ -69,14 +69,14 @@ std::optional<OutputFormat> formatFromName(const QString& name) {
 }
 
 struct SeenOption {
-    const OptionSpec* spec;
+    const OptionDef* def;
     QString value;
 };
 
 // Applies one option to the result; returns an error text or an empty string.
 QString applyOption(CliOptions& o, const SeenOption& seen) {
     const QString& v = seen.value;
-    switch (seen.spec->id) {
+    switch (seen.def->id) {
     case Opt::Serial: o.serial = v; break;
     case Opt::Host: o.host = v; break;
     case Opt::Port: {
@@ -180,13 +180,13 @@ ParsedCommandLine parseCommandLine(const QStringList& arguments) {
             name = arg.left(eq);
             inlineValue = arg.mid(eq + 1);
         }
-        const OptionSpec* spec = findOption(name);
-        if (!spec) {
+        const OptionDef* def = findOption(name);
+        if (!def) {
             if (firstError.isEmpty()) firstError = u"unknown option '%1'"_s.arg(name);
             continue;
         }
-        SeenOption option{spec, {}};
-        if (spec->takesValue) {
+        SeenOption option{def, {}};
+        if (def->takesValue) {
             if (inlineValue) {
                 option.value = *inlineValue;
             } else if (i + 1 < arguments.size()) {
@@ -197,8 +197,8 @@ ParsedCommandLine parseCommandLine(const QStringList& arguments) {
         } else if (inlineValue && firstError.isEmpty()) {
             firstError = u"option '%1' takes no value"_s.arg(name);
         }
-        wantHelp = wantHelp || spec->id == Opt::Help;
-        wantVersion = wantVersion || spec->id == Opt::Version;
+        wantHelp = wantHelp || def->id == Opt::Help;
+        wantVersion = wantVersion || def->id == Opt::Version;
         seen.append(option);
     }
 
@@ -220,8 +220,8 @@ ParsedCommandLine parseCommandLine(const QStringList& arguments) {
     o.command = *command;
 
     for (const SeenOption& option : seen) {
-        if (!appliesTo(*option.spec, o.command))
-            return failure(u"option '%1' does not apply to %2"_s.arg(QLatin1StringView(option.spec->name),
+        if (!appliesTo(*option.def, o.command))
+            return failure(u"option '%1' does not apply to %2"_s.arg(QLatin1StringView(option.def->name),
                                                                      commandName(o.command)));
         if (const QString error = applyOption(o, option); !error.isEmpty()) return failure(error);
     }

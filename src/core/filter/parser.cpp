@@ -283,20 +283,20 @@ ParseResult Predicate::fromTemplate(QStringView format, const QStringList& argum
     qsizetype next = 0;
     for (qsizetype i = 0; i < format.size(); ++i) {
         const QChar c = format[i];
-        const QChar spec = i + 1 < format.size() ? format[i + 1] : QChar();
-        if (c != u'%' || (spec != u'K' && spec != u'@' && spec != u'%')) {
+        const QChar directive = i + 1 < format.size() ? format[i + 1] : QChar();
+        if (c != u'%' || (directive != u'K' && directive != u'@' && directive != u'%')) {
             text += c;
             continue;
         }
         ++i;
-        if (spec == u'%') {
+        if (directive == u'%') {
             text += u'%';
             continue;
         }
         if (next >= arguments.size())
             return ParseResult{nullptr, ParseError{u"The template has more placeholders than arguments."_s, i - 1}};
         const QString& argument = arguments[next++];
-        text += spec == u'K' ? filter::keyText(argument) : filter::quoted(argument);
+        text += directive == u'K' ? filter::keyText(argument) : filter::quoted(argument);
     }
     return parse(text);
 }

@@ -24,7 +24,7 @@ void runOnMainThread(std::function<void()> fn);
 void runOnMainThreadBlocking(const std::function<void()>& fn);
 
 // The shared I/O thread with its own event loop, started on first use and
-// stopped by shutdownIoThread(). Conversations that the spec'd design starts
+// stopped by shutdownIoThread(). Conversations that are started
 // "on a worker thread" are created and connected on this thread.
 QThread* ioThread();
 
