@@ -20,34 +20,26 @@ TEST(AdbSocket, FramesWithTheUtf16LengthInFourLowerCaseHexDigits) {
     EXPECT_EQ(AdbSocket::frame(u"\u00e9\u00e9"_s), "0002\xc3\xa9\xc3\xa9");
 }
 
-TEST(AdbSocket, StatusWordsTextAndHexLengths) {
+TEST(AdbSocket, StatusWordsTextHexLengthsAndErrors) {
     EXPECT_TRUE(AdbSocket::isOkay("OKAY"));
-    EXPECT_FALSE(AdbSocket::isOkay("okay"));
-    EXPECT_FALSE(AdbSocket::isOkay("OKAY\n"));
-    EXPECT_FALSE(AdbSocket::isOkay("FAIL"));
+    for (const char* status : {"okay", "OKAY\n", "FAIL"}) EXPECT_FALSE(AdbSocket::isOkay(status)) << status;
 
     EXPECT_EQ(AdbSocket::stringFromData("caf\xc3\xa9"), u"caf\u00e9"_s);
     EXPECT_EQ(AdbSocket::stringFromData(""), QString());
-    EXPECT_FALSE(AdbSocket::stringFromData("ab\xff").has_value());
-    EXPECT_FALSE(AdbSocket::stringFromData("\xc0\xaf").has_value());  // overlong
-    EXPECT_FALSE(AdbSocket::stringFromData("\xc3").has_value());      // truncated
+    // Invalid, overlong and truncated sequences.
+    for (const char* bad : {"ab\xff", "\xc0\xaf", "\xc3"}) EXPECT_FALSE(AdbSocket::stringFromData(bad)) << bad;
 
     EXPECT_EQ(AdbSocket::hexDataToInteger("001a"), 26u);
     EXPECT_EQ(AdbSocket::hexDataToInteger("FFFF"), 65535u);
-    EXPECT_EQ(AdbSocket::hexDataToInteger("00g1"), 0u);
-    EXPECT_EQ(AdbSocket::hexDataToInteger("zzzz"), 0u);
-    EXPECT_EQ(AdbSocket::hexDataToInteger("\xff\xff"), 0u);
+    for (const char* bad : {"00g1", "zzzz", "\xff\xff"}) EXPECT_EQ(AdbSocket::hexDataToInteger(bad), 0u) << bad;
     EXPECT_EQ(AdbSocket::hexStringToInteger(u"  0x1fq"_s), 31u);
     EXPECT_EQ(AdbSocket::hexStringToInteger(u"fffffffff"_s), 0xFFFFFFFFu);
-}
 
-TEST(AdbSocket, ErrorsCarryTheMessageThreeTimes) {
     const Error error = AdbSocket::logReaderError(2, u"device offline"_s);
     EXPECT_EQ(error.domain, u"logReader"_s);
     EXPECT_EQ(error.code, 2);
-    EXPECT_EQ(error.description, u"device offline"_s);
-    EXPECT_EQ(error.failureReason, u"device offline"_s);
-    EXPECT_EQ(error.recoverySuggestion, u"device offline"_s);
+    for (const QString& text : {error.description, error.failureReason, error.recoverySuggestion})
+        EXPECT_EQ(text, u"device offline"_s);
 }
 
 TEST(AdbSocket, ServerAndPortComeFromThePreferencesAtEveryCall) {
@@ -70,8 +62,7 @@ TEST(AdbSocket, StopBeforeTheConnectionCompletesLeavesItNotConnecting) {
     test::ScopedAdbPreferences prefs(server.port());
     PidReader reader;
     reader.connect();
-    EXPECT_TRUE(reader.isConnecting());
-    EXPECT_TRUE(reader.isConnected());
+    EXPECT_TRUE(reader.isConnecting() && reader.isConnected());
     reader.stop();
     EXPECT_FALSE(reader.isConnecting());
     test::pumpEvents(50);

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <QStringList>
 #include <functional>
 #include <thread>
 
@@ -13,15 +12,10 @@ namespace {
 
 using test::Script;
 using test::ScriptedAdbServer;
+using test::strings;
 using test::waitUntil;
 
-QStringList strings(std::initializer_list<const char*> texts) {
-    QStringList list;
-    for (const char* text : texts) list.append(QString::fromUtf8(text));
-    return list;
-}
-
-// Records every callback; `onRead` may queue the next read from inside one.
+// Records every callback; the hooks may queue more work from inside one.
 class Recorder final : public AsyncSocketDelegate {
 public:
     void socketDidConnect(AsyncSocket*) override {
@@ -34,7 +28,6 @@ public:
     }
     void socketDidDisconnect(AsyncSocket*, const OptionalError& error) override {
         ++disconnects;
-        if (insideCall) reentrant = true;
         this->error = error;
         events.append(QStringLiteral("disconnect"));
     }
@@ -42,10 +35,21 @@ public:
     QStringList events;
     int disconnects = 0;
     OptionalError error;
-    bool insideCall = false;
-    bool reentrant = false;
     std::function<void()> onConnect;
     std::function<void(long)> onRead;
+};
+
+class AsyncSocketTest : public ::testing::Test {
+protected:
+    // Connects `socket` to the server, whose next connection runs `script`.
+    void connect(const Script& script = Script()) {
+        server.addScript(script);
+        ASSERT_TRUE(socket.connectToHost(QStringLiteral("127.0.0.1"), server.port()));
+    }
+
+    ScriptedAdbServer server;
+    Recorder recorder;
+    AsyncSocket socket{&recorder};
 };
 
 // The same reply, coalesced or byte by byte, completes the same reads.
@@ -71,9 +75,8 @@ TEST(AsyncSocket, ReadsCompleteInOrderWhateverTheSegmentation) {
         socket.readDataToData(AsyncSocket::LFData(), -1, 5);
         socket.readDataToData("IEND", -1, 6);
         ASSERT_TRUE(waitUntil([&] { return recorder.events.size() == 7; })) << recorder.events.join(u'|').toStdString();
-        EXPECT_EQ(recorder.events,
-                  strings({"connect", "read 1 OKAY", "read 2 0005", "read 3 hello", "read 4 \n",
-                               "read 5 wor\n", "read 6 IEND"}))
+        EXPECT_EQ(recorder.events, strings({"connect", "read 1 OKAY", "read 2 0005", "read 3 hello", "read 4 \n",
+                                            "read 5 wor\n", "read 6 IEND"}))
             << "bytewise=" << bytewise;
         EXPECT_EQ(server.received(0), "abcdef");
         EXPECT_TRUE(socket.isConnected());
@@ -82,28 +85,21 @@ TEST(AsyncSocket, ReadsCompleteInOrderWhateverTheSegmentation) {
 
 // On a peer close every read the buffered bytes satisfy completes first,
 // including reads queued from inside the callbacks, then one disconnect.
-TEST(AsyncSocket, PeerCloseDrainsBufferedReadsThenReportsOnce) {
-    ScriptedAdbServer server;
-    server.addScript(Script().reply("one\ntwo\nthree\npart").close());
-    Recorder recorder;
-    AsyncSocket socket(&recorder);
+TEST_F(AsyncSocketTest, PeerCloseDrainsBufferedReadsThenReportsOnce) {
     recorder.onRead = [&](long tag) { socket.readDataToData(AsyncSocket::LFData(), -1, tag + 1); };
-    ASSERT_TRUE(socket.connectToHost(QStringLiteral("127.0.0.1"), server.port()));
+    connect(Script().reply("one\ntwo\nthree\npart").close());
     socket.readDataToData(AsyncSocket::LFData(), -1, 0);
-    ASSERT_TRUE(waitUntil([&] { return recorder.disconnects > 0; }));
-    test::pumpEvents(50);
+    ASSERT_TRUE(test::waitThenSettle([&] { return recorder.disconnects > 0; }, 50));
     EXPECT_EQ(recorder.events, strings({"connect", "read 0 one\n", "read 1 two\n", "read 2 three\n", "disconnect"}));
-    EXPECT_EQ(recorder.disconnects, 1);
     EXPECT_FALSE(recorder.error.has_value());
     EXPECT_FALSE(socket.isConnected());
 }
 
-TEST(AsyncSocket, RefusedConnectionAndRequestsThatCannotStart) {
-    Recorder recorder;
-    AsyncSocket socket(&recorder);
+TEST_F(AsyncSocketTest, RequestsThatCannotStartAndFailuresReportedAsErrors) {
     Error error;
     EXPECT_FALSE(socket.connectToHost(QString(), 1, &error));
     EXPECT_FALSE(error.description.isEmpty());
+    EXPECT_FALSE(AsyncSocket(nullptr).connectToHost(QStringLiteral("127.0.0.1"), 1));
 
     ASSERT_TRUE(socket.connectToHost(QStringLiteral("127.0.0.1"), ScriptedAdbServer::unusedPort()));
     EXPECT_FALSE(socket.connectToHost(QStringLiteral("127.0.0.1"), 1));  // already in use
@@ -113,49 +109,44 @@ TEST(AsyncSocket, RefusedConnectionAndRequestsThatCannotStart) {
     EXPECT_EQ(recorder.error->domain, QString::fromLatin1(kSocketErrorDomain));
     EXPECT_EQ(recorder.events, strings({"disconnect"}));
 
-    AsyncSocket orphan(nullptr);
-    EXPECT_FALSE(orphan.connectToHost(QStringLiteral("127.0.0.1"), 1));
+    // A read that times out with nothing received.
+    Recorder timedOut;
+    AsyncSocket other(&timedOut);
+    ASSERT_TRUE(other.connectToHost(QStringLiteral("127.0.0.1"), server.port()));
+    other.readDataToLength(4, 0.05, 7);
+    ASSERT_TRUE(waitUntil([&] { return timedOut.disconnects > 0; }));
+    ASSERT_TRUE(timedOut.error.has_value());
+    EXPECT_EQ(timedOut.error->code, kReadTimeoutCode);
 }
 
-TEST(AsyncSocket, ZeroLengthReadNeverCompletesAndHoldsLaterReads) {
-    ScriptedAdbServer server;
-    server.addScript(Script().reply("OKAY"));
-    Recorder recorder;
-    AsyncSocket socket(&recorder);
-    ASSERT_TRUE(socket.connectToHost(QStringLiteral("127.0.0.1"), server.port()));
+// Neither a zero-length read (which holds the reads behind it) nor a
+// delegate detached on connect hears anything after "connect".
+TEST_F(AsyncSocketTest, ZeroLengthReadAndDetachedDelegateHearNothingMore) {
+    connect(Script().reply("OKAY"));
     socket.readDataToLength(0, -1, 1);
     socket.readDataToLength(4, -1, 2);
-    ASSERT_TRUE(waitUntil([&] { return server.scriptDone(0); }));
-    test::pumpEvents(50);
+    ASSERT_TRUE(test::waitThenSettle([&] { return server.scriptDone(0); }, 50));
     EXPECT_EQ(recorder.events, strings({"connect"}));
+
+    Recorder detached;
+    AsyncSocket other(&detached);
+    detached.onConnect = [&] { other.setDelegate(nullptr); };
+    server.addScript(Script().reply("OKAY").close());
+    ASSERT_TRUE(other.connectToHost(QStringLiteral("127.0.0.1"), server.port()));
+    other.readDataToLength(4, -1, 1);
+    ASSERT_TRUE(test::waitThenSettle([&] { return server.isClosed(1); }, 50));
+    EXPECT_EQ(detached.events, strings({"connect"}));
 }
 
-TEST(AsyncSocket, ReadWithTimeoutDisconnectsWithErrorWhenNothingComes) {
-    ScriptedAdbServer server;
-    Recorder recorder;
-    AsyncSocket socket(&recorder);
-    ASSERT_TRUE(socket.connectToHost(QStringLiteral("127.0.0.1"), server.port()));
-    socket.readDataToLength(4, 0.05, 7);
-    ASSERT_TRUE(waitUntil([&] { return recorder.disconnects > 0; }));
-    ASSERT_TRUE(recorder.error.has_value());
-    EXPECT_EQ(recorder.error->code, kReadTimeoutCode);
-}
-
-TEST(AsyncSocket, DisconnectIsReportedOnceAndNeverFromInsideTheCall) {
-    ScriptedAdbServer server;
-    Recorder recorder;
-    AsyncSocket socket(&recorder);
-    ASSERT_TRUE(socket.connectToHost(QStringLiteral("127.0.0.1"), server.port()));
+TEST_F(AsyncSocketTest, DisconnectIsReportedOnceAndNeverFromInsideTheCall) {
+    connect();
     ASSERT_TRUE(waitUntil([&] { return socket.isConnected(); }));
-    recorder.insideCall = true;
     socket.disconnect();
     socket.disconnect();
-    recorder.insideCall = false;
+    EXPECT_EQ(recorder.disconnects, 0);
     EXPECT_FALSE(socket.isConnected());
-    ASSERT_TRUE(waitUntil([&] { return recorder.disconnects > 0; }));
-    test::pumpEvents(30);
+    ASSERT_TRUE(test::waitThenSettle([&] { return recorder.disconnects > 0; }));
     EXPECT_EQ(recorder.disconnects, 1);
-    EXPECT_FALSE(recorder.reentrant);
 
     // From another thread the request is queued to the socket's thread.
     Recorder second;
@@ -165,19 +156,6 @@ TEST(AsyncSocket, DisconnectIsReportedOnceAndNeverFromInsideTheCall) {
     std::thread([&] { other.disconnect(); }).join();
     ASSERT_TRUE(waitUntil([&] { return second.disconnects == 1; }));
     EXPECT_TRUE(waitUntil([&] { return server.isClosed(1); }));
-}
-
-TEST(AsyncSocket, DetachedDelegateHearsNothingMore) {
-    ScriptedAdbServer server;
-    server.addScript(Script().reply("OKAY").close());
-    Recorder recorder;
-    AsyncSocket socket(&recorder);
-    recorder.onConnect = [&] { socket.setDelegate(nullptr); };
-    ASSERT_TRUE(socket.connectToHost(QStringLiteral("127.0.0.1"), server.port()));
-    socket.readDataToLength(4, -1, 1);
-    ASSERT_TRUE(waitUntil([&] { return server.isClosed(0); }));
-    test::pumpEvents(50);
-    EXPECT_EQ(recorder.events, strings({"connect"}));
 }
 
 }  // namespace

@@ -2,12 +2,10 @@
 
 #include <QMutex>
 #include <QStringList>
-#include <atomic>
 
 #include "core/adb/devicelistdatasource.h"
 #include "core/adb/devicelistreader.h"
 #include "core/adb/devicenamereader.h"
-#include "core/support/preferences.h"
 #include "core/support/threads.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
@@ -20,10 +18,6 @@ using test::Script;
 using test::ScriptedAdbServer;
 using test::waitUntil;
 
-QByteArray withLength(const QByteArray& payload) {
-    return QByteArray::number(payload.size(), 16).rightJustified(4, '0') + payload;
-}
-
 class ListRecorder final : public DeviceListReaderDelegate {
 public:
     void devicesReceived(const QString& text) override { texts.append(text); }
@@ -32,65 +26,59 @@ public:
     QList<int> codes;
 };
 
-struct ReaderCase {
-    QByteArray reply;
-    QStringList texts;
-    QList<int> codes;
-};
-
 TEST(DeviceListReader, AsksForTheListAndReportsTextOrFailureCode) {
     ScriptedAdbServer server;
     test::ScopedAdbPreferences prefs(server.port());
-    const ReaderCase cases[] = {
-        {"OKAY" + withLength("emulator-5554\tdevice\n"), {u"emulator-5554\tdevice\n"_s}, {}},
+    const struct {
+        QByteArray reply;  // empty: no server listens
+        QStringList texts;
+        QList<int> codes;
+    } cases[] = {
+        {"OKAY" + test::framed("emulator-5554\tdevice\n"), {u"emulator-5554\tdevice\n"_s}, {}},
         {"OKAY0000", {}, {1}},
         {"okay0015emulator-5554\tdevice\n", {}, {}},  // not "OKAY": logged only
         {"FAIL0004oops", {}, {}},
+        {{}, {}, {0}},
     };
     int connection = 0;
-    for (const ReaderCase& c : cases) {
-        server.addScript(Script().expect(16).replyBytewise(c.reply).close());
+    for (const auto& c : cases) {
+        if (c.reply.isEmpty()) test::ScopedAdbPreferences::pointAtNothing();
+        else server.addScript(Script().expect(16).replyBytewise(c.reply).close());
         ListRecorder recorder;
         DeviceListReader reader;
         reader.setDelegate(&recorder);
         reader.connect();
-        ASSERT_TRUE(waitUntil([&] { return server.isClosed(connection) && !reader.isConnecting(); }));
-        test::pumpEvents(30);
-        EXPECT_EQ(server.received(connection), "000chost:devices");
+        ASSERT_TRUE(test::waitThenSettle([&] {
+            return c.reply.isEmpty() ? !recorder.codes.isEmpty()
+                                     : server.isClosed(connection) && !reader.isConnecting();
+        }));
+        if (!c.reply.isEmpty()) {
+            EXPECT_EQ(server.received(connection++), "000chost:devices");
+        }
         EXPECT_EQ(recorder.texts, c.texts) << c.reply.constData();
         EXPECT_EQ(recorder.codes, c.codes) << c.reply.constData();
-        ++connection;
     }
-
-    Preferences::setValue(u"adbPort"_s, QString::number(ScriptedAdbServer::unusedPort()));
-    ListRecorder recorder;
-    DeviceListReader reader;
-    reader.setDelegate(&recorder);
-    reader.connect();
-    ASSERT_TRUE(waitUntil([&] { return !recorder.codes.isEmpty(); }));
-    EXPECT_EQ(recorder.codes, QList<int>{0});
 }
 
+// The serial doubles as the type; later "model:"/"product:" fields fill in
+// the rest, the last one winning; a leading tab leaves the serial empty.
 TEST(DeviceListParsing, RecordsTakeTheSerialAsTypeAndLaterPrefixedFields) {
-    DeviceRecord plain = DeviceListDatasource::recordFromLine(u"emulator-5554\tdevice"_s);
-    EXPECT_EQ(plain.id, u"emulator-5554"_s);
-    EXPECT_EQ(plain.type, u"emulator-5554"_s);
-    EXPECT_FALSE(plain.name.has_value());
-    EXPECT_FALSE(plain.product.has_value());
-
-    DeviceRecord full = DeviceListDatasource::recordFromLine(u"0123  device product:sdk model:Pixel_3"_s);
-    EXPECT_EQ(full.id, u"0123"_s);
-    EXPECT_EQ(full.type, u"0123"_s);
-    EXPECT_EQ(full.name, u"Pixel_3"_s);
-    EXPECT_EQ(full.product, u"sdk"_s);
-
-    DeviceRecord repeated = DeviceListDatasource::recordFromLine(u"x model:a model:b product:c"_s);
-    EXPECT_EQ(repeated.name, u"b"_s);
-
-    DeviceRecord indented = DeviceListDatasource::recordFromLine(u"\tserial device model:m"_s);
-    EXPECT_EQ(indented.id, QString());
-    EXPECT_EQ(indented.type, u"serial"_s);
-    EXPECT_EQ(indented.name, u"m"_s);
+    const struct {
+        QString line, id, type;
+        std::optional<QString> name, product;
+    } cases[] = {
+        {u"emulator-5554\tdevice"_s, u"emulator-5554"_s, u"emulator-5554"_s, {}, {}},
+        {u"0123  device product:sdk model:Pixel_3"_s, u"0123"_s, u"0123"_s, u"Pixel_3"_s, u"sdk"_s},
+        {u"x model:a model:b product:c"_s, u"x"_s, u"x"_s, u"b"_s, u"c"_s},
+        {u"\tserial device model:m"_s, QString(), u"serial"_s, u"m"_s, {}},
+    };
+    for (const auto& c : cases) {
+        const DeviceRecord record = DeviceListDatasource::recordFromLine(c.line);
+        EXPECT_EQ(record.id, c.id) << c.line.toStdString();
+        EXPECT_EQ(record.type, c.type) << c.line.toStdString();
+        EXPECT_EQ(record.name, c.name) << c.line.toStdString();
+        EXPECT_EQ(record.product, c.product) << c.line.toStdString();
+    }
 }
 
 class Controller final : public DeviceListDelegate {
@@ -118,13 +106,22 @@ public:
     bool failedOnMain = true;
 };
 
-// Server-free checks of the parser; lookups go to a server that only listens.
-TEST(DeviceListParsing, SkipsInvalidLinesAndQueuesEachNamelessSerialOnce) {
+class DiscoveryTest : public ::testing::Test {
+protected:
+    DiscoveryTest() { datasource.setDelegate(&controller); }
+    int failureCount() {
+        QMutexLocker lock(&controller.mutex);
+        return int(controller.failures.size());
+    }
+
     ScriptedAdbServer server;
-    test::ScopedAdbPreferences prefs(server.port());
+    test::ScopedAdbPreferences prefs{server.port()};
     Controller controller;
     DeviceListDatasource datasource;
-    datasource.setDelegate(&controller);
+};
+
+// Lookups of the queued serials go to a server that only listens.
+TEST_F(DiscoveryTest, SkipsInvalidLinesAndQueuesEachNamelessSerialOnce) {
     const QString reply = u"* daemon started\r\n- x\nerror: no\r\nA\tdevice\u2028B device model:Bee\rA\toffline\n"_s;
     datasource.parseDeviceList(reply);
     datasource.parseDeviceList(reply);
@@ -155,30 +152,23 @@ TEST(DeviceNameReader, ModelLineWinsAndEndsTheScanNothingTrimmed) {
 
 // The whole discovery: the list on the I/O thread, lookups one after another,
 // a refused lookup stalling the chain at its device.
-TEST(DeviceListDatasource, ListsDevicesThenLooksUpNamesOneAtATime) {
-    ScriptedAdbServer server;
-    test::ScopedAdbPreferences prefs(server.port());
+TEST_F(DiscoveryTest, ListsDevicesThenLooksUpNamesOneAtATime) {
     const QByteArray list = "emu-1\tdevice\n0123\tdevice product:sdk model:Pixel_3\nR58M\tunauthorized\n";
-    server.addScript(Script().expect(16).reply("OKAY" + withLength(list)).close());
-    const QByteArray transport = "0014host:transport:emu-1";
-    const QByteArray cat = "001cshell:cat /system/build.prop";
+    server.addScript(Script().expect(16).reply("OKAY" + test::framed(list)).close());
     server.addScript(Script()
-                         .expect(transport.size())
+                         .expectRequest("host:transport:emu-1")
                          .reply("OKAY")
-                         .expect(cat.size())
+                         .expectRequest("shell:cat /system/build.prop")
                          .reply("OKAYro.product.name=foo\nro.product.model=Bar\n")
                          .close());
-    server.addScript(Script().expect(4 + 19).reply("FAIL0013device unauthorized").close());
+    server.addScript(
+        Script().expectRequest("host:transport:R58M").reply(test::failReply("device unauthorized")).close());
 
-    Controller controller;
-    DeviceListDatasource datasource;
-    datasource.setDelegate(&controller);
     datasource.loadDeviceList();
     ASSERT_TRUE(waitUntil([&] { return server.connectionCount() == 3 && server.isClosed(2); }));
-    ASSERT_TRUE(waitUntil([&] { return !controller.models.isEmpty(); }));
-    test::pumpEvents(50);
+    ASSERT_TRUE(test::waitThenSettle([&] { return !controller.models.isEmpty(); }, 50));
 
-    EXPECT_EQ(server.received(1), transport + cat);
+    EXPECT_EQ(server.received(1), "0014host:transport:emu-1001cshell:cat /system/build.prop");
     EXPECT_EQ(server.received(2), "0013host:transport:R58M");
     ASSERT_EQ(controller.lists.size(), 1);
     const DeviceList& delivered = controller.lists.first();
@@ -192,20 +182,13 @@ TEST(DeviceListDatasource, ListsDevicesThenLooksUpNamesOneAtATime) {
     EXPECT_EQ(server.connectionCount(), 3);
 }
 
-TEST(DeviceListDatasource, FailuresReachTheControllerOffTheMainThread) {
-    ScriptedAdbServer server;
-    test::ScopedAdbPreferences prefs(server.port());
+TEST_F(DiscoveryTest, FailuresReachTheControllerOffTheMainThread) {
     server.addScript(Script().expect(16).reply("OKAY0000").close());
-    Controller controller;
-    DeviceListDatasource datasource;
-    datasource.setDelegate(&controller);
     datasource.loadDeviceList();
-    ASSERT_TRUE(waitUntil([&] { QMutexLocker lock(&controller.mutex); return !controller.failures.isEmpty(); }));
-
-    Preferences::setValue(u"adbPort"_s, QString::number(ScriptedAdbServer::unusedPort()));
+    ASSERT_TRUE(waitUntil([&] { return failureCount() == 1; }));
+    test::ScopedAdbPreferences::pointAtNothing();
     datasource.loadDeviceList();
-    ASSERT_TRUE(waitUntil([&] { QMutexLocker lock(&controller.mutex); return controller.failures.size() == 2; }));
-    test::pumpEvents(30);
+    ASSERT_TRUE(test::waitThenSettle([&] { return failureCount() == 2; }));
     QMutexLocker lock(&controller.mutex);
     EXPECT_EQ(controller.failures, QList<int>({1, 0}));
     EXPECT_FALSE(controller.failedOnMain);

@@ -14,6 +14,7 @@ namespace {
 using namespace Qt::StringLiterals;
 using test::Script;
 using test::ScriptedAdbServer;
+using test::strings;
 using test::waitUntil;
 
 class LogRecorder final : public LogReaderDelegate {
@@ -23,43 +24,30 @@ public:
                            : u"line null"_s);
     }
     void logReaderStopped() override { events.append(u"stopped"_s); }
-    void logReaderStoppedWithError(const Error& error) override {
-        events.append(u"error %1 %2"_s.arg(error.code).arg(error.description));
+    void logReaderStoppedWithError(const Error& e) override {
+        events.append(u"error %1 %2"_s.arg(e.code).arg(e.description));
     }
-    void adbNotRunningError(const Error& error) override {
-        events.append(u"not running %1"_s.arg(error.code));
-    }
-    void adbDeviceNotFound(const Error& error) override {
-        events.append(u"not found "_s + error.failureReason);
-    }
+    void adbNotRunningError(const Error& e) override { events.append(u"not running %1"_s.arg(e.code)); }
+    void adbDeviceNotFound(const Error& e) override { events.append(u"not found "_s + e.failureReason); }
     bool ended() const { return events.contains(u"stopped"_s); }
     QStringList events;
 };
 
-QStringList strings(std::initializer_list<const char*> texts) {
-    QStringList list;
-    for (const char* text : texts) list.append(QString::fromUtf8(text));
-    return list;
-}
-
-QByteArray fail(const QByteArray& message) {
-    return "FAIL" + QByteArray::number(message.size(), 16).rightJustified(4, '0') + message;
-}
-
 const QByteArray kTransportAny = "0012host:transport-any";
 const QByteArray kStream = "003bshell:export ANDROID_LOG_TAGS=\"\"; exec logcat -v threadtime";
 
+Script transportAnyThen(const QByteArray& reply) { return Script().expect(kTransportAny.size()).reply(reply); }
+
 class LogReaderTest : public ::testing::Test {
 protected:
-    void start(const QString& deviceId = QString()) {
+    void start(LogReader& reader, LogRecorder& recorder, const QString& deviceId = QString()) {
         reader.setDelegate(&recorder);
         reader.setDeviceId(deviceId);
         reader.connect();
     }
     // Waits for the end and a little longer, to catch a second report.
-    void finish() {
-        ASSERT_TRUE(waitUntil([&] { return recorder.ended(); })) << recorder.events.join(u'|').toStdString();
-        test::pumpEvents(30);
+    void finish(const LogRecorder& recorder) {
+        ASSERT_TRUE(test::waitThenSettle([&] { return recorder.ended(); })) << recorder.events.join(u'|').toStdString();
     }
 
     ScriptedAdbServer server;
@@ -68,39 +56,64 @@ protected:
     LogReader reader;
 };
 
-TEST_F(LogReaderTest, StreamsLinesInOrderAndEndsOnceWhenTheServerCloses) {
-    server.addScript(Script()
-                         .expect(kTransportAny.size())
-                         .reply("OKAY")
-                         .expect(kStream.size())
-                         .replyBytewise("OKAY01-15 a\r\nb\xff\n")
-                         .reply("c\nd\ntail without newline")
-                         .close());
-    start();
-    finish();
-    EXPECT_EQ(server.received(0), kTransportAny + kStream);
-    EXPECT_EQ(recorder.events,
-              strings({"line 01-15 a\r\n", "line null", "line c\n", "line d\n", "stopped"}));
-    EXPECT_FALSE(reader.isConnecting());
+// Each conversation runs to one end; what the server sent back decides the
+// reports before it.
+TEST_F(LogReaderTest, ConversationsReportThenEndOnce) {
+    const struct {
+        const char* name;
+        QString deviceId, logTags;
+        std::optional<Script> script;  // none: no server listens
+        QByteArray requests;
+        QStringList events;
+    } cases[] = {
+        {"lines in order, invalid UTF-8 as null, unterminated tail dropped", {}, {},
+         transportAnyThen("OKAY")
+             .expect(kStream.size())
+             .replyBytewise("OKAY01-15 a\r\nb\xff\n")
+             .reply("c\nd\ntail without newline")
+             .close(),
+         kTransportAny + kStream, strings({"line 01-15 a\r\n", "line null", "line c\n", "line d\n", "stopped"})},
+        {"serial and log tags go into the requests", u"emu-5554"_s, u"*:W Tag:V"_s,
+         Script().expect(27).reply("OKAY").expect(72).reply("OKAY").close(),  // the two requests below
+         "0017host:transport:emu-5554"
+         "0044shell:export ANDROID_LOG_TAGS=\"*:W Tag:V\"; exec logcat -v threadtime",
+         strings({"stopped"})},
+        {"missing device", {}, {}, transportAnyThen(test::failReply("Device Not Found")).close(), kTransportAny,
+         strings({"not found Device Not Found", "stopped"})},
+        // Only the exact phrase counts as a missing device.
+        {"other failure", {}, {}, transportAnyThen(test::failReply("device 'x' not found")).close(), kTransportAny,
+         strings({"error 2 device 'x' not found", "stopped"})},
+        // A lower-case status is not "OKAY"; what follows it is read as the failure.
+        {"lower-case status", {}, {}, transportAnyThen("okay0004oops").close(), kTransportAny,
+         strings({"error 2 oops", "stopped"})},
+        {"no server", {}, {}, std::nullopt, {},
+         {u"not running %1"_s.arg(kConnectionRefusedCode), u"stopped"_s}},
+    };
+    int connection = 0;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Preferences::setValue(u"adbLogTags"_s, c.logTags);
+        if (c.script) server.addScript(*c.script);
+        else test::ScopedAdbPreferences::pointAtNothing();
+        LogRecorder caseRecorder;
+        LogReader caseReader;
+        start(caseReader, caseRecorder, c.deviceId);
+        finish(caseRecorder);
+        EXPECT_EQ(caseRecorder.events, c.events);
+        EXPECT_FALSE(caseReader.isConnecting());
+        if (c.script) {
+            EXPECT_EQ(server.received(connection++), c.requests);
+        }
+    }
 }
 
-TEST_F(LogReaderTest, SerialAndLogTagsGoIntoTheRequests) {
-    Preferences::setValue(u"adbLogTags"_s, u"*:W Tag:V"_s);
-    const QByteArray transport = "0017host:transport:emu-5554";
-    const QByteArray stream = "0044shell:export ANDROID_LOG_TAGS=\"*:W Tag:V\"; exec logcat -v threadtime";
-    server.addScript(Script().expect(transport.size()).reply("OKAY").expect(stream.size()).reply("OKAY").close());
-    start(u"emu-5554"_s);
-    finish();
-    EXPECT_EQ(server.received(0), transport + stream);
-    EXPECT_EQ(recorder.events, strings({"stopped"}));
-}
-
-TEST_F(LogReaderTest, ClearsOnItsOwnConnectionThenStreamsOnASecondOne) {
+// Stopping mid-stream (twice) closes the stream connection and ends once.
+TEST_F(LogReaderTest, ClearsOnItsOwnConnectionThenStreamsUntilStopped) {
     Preferences::setValue(u"clearLogOnStart"_s, true);
     const QByteArray clear = "0014shell:exec logcat -c";
-    server.addScript(Script().expect(kTransportAny.size()).reply("OKAY").expect(clear.size()).reply("OKAY"));
-    server.addScript(Script().expect(kTransportAny.size()).reply("OKAY").expect(kStream.size()).reply("OKAYx\n"));
-    start();
+    server.addScript(transportAnyThen("OKAY").expect(clear.size()).reply("OKAY"));
+    server.addScript(transportAnyThen("OKAY").expect(kStream.size()).reply("OKAYx\n"));
+    start(reader, recorder);
     ASSERT_TRUE(waitUntil([&] { return recorder.events.size() == 1; }));
     EXPECT_EQ(recorder.events, strings({"line x\n"}));
     EXPECT_EQ(server.connectionCount(), 2);
@@ -109,54 +122,10 @@ TEST_F(LogReaderTest, ClearsOnItsOwnConnectionThenStreamsOnASecondOne) {
     EXPECT_FALSE(reader.sentClearDevice());
 
     reader.stop();
-    finish();
+    reader.stop();
+    finish(recorder);
     EXPECT_EQ(recorder.events, strings({"line x\n", "stopped"}));
-}
-
-TEST_F(LogReaderTest, ServerFailuresAreReportedBeforeTheEnd) {
-    struct Case {
-        QByteArray transportReply;
-        QStringList expected;
-    };
-    const Case cases[] = {
-        {fail("Device Not Found"), strings({"not found Device Not Found", "stopped"})},
-        // Only the exact phrase counts as a missing device.
-        {fail("device 'x' not found"), strings({"error 2 device 'x' not found", "stopped"})},
-        {fail("more than one device and emulator"),
-         strings({"error 2 more than one device and emulator", "stopped"})},
-        // A lower-case status is not "OKAY"; what follows it is read as the failure.
-        {"okay0004oops", strings({"error 2 oops", "stopped"})},
-    };
-    for (const Case& c : cases) {
-        LogRecorder recorder;
-        LogReader reader;
-        reader.setDelegate(&recorder);
-        server.addScript(Script().expect(kTransportAny.size()).reply(c.transportReply).close());
-        reader.connect();
-        ASSERT_TRUE(waitUntil([&] { return recorder.ended(); })) << c.transportReply.constData();
-        test::pumpEvents(30);
-        EXPECT_EQ(recorder.events, c.expected) << c.transportReply.constData();
-    }
-}
-
-TEST_F(LogReaderTest, NoServerMeansNotRunningThenStopped) {
-    Preferences::setValue(u"adbPort"_s, QString::number(ScriptedAdbServer::unusedPort()));
-    start();
-    finish();
-    EXPECT_EQ(recorder.events, strings({"not running 111", "stopped"}).replaceInStrings(
-                                   u"111"_s, QString::number(kConnectionRefusedCode)));
-    EXPECT_FALSE(reader.isConnecting());
-}
-
-TEST_F(LogReaderTest, StopDuringTheStreamEndsItOnce) {
-    server.addScript(Script().expect(kTransportAny.size()).reply("OKAY").expect(kStream.size()).reply("OKAYa\n"));
-    start();
-    ASSERT_TRUE(waitUntil([&] { return !recorder.events.isEmpty(); }));
-    reader.stop();
-    reader.stop();
-    finish();
-    EXPECT_EQ(recorder.events, strings({"line a\n", "stopped"}));
-    EXPECT_TRUE(waitUntil([&] { return server.isClosed(0); }));
+    EXPECT_TRUE(waitUntil([&] { return server.isClosed(1); }));
 }
 
 TEST(LogReaderUtf8, AgreesWithAStrictDecoder) {

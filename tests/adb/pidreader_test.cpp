@@ -3,7 +3,6 @@
 #include <QStringList>
 
 #include "core/adb/pidreader.h"
-#include "core/support/preferences.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
@@ -23,62 +22,59 @@ public:
     QStringList errors;
 };
 
-TEST(PidReader, DeliversTheWholeOutputOnceWhenTheConnectionCloses) {
+// The output up to its last newline arrives once, when the server closes;
+// refusals make the reader close at once without waiting for the server,
+// delivering nothing.
+TEST(PidReader, DeliversTheWholeOutputOnlyWhenTheConversationSucceeds) {
     ScriptedAdbServer server;
     test::ScopedAdbPreferences prefs(server.port());
-    const QByteArray transport = "0013host:transport:abc1";
     const QByteArray output =
         "USER PID PPID VSIZE RSS WCHAN PC NAME\r\n"
         "u0_a12 1234 1 100 10 0 0 S com.example.app\r\n"
         "root 1 0 100 10 0 0 S /init\r\n";
-    server.addScript(Script()
-                         .expect(transport.size())
-                         .reply("OKAY")
-                         .expect(12)
-                         .reply("OKAY")
-                         .replyBytewise(output.left(50))
-                         .reply(output.mid(50) + "no newline at the end")
-                         .close());
-    PidRecorder recorder;
-    PidReader reader;
-    reader.setDelegate(&recorder);
-    reader.setDeviceId(u"abc1"_s);
-    reader.connect();
-    ASSERT_TRUE(waitUntil([&] { return !recorder.texts.isEmpty(); }));
-    test::pumpEvents(30);
-    EXPECT_EQ(server.received(0), transport + "0008shell:ps");
-    EXPECT_EQ(recorder.texts, QStringList{QString::fromUtf8(output)});
-    EXPECT_FALSE(reader.isConnecting());
-}
-
-// Refusals stop the conversation at once; nothing is delivered.
-TEST(PidReader, RefusedTransportOrCommandOrNoServerDeliversNothing) {
-    ScriptedAdbServer server;
-    test::ScopedAdbPreferences prefs(server.port());
-    const QByteArray transportAny = "0012host:transport-any";
-    server.addScript(Script().expect(transportAny.size()).reply("FAIL0010device not found"));
-    server.addScript(Script().expect(transportAny.size()).reply("OKAY").expect(12).reply("FAIL0004nope"));
-    for (int i = 0; i < 2; ++i) {
+    const struct {
+        QString deviceId;
+        std::optional<Script> script;  // none: no server listens
+        QByteArray requests;
+        QStringList texts;
+    } cases[] = {
+        {u"abc1"_s,
+         Script()
+             .expectRequest("host:transport:abc1")
+             .reply("OKAY")
+             .expect(12)
+             .reply("OKAY")
+             .replyBytewise(output.left(50))
+             .reply(output.mid(50) + "no newline at the end")
+             .close(),
+         "0013host:transport:abc1" "0008shell:ps", {QString::fromUtf8(output)}},
+        {{}, Script().expectRequest("host:transport-any").reply("FAIL0010device not found"),
+         "0012host:transport-any", {}},
+        {{}, Script().expectRequest("host:transport-any").reply("OKAY").expect(12).reply("FAIL0004nope"),
+         "0012host:transport-any" "0008shell:ps", {}},
+        {{}, std::nullopt, {}, {}},
+    };
+    int connection = 0;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(connection);
+        if (!c.script) test::ScopedAdbPreferences::pointAtNothing();
+        else server.addScript(*c.script);
         PidRecorder recorder;
         PidReader reader;
         reader.setDelegate(&recorder);
+        reader.setDeviceId(c.deviceId);
         reader.connect();
-        // The reader closes the connection itself, without waiting for the server.
-        ASSERT_TRUE(waitUntil([&] { return server.isClosed(i); })) << i;
-        test::pumpEvents(30);
-        EXPECT_TRUE(recorder.texts.isEmpty());
+        ASSERT_TRUE(test::waitThenSettle([&] { 
+            return c.script ? server.isClosed(connection) && recorder.texts.size() == c.texts.size()
+                            : !reader.isConnecting();
+        }));
+        EXPECT_EQ(recorder.texts, c.texts);
         EXPECT_TRUE(recorder.errors.isEmpty());
         EXPECT_FALSE(reader.isConnecting());
+        if (c.script) {
+            EXPECT_EQ(server.received(connection++), c.requests);
+        }
     }
-
-    Preferences::setValue(u"adbPort"_s, QString::number(ScriptedAdbServer::unusedPort()));
-    PidRecorder recorder;
-    PidReader reader;
-    reader.setDelegate(&recorder);
-    reader.connect();
-    ASSERT_TRUE(waitUntil([&] { return !reader.isConnecting(); }));
-    test::pumpEvents(30);
-    EXPECT_TRUE(recorder.texts.isEmpty());
 }
 
 }  // namespace

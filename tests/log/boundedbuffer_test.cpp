@@ -32,33 +32,25 @@ private:
     uint64_t broken_;
 };
 
+// Past the cap the pruneSize oldest rows go; capacity zero means no cap.
 TEST(BoundedBuffer, PrunesThePruneSizeOldestOnlyWhenTheCapIsExceeded) {
     RowArena arena;
     BoundedBuffer buffer;
-    EXPECT_EQ(buffer.capacity(), 20000);
-    EXPECT_EQ(buffer.pruneSize(), 1000);
     EXPECT_FALSE(buffer.lastObject().has_value());
     for (const RowPtr& row : makeRows(arena, 0, 20000)) ASSERT_FALSE(buffer.addObject(row));
-    EXPECT_EQ(buffer.count(), 20000);
-
     EXPECT_TRUE(buffer.addObject(makeRows(arena, 20000, 1).first()));
     EXPECT_EQ(buffer.count(), 19001);
     EXPECT_EQ(buffer.dataArray().first()->idx(), 1000u);
     EXPECT_EQ((*buffer.lastObject())->idx(), 20000u);
-
     buffer.reset();
     EXPECT_EQ(buffer.count(), 0);
     EXPECT_EQ(buffer.capacity(), 20000);
-}
 
-TEST(BoundedBuffer, CapacityZeroNeverPrunes) {
-    RowArena arena;
-    BoundedBuffer buffer(0);
-    buffer.setPruneSize(10);
-    for (const RowPtr& row : makeRows(arena, 0, 2500)) ASSERT_FALSE(buffer.addObject(row));
-    EXPECT_EQ(buffer.count(), 2500);
-    EXPECT_FALSE(buffer.addAllObjects(makeRows(arena, 0, 5000)));
-    EXPECT_EQ(buffer.count(), 5000);
+    BoundedBuffer uncapped(0);
+    uncapped.setPruneSize(10);
+    for (const RowPtr& row : makeRows(arena, 0, 2500)) ASSERT_FALSE(uncapped.addObject(row));
+    EXPECT_FALSE(uncapped.addAllObjects(makeRows(arena, 0, 5000)));
+    EXPECT_EQ(uncapped.count(), 5000);
 }
 
 // addAllObjects replaces the contents and checks the cap once, so a large
@@ -82,13 +74,12 @@ TEST(BoundedBuffer, AddAllReplacesAndChecksOnce) {
 TEST(BoundedBuffer, ItemsForPredicateFiltersInOrderAndReportsEvaluationErrors) {
     RowArena arena;
     BoundedBuffer buffer;
-    EXPECT_TRUE(buffer.itemsForPredicate(nullptr).isEmpty());
     const EvenMatcher even;
+    EXPECT_TRUE(buffer.itemsForPredicate(nullptr).isEmpty());
     EXPECT_TRUE(buffer.itemsForPredicate(&even).isEmpty());
 
     buffer.addAllObjects(makeRows(arena, 0, 6));
-    const RowList all = buffer.itemsForPredicate(nullptr);
-    EXPECT_EQ(all, buffer.dataArray());
+    EXPECT_EQ(buffer.itemsForPredicate(nullptr), buffer.dataArray());
     const RowList evens = buffer.itemsForPredicate(&even);
     ASSERT_EQ(evens.size(), 3);
     EXPECT_EQ(evens[0]->idx(), 0u);
