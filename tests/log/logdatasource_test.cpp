@@ -7,6 +7,8 @@
 
 #include "core/log/logdatasource.h"
 #include "core/support/threads.h"
+#include "helpers.h"
+#include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
 namespace vf {
@@ -90,8 +92,12 @@ protected:
     LogDatasource store;
 };
 
-TEST_F(StoreTest, ReplayedLinesAreDroppedOnlyDuringTheFirstThirtySeconds) {
+TEST_F(StoreTest, EmptyAndReplayedLinesMakeNoRowTheLatterOnlyForThirtySeconds) {
     start();
+    store.logLineReceived(std::nullopt);
+    store.logLineReceived(std::string_view());
+    feed("\n");
+    EXPECT_EQ(store.logEventCount(), 0);
     feed(line("12-31 23:59:58.000", 10, "I", "T", "last year"));
     feed(line("01-01 00:00:01.000", 10, "I", "T", "new year"));  // sorts before December: a replay
     feed(line("12-31 23:59:58.000", 10, "I", "T", "same time"));  // equal: kept
@@ -100,13 +106,6 @@ TEST_F(StoreTest, ReplayedLinesAreDroppedOnlyDuringTheFirstThirtySeconds) {
     now += 30'001;
     feed(line("01-01 00:00:02.000", 10, "I", "T", "after the guard"));
     EXPECT_EQ(store.logEventCount(), 3);
-}
-
-TEST_F(StoreTest, NullAndEmptyLinesMakeNoRow) {
-    store.logLineReceived(std::nullopt);
-    store.logLineReceived(std::string_view());
-    feed("\n");
-    EXPECT_EQ(store.logEventCount(), 0);
 }
 
 TEST_F(StoreTest, SecondUnknownRowStartsOneLookupAndALaterRequestRunsAfterIt) {
@@ -147,11 +146,8 @@ TEST_F(StoreTest, PsLinesThatDoNotFitAreSkippedAndStaleWaitingRowsDropped) {
                                      "u0_a1 88 1\n"
                                      "u0_a1 x 123abc 0 named.by.letters\n"
                                      "u0_a1 00 ab cd no.integer\n"));
-    EXPECT_EQ(store.appNameForPid(u"1"_s), QString());
-    EXPECT_EQ(store.appNameForPid(u"77"_s), QString());
-    EXPECT_EQ(store.appNameForPid(u"88"_s), QString());
+    for (const QString& pid : {u"1"_s, u"77"_s, u"88"_s, u"00"_s}) EXPECT_EQ(store.appNameForPid(pid), QString()) << pid.toStdString();
     EXPECT_EQ(store.appNameForPid(u"123abc"_s), u"named.by.letters"_s);
-    EXPECT_EQ(store.appNameForPid(u"00"_s), QString());
     // Pid 555 was not listed: its waiting list was dropped, so the next row
     // starts a new list and a single row asks for no lookup.
     feed(line("01-01 10:00:00.002", 555, "I", "T", "c"));
@@ -197,16 +193,8 @@ TEST_F(StoreTest, FilteredRowsOlderThanAllRowsKeepTheirValues) {
     ASSERT_EQ(view.size(), 300);
     const uint64_t firstKept = store.getDataAll().constFirst()->idx();
     EXPECT_LT(view.constFirst()->idx(), firstKept);
-    for (int i = 0; i < 300; ++i) {
-        const Row& row = *view.at(i);
-        EXPECT_EQ(row.string(RowKey::Text).trimmed(), u"row "_s + QString::number(i * 100));
-        EXPECT_EQ(row.time(), "01-01 10:00:00.000");
-        EXPECT_EQ(row.app(), "app");
-        EXPECT_EQ(row.pid(), "10");
-        EXPECT_EQ(row.tid(), "11");
-        EXPECT_EQ(row.type(), "E");
-        EXPECT_EQ(row.name(), "Tag");
-    }
+    for (int i = 0; i < 300; ++i)
+        EXPECT_EQ(test::fields(*view.at(i)), "01-01 10:00:00.000|app|10|11|E|Tag| row " + std::to_string(i * 100));
 }
 
 TEST_F(StoreTest, SyntheticRowsAreNotInTheFilteredViewUntilTheFilterIsSetAgain) {
@@ -311,7 +299,7 @@ TEST_F(StoreTest, ALoadedFileHasNoCapUntilTheNextRun) {
     EXPECT_EQ(store.logEventCount(), 24001);
 }
 
-TEST_F(StoreTest, PsAbortLinesStopTheRunWithTheirNotification) {
+TEST_F(StoreTest, DeviceErrorsStopTheRunWithTheirNotification) {
     start();
     store.pidReceived(u"error: device not found\nUSER PID\nu 1 2 3 x\n"_s);
     EXPECT_EQ(delegate.deviceNotFound, 1);
@@ -323,9 +311,21 @@ TEST_F(StoreTest, PsAbortLinesStopTheRunWithTheirNotification) {
     store.pidReceived(u"error: more than one device and emulator\n"_s);
     EXPECT_EQ(delegate.multipleDevices, 1);
     EXPECT_FALSE(store.isLogging());
+
+    // The log reader's failure notifies, stops the conversations, then ends the run.
+    store.startLogger();
+    ASSERT_TRUE(waitUntil([&] { return delegate.started == 3; }));
+    pumpEvents(50);
+    const int stops = conversations->stops, stopped = delegate.stopped;
+    Error error;
+    error.failureReason = u"error: more than one device/emulator"_s;
+    store.logReaderStoppedWithError(error);
+    EXPECT_EQ(delegate.multipleDevices, 2);
+    EXPECT_GT(conversations->stops, stops);
+    EXPECT_TRUE(waitUntil([&] { return delegate.stopped == stopped + 1; }));
 }
 
-TEST_F(StoreTest, EndOfStreamAddsAStatusRowAndResetsNamesToTheUsersOnes) {
+TEST_F(StoreTest, EndOfStreamAndNoServerAddStatusRows) {
     store.setDeviceId(u"emulator-5554"_s);
     start();
     store.pidReceived(u"USER PID\nu0 42 1 0 from.ps\n"_s);
@@ -337,21 +337,10 @@ TEST_F(StoreTest, EndOfStreamAddsAStatusRowAndResetsNamesToTheUsersOnes) {
     EXPECT_EQ(store.getDataAll().constLast()->text(), "Disconnected. emulator-5554");
     EXPECT_EQ(store.appNameForPid(u"42"_s), QString());
     EXPECT_EQ(store.appNameForPid(u"7"_s), u"Mine"_s);
-}
 
-TEST_F(StoreTest, MoreThanOneDeviceFailureNotifiesThenEndsTheRun) {
-    start();
-    Error error;
-    error.failureReason = u"error: more than one device/emulator"_s;
-    store.logReaderStoppedWithError(error);
-    EXPECT_EQ(delegate.multipleDevices, 1);
-    EXPECT_GE(conversations->stops.load(), 1);
-    EXPECT_TRUE(waitUntil([&] { return delegate.stopped == 1; }));
-}
-
-TEST_F(StoreTest, NoServerAddsAnErrorRowAndDropsTheDevice) {
-    store.setDeviceId(u"serial"_s);
-    start();
+    // No server: an error row, and the device is dropped.
+    store.startLogger();
+    ASSERT_TRUE(waitUntil([&] { return delegate.started == 2; }));
     store.adbNotRunningError(Error{});
     EXPECT_EQ(delegate.notRunning, 1);
     EXPECT_FALSE(store.isLogging());
@@ -371,6 +360,40 @@ TEST(StoreLifetime, DestroyingTheStoreDeletesItsConversationsOnTheIoThread) {
     }
     EXPECT_EQ(conversations->stops, 2);
     EXPECT_TRUE(waitUntil([&] { return conversations->deletedOnIo == 2; }));
+}
+
+// The store with its real conversations against a scripted ADB server.
+TEST(StoreOverSocket, StreamsLinesNamesThePidAndEndsWithAStatusRow) {
+    test::ScriptedAdbServer server;
+    test::ScopedAdbPreferences preferences(server.port());
+    const QByteArray transport = "host:transport:emulator-5554";
+    // The process table is asked for before the stream is opened.
+    server.addScript(test::Script().expectRequest(transport).reply("OKAY").expectRequest("shell:ps")
+                         .reply("OKAYUSER PID PPID VSIZE RSS WCHAN PC NAME\n"
+                                "u0_a1     4321  1 0 0 0 0 S com.example.live\n")
+                         .close());
+    server.addScript(test::Script().expectRequest(transport).reply("OKAY").expect(4 + 59).reply("OKAY")
+                         .replyBytewise("01-02 03:04:05.006  4321  4322 I Tag: first\n")
+                         .reply("01-02 03:04:05.007  4321  4321 W Tag: second\r\n"
+                                "01-02 03:04:05.008  4321  4322 E Tag: third\n")
+                         .close());
+    Delegate delegate;
+    LogDatasource store;
+    store.setDelegate(&delegate);
+    store.setDeviceId(u"emulator-5554"_s);
+    store.startLogger();
+    ASSERT_TRUE(waitUntil([&] { return delegate.stopped == 1; }));
+    EXPECT_EQ(delegate.started, 1);
+    EXPECT_FALSE(store.isLogging());
+    EXPECT_TRUE(server.received(0).contains("shell:ps"));
+    EXPECT_TRUE(server.received(1).contains("exec logcat -v threadtime"));
+    const RowList rows = store.getDataAll();
+    ASSERT_EQ(rows.size(), 4);
+    EXPECT_EQ(test::fields(*rows.at(0)), "01-02 03:04:05.006|com.example.live|4321|4322|I|Tag| first");
+    EXPECT_EQ(rows.at(1)->tid(), "-");
+    EXPECT_EQ(rows.at(2)->type(), "E");
+    EXPECT_EQ(rows.at(3)->text(), "Disconnected. emulator-5554");
+    EXPECT_EQ(store.appNameForPid(u"4321"_s), QString()) << "the stream's end resets the map to the user's names";
 }
 
 }  // namespace

@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <QFile>
-#include <QTemporaryDir>
 #include <plist/plist.h>
 
 #include "core/log/logexport.h"
+#include "helpers.h"
 
 namespace vf {
 namespace {
@@ -12,28 +11,12 @@ namespace {
 using namespace Qt::StringLiterals;
 
 RowPtr makeRow(RowArena& arena, std::string app, std::string pid, std::string text, uint64_t idx = 0) {
-    RowValues v;
-    v.idx = idx;
-    v.time = "01-15 12:34:56.789";
-    v.app = std::move(app);
-    v.pid = pid;
-    v.tid = "5678";
-    v.type = "I";
-    v.name = "Tag";
-    v.text = std::move(text);
-    return arena.make(v);
+    return arena.make(RowValues{idx, "01-15 12:34:56.789", std::move(app), std::move(pid), "5678", "I", "Tag", std::move(text)});
 }
 
 class LogExport : public ::testing::Test {
 protected:
-    QString writeFile(const QString& name, const QByteArray& bytes) {
-        const QString path = dir.filePath(name);
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-        return path;
-    }
-
+    QString writeFile(const QString& name, const QByteArray& bytes) { return test::writeFile(dir, name, bytes); }
     // A property list with a root dictionary holding `rows` under "logdata".
     QByteArray plistFile(bool binary, const std::vector<std::map<std::string, std::string>>& rows) {
         plist_t root = plist_new_dict();
@@ -62,19 +45,22 @@ protected:
     RowIndexSource index = [this] { return next++; };
 };
 
-TEST_F(LogExport, SavedLines) {
+TEST_F(LogExport, RowsAsSavedAndCopiedText) {
     EXPECT_EQ(savedTextLine(*makeRow(arena, "com.app", "1234", " hello")),
               "01-15 12:34:56.789 com.app(1234) 5678 I Tag:  hello\n");
     EXPECT_EQ(savedTextLine(*makeRow(arena, "", "1234", "a\nb\n")), "01-15 12:34:56.789 (1234) 5678 I Tag: a\nb\n")
         << "only a final line feed is not doubled";
-    RowValues status;
-    status.app = "Vellumfox";
-    status.pid = status.tid = status.name = "---";
-    status.type = "E";
-    status.text = "Error";
-    EXPECT_EQ(savedTextLine(*arena.make(status)), " Vellumfox(---) --- E ---: Error\n");
+    EXPECT_EQ(savedTextLine(*arena.make(RowValues{0, "", "Vellumfox", "---", "---", "E", "---", "Error"})),
+              " Vellumfox(---) --- E ---: Error\n");
     const RowList rows{makeRow(arena, "a", "1", "x"), makeRow(arena, "b", "2", "y")};
     EXPECT_EQ(writeSavedText(rows), QByteArray("01-15 12:34:56.789 a(1) 5678 I Tag: x\n01-15 12:34:56.789 b(2) 5678 I Tag: y\n"));
+    // Copied rows are tab separated and flatten line breaks.
+    const RowList copied{makeRow(arena, "com.app", "1", "a\r\nb\nc", 7), makeRow(arena, "", "2", "d")};
+    EXPECT_EQ(copyText(copied), u"01-15 12:34:56.789\tcom.app\t1\t5678\tI\tTag\ta  b c\n"
+                                u"01-15 12:34:56.789\t\t2\t5678\tI\tTag\td\n"_s);
+    EXPECT_EQ(copyText(copied, RowKey::Text), u"a  b c\nd\n"_s);
+    EXPECT_EQ(copyText(copied, RowKey::Idx), u"7\n0\n"_s);
+    EXPECT_EQ(copyText({}), QString());
 }
 
 TEST_F(LogExport, SavedFileReopensWithItsApps) {
@@ -85,23 +71,9 @@ TEST_F(LogExport, SavedFileReopensWithItsApps) {
     const auto reopened = openLogFile(path, index);  // not a property list: read as text
     ASSERT_TRUE(reopened);
     ASSERT_EQ(reopened->size(), 8);
-    for (int i = 0; i < 8; ++i) {
-        const RowValues v = (*reopened)[i]->values();
-        EXPECT_EQ(v.app, i % 2 ? "com.app" : "");
-        EXPECT_EQ(v.pid, std::to_string(1000 + i));
-        EXPECT_EQ(v.tid, "5678");
-        EXPECT_EQ(v.name, "Tag");
-        EXPECT_EQ(v.text, "  line " + std::to_string(i));
-    }
-}
-
-TEST_F(LogExport, CopiedRowsFlattenLineBreaks) {
-    const RowList rows{makeRow(arena, "com.app", "1", "a\r\nb\nc", 7), makeRow(arena, "", "2", "d")};
-    EXPECT_EQ(copyText(rows), u"01-15 12:34:56.789\tcom.app\t1\t5678\tI\tTag\ta  b c\n"
-                              u"01-15 12:34:56.789\t\t2\t5678\tI\tTag\td\n"_s);
-    EXPECT_EQ(copyText(rows, RowKey::Text), u"a  b c\nd\n"_s);
-    EXPECT_EQ(copyText(rows, RowKey::Idx), u"7\n0\n"_s);
-    EXPECT_EQ(copyText({}), QString());
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(test::fields(*(*reopened)[i]), "01-15 12:34:56.789|" + std::string(i % 2 ? "com.app" : "") + "|" +
+                                                     std::to_string(1000 + i) + "|5678|I|Tag|  line " + std::to_string(i));
 }
 
 TEST_F(LogExport, VellumfoxFilesInBothForms) {
@@ -115,17 +87,10 @@ TEST_F(LogExport, VellumfoxFilesInBothForms) {
         const auto read = openLogFile(path, index);
         ASSERT_TRUE(read);
         ASSERT_EQ(read->size(), 2);
-        const RowValues first = (*read)[0]->values();
-        EXPECT_EQ(first.idx, 41u);
-        EXPECT_EQ(first.app, "com.app");
-        EXPECT_EQ(first.tid, "-");
-        EXPECT_EQ(first.type, "W");
-        EXPECT_EQ(first.text, "multi\nline");
-        const RowValues second = (*read)[1]->values();
-        EXPECT_EQ(second.idx, binary ? 501u : 500u) << "no idx: the next index";
-        EXPECT_EQ(second.pid, "99");
-        EXPECT_EQ(second.time, "");
-        EXPECT_EQ(second.name, "");
+        EXPECT_EQ(test::fields(*(*read)[0]), "01-15 12:34:56.789|com.app|1234|-|W|Tag|multi\nline");
+        EXPECT_EQ(test::fields(*(*read)[1]), "||99||||only some keys");
+        EXPECT_EQ((*read)[0]->idx(), 41u);
+        EXPECT_EQ((*read)[1]->idx(), binary ? 501u : 500u) << "no idx: the next index";
     }
 }
 

@@ -4,9 +4,12 @@
 #include <random>
 
 #include "core/log/logparser.h"
+#include "helpers.h"
 
 namespace vf {
 namespace {
+
+using F = LogLineFormat;
 
 // Parses lines with a counting index source and a small pid map.
 struct Parser {
@@ -24,83 +27,65 @@ struct Parser {
     RowPtr parse(std::string_view text, LogLineFormat format) {
         return parseThreadTimeLine(arena, arena.copyLine(text), format, index, lookup);
     }
-    RowValues values(std::string_view text, LogLineFormat format) {
-        const RowPtr row = parse(text, format);
-        return row ? row->values() : RowValues{};
-    }
 };
 
-void expectRow(const RowValues& v, std::string_view time, std::string_view app, std::string_view pid,
-               std::string_view tid, std::string_view type, std::string_view name, std::string_view text) {
-    EXPECT_EQ(v.time, time);
-    EXPECT_EQ(v.app, app);
-    EXPECT_EQ(v.pid, pid);
-    EXPECT_EQ(v.tid, tid);
-    EXPECT_EQ(v.type, type);
-    EXPECT_EQ(v.name, name);
-    EXPECT_EQ(v.text, text);
-}
-
-TEST(LogParser, ThreadTimeLayoutsKeepPaddingAndMapApps) {
+TEST(LogParser, EveryLayoutItsFieldsAndItsEarlyEnds) {
+    struct Case {
+        F format;
+        std::string_view line, row;  // row: "time|app|pid|tid|type|name|text", empty = no row
+    };
+    const Case cases[] = {
+        // threadtime keeps the tag's padding; tid == pid shows "-"; only the live stream maps apps.
+        {F::ThreadTimeLive, "01-15 12:34:56.789  1234  5678 I ActivityManager: Start proc",
+         "01-15 12:34:56.789|com.example.app|1234|5678|I|ActivityManager| Start proc"},
+        {F::ThreadTime, "01-15 12:34:56.789  1234  5678 I ActivityManager: Start proc",
+         "01-15 12:34:56.789||1234|5678|I|ActivityManager| Start proc"},
+        {F::ThreadTimeLive, "01-15 12:34:56.789   999   999 W Tag     : x: y", "01-15 12:34:56.789||999|-|W|Tag     | x: y"},
+        {F::ThreadTime, "01-15 12:34:56.789  1234  5678 I Tag:", "01-15 12:34:56.789||1234|5678|I|Tag|"},
+        {F::ThreadTime, "01-15  12:34:56.789  1 2 I T: x", "01-15 12:34:56.789||1|2|I|T| x"},  // time rebuilt, one blank
+        {F::ThreadTime, "01-15 12:34:56.789  1234  5678 I Tag without colon", ""},
+        {F::ThreadTime, "01-15 12:34:56.789  1234  5678 I", ""},
+        {F::ThreadTime, "01-15", ""},
+        // app(pid) is split only when the token ends with ")".
+        {F::ThreadTimeApp, "01-15 12:34:56.789 com.app:svc(1234) 1234 E Tag: boom", "01-15 12:34:56.789|com.app:svc|1234|-|E|Tag| boom"},
+        {F::ThreadTimeApp, "01-15 12:34:56.789 com.app(12)x 7 E Tag: boom", "01-15 12:34:56.789||com.app(12)x|7|E|Tag| boom"},
+        // Dash lines are text in every layout; raw text loses its leading (also wide) blanks.
+        {F::ThreadTimeLive, "--------- beginning of main", "||||||--------- beginning of main"},
+        {F::Brief, "--------- beginning of main", "||||||--------- beginning of main"},
+        {F::Long, "--------- beginning of main", "||||||--------- beginning of main"},
+        {F::Raw, " \t some raw text ", "||||||some raw text "},
+        {F::None, "\xE2\x80\x83\xC2\xA0wide spaces", "||||||wide spaces"},
+        {F::Raw, "   ", ""},
+        // The brief family never shows "-" for the tid.
+        {F::Brief, "I/ActivityManager( 1234): Start proc", "||1234||I|ActivityManager| Start proc"},
+        {F::Brief, "I/ActivityManager Start proc", ""},
+        {F::Time, "01-15 12:34:56.789 D/dalvikvm(  42): GC", "01-15 12:34:56.789||42||D|dalvikvm| GC"},
+        {F::Dated, "01-15 12:34:56.789: I/Tag(1234): text", "01-15 12:34:56.789||1234||I|Tag| text"},
+        {F::Process, "I( 1234) Start proc (ActivityManager)", "||1234||I|| Start proc (ActivityManager)"},
+        {F::Tag, "W/Tag: text: more", "||||W|Tag|text: more"},
+        // long: the header joined with its message; the closing bracket is cut like the threadtime colon.
+        {F::Long, "[ 01-15 12:34:56.789  1234: 5678 I/ActivityManager ]Start proc",
+         "01-15 12:34:56.789||1234|5678|I|ActivityManager |Start proc"},
+        {F::Long, "[ 01-15 12:34:56.789  1234: 1234 W/Tag ]text", "01-15 12:34:56.789||1234|-|W|Tag |text"},
+        {F::Long, "[ 01-15 12:34:56.789  1234: 5678 I/Tag ]", "01-15 12:34:56.789||1234|5678|I|Tag |"},
+        {F::Long, "[ 01-15 12:34:56.789  1234: 5678 I-Tag ]", ""},
+        {F::Long, "[ 01-15 12:34:56.789  1234:/Tag ]text", ""},  // no tid and level
+    };
     Parser p;
-    const char* line = "01-15 12:34:56.789  1234  5678 I ActivityManager: Start proc";
-    expectRow(p.values(line, LogLineFormat::ThreadTimeLive), "01-15 12:34:56.789", "com.example.app", "1234", "5678",
-              "I", "ActivityManager", " Start proc");
-    expectRow(p.values(line, LogLineFormat::ThreadTime), "01-15 12:34:56.789", "", "1234", "5678", "I",
-              "ActivityManager", " Start proc");
-    // Unknown pid: app empty. Padded tag keeps its blanks, tid == pid shows "-".
-    expectRow(p.values("01-15 12:34:56.789   999   999 W Tag     : x: y", LogLineFormat::ThreadTimeLive),
-              "01-15 12:34:56.789", "", "999", "-", "W", "Tag     ", " x: y");
-    expectRow(p.values("01-15 12:34:56.789 com.app:svc(1234) 1234 E Tag: boom", LogLineFormat::ThreadTimeApp),
-              "01-15 12:34:56.789", "com.app:svc", "1234", "-", "E", "Tag", " boom");
-    // app(pid) split only when the token ends with ")".
-    expectRow(p.values("01-15 12:34:56.789 com.app(12)x 7 E Tag: boom", LogLineFormat::ThreadTimeApp),
-              "01-15 12:34:56.789", "", "com.app(12)x", "7", "E", "Tag", " boom");
-}
-
-TEST(LogParser, ThreadTimeLinesThatEndEarly) {
-    Parser p;
-    EXPECT_FALSE(p.parse("01-15 12:34:56.789  1234  5678 I Tag without colon", LogLineFormat::ThreadTime));
-    EXPECT_FALSE(p.parse("01-15 12:34:56.789  1234  5678 I", LogLineFormat::ThreadTime));
-    EXPECT_FALSE(p.parse("01-15", LogLineFormat::ThreadTime));
-    EXPECT_FALSE(p.parse("   ", LogLineFormat::Raw));
-    EXPECT_EQ(p.next, 100u) << "lines that give no row take no index";
-    const RowPtr row = p.parse("01-15 12:34:56.789  1234  5678 I Tag:", LogLineFormat::ThreadTime);
-    ASSERT_TRUE(row);
-    EXPECT_EQ(row->name(), "Tag");
-    EXPECT_EQ(row->text(), "");
-    EXPECT_EQ(row->idx(), 100u);
-    EXPECT_EQ(p.next, 101u);
-}
-
-TEST(LogParser, DashLinesAreTextOnlyInEveryLayout) {
-    Parser p;
-    for (const auto format : {LogLineFormat::ThreadTimeLive, LogLineFormat::Brief, LogLineFormat::Long})
-        expectRow(p.values("--------- beginning of main", format), "", "", "", "", "", "", "--------- beginning of main");
-    expectRow(p.values(" \t some raw text ", LogLineFormat::Raw), "", "", "", "", "", "", "some raw text ");
-    expectRow(p.values("\xE2\x80\x83\xC2\xA0wide spaces", LogLineFormat::None), "", "", "", "", "", "", "wide spaces");
-}
-
-TEST(LogParser, BriefFamilyLayouts) {
-    Parser p;
-    expectRow(p.values("I/ActivityManager( 1234): Start proc", LogLineFormat::Brief), "", "", "1234", "", "I",
-              "ActivityManager", " Start proc");
-    // tid is never "-" outside threadtime and long.
-    expectRow(p.values("01-15 12:34:56.789 D/dalvikvm(  42): GC", LogLineFormat::Time), "01-15 12:34:56.789", "", "42",
-              "", "D", "dalvikvm", " GC");
-    expectRow(p.values("01-15 12:34:56.789: I/Tag(1234): text", LogLineFormat::Dated), "01-15 12:34:56.789", "", "1234",
-              "", "I", "Tag", " text");
-    expectRow(p.values("I( 1234) Start proc (ActivityManager)", LogLineFormat::Process), "", "", "1234", "", "I", "",
-              " Start proc (ActivityManager)");
-    expectRow(p.values("W/Tag: text: more", LogLineFormat::Tag), "", "", "", "", "W", "Tag", "text: more");
-    EXPECT_FALSE(p.parse("I/ActivityManager Start proc", LogLineFormat::Brief));
+    for (const Case& c : cases) {
+        const uint64_t before = p.next;
+        const RowPtr row = p.parse(c.line, c.format);
+        EXPECT_EQ(row ? test::fields(*row) : std::string(), c.row) << c.line;
+        EXPECT_EQ(p.next, before + (row ? 1 : 0)) << "only a row takes an index: " << c.line;
+        EXPECT_EQ(row ? row->idx() : before, before);
+    }
 }
 
 TEST(LogParser, DatedLayoutTakesTheAppOutOfTheTag) {
     Parser p;
     const auto tagAndApp = [&](std::string_view tag) {
-        const RowValues v = p.values("01-15 12:34:56.789: I/" + std::string(tag) + "(1): t", LogLineFormat::Dated);
-        return std::pair(v.name, v.app);
+        const RowPtr row = p.parse("01-15 12:34:56.789: I/" + std::string(tag) + "(1): t", F::Dated);
+        return std::pair(std::string(row->name()), std::string(row->app()));
     };
     using Pair = std::pair<std::string, std::string>;
     EXPECT_EQ(tagAndApp("Tag"), Pair("Tag", ""));
@@ -113,27 +98,13 @@ TEST(LogParser, DatedLayoutTakesTheAppOutOfTheTag) {
     EXPECT_EQ(tagAndApp("Tag**"), Pair("", ""));
 }
 
-TEST(LogParser, LongLayoutHeaderJoinedWithItsMessage) {
-    Parser p;
-    expectRow(p.values("[ 01-15 12:34:56.789  1234: 5678 I/ActivityManager ]Start proc", LogLineFormat::Long),
-              "01-15 12:34:56.789", "", "1234", "5678", "I", "ActivityManager ", "Start proc");
-    expectRow(p.values("[ 01-15 12:34:56.789  1234: 1234 W/Tag ]text", LogLineFormat::Long), "01-15 12:34:56.789",
-              "", "1234", "-", "W", "Tag ", "text");
-    // The closing bracket is taken and cut, like the threadtime colon.
-    EXPECT_EQ(p.values("[ 01-15 12:34:56.789  1234: 5678 I/Tag ]", LogLineFormat::Long).text, "");
-    EXPECT_FALSE(p.parse("[ 01-15 12:34:56.789  1234: 5678 I-Tag ]", LogLineFormat::Long));
-    EXPECT_FALSE(p.parse("[ 01-15 12:34:56.789  1234:/Tag ]text", LogLineFormat::Long)) << "no tid and level";
-}
-
 TEST(LogParser, FieldsArePiecesOfTheLine) {
     Parser p;
     const std::string_view line = p.arena.copyLine("01-15 12:34:56.789  1234  1234 I Tag: hi");
-    const RowPtr row = parseThreadTimeLine(p.arena, line, LogLineFormat::ThreadTime, p.index);
+    const RowPtr row = parseThreadTimeLine(p.arena, line, F::ThreadTime, p.index);
     ASSERT_TRUE(row);
     EXPECT_EQ(row->time().data(), line.data());
     EXPECT_EQ(row->text().data(), line.data() + line.size() - 3);
-    // Two blanks between date and time: the time is built, one blank.
-    EXPECT_EQ(p.values("01-15  12:34:56.789  1 2 I T: x", LogLineFormat::ThreadTime).time, "01-15 12:34:56.789");
 }
 
 // Lines made of the delimiters themselves reach every early exit of every
@@ -145,9 +116,8 @@ TEST(LogParser, ArbitraryLinesStayInsideTheLine) {
     for (int n = 0; n < 20000; ++n) {
         std::string line(rng() % 40, ' ');
         for (char& c : line) c = alphabet[rng() % alphabet.size()];
-        const auto format = LogLineFormat(rng() % 11);
         const std::string_view stored = p.arena.copyLine(line);
-        const RowPtr row = parseThreadTimeLine(p.arena, stored, format, p.index, p.lookup);
+        const RowPtr row = parseThreadTimeLine(p.arena, stored, LogLineFormat(rng() % 11), p.index, p.lookup);
         if (!row) continue;
         for (const RowKey key : {RowKey::Pid, RowKey::Text}) {
             const std::string_view v = row->view(key);
@@ -157,6 +127,55 @@ TEST(LogParser, ArbitraryLinesStayInsideTheLine) {
         // The level letter is kept in the row itself; it must still be a piece of the line.
         EXPECT_NE(stored.find(row->view(RowKey::Type)), std::string_view::npos) << line;
     }
+}
+
+constexpr std::string_view kThreadTime = "01-15 12:34:56.789  1234  5678 I Tag     : text";
+constexpr std::string_view kBrief = "I/Tag     ( 1234): text";
+constexpr std::string_view kProcess = "I( 1234) text (Tag)";
+constexpr std::string_view kTag = "I/Tag: text";
+constexpr std::string_view kTime = "01-15 12:34:56.789 I/Tag     ( 1234): text";
+
+std::vector<std::string_view> repeat(std::string_view line, size_t n, std::vector<std::string_view> lines = {}) {
+    lines.insert(lines.end(), n, line);
+    return lines;
+}
+
+TEST(LogDetect, EveryLayoutFromItsLines) {
+    const std::pair<std::string_view, F> layouts[] = {
+        {kThreadTime, F::ThreadTime},
+        {"01-15 12:34:56.789 com.app(1234) 5678 I Tag: text", F::ThreadTimeApp},
+        {"01-15 12:34:56.789: I/Tag(1234): text", F::Dated},
+        {"\xC3\xA9" "1-15 12:34:56.789: I/Tag(1): text", F::Dated},  // positions count characters, not bytes
+        {kBrief, F::Brief}, {kProcess, F::Process}, {kTag, F::Tag}, {kTime, F::Time}, {"plain words", F::Raw}};
+    for (const auto& [line, format] : layouts) EXPECT_EQ(determineLogType(repeat(line, 5)), format) << line;
+    std::vector<std::string_view> entries;
+    for (int i = 0; i < 5; ++i) entries.insert(entries.end(), {"[ 01-15 12:34:56.789  1234: 5678 I/Tag ]", "I/x( 1): y", ""});
+    EXPECT_EQ(determineLogType(entries), F::Long) << "message and blank lines are not classified";
+    EXPECT_EQ(determineLogType({}), F::None);
+    EXPECT_EQ(determineLogType({"", "x", "\xC3\xA9", ""}), F::None);  // all under two characters
+}
+
+TEST(LogDetect, AChangeNeedsTheChangingLineAndFiveMoreUntilLine31) {
+    // Four brief lines, then time lines: settled on the sixth time line.
+    EXPECT_EQ(determineLogType(repeat(kTag, 30, repeat(kTime, 6, repeat(kBrief, 4)))), F::Time);
+    EXPECT_EQ(determineLogType(repeat(kTag, 30, repeat(kTime, 5, repeat(kBrief, 4)))), F::Tag);
+    // Short lines in between change nothing.
+    EXPECT_EQ(determineLogType({kBrief, "", kBrief, "x", kBrief, kBrief, kBrief, kTag}), F::Brief);
+    // Running out of lines before agreeing returns the last line's code.
+    EXPECT_EQ(determineLogType({kBrief, kBrief, kTime}), F::Time);
+    std::vector<std::string_view> alternating;
+    for (int i = 0; i < 40; ++i) alternating.push_back(i % 2 == 0 ? kBrief : kTag);
+    alternating[31] = kProcess;  // the line it gives up at
+    EXPECT_EQ(determineLogType(alternating), F::Process);
+}
+
+TEST(LogDetect, LongEntriesKeepOnlyTheFirstMessageLine) {
+    const std::vector<std::string_view> lines{"--------- beginning of main", "[ 01-15 12:34:56.789  1234: 5678 I/Tag ]", "",
+                                              "first line", "second line", "third line", "",
+                                              "[ 01-15 12:34:56.790  1234: 1234 W/Other ]", "only line"};
+    const std::vector<std::string> expected{"[ 01-15 12:34:56.789  1234: 5678 I/Tag ]first line",
+                                            "[ 01-15 12:34:56.790  1234: 1234 W/Other ]only line"};
+    EXPECT_EQ(joinLongFormatArray(lines), expected);
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <QThread>
 #include <thread>
 
 #include "core/log/logrow.h"
+#include "helpers.h"
 
 namespace vf {
 namespace {
@@ -15,24 +15,21 @@ TEST(LogRow, FieldsInsideTheLineAreStoredAsOffsetsAndOthersCopied) {
         line.substr(0, 18), "com.example.app", line.substr(20, 4), "-", line.substr(31, 1),
         line.substr(33, 8), line.substr(42, 6)};
     const RowPtr row = arena.make(7, line, fields);
+    EXPECT_EQ(test::fields(*row), "01-15 12:34:56.789|com.example.app|1234|-|I|Tag     | hello");
     EXPECT_EQ(row->idx(), 7u);
-    EXPECT_EQ(row->time(), "01-15 12:34:56.789");
-    EXPECT_EQ(row->app(), "com.example.app");
-    EXPECT_EQ(row->pid(), "1234");
-    EXPECT_EQ(row->tid(), "-");
-    EXPECT_EQ(row->type(), "I");
-    EXPECT_EQ(row->name(), "Tag     ");
-    EXPECT_EQ(row->text(), " hello");
     EXPECT_EQ(row->string(RowKey::Idx), QStringLiteral("7"));
+
+    // Adopted text is not copied.
+    const std::string_view text = arena.adopt(std::string("a b c\nd e f"));
+    const RowPtr adopted =
+        arena.make(0, text.substr(6), std::array<std::string_view, 7>{{{}, {}, text.substr(6, 1), {}, {}, {}, text.substr(8)}});
+    EXPECT_EQ(adopted->pid().data(), text.data() + 6);
+    EXPECT_EQ(adopted->text(), "e f");
 }
 
 TEST(LogRow, LaterWritesShowInEveryCopyAndOldViewsStayValid) {
     RowArena arena;
-    RowValues values;
-    values.idx = 1;
-    values.pid = "42";
-    values.text = std::string(70000, 'x');  // longer than any offset field
-    RowPtr row = arena.make(values);
+    RowPtr row = arena.make(RowValues{1, "", "", "42", "", "", "", std::string(70000, 'x')});  // longer than any offset
     RowList list{row, row};
     const std::string_view before = list[0]->name();
     row->setName("com.example");
@@ -48,8 +45,7 @@ TEST(LogRow, RowsOutliveTheirArenaAndSegmentsAcrossThreads) {
     {
         RowArena arena;
         for (int i = 0; i < 20000; ++i) {
-            const std::string text = "line " + std::to_string(i);
-            const std::string_view line = arena.copyLine(text);
+            const std::string_view line = arena.copyLine("line " + std::to_string(i));
             rows.append(arena.make(uint64_t(i), line, std::array<std::string_view, 7>{{{}, {}, {}, {}, {}, {}, line}}));
         }
     }
@@ -62,15 +58,6 @@ TEST(LogRow, RowsOutliveTheirArenaAndSegmentsAcrossThreads) {
     EXPECT_EQ(copy.size(), 20000);
     EXPECT_EQ(copy.last()->text(), "line 19999");
     EXPECT_EQ(rows.first()->text(), "line 10000");
-}
-
-TEST(LogRow, AdoptedTextIsNotCopied) {
-    RowArena arena;
-    const std::string_view text = arena.adopt(std::string("a b c\nd e f"));
-    const RowPtr row =
-        arena.make(0, text.substr(6), std::array<std::string_view, 7>{{{}, {}, text.substr(6, 1), {}, {}, {}, text.substr(8)}});
-    EXPECT_EQ(row->pid().data(), text.data() + 6);
-    EXPECT_EQ(row->text(), "e f");
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ protected:
     uint64_t next = 0;
 };
 
-TEST_F(SearchTest, PatternsAreCaseSensitiveRegularExpressions) {
+TEST_F(SearchTest, PatternsAreCaseSensitiveRegularExpressionsPerValue) {
     const RowPtr abc = row("abc");
     EXPECT_TRUE(RowSearch(u"a.c"_s).matches(*abc));
     EXPECT_FALSE(RowSearch(u"ABC"_s).matches(*abc));
@@ -32,13 +32,9 @@ TEST_F(SearchTest, PatternsAreCaseSensitiveRegularExpressions) {
     EXPECT_FALSE(RowSearch(u"Tag\\sabc"_s).matches(*abc));  // no match across two values
     EXPECT_EQ(RowSearch(u"\\d{4}"_s).firstMatchingKey(*abc), RowKey::Pid);
     EXPECT_EQ(RowSearch(u"com"_s).firstMatchingKey(*abc), RowKey::App);
-    const RowPtr accented = row("caf\u00e9 \xe2\x9c\x93");
-    EXPECT_TRUE(RowSearch(u"f\u00e9 ."_s).matches(*accented));  // one character, not one byte
-}
-
-TEST_F(SearchTest, LevelAndIndexAreNotSearchedAndBadPatternsMatchNothing) {
-    const RowPtr r = row("text", "W");
-    EXPECT_FALSE(RowSearch(u"W"_s).matches(*r));
+    EXPECT_TRUE(RowSearch(u"f\u00e9 ."_s).matches(*row("caf\u00e9 \xe2\x9c\x93")));  // one character, not one byte
+    // Neither the level nor the index is searched; a bad pattern matches nothing.
+    EXPECT_FALSE(RowSearch(u"W"_s).matches(*row("text", "W")));
     next = 987654;
     EXPECT_FALSE(RowSearch(u"987654"_s).matches(*row("x")));
     RowSearch invalid(u"(unclosed"_s);
@@ -47,37 +43,33 @@ TEST_F(SearchTest, LevelAndIndexAreNotSearchedAndBadPatternsMatchNothing) {
     EXPECT_FALSE(findNext(rows({"(unclosed"}), invalid, std::nullopt, 0).row);
 }
 
-TEST_F(SearchTest, FindNextOnTheOnlyMatchWrapsToItselfAndReportsNoMatch) {
-    const RowList list = rows({"hit"});
+TEST_F(SearchTest, WalkStartsWrapsAndBeepsAsDirected) {
+    struct Case {
+        std::optional<qsizetype> selected;
+        int direction;
+        std::optional<qsizetype> row;
+        int beeps;
+    };
     const RowSearch search(u"hit"_s);
-    const SearchOutcome next = findNext(list, search, 0, 1);
-    EXPECT_FALSE(next.row);
-    EXPECT_EQ(next.beeps, 2);  // the wrap, then the end without a match
-    const SearchOutcome here = findNext(list, search, 0, 0);
-    EXPECT_EQ(here.row, 0);
-    EXPECT_EQ(here.beeps, 0);
-}
-
-TEST_F(SearchTest, WalkStartsAndWrapsAsDirected) {
     const RowList list = rows({"hit", "miss", "hit", "miss", "miss"});
-    const RowSearch search(u"hit"_s);
-    // Nothing selected: backward from the last row, whatever was asked.
-    EXPECT_EQ(findNext(list, search, std::nullopt, 1).row, 2);
-    EXPECT_EQ(findNext(list, search, std::nullopt, 0).row, 2);
-    EXPECT_EQ(findNext(list, search, 2, 0).row, 2);
-    EXPECT_EQ(findNext(list, search, 1, 0).row, 2);
-    EXPECT_EQ(findNext(list, search, 0, 1).row, 2);
-    const SearchOutcome wrapped = findNext(list, search, 2, 1);
-    EXPECT_EQ(wrapped.row, 0);
-    EXPECT_EQ(wrapped.beeps, 1);
-    EXPECT_EQ(findNext(list, search, 2, -1).row, 0);
-    const SearchOutcome back = findNext(list, search, 0, -1);
-    EXPECT_EQ(back.row, 2);
-    EXPECT_EQ(back.beeps, 1);
-    // A typed search wraps silently.
-    const SearchOutcome typed = findNext(list, search, 3, 0);
-    EXPECT_EQ(typed.row, 0);
-    EXPECT_EQ(typed.beeps, 0);
+    const Case cases[] = {
+        {std::nullopt, 1, 2, 0}, {std::nullopt, 0, 2, 0},  // nothing selected: backward from the last row
+        {2, 0, 2, 0}, {1, 0, 2, 0}, {0, 1, 2, 0},
+        {2, 1, 0, 1}, {2, -1, 0, 0}, {0, -1, 2, 1},  // Find Next/Previous beep on the wrap
+        {3, 0, 0, 0},                                // a typed search wraps silently
+    };
+    for (const Case& c : cases) {
+        const SearchOutcome out = findNext(list, search, c.selected, c.direction);
+        EXPECT_EQ(out.row, c.row) << c.selected.value_or(-1) << " " << c.direction;
+        EXPECT_EQ(out.beeps, c.beeps) << c.selected.value_or(-1) << " " << c.direction;
+    }
+    // The only match selected: the wrap, then the end without a match.
+    const RowList one = rows({"hit"});
+    EXPECT_EQ(findNext(one, search, 0, 1).row, std::nullopt);
+    EXPECT_EQ(findNext(one, search, 0, 1).beeps, 2);
+    EXPECT_EQ(findNext(one, search, 0, 0).row, 0);
+    EXPECT_EQ(findNext(one, search, 0, 0).beeps, 0);
+    // No match, no rows or no text: no row, no beep.
     const SearchOutcome none = findNext(list, RowSearch(u"absent"_s), 3, 0);
     EXPECT_FALSE(none.row);
     EXPECT_EQ(none.beeps, 0);
