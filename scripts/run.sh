@@ -49,7 +49,9 @@ trap cleanup EXIT
 
 for port in $(seq 6101 6199); do
   port_in_use "$port" && continue
-  "$sim" --port "$port" --exit-with-parent >"$sim_out" 2>/dev/null &
+  # The viewer asks the device for plain `ps`, which lists every process
+  # only on devices before Android 8, so the demo device is such a device.
+  "$sim" --port "$port" --ps toolbox --sdk 25 --exit-with-parent >"$sim_out" 2>/dev/null &
   sim_pid=$!
   for _ in $(seq 50); do
     grep -q "^listening on" "$sim_out" && break
