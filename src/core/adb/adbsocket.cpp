@@ -13,6 +13,9 @@ using namespace Qt::StringLiterals;
 
 AdbSocket::AdbSocket(QObject* parent) : QObject(parent) {}
 
+AdbSocket::AdbSocket(const AdbEndpoint& endpoint, QObject* parent)
+    : QObject(parent), endpoint_(endpoint) {}
+
 AdbSocket::~AdbSocket() { retireSocket(false); }
 
 QString AdbSocket::serverFromPreferences() {
@@ -28,8 +31,8 @@ quint16 AdbSocket::portFromPreferences() {
 
 void AdbSocket::connect() {
     isConnecting_.store(true);
-    const QString server = serverFromPreferences();
-    const quint16 port = portFromPreferences();
+    const QString server = endpoint_ ? endpoint_->host : serverFromPreferences();
+    const quint16 port = endpoint_ ? endpoint_->port : portFromPreferences();
 
     // A replaced connection must never report into this conversation again.
     retireSocket(true);

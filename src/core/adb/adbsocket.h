@@ -22,6 +22,7 @@
 #include <optional>
 
 #include "core/adb/asyncsocket.h"
+#include "core/adb/endpoint.h"
 #include "core/support/error.h"
 
 namespace vf {
@@ -30,6 +31,8 @@ class AdbSocket : public QObject, public AsyncSocketDelegate {
     Q_OBJECT
 public:
     explicit AdbSocket(QObject* parent = nullptr);
+    // Talks to the server at `endpoint` instead of the one in the preferences.
+    explicit AdbSocket(const AdbEndpoint& endpoint, QObject* parent = nullptr);
     ~AdbSocket() override;
     AdbSocket(const AdbSocket&) = delete;
     AdbSocket& operator=(const AdbSocket&) = delete;
@@ -95,6 +98,7 @@ private:
     mutable QMutex mutex_;            // guards socket_ (for stop/isConnected) and deviceId_
     AsyncSocket* socket_ = nullptr;   // owned; lives on the conversation thread
     QString deviceId_;
+    std::optional<AdbEndpoint> endpoint_;  // set once at construction
     std::atomic<bool> isConnecting_{false};
 };
 
