@@ -7,7 +7,7 @@ set -euo pipefail
 PACKAGES=(
   build-essential cmake ninja-build pkg-config git
   qt6-base-dev qt6-base-dev-tools "qt6-svg-dev|libqt6svg6-dev" libgl-dev
-  libspdlog-dev libfmt-dev "libplist-dev|libplist-2.0-dev"
+  libspdlog-dev libfmt-dev "libplist-dev|libplist-2.0-dev" libpcre2-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   adb xvfb xauth fonts-dejavu-core
 )
