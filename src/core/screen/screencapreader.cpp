@@ -1,0 +1,111 @@
+#include "core/screen/screencapreader.h"
+
+#include <utility>
+
+#include "core/support/logger.h"
+
+namespace vf {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+enum Tag : long { kFailLength = 0, kFailMessage = 1, kTransportStatus = 2, kCommandStatus = 3, kPng = 4 };
+
+// "IEND" is the last chunk of every PNG; its data is empty, so its CRC-32
+// never changes.
+constexpr char kIendCrc[] = "\xAE\x42\x60\x82";
+}  // namespace
+
+void ScreencapReader::socketDidConnect(AsyncSocket* socket) {
+    AdbSocket::socketDidConnect(socket);
+    sendDeviceId(kTransportStatus);
+}
+
+void ScreencapReader::sendCommand() {
+    captureStart_ = QDateTime::currentDateTime();
+    resultData_ = QByteArray();
+    sendExpectOkay(u"shell:screencap -p"_s, -1.0, kCommandStatus);
+}
+
+void ScreencapReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& data, long tag) {
+    switch (tag) {
+        case kFailLength:
+            readToLength(hexDataToInteger(data), kFailMessage);
+            break;
+        case kFailMessage:
+            if (delegate_ != nullptr) {
+                delegate_->screenapFailedWithError(logReaderError(1, stringFromData(data).value_or(QString())));
+            }
+            break;
+        case kTransportStatus:
+            if (isOkay(data)) {
+                sendCommand();
+            } else {
+                VF_LOG("DEVICE_EXPECT_OKAY_TAG: Error: response was not 'OKAY'. Got: '{}'", data);
+                stop();
+            }
+            break;
+        case kCommandStatus:
+            if (isOkay(data)) {
+                readPNGWithTag(kPng);
+            } else {
+                VF_LOG("EXPECT_SHELL_OKAY: Error: response was not 'OKAY'. Got: '{}'", data);
+                stop();
+            }
+            break;
+        case kPng:
+            resultData_.append(data);
+            readPNGWithTag(kPng);
+            break;
+        default:
+            stop();
+            logUnknownTag(tag);
+    }
+}
+
+void ScreencapReader::socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) {
+    AdbSocket::socketDidDisconnect(socket, error);
+    const QByteArray data = std::exchange(resultData_, QByteArray());
+    if (delegate_ == nullptr) return;
+    if (!data.isEmpty()) {
+        delegate_->screencapReceived(data);
+        return;
+    }
+    VF_LOG("nothing read");
+    delegate_->screenapFailedWithError(error);
+}
+
+bool ScreencapReader::hasTerminalNewlines(const QByteArray& data) {
+    // Signature 89 50 4E 47 0D 0A 1A 0A: a terminal turns its 0D 0A into 0D 0D 0A.
+    return data.size() >= 7 && data.startsWith("\x89PNG") && data.mid(4, 3) == "\r\r\n";
+}
+
+QByteArray ScreencapReader::undoCrLf(const QByteArray& data) {
+    QByteArray out(data.size(), Qt::Uninitialized);
+    const char* in = data.constData();
+    char* write = out.data();
+    const qsizetype length = data.size();
+    for (qsizetype i = 0; i < length;) {
+        if (i + 1 < length && in[i] == '\r' && in[i + 1] == '\n') {
+            *write++ = '\n';
+            i += 2;
+        } else {
+            *write++ = in[i++];
+        }
+    }
+    out.truncate(write - out.constData());
+    return out;
+}
+
+QByteArray ScreencapReader::completeFinalChunk(QByteArray png) {
+    if (png.endsWith("IEND")) png.append(kIendCrc, 4);
+    return png;
+}
+
+QByteArray ScreencapReader::createImageFromData(const QByteArray& data) {
+    // Devices since Android 7 (and any shell without a terminal) send the
+    // PNG untouched; undoing CR LF there would break the signature.
+    return completeFinalChunk(hasTerminalNewlines(data) ? undoCrLf(data) : data);
+}
+
+}  // namespace vf

@@ -1,0 +1,83 @@
+#include "core/screen/touchwriter.h"
+
+#include <utility>
+
+#include "core/support/logger.h"
+
+namespace vf {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+enum Tag : long { kTransportStatus = 0, kCommandStatus = 4 };
+}  // namespace
+
+QString TouchWriter::commandFor(const PointWrapper& item) {
+    if (!item.isSwipe) return QString::asprintf("shell:input tap %.0f %.0f", item.point.x(), item.point.y());
+    return QString::asprintf("shell:input swipe %.0f %.0f %.0f %.0f %d", item.point.x(), item.point.y(),
+                             item.destPoint.x(), item.destPoint.y(), kSwipeMillis);
+}
+
+void TouchWriter::sendTouchForPoint(QPointF point) {
+    VF_LOG("----- adb shell input tap {:.0f} {:.0f}", point.x(), point.y());
+    const PointWrapper item = PointWrapper::tap(point);
+    QMetaObject::invokeMethod(this, [this, item] { enqueue(item); });
+}
+
+void TouchWriter::sendSwipeFrom(QPointF from, QPointF to) {
+    VF_LOG("----- shell:input swipe {:.0f} {:.0f} {:.0f} {:.0f} {}", from.x(), from.y(), to.x(), to.y(),
+           kSwipeMillis);
+    const PointWrapper item = PointWrapper::swipe(from, to);
+    QMetaObject::invokeMethod(this, [this, item] { enqueue(item); });
+}
+
+void TouchWriter::enqueue(const PointWrapper& item) {
+    pointQueue_.append(item);
+    // A connection under way takes the newest gesture when the device is
+    // bound; the others follow one connection each (socketDidDisconnect).
+    if (!isConnected()) connect();
+}
+
+void TouchWriter::socketDidConnect(AsyncSocket* socket) {
+    AdbSocket::socketDidConnect(socket);
+    tookGesture_ = false;
+    sendDeviceId(kTransportStatus);
+}
+
+void TouchWriter::processTouchEvent(const PointWrapper& item) {
+    const QString command = commandFor(item);
+    resultData_ = QByteArray();
+    VF_LOG("Sending: {}", command);
+    sendExpectOkay(command, -1.0, kCommandStatus);
+}
+
+void TouchWriter::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& data, long tag) {
+    switch (tag) {
+        case kTransportStatus:
+            if (!isOkay(data)) {
+                logNotOkay(data);
+                break;
+            }
+            if (!pointQueue_.isEmpty()) {
+                tookGesture_ = true;
+                processTouchEvent(pointQueue_.takeLast());
+            }
+            break;
+        case kCommandStatus:
+            if (!isOkay(data)) logNotOkay(data);
+            break;
+        default:
+            logUnknownTag(tag);
+    }
+}
+
+void TouchWriter::socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) {
+    VF_LOG("socketDidDisconnect");
+    // Only resets the connection state: an unreachable server is not reported from here.
+    AdbSocket::socketDidDisconnect(socket, error);
+    // Gestures that waited behind this one each get a connection; after a
+    // failure they wait for the next gesture, so a dead server is not hammered.
+    if (std::exchange(tookGesture_, false) && !pointQueue_.isEmpty()) connect();
+}
+
+}  // namespace vf

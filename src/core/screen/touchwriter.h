@@ -1,0 +1,59 @@
+#pragma once
+// TouchWriter: taps and swipes on a device through "input tap" and "input
+// swipe". Gestures wait in a queue taken from its end (the newest first);
+// each connection carries exactly one gesture, and the next waiting gesture
+// goes on a new connection once the previous one has ended.
+//
+// Threads: a conversation (see AdbSocket) living on its owner's chosen
+// thread; sendTouchForPoint and sendSwipeFrom may be called from any thread
+// and are carried out on that thread. Nothing is reported back.
+
+#include <QByteArray>
+#include <QList>
+#include <QPointF>
+#include <QString>
+
+#include "core/adb/adbsocket.h"
+
+namespace vf {
+
+// One gesture in device pixels.
+struct PointWrapper {
+    bool isSwipe = false;
+    QPointF point;      // the tap, or where the swipe starts
+    QPointF destPoint;  // where the swipe ends; zero for a tap
+
+    static PointWrapper tap(QPointF p) { return {false, p, {}}; }
+    static PointWrapper swipe(QPointF from, QPointF to) { return {true, from, to}; }
+};
+
+class TouchWriter final : public AdbSocket {
+    Q_OBJECT
+public:
+    // Every swipe lasts this long on the device, whatever its length.
+    static constexpr int kSwipeMillis = 100;
+
+    explicit TouchWriter(const AdbEndpoint& endpoint, QObject* parent = nullptr)
+        : AdbSocket(endpoint, parent) {}
+
+    // Any thread.
+    void sendTouchForPoint(QPointF point);
+    void sendSwipeFrom(QPointF from, QPointF to);
+
+    // The shell request of a gesture, coordinates rounded ("%.0f"). Pure.
+    static QString commandFor(const PointWrapper& item);
+
+    void socketDidConnect(AsyncSocket* socket) override;
+    void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;
+    void socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) override;
+
+private:
+    void enqueue(const PointWrapper& item);
+    void processTouchEvent(const PointWrapper& item);
+
+    QList<PointWrapper> pointQueue_;  // writer's thread only
+    QByteArray resultData_;
+    bool tookGesture_ = false;  // the current connection has taken its gesture
+};
+
+}  // namespace vf

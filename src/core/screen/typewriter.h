@@ -1,0 +1,81 @@
+#pragma once
+// TypeWriter: what the user types in the remote screen window, sent to the
+// device as "input text" and "input keyevent" commands, and the Menu, Home
+// and Back keys. Keys become text or Android key codes in a short queue
+// (at most 11 waiting); the queue goes out in batches, each a run of text or
+// a run of key codes, one batch per connection, in the order typed.
+//
+// Threads: a conversation (see AdbSocket) living on its owner's chosen
+// thread. The queuing calls (send*, add*) may be called from any thread;
+// the queue and its flag are guarded by one re-entrant lock.
+
+#include <QByteArray>
+#include <QList>
+#include <QRecursiveMutex>
+#include <QString>
+#include <optional>
+
+#include "core/adb/adbsocket.h"
+
+namespace vf {
+
+// One queued input: a piece of text or an Android key code.
+struct InputWrapper {
+    bool isText = false;
+    QString text;     // empty for a key code
+    int keyCode = 0;  // 0 for text
+
+    static InputWrapper ofText(const QString& text) { return {true, text, 0}; }
+    static InputWrapper ofKeyCode(int code) { return {false, {}, code}; }
+    friend bool operator==(const InputWrapper&, const InputWrapper&) = default;
+};
+
+class TypeWriter final : public AdbSocket {
+    Q_OBJECT
+public:
+    static constexpr int kMenuKey = 82;
+    static constexpr int kHomeKey = 3;
+    static constexpr int kBackKey = 4;
+    // The queue refuses an input while this many already wait.
+    static constexpr int kMaxWaitingBeforeRefusal = 11;
+
+    explicit TypeWriter(const AdbEndpoint& endpoint, QObject* parent = nullptr)
+        : AdbSocket(endpoint, parent) {}
+
+    // A key press (Qt key, modifiers, typed text). Returns true when the
+    // queue was full and an input was refused (the caller beeps). Any thread.
+    bool sendKeyEvent(int key, Qt::KeyboardModifiers modifiers, const QString& text);
+    bool sendMenuKey() { return addKeyEvent(kMenuKey); }
+    bool sendHomeKey() { return addKeyEvent(kHomeKey); }
+    bool sendBackKey() { return addKeyEvent(kBackKey); }
+    bool addChar(char c);
+    bool addKeyEvent(int keyCode);
+    bool addInput(const InputWrapper& input);
+
+    qsizetype pendingInputs() const;
+
+    // Pure helpers.
+    // The device characters of a key press: the low byte of each typed
+    // character, with the arrows as 0-3, Tab 9, Return 13, Backspace 127.
+    static QByteArray charactersForKey(int key, Qt::KeyboardModifiers modifiers, const QString& text);
+    // The input for one such character; `command` is Ctrl (Command) held.
+    static InputWrapper inputForChar(char c, bool command);
+    // Text made safe for the device's shell (see the .cpp for the passes).
+    static QString escapeText(const QString& text);
+
+    void socketDidConnect(AsyncSocket* socket) override;
+    void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;
+    void socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) override;
+
+private:
+    void processInputs();
+    void updateProcessing(bool processing);
+    void sendData();
+
+    mutable QRecursiveMutex mutex_;  // guards inputs_ and processingInputs_
+    QList<InputWrapper> inputs_;
+    bool processingInputs_ = false;
+    bool reachedServer_ = false;  // writer's thread: the current connection was made
+};
+
+}  // namespace vf
