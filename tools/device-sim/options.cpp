@@ -38,7 +38,8 @@ QString usage() {
         "  --legacy              behave like a device before Android 7\n"
         "  --unauthorized        never accept the host's key\n"
         "  --connect-server N    ask the ADB server on port N to connect to this device\n"
-        "  --screen WxH          screenshot size (default 720x1280)\n"
+        "  --screen WxH          screenshot size (default 1080x2400)\n"
+        "  --capture-delay MS    how long a screenshot takes at least (default 150)\n"
         "  --seed N              seed of the generated log (default 7)\n"
         "  --exit-with-parent    end when the starting process ends\n"
         "SIGUSR1 unplugs the device, SIGUSR2 plugs it back in.\n");
@@ -95,6 +96,10 @@ std::optional<Options> parseOptions(const QStringList& arguments, QString& error
             const auto match = QRegularExpression(QStringLiteral("^(\\d{2,4})x(\\d{2,4})$")).match(*value);
             if (!match.hasMatch()) return bad(*value);
             options.screenSize = QSize(match.captured(1).toInt(), match.captured(2).toInt());
+        } else if (name == u"--capture-delay") {
+            bool ok = false;
+            options.captureDelayMs = value->toInt(&ok);
+            if (!ok || options.captureDelayMs < 0) return bad(*value);
         } else if (name == u"--seed") {
             bool ok = false;
             options.seed = value->toUInt(&ok);

@@ -23,7 +23,8 @@ struct Options {
     bool legacy = false;
     bool unauthorized = false;
     quint16 connectServerPort = 0;  // send "host:connect" to this ADB server
-    QSize screenSize{720, 1280};
+    QSize screenSize{1080, 2400};
+    int captureDelayMs = 150;  // a phone's screencap takes about this long
     quint32 seed = 7;
     bool exitWithParent = false;
 

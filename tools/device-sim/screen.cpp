@@ -63,7 +63,8 @@ QByteArray Device::screenshot() const {
     QByteArray png;
     QBuffer buffer(&png);
     buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
+    // Light compression: a real device spends its time grabbing, not deflating.
+    image.save(&buffer, "PNG", 80);
     return png;
 }
 

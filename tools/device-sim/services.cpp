@@ -1,7 +1,9 @@
 // The shell commands the simulated device knows. Each runs on its own
 // stream; one-shot commands write their output and finish, logcat follows
 // the device's log buffer until the host closes the stream.
+#include <QElapsedTimer>
 #include <QPointer>
+#include <QTimer>
 
 #include "device.h"
 #include "shellline.h"
@@ -73,6 +75,21 @@ QString logcatTags(const ShellLine& line) {
     return rules.isEmpty() ? line.environment.value(QStringLiteral("ANDROID_LOG_TAGS")) : rules.join(u' ');
 }
 
+// A phone takes a while to grab and compress its screen: the PNG goes out
+// no sooner than the capture delay after the request.
+void runScreencap(Stream* stream, Device& device) {
+    QElapsedTimer timer;
+    timer.start();
+    const QByteArray png = device.screenshot();
+    const qint64 wait = qMax<qint64>(0, device.options().captureDelayMs - timer.elapsed());
+    QPointer<Stream> guard(stream);
+    QTimer::singleShot(int(wait), stream, [guard, png] {
+        if (guard == nullptr) return;
+        guard->write(png);
+        guard->finish();
+    });
+}
+
 void runShell(const QString& command, Stream* stream, Device& device) {
     const ShellLine line = parseShellLine(command);
     const QString program = line.argv.value(0);
@@ -99,8 +116,11 @@ void runShell(const QString& command, Stream* stream, Device& device) {
             return;
         }
     } else if (program == u"screencap") {
-        out = line.argv.contains(QStringLiteral("-p")) ? device.screenshot()
-                                                       : QByteArray("screencap: only -p is simulated\n");
+        if (line.argv.contains(QStringLiteral("-p"))) {
+            runScreencap(stream, device);
+            return;
+        }
+        out = QByteArray("screencap: only -p is simulated\n");
     } else if (program == u"input") {
         out = device.input(line.argv, command);
     } else if (program == u"echo") {

@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+
+#include "core/screen/devicescreendatasource.h"
+#include "core/screen/screencapreader.h"
+#include "support/fixtures/scriptedadbserver.h"
+#include "support/fixtures/wait.h"
+
+namespace vf {
+namespace {
+
+using test::Script;
+using test::ScriptedAdbServer;
+using test::waitUntil;
+
+// A PNG as stored on the device, cut where the reads stop (after "IEND"):
+// LF, CR LF and a lone CR inside the data, as compressed data has them.
+const QByteArray kStored = QByteArray("\x89PNG\r\n\x1a\n", 8) + QByteArray("\0\0\0\rIHDR\n\r\n\r", 13) +
+                           "IDAT x\r\ny\r" + QByteArray("\0\0\0\0", 4) + "IEND";
+const QByteArray kComplete = kStored + "\xAE\x42\x60\x82";
+
+QByteArray terminalTranslated(QByteArray bytes) { return bytes.replace("\n", "\r\n"); }
+
+AdbEndpoint endpointOf(const ScriptedAdbServer& server) { return AdbEndpoint{QStringLiteral("127.0.0.1"), server.port(), {}}; }
+
+TEST(ScreencapBytes, RawAndTerminalTranslatedCapturesGiveTheStoredPng) {
+    const struct {
+        const char* name;
+        QByteArray received;
+        QByteArray png;
+    } cases[] = {
+        {"untouched (modern devices)", kStored, kComplete},
+        {"CR LF translated", terminalTranslated(kStored), kComplete},
+        {"complete file stays as it is", kComplete, kComplete},
+        {"no PNG signature: passed on", "not a png\r\n", "not a png\r\n"},
+        {"translated, ending in a lone CR", terminalTranslated(kStored.left(25)) + "\r",
+         kStored.left(25) + "\r"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(ScreencapReader::createImageFromData(c.received), c.png);
+    }
+}
+
+TEST(ScreencapBytes, CrLfUndoKeepsLoneCarriageReturns) {
+    const struct {
+        QByteArray in, out;
+    } cases[] = {{"", ""}, {"\r", "\r"}, {"a\r\nb", "a\nb"}, {"\r\r\n", "\r\n"}, {"a\rb\r", "a\rb\r"},
+                 {"\r\n\r\n", "\n\n"}, {"\n\r", "\n\r"}};
+    for (const auto& c : cases) EXPECT_EQ(ScreencapReader::undoCrLf(c.in), c.out) << c.in.toHex().toStdString();
+    EXPECT_FALSE(ScreencapReader::hasTerminalNewlines(kStored));
+    EXPECT_TRUE(ScreencapReader::hasTerminalNewlines(terminalTranslated(kStored)));
+}
+
+class CaptureRecorder final : public ScreencapReaderDelegate, public DeviceScreenDatasourceDelegate {
+public:
+    void screencapReceived(const QByteArray& data) override { captures.append(data); }
+    void screenapFailedWithError(const OptionalError& error) override { failures.append(error); }
+    void onScreenUpdate(const QString& deviceId, const QVariant& screen) override {
+        deviceIds.append(deviceId);
+        captures.append(screen.toByteArray());
+    }
+    void onScreenUpdateFailedWithError(const OptionalError& error, const QString& deviceId) override {
+        deviceIds.append(deviceId);
+        failures.append(error);
+    }
+    QList<QByteArray> captures;
+    QList<OptionalError> failures;
+    QStringList deviceIds;
+};
+
+Script captureScript(const QByteArray& transport, const QByteArray& png) {
+    // "IEND" inside the data ends a read early; the reader keeps reading.
+    return Script().expectRequest(transport).reply("OKAY").expectRequest("shell:screencap -p").reply("OKAY")
+        .replyBytewise(png.left(12)).reply(png.mid(12)).close();
+}
+
+TEST(ScreencapReader, SendsTheExactRequestsAndReportsOnceWhenTheDeviceCloses) {
+    ScriptedAdbServer server;
+    const QByteArray png = "\x89PNG\r\n\x1a\nIENDmore" + kStored;
+    server.addScript(captureScript("host:transport:emu-1", png));
+    server.addScript(Script().expectRequest("host:transport-any").reply(test::failReply("device offline")));
+    CaptureRecorder recorder;
+    ScreencapReader reader(endpointOf(server));
+    reader.setDelegate(&recorder);
+    reader.setDeviceId(QStringLiteral("emu-1"));
+    reader.connect();
+    ASSERT_TRUE(test::waitThenSettle([&] { return recorder.captures.size() == 1; }));
+    EXPECT_EQ(server.received(0), "0014host:transport:emu-1" "0012shell:screencap -p");
+    EXPECT_EQ(recorder.captures, QList<QByteArray>{png});
+
+    // A refused transport: the reader hangs up and reports that nothing came.
+    reader.setDeviceId({});
+    reader.connect();
+    ASSERT_TRUE(test::waitThenSettle([&] { return recorder.failures.size() == 1; }));
+    EXPECT_EQ(server.received(1), "0012host:transport-any");
+    EXPECT_EQ(recorder.captures.size(), 1);
+}
+
+TEST(DeviceScreenDatasource, EachImageStartsTheNextCaptureUntilStopped) {
+    ScriptedAdbServer server;
+    for (int i = 0; i < 2; ++i) server.addScript(captureScript("host:transport:emu-1", kStored));
+    // The third capture's image is still on its way when monitoring stops.
+    server.addScript(Script().expectRequest("host:transport:emu-1").reply("OKAY").expect(22).reply("OKAY"));
+    CaptureRecorder recorder;
+    {
+        DeviceScreenDatasource source(endpointOf(server));
+        source.setDelegate(&recorder);
+        source.setDeviceId(QStringLiteral("emu-1"));
+        source.startMonitoring(true);
+        source.startMonitoring(true);  // "already running": no second capture chain
+        ASSERT_TRUE(waitUntil([&] { return recorder.captures.size() == 2 && server.scriptDone(2); }));
+        source.stopMonitoring();
+        EXPECT_FALSE(source.isRunning());
+        test::pumpEvents(50);
+        EXPECT_EQ(server.connectionCount(), 3);
+        EXPECT_EQ(recorder.captures, (QList<QByteArray>{kComplete, kComplete}));
+        EXPECT_EQ(recorder.deviceIds, (QStringList{QStringLiteral("emu-1"), QStringLiteral("emu-1")}));
+        EXPECT_EQ(source.stats().frames, 2);
+    }
+}
+
+TEST(DeviceScreenDatasource, SingleCaptureStaysRunningAndAFailureStops) {
+    ScriptedAdbServer server;
+    server.addScript(captureScript("host:transport-any", kStored));
+    server.addScript(Script().expectRequest("host:transport-any").reply(test::failReply("no devices")));
+    CaptureRecorder recorder;
+    DeviceScreenDatasource source(endpointOf(server));
+    source.setDelegate(&recorder);
+    source.startMonitoring(false);
+    ASSERT_TRUE(test::waitThenSettle([&] { return recorder.captures.size() == 1; }, 100));
+    EXPECT_EQ(server.connectionCount(), 1);
+    EXPECT_TRUE(source.isRunning());  // until stopped, as the window expects
+    source.startMonitoring(true);     // ignored: already running
+    test::pumpEvents(50);
+    EXPECT_EQ(server.connectionCount(), 1);
+
+    source.stopMonitoring();
+    source.startMonitoring(true);
+    ASSERT_TRUE(waitUntil([&] { return recorder.failures.size() == 1; }));
+    EXPECT_FALSE(source.isRunning());
+    test::pumpEvents(50);
+    EXPECT_EQ(server.connectionCount(), 2);
+}
+
+}  // namespace
+}  // namespace vf
