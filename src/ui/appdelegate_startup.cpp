@@ -133,6 +133,7 @@ void VellumfoxAppDelegate::connectActions() {
     connect(w->biggerFontAction, &QAction::triggered, this, [this] { changeFontSize(true); });
     connect(w->smallerFontAction, &QAction::triggered, this, [this] { changeFontSize(false); });
     connect(w->preferencesAction, &QAction::triggered, this, &VellumfoxAppDelegate::showPreferences);
+    connect(w->remoteScreenAction, &QAction::triggered, this, &VellumfoxAppDelegate::remoteScreenMonitor);
     connect(w->quitAction, &QAction::triggered, w, &QWidget::close);
     connect(w, &MainWindow::fileDropped, this, &VellumfoxAppDelegate::openFile);
 

@@ -64,6 +64,8 @@ void MainWindow::createActions() {
     smallerFontAction = make(u"Smaller Font"_s, themedIcon(u"zoom-out"_s, u"zoomout"_s), QKeySequence::ZoomOut);
     preferencesAction = make(u"Preferences…"_s, themedIcon(u"preferences-system"_s, u"prefs"_s),
                              QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    remoteScreenAction = make(u"Remote Screen"_s, themedIcon(u"video-display"_s, u"newwindow"_s),
+                              QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
     quitAction = make(u"Quit"_s, themedIcon(u"application-exit"_s, u"stop"_s), QKeySequence::Quit);
     quitAction->setMenuRole(QAction::QuitRole);
 }
@@ -85,6 +87,7 @@ void MainWindow::createMenus() {
     view->addActions({biggerFontAction, smallerFontAction});
     view->addSeparator();
     view->addAction(followAction);
+    view->addAction(remoteScreenAction);
     QMenu* window = menuBar()->addMenu(u"&Window"_s);
     window->addAction(preferencesAction);
 }
@@ -97,6 +100,7 @@ void MainWindow::createToolBar() {
     toolBar_->addAction(connectAction);
     toolBar_->addAction(clearAction);
     toolBar_->addAction(followAction);
+    toolBar_->addAction(remoteScreenAction);
     auto* spacer = new QWidget(toolBar_);
     spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     toolBar_->addWidget(spacer);

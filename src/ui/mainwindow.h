@@ -47,6 +47,7 @@ public:
     QAction* biggerFontAction = nullptr;
     QAction* smallerFontAction = nullptr;
     QAction* preferencesAction = nullptr;
+    QAction* remoteScreenAction = nullptr;  // shows / hides the remote screen
     QAction* quitAction = nullptr;
 
 Q_SIGNALS:

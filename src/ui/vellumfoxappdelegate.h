@@ -37,6 +37,7 @@ class HighlightDelegate;
 class LogTableModel;
 class MainWindow;
 class PreferencesWindow;
+class RemoteScreenMonitorSheet;
 
 class VellumfoxAppDelegate final : public QObject,
                                    public LogDatasourceDelegate,
@@ -109,6 +110,9 @@ public:
     void fontsChanged();
     void showPreferences();
     void newWindow();
+    // Shows or closes the remote screen of the store's device (appdelegate_remotescreen.cpp).
+    void remoteScreenMonitor();
+    RemoteScreenMonitorSheet* remoteScreen() const;
 
     // Table (appdelegate_table.cpp).
     void clearLog();
@@ -192,6 +196,7 @@ private:
     QPointer<DevicePickerSheet> sheetDevicePicker_;
     QPointer<QMessageBox> currentAlert_;
     QPointer<PreferencesWindow> preferences_;
+    QPointer<RemoteScreenMonitorSheet> remoteScreen_;
     QTimer* reconnectTimer_ = nullptr;
     QTimer* layoutSaveTimer_ = nullptr;
 

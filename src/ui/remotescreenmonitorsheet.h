@@ -1,0 +1,106 @@
+#pragma once
+// RemoteScreenMonitorSheet: the "Remote Screen Monitor (BETA)" window. It
+// shows a device's screen, refreshed continuously (auto refresh) or one
+// snapshot at a time, and turns clicks, drags and typed keys into taps,
+// swipes, text and key events on that device.
+//
+// Main thread only. The capture source decodes off the GUI thread; the
+// touch and type writers live on the I/O thread.
+
+#include <QDateTime>
+#include <QImage>
+#include <QMainWindow>
+#include <QPointF>
+#include <memory>
+#include <optional>
+
+#include "core/adb/endpoint.h"
+#include "core/screen/devicescreendatasource.h"
+
+class QAction;
+class QLabel;
+
+namespace vf {
+class TouchWriter;
+class TypeWriter;
+}  // namespace vf
+
+namespace vf::ui {
+
+class ScreenImageView;
+
+class RemoteScreenMonitorSheet final : public QMainWindow, private DeviceScreenDatasourceDelegate {
+    Q_OBJECT
+public:
+    explicit RemoteScreenMonitorSheet(const AdbEndpoint& endpoint, QWidget* parent = nullptr);
+    ~RemoteScreenMonitorSheet() override;
+
+    QString deviceId() const { return deviceId_; }
+    // Screenshots, taps and keys all go to this device (empty: any device).
+    void setDeviceId(const QString& deviceId);
+
+    // Starts monitoring with auto refresh on, whatever autoRefresh() says, and shows the window.
+    void showWindow();
+
+    bool autoRefresh() const { return autoRefresh_; }
+    QString statusText() const;
+    ScreenImageView* imageView() const { return imageView_; }
+    DeviceScreenDatasource* screenSource() const { return screenSource_.get(); }
+    QAction* autoRefreshItem() const { return autoRefreshItem_; }
+    QAction* snapshotItem() const { return snapshotItem_; }
+
+    // Toolbar and menu actions.
+    void onToggleAutoRefresh();
+    void takeSnapshot();
+    void copyScaledImage();
+    void copyFullImage();
+    void menuKey();
+    void homeKey();
+    void backKey();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    // DeviceScreenDatasourceDelegate.
+    void onScreenUpdate(const QString& deviceId, const QVariant& screen) override;
+    void onScreenUpdateFailedWithError(const OptionalError& error, const QString& deviceId) override;
+
+    void createToolBar();
+    void configureToolbarButtons();
+    void setStatusText(const QString& text);
+    void updateStatusText();
+    void copyImage(const QImage& image);
+    void keepAspectRatio();
+    bool isTouchEnabled() const;
+    QPointF devicePoint(QPointF viewPoint) const;
+    // Pointer handlers of the image view.
+    void pointerEntered();
+    void pointerLeft();
+    void pointerMoved(QPointF position);
+    void buttonPressed(QPointF position);
+    void pointerDragged();
+    void buttonReleased(QPointF position);
+    void keyPressed(QKeyEvent* event);
+
+    QString deviceId_;
+    std::unique_ptr<DeviceScreenDatasource> screenSource_;
+    TouchWriter* touchWriter_ = nullptr;  // lives on the I/O thread; deleteLater'd
+    TypeWriter* typeWriter_ = nullptr;
+    ScreenImageView* imageView_ = nullptr;
+    QLabel* statusBarTextField_ = nullptr;
+    QAction* autoRefreshItem_ = nullptr;
+    QAction* snapshotItem_ = nullptr;
+    bool autoRefresh_ = true;
+    std::optional<QPointF> touchDownPoint_;
+    bool isDragged_ = false;
+    bool isMouseInside_ = false;
+    std::optional<QDateTime> lastImageReceivedDate_;
+    bool fixingAspect_ = false;
+};
+
+// Turns a PNG into the QImage the window shows. Any thread.
+QVariant decodeScreenImage(const QByteArray& png);
+
+}  // namespace vf::ui
