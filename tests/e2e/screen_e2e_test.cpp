@@ -1,0 +1,91 @@
+// The remote screen against the simulated device through the real server:
+// screenshots arrive decoded at the device's size, and clicks, drags, typing
+// and the Home button reach the device as its input commands. Modern devices
+// send the PNG untouched, legacy ones through a terminal (CR LF).
+#include <gtest/gtest.h>
+
+#ifdef VF_HAVE_UI
+#include <QApplication>
+#include <QMouseEvent>
+#include <QTest>
+
+#include "e2e.h"
+#include "support/fixtures/wait.h"
+#include "ui/remotescreenmonitorsheet.h"
+#include "ui/screenimageview.h"
+
+namespace vf::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+using ui::RemoteScreenMonitorSheet;
+
+void sendMouse(QWidget* view, QEvent::Type type, QPointF at, Qt::MouseButton button, Qt::MouseButtons buttons) {
+    QMouseEvent event(type, at, view->mapToGlobal(at), button, buttons, Qt::NoModifier);
+    QApplication::sendEvent(view, &event);
+}
+
+QString rounded(QPointF p) { return QString::asprintf("%.0f %.0f", p.x(), p.y()); }
+
+// The text of every "input text" line, joined (typing may split into batches).
+QString typedText(const QString& record) {
+    QString text;
+    for (const QString& line : record.split(u'\n')) {
+        if (line.startsWith(u"input text ")) text += line.mid(11);
+    }
+    return text;
+}
+
+class E2eRemoteScreen : public ::testing::TestWithParam<bool> {};
+
+TEST_P(E2eRemoteScreen, ShowsTheDeviceAndSendsTouchesAndKeys) {
+    AdbHarness harness = makeHarness();
+    VF_REQUIRE_ADB(harness);
+    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+    QStringList options{QStringLiteral("--screen"), QStringLiteral("360x800"), QStringLiteral("--capture-delay"),
+                        QStringLiteral("20")};
+    if (GetParam()) options << QStringLiteral("--legacy");
+    SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness), options));
+    ASSERT_TRUE(device) << harness.lastError().toStdString();
+
+    RemoteScreenMonitorSheet window(AdbEndpoint{QStringLiteral("127.0.0.1"), harness.serverPort(), {}});
+    window.setDeviceId(device->serial());
+    window.showWindow();
+    ui::ScreenImageView* view = window.imageView();
+    ASSERT_TRUE(waitUntil([&] { return view->image().size() == QSize(360, 800); }, 15000))
+        << "image " << view->image().width() << "x" << view->image().height();
+    const auto devicePoint = [&](QPointF at) { return ui::normalizePoint(at, view->size(), QSize(360, 800)); };
+
+    const QPointF tap(view->width() * 0.25, view->height() * 0.5);
+    sendMouse(view, QEvent::MouseButtonPress, tap, Qt::LeftButton, Qt::LeftButton);
+    sendMouse(view, QEvent::MouseButtonRelease, tap, Qt::LeftButton, Qt::NoButton);
+    const QString tapLine = u"input tap "_s + rounded(devicePoint(tap)) + u'\n';
+    ASSERT_TRUE(waitUntil([&] { return device->recorded() == tapLine; })) << device->recorded().toStdString();
+
+    const QPointF from(view->width() * 0.5, view->height() * 0.8);
+    const QPointF to(view->width() * 0.5, view->height() * 0.2);
+    sendMouse(view, QEvent::MouseButtonPress, from, Qt::LeftButton, Qt::LeftButton);
+    sendMouse(view, QEvent::MouseMove, (from + to) / 2, Qt::NoButton, Qt::LeftButton);
+    sendMouse(view, QEvent::MouseButtonRelease, to, Qt::LeftButton, Qt::NoButton);
+    const QString swipeLine =
+        u"input swipe "_s + rounded(devicePoint(from)) + u' ' + rounded(devicePoint(to)) + u" 100\n";
+    ASSERT_TRUE(waitUntil([&] { return device->recorded() == tapLine + swipeLine; }))
+        << device->recorded().toStdString();
+
+    QTest::keyClicks(view, QStringLiteral("a b"));
+    ASSERT_TRUE(waitUntil([&] { return typedText(device->recorded()) == u"a%sb"; }))
+        << device->recorded().toStdString();
+    window.homeKey();
+    EXPECT_EQ(window.statusText(), QStringLiteral("Sent Home Key"));
+    EXPECT_TRUE(waitUntil([&] { return device->recorded().endsWith(u"input keyevent 3 \n"); }))
+        << device->recorded().toStdString();
+    window.close();
+    EXPECT_FALSE(window.screenSource()->isRunning());
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, E2eRemoteScreen, ::testing::Values(false, true),
+                         [](const auto& info) { return info.param ? "Legacy" : "Modern"; });
+
+}  // namespace
+}  // namespace vf::test
+#endif
