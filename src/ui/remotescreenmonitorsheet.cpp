@@ -23,11 +23,16 @@ using namespace Qt::StringLiterals;
 
 namespace vf::ui {
 
-QVariant decodeScreenImage(const QByteArray& png) {
-    QImage image = QImage::fromData(png, "PNG");
-    if (image.isNull()) return {};
-    // Painting a 32-bit premultiplied image is the cheap path on the GUI thread.
-    return QVariant::fromValue(image.convertToFormat(QImage::Format_ARGB32_Premultiplied));
+QVariant decodeScreenImage(const QByteArray& png, QSize shownSize) {
+    ScreenFrame frame;
+    frame.image = QImage::fromData(png, "PNG");
+    if (frame.image.isNull()) return {};
+    // Scaling here leaves the GUI thread a plain copy to paint.
+    if (!shownSize.isEmpty()) {
+        frame.shown = frame.image.scaled(shownSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+                          .convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    }
+    return QVariant::fromValue(frame);
 }
 
 RemoteScreenMonitorSheet::RemoteScreenMonitorSheet(const AdbEndpoint& endpoint, QWidget* parent)
@@ -40,7 +45,10 @@ RemoteScreenMonitorSheet::RemoteScreenMonitorSheet(const AdbEndpoint& endpoint, 
     touchWriter_->moveToThread(ioThread());
     typeWriter_->moveToThread(ioThread());
     screenSource_->setDelegate(this);
-    screenSource_->setImageDecoder(&decodeScreenImage);
+    screenSource_->setImageDecoder([shown = shownSize_](const QByteArray& png) {
+        const quint64 packed = shown->load();
+        return decodeScreenImage(png, QSize(int(packed >> 32), int(packed & 0xFFFFFFFFu)));
+    });
 
     imageView_ = new ScreenImageView(this);
     setCentralWidget(imageView_);
@@ -133,10 +141,11 @@ void RemoteScreenMonitorSheet::onToggleAutoRefresh() {
 void RemoteScreenMonitorSheet::takeSnapshot() { screenSource_->startMonitoring(false); }
 
 void RemoteScreenMonitorSheet::onScreenUpdate(const QString& /*deviceId*/, const QVariant& screen) {
-    const QImage image = screen.value<QImage>();
-    const bool newSize = image.size() != imageView_->image().size();
-    imageView_->setImage(image);
-    if (newSize && !image.isNull()) keepAspectRatio();
+    const ScreenFrame frame = screen.value<ScreenFrame>();
+    const bool newSize = frame.image.size() != imageView_->image().size();
+    imageView_->setFrame(frame);
+    if (newSize && !frame.image.isNull()) keepAspectRatio();
+    updateShownSize();
     lastImageReceivedDate_ = QDateTime::currentDateTime();
     updateStatusText();
 }
@@ -153,9 +162,15 @@ void RemoteScreenMonitorSheet::resizeEvent(QResizeEvent* event) {
         fixingAspect_ = true;
         QTimer::singleShot(0, this, [this] {
             keepAspectRatio();
+            updateShownSize();
             fixingAspect_ = false;
         });
     }
+}
+
+void RemoteScreenMonitorSheet::updateShownSize() {
+    const QSize view = imageView_->size();
+    shownSize_->store(quint64(quint32(view.width())) << 32 | quint32(view.height()));
 }
 
 void RemoteScreenMonitorSheet::keepAspectRatio() {

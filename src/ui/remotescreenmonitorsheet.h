@@ -11,6 +11,7 @@
 #include <QImage>
 #include <QMainWindow>
 #include <QPointF>
+#include <atomic>
 #include <memory>
 #include <optional>
 
@@ -98,9 +99,13 @@ private:
     bool isMouseInside_ = false;
     std::optional<QDateTime> lastImageReceivedDate_;
     bool fixingAspect_ = false;
+    // The view's size for the decoder thread (width << 32 | height).
+    std::shared_ptr<std::atomic<quint64>> shownSize_ = std::make_shared<std::atomic<quint64>>(0);
+    void updateShownSize();
 };
 
-// Turns a PNG into the QImage the window shows. Any thread.
-QVariant decodeScreenImage(const QByteArray& png);
+// Turns a PNG into the ScreenFrame the window shows, scaled to `shownSize`
+// (none when empty). Any thread.
+QVariant decodeScreenImage(const QByteArray& png, QSize shownSize);
 
 }  // namespace vf::ui

@@ -25,14 +25,15 @@ ScreenImageView::ScreenImageView(QWidget* parent) : QWidget(parent) {
     setMinimumSize(90, 160);
 }
 
-void ScreenImageView::setImage(const QImage& image) {
-    image_ = image;
+void ScreenImageView::setFrame(const ScreenFrame& frame) {
+    frame_ = frame;
     update();
 }
 
 QImage ScreenImageView::scaledImage() const {
-    if (image_.isNull()) return {};
-    return image_.scaled(size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (frame_.image.isNull()) return {};
+    if (frame_.shown.size() == size()) return frame_.shown;
+    return frame_.image.scaled(size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
 }
 
 bool ScreenImageView::event(QEvent* event) {
@@ -49,14 +50,19 @@ bool ScreenImageView::event(QEvent* event) {
 
 void ScreenImageView::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
-    if (image_.isNull()) {
+    if (frame_.image.isNull()) {
         painter.fillRect(rect(), Qt::black);
         painter.setPen(Qt::gray);
         painter.drawText(rect(), Qt::AlignCenter, tr("Waiting for the screen…"));
         return;
     }
+    if (frame_.shown.size() == size()) {
+        painter.drawImage(0, 0, frame_.shown);  // a plain copy: scaled already
+        return;
+    }
+    // Between a resize and the next frame: scale here.
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    painter.drawImage(rect(), image_);
+    painter.drawImage(rect(), frame_.image);
 }
 
 void ScreenImageView::enterEvent(QEnterEvent* event) {

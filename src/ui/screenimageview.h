@@ -12,6 +12,13 @@
 
 namespace vf::ui {
 
+// One decoded screenshot: the image at device resolution, and a copy scaled
+// (off the GUI thread) to the size the view had when it was decoded.
+struct ScreenFrame {
+    QImage image;
+    QImage shown;
+};
+
 // A point of the view (top-down, as Qt gives it) in device pixels: the
 // view's scale per axis, capped at the image's width W and height H on the
 // right and bottom; points left of or above the image come out negative.
@@ -23,8 +30,8 @@ class ScreenImageView final : public QWidget {
 public:
     explicit ScreenImageView(QWidget* parent = nullptr);
 
-    void setImage(const QImage& image);
-    const QImage& image() const { return image_; }
+    void setFrame(const ScreenFrame& frame);
+    const QImage& image() const { return frame_.image; }
     // The image as shown: scaled to the view's size.
     QImage scaledImage() const;
 
@@ -48,7 +55,9 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
-    QImage image_;
+    ScreenFrame frame_;
 };
 
 }  // namespace vf::ui
+
+Q_DECLARE_METATYPE(vf::ui::ScreenFrame)
