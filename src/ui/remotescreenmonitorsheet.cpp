@@ -7,6 +7,8 @@
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
 #include <QScreen>
 #include <QStatusBar>
 #include <QTimer>
@@ -89,12 +91,13 @@ void RemoteScreenMonitorSheet::createToolBar() {
     bar->addAction(u"Menu"_s, this, &RemoteScreenMonitorSheet::menuKey);
     bar->addAction(u"Home"_s, this, &RemoteScreenMonitorSheet::homeKey);
     bar->addAction(u"Back"_s, this, &RemoteScreenMonitorSheet::backKey);
-    bar->addSeparator();
-    QAction* copy = bar->addAction(themedIcon(u"edit-copy"_s, u"copy"_s), u"Copy"_s, this,
-                                   &RemoteScreenMonitorSheet::copyScaledImage);
+    // The copies live in the Edit menu: the toolbar stays as narrow as a phone.
+    QMenu* edit = menuBar()->addMenu(u"&Edit"_s);
+    QAction* copy = edit->addAction(themedIcon(u"edit-copy"_s, u"copy"_s), u"Copy"_s, this,
+                                    &RemoteScreenMonitorSheet::copyScaledImage);
     copy->setShortcut(QKeySequence::Copy);
     copy->setToolTip(u"Copy the screen as shown"_s);
-    QAction* copyFull = bar->addAction(u"Copy Full Image"_s, this, &RemoteScreenMonitorSheet::copyFullImage);
+    QAction* copyFull = edit->addAction(u"Copy Full Image"_s, this, &RemoteScreenMonitorSheet::copyFullImage);
     copyFull->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C));
     for (QAction* action : bar->actions()) {
         if (QWidget* button = bar->widgetForAction(action)) button->setFocusPolicy(Qt::NoFocus);
