@@ -130,6 +130,14 @@ TEST_F(DetectorFeed, KeepsTheFirstRowsOfALongBlockAndTheNewestCrashes) {
     EXPECT_EQ(detector.crashes().back().id, 1001u);
 }
 
+TEST_F(DetectorFeed, EndsABlockWhoseReporterFellSilent) {
+    feed("30", "31", 'E', "AndroidRuntime", "FATAL EXCEPTION: main");
+    for (int i = 0; i < 2'001; ++i) feed("40", "41", 'I', "Other", "busy");
+    feed("30", "31", 'E', "AndroidRuntime", "\tat a.B.c(B.java:1)");
+    ASSERT_EQ(detector.crashes().size(), 1u);
+    EXPECT_EQ(detector.crashes()[0].rows.size(), 1u);
+}
+
 TEST_F(DetectorFeed, TakesAStartLineUnderAReplacedTagOnlyAtAnErrorLevel) {
     feed("20", "20", 'I', "com.example.named", "FATAL EXCEPTION: main");
     EXPECT_TRUE(detector.crashes().empty());

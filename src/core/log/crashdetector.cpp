@@ -10,6 +10,11 @@ namespace vf {
 namespace {
 
 constexpr size_t kMaxOpenBlocks = 64;       // reporters writing a block at the same moment
+// A block is written in one burst; a reporter silent for this many rows (a
+// dead process, usually) has finished its block.
+constexpr uint64_t kStaleRows = 2'000;
+constexpr uint64_t kSweepEvery = 256;
+constexpr size_t kDumpHeaderLength = 63;  // "*** *** *** *** *** *** *** *** *** *** *** *** *** *** *** ***"
 constexpr size_t kMaxPendingRows = 16;      // a bare exception's message lines before its first "at"
 constexpr size_t kSignalMergeLookback = 8;  // crashes searched for the libc line of a dump
 
@@ -93,6 +98,7 @@ struct CrashDetector::Block {
     std::string pid, tid, tag;  // the reporter
     Form form = Form::JavaFatal;
     uint64_t crashId = 0;       // 0 while a bare exception waits for its first "at"
+    uint64_t lastRow = 0;       // the detector's row count at the block's last row
     bool titled = false;        // the block's own title line was seen
     bool named = false;         // the block named the process that died
     // A bare exception before its first "at" line.
@@ -114,18 +120,48 @@ CrashDetector::CrashDetector() = default;
 CrashDetector::~CrashDetector() = default;
 
 void CrashDetector::feed(const Row& row) {
-    const Line line{row, trimmed(row.name()), trimmed(row.text()), row.type().empty() ? '\0' : row.type().front()};
+    ++fed_;
+    const auto lineOf = [&row] {
+        return Line{row, trimmed(row.name()), trimmed(row.text()), row.type().empty() ? '\0' : row.type().front()};
+    };
     if (!open_.empty()) {
-        if (Block* block = openBlockOf(line)) {
-            if (continueBlock(*block, line)) return;
+        if (fed_ % kSweepEvery == 0) closeStaleBlocks();
+        Block* block = openBlockOf(row);
+        if (block != nullptr && fed_ - block->lastRow > kStaleRows) {
             closeBlock(block);
+            block = nullptr;
+        }
+        if (block != nullptr) {
+            const Line line = lineOf();
+            if (continueBlock(*block, line)) {
+                block->lastRow = fed_;
+                return;
+            }
+            closeBlock(block);
+            startBlock(line);
+            return;
         }
     }
-    // Every start line begins with 'F', '*' or 'A', except the bare exception
-    // (AndroidRuntime only): most rows leave here.
-    const char first = line.text.empty() ? '\0' : line.text.front();
-    if (first != 'F' && first != '*' && first != 'A' && line.tag != "AndroidRuntime"sv) return;
-    startBlock(line);
+    // Most rows leave here, decided by what the row itself holds (its level,
+    // the length of its text) without reading its line, which costs a cache
+    // miss per row over a large file. Every start line begins with 'F', '*' or
+    // 'A', except the bare exception (AndroidRuntime).
+    const std::string_view type = row.type();
+    const char level = type.empty() ? '\0' : type.front();
+    if (level == 'V' || level == 'D' || level == 'W') return;
+    // Older devices write the native dump at level I; its first line is the
+    // fixed "*** *** ***" row of sixteen triples.
+    if (level == 'I' && (row.text().size() < kDumpHeaderLength || row.text().size() > kDumpHeaderLength + 3)) return;
+    std::string_view text = row.text();
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    const char first = text.empty() ? '\0' : text.front();
+    if (level == 'I' && first != '*') return;
+    if (first != 'F' && first != '*' && first != 'A' && !row.name().starts_with("AndroidRuntime"sv)) return;
+    startBlock(lineOf());
+}
+
+void CrashDetector::closeStaleBlocks() {
+    std::erase_if(open_, [this](const auto& block) { return fed_ - block->lastRow > kStaleRows; });
 }
 
 void CrashDetector::finish() {
@@ -138,8 +174,8 @@ void CrashDetector::clear() {
     crashes_.clear();
 }
 
-CrashDetector::Block* CrashDetector::openBlockOf(const Line& line) {
-    const std::string_view pid = line.row.pid(), tid = line.row.tid();
+CrashDetector::Block* CrashDetector::openBlockOf(const Row& row) {
+    const std::string_view pid = row.pid(), tid = row.tid();
     for (const auto& block : open_)
         if (block->pid == pid && block->tid == tid) return block.get();
     return nullptr;
@@ -176,6 +212,7 @@ bool CrashDetector::startBlock(const Line& line) {
     auto block = std::make_unique<Block>();
     block->pid = line.row.pid(), block->tid = line.row.tid(), block->tag = line.tag;
     block->form = form;
+    block->lastRow = fed_;
     if (form == Form::JavaPending) {
         block->pendingRows.push_back(line.row.idx());
         block->pendingTime = line.row.time(), block->pendingTitle = text, block->pendingApp = line.row.app();

@@ -20,12 +20,15 @@
 // Several reporters write at once and their lines interleave, so a row joins
 // the open block of its own reporter (same pid AND tid, same tag), never the
 // block that happens to be above it. A block ends when its reporter writes
-// something that does not belong to it, or at finish(). A crash is listed as
+// something that does not belong to it, falls silent for 2,000 rows (a
+// block is written in one burst; the process died, usually), or at finish(). A crash is listed as
 // soon as its first row is recognised and grows as rows come, so a block
 // cut off by the end of the log is still listed with what it has.
 //
 // A start line is taken under its usual tag or at level E/F/A: the store
 // may later overwrite the tag of a pid it did not know with the process name.
+// Start lines are looked for at levels E, F and A, at level I only for the
+// "*** *** ***" of older devices' dumps, and never at V, D or W.
 //
 // Bounded: at most kMaxRowsPerCrash rows per crash (the first ones; later
 // rows are only counted) and kMaxCrashes crashes (the oldest go first).
@@ -95,7 +98,8 @@ private:
     struct Block;
     struct Line;
 
-    Block* openBlockOf(const Line& line);
+    Block* openBlockOf(const Row& row);
+    void closeStaleBlocks();
     bool continueBlock(Block& block, const Line& line);
     bool startBlock(const Line& line);
     void closeBlock(Block* block);
@@ -113,6 +117,7 @@ private:
     uint64_t revision_ = 0;
     uint64_t detected_ = 0;
     uint64_t nextId_ = 1;
+    uint64_t fed_ = 0;  // rows fed
 };
 
 // A filter that passes exactly the rows whose idx is in `rows` (any order).
