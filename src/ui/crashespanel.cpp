@@ -29,12 +29,17 @@ namespace vf::ui {
 namespace {
 
 constexpr int kCrashIdRole = Qt::UserRole + 1;
+constexpr int kPanelWidth = 380;  // the side tabs' width while the crashes are shown
 
 QString qs(const std::string& s) { return QString::fromUtf8(s.data(), qsizetype(s.size())); }
 
 QString itemText(const CrashRecord& crash) {
     const QString app = crash.app.empty() ? u"pid %1"_s.arg(qs(crash.pid)) : u"%1 (%2)"_s.arg(qs(crash.app), qs(crash.pid));
     return u"%1  %2  %3\n%4"_s.arg(qs(crash.time), QString::fromLatin1(crashKindName(crash.kind)), app, qs(crash.title));
+}
+
+QIcon kindIcon(const QStyle* style, CrashKind kind) {
+    return style->standardIcon(kind == CrashKind::Anr ? QStyle::SP_MessageBoxWarning : QStyle::SP_MessageBoxCritical);
 }
 
 }  // namespace
@@ -45,8 +50,10 @@ CrashesPanel::CrashesPanel(VellumfoxAppDelegate& controller) : controller_(contr
 
     list_ = new QListWidget(this);
     list_->setObjectName(u"crashList"_s);
-    list_->setWordWrap(false);
-    list_->setTextElideMode(Qt::ElideRight);
+    // Titles wrap rather than scroll sideways: the panel is narrow.
+    list_->setWordWrap(true);
+    list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    list_->setResizeMode(QListView::Adjust);
     list_->setAlternatingRowColors(true);
     list_->setSelectionMode(QAbstractItemView::SingleSelection);
     copyButton_ = new QPushButton(u"Copy Crash"_s, this);
@@ -83,12 +90,28 @@ CrashesPanel::CrashesPanel(VellumfoxAppDelegate& controller) : controller_(contr
     updateCount();
 
     connect(countAction_, &QAction::triggered, this, [this] { tabs_->setCurrentWidget(this); });
-    connect(tabs_, &QTabWidget::currentChanged, this, [this] {
-        if (tabs_->currentWidget() == this) setMarked(false);
-    });
+    connect(tabs_, &QTabWidget::currentChanged, this, &CrashesPanel::onTabChanged);
     connect(list_, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) { chooseCrash(list_->row(item)); });
     connect(list_, &QListWidget::itemActivated, this, [this](QListWidgetItem* item) { chooseCrash(list_->row(item)); });
     connect(copyButton_, &QPushButton::clicked, this, &CrashesPanel::copyCrash);
+}
+
+// Crashes need more room than filter names: the side grows while they are
+// shown and gives the room back afterwards.
+void CrashesPanel::onTabChanged() {
+    QSplitter* splitter = controller_.window()->splitter();
+    QList<int> sizes = splitter->sizes();
+    if (sizes.size() < 2) return;
+    const int total = sizes[0] + sizes[1];
+    if (tabs_->currentWidget() == this) {
+        setMarked(false);
+        if (sizes[0] >= kPanelWidth) return;
+        narrowWidth_ = sizes[0];
+        splitter->setSizes({kPanelWidth, total - kPanelWidth});
+    } else if (narrowWidth_ > 0) {
+        splitter->setSizes({narrowWidth_, total - narrowWidth_});
+        narrowWidth_ = 0;
+    }
 }
 
 void CrashesPanel::onLogUpdated() {
@@ -147,6 +170,7 @@ void CrashesPanel::refreshList() {
         const QString text = itemText(crash);
         if (item->text() != text) {
             item->setText(text);
+            item->setIcon(kindIcon(style(), crash.kind));
             item->setToolTip(text + u"\n%1 rows"_s.arg(crash.rows.size() + crash.droppedRows));
         }
         item->setData(kCrashIdRole, QVariant::fromValue<qulonglong>(crash.id));
