@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 using namespace std::string_view_literals;
 
@@ -82,6 +83,68 @@ bool isAnrDetail(std::string_view text) {
 }
 
 enum class Form : uint8_t { JavaFatal, SystemFatal, JavaPending, NativeDump, LibcSignal, Anr };
+
+// The block a row starts, if any. A start line counts under its usual tag,
+// or at an error level under any tag (the store may have replaced it).
+std::optional<Form> startForm(std::string_view tag, std::string_view text, char level) {
+    const bool runtime = tag == "AndroidRuntime"sv;
+    const bool severe = isSevere(level);
+    if (text.starts_with("FATAL EXCEPTION: "sv) && (runtime || severe)) return Form::JavaFatal;
+    if (text.starts_with("*** FATAL EXCEPTION IN SYSTEM PROCESS: "sv) && (runtime || severe)) return Form::SystemFatal;
+    if (text.starts_with("*** *** ***"sv) && (isNativeReporter(tag) || severe)) return Form::NativeDump;
+    if (text.starts_with("Fatal signal "sv) && text.find("(SIG"sv) != std::string_view::npos &&
+        (tag == "libc"sv || severe))
+        return Form::LibcSignal;
+    if ((text.starts_with("ANR in "sv) || text.starts_with("ANR (application not responding) in process: "sv)) &&
+        (tag == "ActivityManager"sv || severe))
+        return Form::Anr;
+    if (runtime && looksLikeException(text)) return Form::JavaPending;
+    return std::nullopt;
+}
+
+CrashKind kindOf(Form form) {
+    switch (form) {
+        case Form::SystemFatal: return CrashKind::System;
+        case Form::NativeDump:
+        case Form::LibcSignal: return CrashKind::Native;
+        case Form::Anr: return CrashKind::Anr;
+        case Form::JavaFatal:
+        case Form::JavaPending: break;
+    }
+    return CrashKind::Java;
+}
+
+// What the first line tells of a crash; true when it names the process that died.
+bool describeStart(Form form, std::string_view text, CrashRecord& crash) {
+    switch (form) {
+        case Form::SystemFatal:
+            if (crash.app.empty()) crash.app = "system_server";
+            crash.title = text.substr(4);  // without the "*** "
+            return false;
+        case Form::JavaFatal: crash.title = text; return false;
+        case Form::NativeDump: crash.title = "native crash"; return false;
+        case Form::LibcSignal: {
+            // "Fatal signal 11 (SIGSEGV), code 1 (SEGV_MAPERR), fault addr 0x0 in tid 1 (T), pid 1 (PROC)"
+            crash.title = text.substr(0, text.find(" in tid "sv));
+            const size_t pidAt = text.rfind(", pid "sv);
+            if (pidAt == std::string_view::npos) return false;
+            const std::string_view pid = numberAfter(text.substr(pidAt), "pid "sv);
+            if (!pid.empty()) crash.pid = pid;
+            const std::string_view app = between(text, "("sv, ")"sv, pidAt);
+            if (!app.empty()) crash.app = app;
+            return true;
+        }
+        case Form::Anr: {
+            const size_t nameAt = text.starts_with("ANR in "sv) ? 7 : text.find(':') + 2;
+            const std::string_view rest = text.substr(nameAt);
+            crash.app = rest.substr(0, std::min(rest.find(' '), rest.size()));
+            crash.title = "ANR in " + crash.app;
+            return false;
+        }
+        case Form::JavaPending: break;
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -187,69 +250,20 @@ void CrashDetector::closeBlock(Block* block) {
 }
 
 bool CrashDetector::startBlock(const Line& line) {
-    const std::string_view text = line.text;
-    const bool runtime = line.tag == "AndroidRuntime"sv;
-    Form form;
-    CrashKind kind;
-    if (text.starts_with("FATAL EXCEPTION: "sv) && (runtime || isSevere(line.level))) {
-        form = Form::JavaFatal, kind = CrashKind::Java;
-    } else if (text.starts_with("*** FATAL EXCEPTION IN SYSTEM PROCESS: "sv) && (runtime || isSevere(line.level))) {
-        form = Form::SystemFatal, kind = CrashKind::System;
-    } else if (text.starts_with("*** *** ***"sv) && (isNativeReporter(line.tag) || isSevere(line.level))) {
-        form = Form::NativeDump, kind = CrashKind::Native;
-    } else if (text.starts_with("Fatal signal "sv) && text.find("(SIG"sv) != std::string_view::npos &&
-               (line.tag == "libc"sv || isSevere(line.level))) {
-        form = Form::LibcSignal, kind = CrashKind::Native;
-    } else if ((text.starts_with("ANR in "sv) || text.starts_with("ANR (application not responding) in process: "sv)) &&
-               (line.tag == "ActivityManager"sv || isSevere(line.level))) {
-        form = Form::Anr, kind = CrashKind::Anr;
-    } else if (runtime && looksLikeException(text)) {
-        form = Form::JavaPending, kind = CrashKind::Java;
-    } else {
-        return false;
-    }
+    const std::optional<Form> form = startForm(line.tag, line.text, line.level);
+    if (!form) return false;
     if (open_.size() >= kMaxOpenBlocks) open_.erase(open_.begin());
     auto block = std::make_unique<Block>();
     block->pid = line.row.pid(), block->tid = line.row.tid(), block->tag = line.tag;
-    block->form = form;
+    block->form = *form;
     block->lastRow = fed_;
-    if (form == Form::JavaPending) {
+    if (*form == Form::JavaPending) {
         block->pendingRows.push_back(line.row.idx());
-        block->pendingTime = line.row.time(), block->pendingTitle = text, block->pendingApp = line.row.app();
-        open_.push_back(std::move(block));
-        return true;
-    }
-    CrashRecord* crash = addCrash(kind, line);
-    block->crashId = crash->id;
-    switch (form) {
-        case Form::SystemFatal:
-            if (crash->app.empty()) crash->app = "system_server";
-            crash->title = text.substr(text.find(':') + 2);
-            break;
-        case Form::JavaFatal: crash->title = text; break;
-        case Form::NativeDump: crash->title = "native crash"; break;
-        case Form::LibcSignal: {
-            // "Fatal signal 11 (SIGSEGV), code 1 (SEGV_MAPERR), fault addr 0x0 in tid 1 (T), pid 1 (PROC)"
-            const size_t in = text.find(" in tid "sv);
-            crash->title = text.substr(0, in);
-            const size_t pidAt = text.rfind(", pid "sv);
-            if (pidAt != std::string_view::npos) {
-                const std::string_view pid = numberAfter(text.substr(pidAt), "pid "sv);
-                if (!pid.empty()) crash->pid = pid;
-                const std::string_view app = between(text, "("sv, ")"sv, pidAt);
-                if (!app.empty()) crash->app = app;
-            }
-            block->named = true;
-            break;
-        }
-        case Form::Anr: {
-            const size_t nameAt = text.starts_with("ANR in "sv) ? 7 : text.find(':') + 2;
-            const std::string_view rest = text.substr(nameAt);
-            crash->app = rest.substr(0, std::min(rest.find(' '), rest.size()));
-            crash->title = "ANR in " + crash->app;
-            break;
-        }
-        case Form::JavaPending: break;
+        block->pendingTime = line.row.time(), block->pendingTitle = line.text, block->pendingApp = line.row.app();
+    } else {
+        CrashRecord* crash = addCrash(kindOf(*form), line);
+        block->crashId = crash->id;
+        block->named = describeStart(*form, line.text, *crash);
     }
     open_.push_back(std::move(block));
     return true;
