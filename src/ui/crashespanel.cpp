@@ -117,6 +117,9 @@ void CrashesPanel::onTabChanged() {
 void CrashesPanel::onLogUpdated() {
     feedNewRows();
     if (detector_.revision() != shownRevision_) refreshList();
+    // The shown crash is still being written (live): show its new rows too.
+    const CrashRecord* chosen = chosenFilter_ && controller_.predicate() == chosenFilter_ ? chosenCrash() : nullptr;
+    if (chosen != nullptr && chosen->rows.size() != chosenRows_) showRows(*chosen);
     if (!pendingSelect_) return;
     if (controller_.logDatasource()->logDataFilter() != chosenFilter_) {
         if (controller_.predicate() != chosenFilter_) pendingSelect_.reset();  // the user chose another filter
@@ -217,13 +220,18 @@ void CrashesPanel::chooseCrash(int row) {
     VF_LOG("Show crash {} ({} rows)", chosenId_, crash->rows.size());
     // The filter list's choice no longer applies; choosing "All Messages" brings everything back.
     controller_.window()->filterListTable()->clearSelection();
-    chosenFilter_ = rowsPredicate(crash->rows);
-    controller_.setPredicate(chosenFilter_);
-    controller_.window()->statusFilter()->setText(
-        u"Filter: the %1 rows of the crash \u201C%2\u201D"_s.arg(crash->rows.size()).arg(qs(crash->title)));
+    showRows(*crash);
     pendingSelect_ = crash->firstIdx();
     list_->setCurrentRow(row);
     copyButton_->setEnabled(true);
+}
+
+void CrashesPanel::showRows(const CrashRecord& crash) {
+    chosenFilter_ = rowsPredicate(crash.rows);
+    chosenRows_ = crash.rows.size();
+    controller_.setPredicate(chosenFilter_);
+    controller_.window()->statusFilter()->setText(
+        u"Filter: the %1 rows of the crash \u201C%2\u201D"_s.arg(crash.rows.size()).arg(qs(crash.title)));
 }
 
 QString CrashesPanel::crashText() const {

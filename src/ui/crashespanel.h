@@ -61,6 +61,7 @@ private:
     void updateCount();
     void setMarked(bool marked);
     const CrashRecord* chosenCrash() const;
+    void showRows(const CrashRecord& crash);
 
     VellumfoxAppDelegate& controller_;
     CrashDetector detector_;
@@ -76,6 +77,7 @@ private:
     int narrowWidth_ = 0;          // the side's width before the crashes widened it
     uint64_t chosenId_ = 0;                  // the crash whose rows are shown
     PredicatePtr chosenFilter_;              // the filter showing them
+    size_t chosenRows_ = 0;                  // how many rows that filter passes
     std::optional<uint64_t> pendingSelect_;  // idx to select once that filter landed
 };
 

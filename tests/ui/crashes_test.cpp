@@ -58,5 +58,25 @@ TEST_F(CrashesPanelTest, ANewCrashWhileFollowingMarksTheCountUntilThePanelIsShow
     EXPECT_EQ(panel()->countAction()->text(), u"Crashes: 1"_s);
 }
 
+TEST_F(CrashesPanelTest, TheShownCrashKeepsShowingTheRowsItGains) {
+    start();
+    RowValues v;
+    v.time = "01-01 00:00:01.000", v.pid = "55", v.tid = "55", v.type = "E", v.name = "AndroidRuntime";
+    RowList rows = levelRows(5);
+    const auto add = [&](uint64_t idx, std::string text) {
+        v.idx = idx, v.text = std::move(text);
+        rows << arena.make(v);
+    };
+    add(5, "FATAL EXCEPTION: main");
+    add(6, "java.lang.IllegalStateException: boom");
+    show(rows);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return panel()->list()->count() == 1; }));
+    panel()->chooseCrash(0);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 2; }));
+    add(7, "\tat com.example.Main.run(Main.java:7)");
+    app->logDatasource()->setLogDataFromFile(rows);
+    EXPECT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 3; }));
+}
+
 }  // namespace
 }  // namespace vf::ui::test
