@@ -99,8 +99,10 @@ CrashesPanel::CrashesPanel(VellumfoxAppDelegate& controller) : controller_(contr
 // Crashes need more room than filter names: the side grows while they are
 // shown and gives the room back afterwards.
 void CrashesPanel::onTabChanged() {
-    QSplitter* splitter = controller_.window()->splitter();
-    QList<int> sizes = splitter->sizes();
+    // Null while the window is torn down (the splitter is then no longer one).
+    auto* splitter = qobject_cast<QSplitter*>(tabs_->parentWidget());
+    if (splitter == nullptr) return;
+    const QList<int> sizes = splitter->sizes();
     if (sizes.size() < 2) return;
     const int total = sizes[0] + sizes[1];
     if (tabs_->currentWidget() == this) {
