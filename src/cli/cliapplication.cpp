@@ -1,5 +1,6 @@
 #include "cli/cliapplication.h"
 
+#include "cli/crashescommand.h"
 #include "cli/devicescommand.h"
 #include "cli/filecommands.h"
 #include "cli/helptext.h"
@@ -28,6 +29,7 @@ int CliApplication::run(const QStringList& arguments) {
     case Command::Convert: return runConvert(options, out_, err_);
     case Command::Detect: return runDetect(options, out_, err_);
     case Command::CheckFilter: return runCheckFilter(options, out_, err_);
+    case Command::Crashes: return runCrashes(options, out_, err_);
     case Command::Devices:
     case Command::Stream: break;
     }

@@ -1,5 +1,6 @@
 #include "cli/helptext.h"
 
+#include "cli/crashescommand.h"
 #include "core/support/buildinfo.h"
 
 using namespace Qt::StringLiterals;
@@ -19,6 +20,7 @@ Commands:
   stream         stream the device log through the viewer's store
   convert FILE   write the rows of a saved log as text, tsv or json
   detect FILE    print the layout of a saved log ("3 threadtime")
+  crashes FILE   list the crashes and ANRs in a saved log
   check-filter PREDICATE
                  parse a filter and print its canonical text
   help [COMMAND] show this text, or the page of one command
@@ -147,6 +149,7 @@ QString helpText(const QString& topic) {
         return QString::fromUtf16(kConvert) % u'\n' % QString::fromUtf16(kFilters) % u'\n' % QString::fromUtf16(kFormats);
     if (topic == u"detect"_s) return QString::fromUtf16(kDetect);
     if (topic == u"check-filter"_s) return QString::fromUtf16(kCheckFilter);
+    if (topic == u"crashes"_s) return crashesHelpText();
     if (topic == u"version"_s) return u"usage: vellumfox-cli version\n\nPrints the version.\n"_s;
     if (topic == u"help"_s) return u"usage: vellumfox-cli help [COMMAND]\n\nPrints the overview or a command's page.\n"_s;
     return QString::fromUtf16(kOverview) % u'\n' % QString::fromUtf16(kFilters) % u'\n' % QString::fromUtf16(kFormats) %

@@ -17,7 +17,7 @@ constexpr std::array kCommands{
     CommandEntry{Command::Help, "help"},         CommandEntry{Command::Devices, "devices"},
     CommandEntry{Command::Stream, "stream"},     CommandEntry{Command::Convert, "convert"},
     CommandEntry{Command::Detect, "detect"},     CommandEntry{Command::CheckFilter, "check-filter"},
-    CommandEntry{Command::Version, "version"},
+    CommandEntry{Command::Version, "version"},     CommandEntry{Command::Crashes, "crashes"},
 };
 
 enum class Opt { Serial, Host, Port, Filter, Quick, Clear, Tags, Format, NoColor, NoReconnect, Json, Count, Help, Version };
@@ -41,7 +41,7 @@ const OptionDef kOptions[] = {
     {Opt::Format, "--format", true, {Command::Stream, Command::Convert}},
     {Opt::NoColor, "--no-color", false, {Command::Stream}},
     {Opt::NoReconnect, "--no-reconnect", false, {Command::Stream}},
-    {Opt::Json, "--json", false, {Command::Devices}},
+    {Opt::Json, "--json", false, {Command::Devices, Command::Crashes}},
     {Opt::Count, "--count", false, {Command::Convert}},
     {Opt::Help, "--help", false, {}},
     {Opt::Version, "--version", false, {}},
@@ -119,7 +119,8 @@ QString takePositionals(CliOptions& o, const QStringList& positionals) {
     };
     switch (o.command) {
     case Command::Convert:
-    case Command::Detect: return expectOne("FILE", o.file);
+    case Command::Detect:
+    case Command::Crashes: return expectOne("FILE", o.file);
     case Command::CheckFilter: return expectOne("PREDICATE", o.predicate);
     case Command::Help:
         if (positionals.size() > 1) return u"help: unexpected argument '%1'"_s.arg(positionals.at(1));

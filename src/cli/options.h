@@ -10,7 +10,7 @@
 
 namespace vf::cli {
 
-enum class Command { Help, Version, Devices, Stream, Convert, Detect, CheckFilter };
+enum class Command { Help, Version, Devices, Stream, Convert, Detect, CheckFilter, Crashes };
 
 enum class OutputFormat { Text, Tsv, Json };
 
@@ -42,7 +42,7 @@ struct CliOptions {
     OutputFormat format = OutputFormat::Text;
     bool count = false;  // convert --count
 
-    QString file;       // convert, detect
+    QString file;       // convert, detect, crashes
     QString predicate;  // check-filter
 };
 

@@ -8,6 +8,7 @@
 #include "core/log/logexport.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
+#include "ui/crashespanel.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
 #include "ui/vellumfoxappdelegate.h"
@@ -53,6 +54,7 @@ void VellumfoxAppDelegate::setFileContents(RowList rows, const QString& title) {
     lastDeviceConnectedId_.reset();
     setPredicate(nullptr);
     window_->filterListTable()->selectRowAlone(0);
+    if (crashes_ != nullptr) crashes_->clear();
     logDatasource_->setLogDataFromFile(std::move(rows));
     window_->setWindowTitle(title);
     changeScrollToBottom(true);

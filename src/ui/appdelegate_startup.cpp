@@ -18,6 +18,7 @@
 #include "core/support/logger.h"
 #include "core/support/preferences.h"
 #include "ui/connectionbackend.h"
+#include "ui/crashespanel.h"
 #include "ui/devicepickersheet.h"
 #include "ui/highlightdelegate.h"
 #include "ui/logtablemodel.h"
@@ -105,6 +106,7 @@ void VellumfoxAppDelegate::buildWindow() {
     SelectableTableView* filters = window_->filterListTable();
     filters->setModel(filterListModel_);
     filters->setMenuDelegate(this);
+    crashes_ = new CrashesPanel(*this);
 
     reconnectTimer_ = new QTimer(this);
     reconnectTimer_->setInterval(options_.reconnectIntervalMs);

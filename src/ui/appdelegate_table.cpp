@@ -12,6 +12,7 @@
 #include "core/support/logger.h"
 #include "core/support/preferences.h"
 #include "ui/connectionbackend.h"
+#include "ui/crashespanel.h"
 #include "ui/highlightdelegate.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
@@ -41,6 +42,7 @@ void VellumfoxAppDelegate::onLogUpdated() {
     table->viewport()->update();
     followLog();
     updateStatus();
+    if (crashes_ != nullptr) crashes_->onLogUpdated();  // the crash detector sees the new rows
 }
 
 std::optional<uint64_t> VellumfoxAppDelegate::firstVisibleIdx() const {
@@ -62,6 +64,7 @@ void VellumfoxAppDelegate::keepFirstVisible(uint64_t idx) {
 void VellumfoxAppDelegate::clearLog() {
     logDatasource_->clearLog();
     tableModel_->setRows({});
+    if (crashes_ != nullptr) crashes_->clear();
     updateStatus();
 }
 

@@ -32,6 +32,7 @@ class QItemSelection;
 namespace vf::ui {
 
 class ConnectionBackend;
+class CrashesPanel;
 class DevicePickerSheet;
 class HighlightDelegate;
 class LogTableModel;
@@ -64,6 +65,7 @@ public:
     LogDatasource* logDatasource() const { return logDatasource_.get(); }
     LogTableModel* tableModel() const { return tableModel_; }
     HighlightDelegate* highlightDelegate() const { return highlight_; }
+    CrashesPanel* crashesPanel() const { return crashes_; }
     const LevelStyles& styles() const { return styles_; }
     const RowList& logData() const;
     bool scrollToBottom() const { return scrollToBottom_; }
@@ -192,6 +194,7 @@ private:
     std::unique_ptr<MainWindow> window_;
     LogTableModel* tableModel_ = nullptr;
     HighlightDelegate* highlight_ = nullptr;
+    CrashesPanel* crashes_ = nullptr;  // owned by the window
     QStringListModel* filterListModel_ = nullptr;
     QPointer<DevicePickerSheet> sheetDevicePicker_;
     QPointer<QMessageBox> currentAlert_;

@@ -1,0 +1,158 @@
+// What the crash detector costs: on the live path (a million lines through
+// the store, the detector fed from the store's rows in the batches the
+// viewer takes them, about every 5,000 lines) and on opening the
+// million-line files (every row fed once after the file is read).
+//
+// Goal: the detector adds under 10 % to the live path and to opening a file.
+// Figures are thread CPU seconds, best of the runs: the machine is shared.
+// "visiting the rows only" is the floor of any pass over a million rows that
+// have gone cold in the cache since they were parsed.
+#include <benchmark/benchmark.h>
+
+#include <QCoreApplication>
+#include <cstdio>
+#include <ctime>
+#include <map>
+
+#include "benchdata.h"
+#include "core/log/crashdetector.h"
+#include "core/log/logdatasource.h"
+#include "core/log/logparser.h"
+
+namespace {
+
+using vf::bench::Layout;
+
+std::map<std::string, double>& figures() {
+    static std::map<std::string, double> made;
+    return made;
+}
+
+double threadCpuSeconds() {
+    timespec ts{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) + double(ts.tv_nsec) / 1e9;
+}
+
+struct NoConversations final : vf::StoreConnector {
+    std::unique_ptr<vf::StoreConversation> connectLogReader(vf::LogReaderDelegate*, const QString&) override {
+        return nullptr;
+    }
+    std::unique_ptr<vf::StoreConversation> connectPidReader(vf::PidReaderDelegate*, const QString&) override {
+        return nullptr;
+    }
+};
+
+const std::vector<std::string>& liveLines() {
+    static const std::vector<std::string> lines = [] {
+        std::vector<std::string> made = vf::bench::liveLines(vf::bench::kDefaultLines);
+        for (std::string& line : made) line += '\n';
+        return made;
+    }();
+    return lines;
+}
+
+// Feeds the rows of `all` not fed yet, as the Crashes panel does on each table update.
+void feedNew(vf::CrashDetector& detector, const vf::RowList& all, uint64_t& nextIdx) {
+    qsizetype from = all.size();
+    while (from > 0 && all.at(from - 1)->idx() >= nextIdx) --from;
+    for (qsizetype i = from; i < all.size(); ++i) detector.feed(*all.at(i));
+    if (!all.isEmpty()) nextIdx = all.last()->idx() + 1;
+}
+
+// range(0): 0 = the store alone, 1 = the store and the detector.
+void BM_LiveWithDetector(benchmark::State& state) {
+    constexpr size_t kBatch = 5000;  // about 0.25 s of a busy device's lines at 20,000 lines/s
+    const bool detect = state.range(0) == 1;
+    const std::vector<std::string>& lines = liveLines();
+    double best = 1e9, bestDetector = 1e9;
+    size_t found = 0;
+    for (auto _ : state) {
+        vf::LogDatasource store;
+        store.setConnector(std::make_shared<NoConversations>());
+        vf::CrashDetector detector;
+        uint64_t nextIdx = 0;
+        double detectorCpu = 0;
+        const double start = threadCpuSeconds();
+        for (size_t i = 0; i < lines.size(); ++i) {
+            store.logLineReceived(std::string_view(lines[i]));
+            if (detect && (i + 1) % kBatch == 0) {
+                const double before = threadCpuSeconds();
+                feedNew(detector, store.getDataAll(), nextIdx);
+                detectorCpu += threadCpuSeconds() - before;
+            }
+        }
+        best = std::min(best, threadCpuSeconds() - start);
+        bestDetector = std::min(bestDetector, detectorCpu);
+        found = detector.detectedCount();
+        QCoreApplication::processEvents();
+    }
+    state.counters["crashes"] = double(found);
+    if (detect) {
+        figures()["live, store + detector, CPU (ms)"] = best * 1e3;
+        figures()["live, detector share, CPU (ms)"] = bestDetector * 1e3;
+        figures()["live, crashes found"] = double(found);
+    } else {
+        figures()["live, store alone, CPU (ms)"] = best * 1e3;
+    }
+}
+
+void openWithDetector(benchmark::State& state, Layout layout, const std::string& name) {
+    const std::string path = vf::bench::benchLogFile(layout);
+    double bestOpen = 1e9, bestFeed = 1e9, bestVisit = 1e9;
+    size_t found = 0;
+    for (auto _ : state) {
+        uint64_t next = 0;
+        const double start = threadCpuSeconds();
+        auto rows = vf::readTextFile(QString::fromStdString(path), [&next] { return next++; });
+        const double opened = threadCpuSeconds();
+        // The floor: visiting every row once, reading its level.
+        size_t errors = 0;
+        for (const vf::RowPtr& row : rows.value_or(vf::RowList())) errors += row->type() == "E";
+        benchmark::DoNotOptimize(errors);
+        const double visited = threadCpuSeconds();
+        bestVisit = std::min(bestVisit, visited - opened);
+        vf::CrashDetector detector;
+        for (const vf::RowPtr& row : rows.value_or(vf::RowList())) detector.feed(*row);
+        detector.finish();
+        bestFeed = std::min(bestFeed, threadCpuSeconds() - visited);
+        bestOpen = std::min(bestOpen, opened - start);
+        found = detector.detectedCount();
+        benchmark::DoNotOptimize(rows);
+    }
+    state.counters["crashes"] = double(found);
+    figures()["open " + name + ", read + parse, CPU (ms)"] = bestOpen * 1e3;
+    figures()["open " + name + ", detector, CPU (ms)"] = bestFeed * 1e3;
+    figures()["open " + name + ", visiting the rows only, CPU (ms)"] = bestVisit * 1e3;
+    figures()["open " + name + ", detector / open (goal < 0.10)"] = bestFeed / bestOpen;
+    figures()["open " + name + ", crashes found"] = double(found);
+}
+
+void BM_OpenThreadTimeWithDetector(benchmark::State& state) { openWithDetector(state, Layout::ThreadTime, "threadtime"); }
+void BM_OpenBriefWithDetector(benchmark::State& state) { openWithDetector(state, Layout::Brief, "brief"); }
+
+BENCHMARK(BM_LiveWithDetector)->Arg(0)->Arg(1)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_OpenThreadTimeWithDetector)->Iterations(5)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_OpenBriefWithDetector)->Iterations(5)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void printSummary() {
+    auto& f = figures();
+    if (f.count("live, store alone, CPU (ms)") && f.count("live, detector share, CPU (ms)")) {
+        f["live, detector / store (goal < 0.10)"] = f["live, detector share, CPU (ms)"] / f["live, store alone, CPU (ms)"];
+        f["live, (store + detector) / store - 1"] =
+            f["live, store + detector, CPU (ms)"] / f["live, store alone, CPU (ms)"] - 1;
+    }
+    std::printf("\nSummary (%zu lines)\n", vf::bench::kDefaultLines);
+    for (const auto& [name, value] : f) std::printf("%-60s %14.3f\n", name.c_str(), value);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    printSummary();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -1,0 +1,36 @@
+// crashes FILE [--json] on the crash logs under tests/data/crashes.
+#include <gtest/gtest.h>
+
+#include "clirun.h"
+
+using namespace Qt::StringLiterals;
+using vf::cli::test::outputLines;
+using vf::cli::test::runCli;
+
+namespace {
+
+const QString kNativeLog = QStringLiteral(VF_TEST_DATA_DIR "/crashes/native-threadtime.log");
+
+TEST(CrashesCommand, PrintsOneLineOrOneJsonObjectPerCrash) {
+    const auto text = runCli({u"crashes"_s, kNativeLog});
+    EXPECT_EQ(text.status, 0) << text.err;
+    EXPECT_EQ(outputLines(text.out),
+              QStringList({u"03-17 16:14:02.500  native  com.example.game (6001)  Fatal signal 11 (SIGSEGV), code 1 "
+                           u"(SEGV_MAPERR), fault addr 0x0  [11 rows, idx 0-16]"_s,
+                           u"03-17 16:14:02.641  native  /system/bin/mediaserver (6300)  signal 6 (SIGABRT), code -1 "
+                           u"(SI_QUEUE), fault addr --------  [5 rows, idx 8-19]"_s}));
+
+    const auto json = runCli({u"crashes"_s, u"--json"_s, kNativeLog});
+    EXPECT_EQ(json.status, 0) << json.err;
+    EXPECT_EQ(outputLines(json.out).value(1),
+              uR"({"kind":"native","app":"/system/bin/mediaserver","pid":"6300","time":"03-17 16:14:02.641",)"
+              uR"("title":"signal 6 (SIGABRT), code -1 (SI_QUEUE), fault addr --------","rows":5,"firstIdx":8,"lastIdx":19})"_s);
+}
+
+TEST(CrashesCommand, RejectsAMissingFileAndStrayArguments) {
+    EXPECT_EQ(runCli({u"crashes"_s, u"/nonexistent/x.log"_s}).status, 1);
+    EXPECT_EQ(runCli({u"crashes"_s}).status, 2);
+    EXPECT_EQ(runCli({u"crashes"_s, kNativeLog, u"--count"_s}).status, 2);
+}
+
+}  // namespace

@@ -1,0 +1,82 @@
+// The Crashes panel inside the controller: a file with crashes, choosing
+// one, copying it, clearing, and the mark on the count while following.
+#include <QAction>
+#include <QListWidget>
+#include <QSignalSpy>
+
+#include "ui/crashespanel.h"
+#include "uitestsupport.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf::ui::test {
+namespace {
+
+class CrashesPanelTest : public UiTest {
+protected:
+    CrashesPanel* panel() const { return app->crashesPanel(); }
+};
+
+TEST_F(CrashesPanelTest, ChoosingACrashShowsExactlyItsRowsAndSelectsTheFirst) {
+    start();
+    QSignalSpy opened(app.get(), &VellumfoxAppDelegate::fileOpened);
+    app->openFile(QStringLiteral(VF_TEST_DATA_DIR "/crashes/java-threadtime.log"));
+    ASSERT_TRUE(vf::test::waitUntil([&] { return panel()->list()->count() == 2; }));
+    EXPECT_EQ(panel()->countAction()->text(), u"Crashes: 2"_s);
+    // Newest first: the app that died first is the second item.
+    ASSERT_TRUE(panel()->list()->item(1)->text().contains(u"com.example.app (4242)"_s));
+
+    panel()->chooseCrash(1);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 8 && !table()->selectionModel()->selectedRows().isEmpty(); }));
+    EXPECT_EQ(table()->selectionModel()->selectedRows().value(0).row(), 0);
+    EXPECT_EQ(model()->rowAt(0)->text(), " FATAL EXCEPTION: main");
+    for (int r = 0; r < model()->rowCount(); ++r) EXPECT_EQ(model()->rowAt(r)->pid(), "4242") << r;
+
+    const QStringList lines = panel()->crashText().split(u'\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 8);
+    EXPECT_TRUE(lines.first().endsWith(u"FATAL EXCEPTION: main"_s)) << lines.first().toStdString();
+    EXPECT_TRUE(lines.last().endsWith(u"... 11 more"_s)) << lines.last().toStdString();
+
+    app->clearLog();
+    EXPECT_EQ(panel()->list()->count(), 0);
+    EXPECT_EQ(panel()->countAction()->text(), u"Crashes: 0"_s);
+}
+
+TEST_F(CrashesPanelTest, ANewCrashWhileFollowingMarksTheCountUntilThePanelIsShown) {
+    start();
+    ASSERT_TRUE(app->scrollToBottom());
+    RowList rows = levelRows(10);
+    RowValues v;
+    v.idx = 10, v.time = "01-01 00:00:01.000", v.pid = "77", v.tid = "78", v.type = "F", v.name = "libc";
+    v.text = "Fatal signal 11 (SIGSEGV), code 1 (SEGV_MAPERR), fault addr 0x0 in tid 78 (T), pid 77 (com.example.x)";
+    rows << arena.make(v);
+    show(rows);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return panel()->isMarked(); }));
+    EXPECT_EQ(panel()->countAction()->text(), u"Crashes: 1 new"_s);
+    panel()->countAction()->trigger();
+    EXPECT_FALSE(panel()->isMarked());
+    EXPECT_EQ(panel()->countAction()->text(), u"Crashes: 1"_s);
+}
+
+TEST_F(CrashesPanelTest, TheShownCrashKeepsShowingTheRowsItGains) {
+    start();
+    RowValues v;
+    v.time = "01-01 00:00:01.000", v.pid = "55", v.tid = "55", v.type = "E", v.name = "AndroidRuntime";
+    RowList rows = levelRows(5);
+    const auto add = [&](uint64_t idx, std::string text) {
+        v.idx = idx, v.text = std::move(text);
+        rows << arena.make(v);
+    };
+    add(5, "FATAL EXCEPTION: main");
+    add(6, "java.lang.IllegalStateException: boom");
+    show(rows);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return panel()->list()->count() == 1; }));
+    panel()->chooseCrash(0);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 2; }));
+    add(7, "\tat com.example.Main.run(Main.java:7)");
+    app->logDatasource()->setLogDataFromFile(rows);
+    EXPECT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 3; }));
+}
+
+}  // namespace
+}  // namespace vf::ui::test
