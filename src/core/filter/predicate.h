@@ -36,8 +36,8 @@ class Predicate {
 public:
     virtual ~Predicate() = default;
 
-    // Parses a predicate text. Any thread. Unknown keys parse (they fail at
-    // evaluation); malformed text gives an error with its position.
+    // Parses a predicate text. Any thread. Malformed text, and a key that is
+    // not a row key (see fieldsource.h), give an error with its position.
     static ParseResult parse(QStringView text);
 
     // Whether the row passes. A key the row lacks (any name that is not a row
