@@ -2,10 +2,13 @@
 
 #include "cli/devicescommand.h"
 #include "cli/filecommands.h"
+#include "cli/filterscommand.h"
 #include "cli/helptext.h"
 #include "cli/options.h"
 #include "cli/privateprefs.h"
 #include "cli/streamcommand.h"
+
+#include <iostream>
 
 using namespace Qt::StringLiterals;
 
@@ -22,12 +25,17 @@ int CliApplication::run(const QStringList& arguments) {
         return kExitUsage;
     }
     CliOptions options = *parsed.options;
+    // Saved filters are read from the viewer's own settings, before a run
+    // switches the storage.
+    if (const auto status = resolveSavedFilters(options, err_)) return *status;
     switch (options.command) {
     case Command::Help: out_ << helpText(options.helpTopic).toStdString(); return kExitOk;
     case Command::Version: out_ << versionText().toStdString(); return kExitOk;
     case Command::Convert: return runConvert(options, out_, err_);
     case Command::Detect: return runDetect(options, out_, err_);
     case Command::CheckFilter: return runCheckFilter(options, out_, err_);
+    case Command::Filters: return runFilters(options, out_, err_);
+    case Command::Pretty: return runPretty(options, environment_.in ? *environment_.in : std::cin, out_, err_);
     case Command::Devices:
     case Command::Stream: break;
     }
