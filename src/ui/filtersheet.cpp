@@ -106,7 +106,11 @@ void FilterSheet::validate() {
         const int length = int(criteria().size());
         const int at = int(std::clamp<qsizetype>(error_->position, 0, length));
         mark.cursor.setPosition(at == length && length > 0 ? at - 1 : at);
-        mark.cursor.movePosition(QTextCursor::NextCharacter, QTextCursor::KeepAnchor);
+        // The whole word when the error sits on one (an unknown key), else one character.
+        const QString text = criteria();
+        int end = mark.cursor.position() + 1;
+        while (end < length && text[end].isLetterOrNumber() && text[end - 1].isLetterOrNumber()) ++end;
+        mark.cursor.setPosition(end, QTextCursor::KeepAnchor);
         mark.format.setUnderlineStyle(QTextCharFormat::WaveUnderline);
         mark.format.setUnderlineColor(QColor(0xc0, 0x1c, 0x28));
         mark.format.setBackground(QColor(0xc0, 0x1c, 0x28, 60));
