@@ -3,10 +3,13 @@
 #include "cli/crashescommand.h"
 #include "cli/devicescommand.h"
 #include "cli/filecommands.h"
+#include "cli/filterscommand.h"
 #include "cli/helptext.h"
 #include "cli/options.h"
 #include "cli/privateprefs.h"
 #include "cli/streamcommand.h"
+
+#include <iostream>
 
 using namespace Qt::StringLiterals;
 
@@ -23,6 +26,9 @@ int CliApplication::run(const QStringList& arguments) {
         return kExitUsage;
     }
     CliOptions options = *parsed.options;
+    // Saved filters are read from the viewer's own settings, before a run
+    // switches the storage.
+    if (const auto status = resolveSavedFilters(options, err_)) return *status;
     switch (options.command) {
     case Command::Help: out_ << helpText(options.helpTopic).toStdString(); return kExitOk;
     case Command::Version: out_ << versionText().toStdString(); return kExitOk;
@@ -30,6 +36,8 @@ int CliApplication::run(const QStringList& arguments) {
     case Command::Detect: return runDetect(options, out_, err_);
     case Command::CheckFilter: return runCheckFilter(options, out_, err_);
     case Command::Crashes: return runCrashes(options, out_, err_);
+    case Command::Filters: return runFilters(options, out_, err_);
+    case Command::Pretty: return runPretty(options, environment_.in ? *environment_.in : std::cin, out_, err_);
     case Command::Devices:
     case Command::Stream: break;
     }

@@ -8,6 +8,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <istream>
 #include <ostream>
 
 namespace vf::cli {
@@ -16,6 +17,7 @@ struct CliEnvironment {
     QString androidSerial;          // $ANDROID_SERIAL
     bool stdoutIsTerminal = false;  // level colours only on a terminal
     bool noColor = false;           // $NO_COLOR is set
+    std::istream* in = nullptr;     // "pretty" reads it; null: standard input
 };
 
 class CliApplication final {

@@ -9,12 +9,10 @@ namespace vf::cli {
 
 namespace {
 
-// The text the quick-filter field turns into a predicate, as far as the user
-// needs to see it to find a parse error (the filter module does the parsing).
+// The text a quick-filter error position points into: the field's own text
+// for a "p: " predicate, else the filled template.
 QString quickFilterShownText(const QString& quick) {
-    if (quick.startsWith(u"p: "_s) && quick.size() >= 5) return quick.mid(2);
-    return u"(name CONTAINS[cd] '%1' OR text CONTAINS[cd] '%1' OR app CONTAINS[cd] '%1' OR "
-           u"pid CONTAINS[cd] '%1' OR tid CONTAINS[cd] '%1')"_s.arg(quick);
+    return isQuickFilterPredicate(quick) ? quick : quickFilterText(quick);
 }
 
 FilterProblem problemFrom(const QString& source, const QString& text, const ParseError& error) {

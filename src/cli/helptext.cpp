@@ -23,6 +23,10 @@ Commands:
   crashes FILE   list the crashes and ANRs in a saved log
   check-filter PREDICATE
                  parse a filter and print its canonical text
+  filters list | show NAME | import FILE | export FILE [NAME...]
+                 the viewer's saved filters
+  pretty json|xml|base64
+                 reflow JSON or XML, or decode Base64, read on standard input
   help [COMMAND] show this text, or the page of one command
   version        print the version (also --version)
 
@@ -44,6 +48,9 @@ constexpr char16_t kFilters[] =
                       "type IN[cd] 'E,F,A'" or "app ==[cd] 'com.example'".
                       May be given several times: the filters are ANDed, as
                       the viewer ANDs the saved filters selected in its list.
+  --saved NAME        a filter saved in the viewer ("vellumfox-cli filters
+                      list"); repeatable, ANDed with the others like filters
+                      selected together in the viewer's list.
   --quick TEXT        the viewer's quick-filter field: rows whose tag, text,
                       app, pid or tid contain TEXT (any case). A TEXT of at
                       least 5 characters that starts with "p: " is a
@@ -90,6 +97,7 @@ in the viewer. Rows that pass the filter are printed as they arrive; status
 rows that the filter hides go to standard error instead.
 
   --filter PREDICATE  see "Filters" below (repeatable)
+  --saved NAME        a filter saved in the viewer (repeatable)
   --quick TEXT        the quick-filter field
   --clear             clear the device log when the stream starts
   --tags 'TAG:L ...'  the logcat tag expression (ANDROID_LOG_TAGS)
@@ -116,6 +124,7 @@ read as logcat text in any of the layouts the viewer knows, detected from the
 first lines. Writes the rows that pass the filter.
 
   --filter PREDICATE  see "Filters" below (repeatable)
+  --saved NAME        a filter saved in the viewer (repeatable)
   --quick TEXT        the quick-filter field
   --format FORMAT     text (default), tsv or json
   --count             print only the number of rows that pass
@@ -130,13 +139,42 @@ prints "- vellumfox". A file whose layout cannot be told prints "0 none" and
 exits with status 1.
 )";
 
+constexpr char16_t kFiltersCommand[] =
+    uR"(usage: vellumfox-cli filters list
+       vellumfox-cli filters show NAME
+       vellumfox-cli filters import FILE
+       vellumfox-cli filters export FILE [NAME...]
+
+The viewer's saved filters (its "predicates" setting), shared with it:
+  list     the names, in the viewer's order (case-insensitive)
+  show     the filter's text, as stored
+  import   stores every filter of a .filters file (a property list of name
+           to filter text), replacing filters of the same name without
+           asking; prints the names imported
+  export   writes the named filters (all when none are named) to FILE as an
+           XML property list; an unknown name writes nothing
+
+On the first use the library holds the five "LogLevel" filters, as in the
+viewer. Exit status 1 when a name is unknown or a file cannot be used.
+)";
+
+constexpr char16_t kPretty[] =
+    uR"(usage: vellumfox-cli pretty json|xml|base64 < TEXT
+
+Reads all of standard input and prints exactly what the viewer's message
+viewer shows after Format JSON, Format XML or Decoded Base64 on that whole
+text. The printers are lenient: they never reject their input. When Base64
+does not decode to text, the viewer's alert text goes to standard error
+and the exit status is 1.
+)";
+
 constexpr char16_t kCheckFilter[] =
     uR"(usage: vellumfox-cli check-filter PREDICATE
 
 Parses a filter and prints its canonical text (what the viewer stores). On
 an error prints the message with its position and a caret under the spot,
-and exits with status 2. A filter that parses but names a key rows do not
-have is reported too.
+and exits with status 2. A key rows do not have (keys: idx time app pid tid
+type name text) is such an error, at the key's position.
 )";
 
 }  // namespace
@@ -150,6 +188,8 @@ QString helpText(const QString& topic) {
     if (topic == u"detect"_s) return QString::fromUtf16(kDetect);
     if (topic == u"check-filter"_s) return QString::fromUtf16(kCheckFilter);
     if (topic == u"crashes"_s) return crashesHelpText();
+    if (topic == u"filters"_s) return QString::fromUtf16(kFiltersCommand);
+    if (topic == u"pretty"_s) return QString::fromUtf16(kPretty);
     if (topic == u"version"_s) return u"usage: vellumfox-cli version\n\nPrints the version.\n"_s;
     if (topic == u"help"_s) return u"usage: vellumfox-cli help [COMMAND]\n\nPrints the overview or a command's page.\n"_s;
     return QString::fromUtf16(kOverview) % u'\n' % QString::fromUtf16(kFilters) % u'\n' % QString::fromUtf16(kFormats) %

@@ -17,10 +17,11 @@ constexpr std::array kCommands{
     CommandEntry{Command::Help, "help"},         CommandEntry{Command::Devices, "devices"},
     CommandEntry{Command::Stream, "stream"},     CommandEntry{Command::Convert, "convert"},
     CommandEntry{Command::Detect, "detect"},     CommandEntry{Command::CheckFilter, "check-filter"},
-    CommandEntry{Command::Version, "version"},     CommandEntry{Command::Crashes, "crashes"},
+    CommandEntry{Command::Version, "version"},   CommandEntry{Command::Crashes, "crashes"},
+    CommandEntry{Command::Filters, "filters"},   CommandEntry{Command::Pretty, "pretty"},
 };
 
-enum class Opt { Serial, Host, Port, Filter, Quick, Clear, Tags, Format, NoColor, NoReconnect, Json, Count, Help, Version };
+enum class Opt { Serial, Host, Port, Filter, Quick, Saved, Clear, Tags, Format, NoColor, NoReconnect, Json, Count, Help, Version };
 
 struct OptionDef {
     Opt id;
@@ -36,6 +37,7 @@ const OptionDef kOptions[] = {
     {Opt::Port, "-P", true, {}},
     {Opt::Filter, "--filter", true, {Command::Stream, Command::Convert}},
     {Opt::Quick, "--quick", true, {Command::Stream, Command::Convert}},
+    {Opt::Saved, "--saved", true, {Command::Stream, Command::Convert}},
     {Opt::Clear, "--clear", false, {Command::Stream}},
     {Opt::Tags, "--tags", true, {Command::Stream}},
     {Opt::Format, "--format", true, {Command::Stream, Command::Convert}},
@@ -88,6 +90,7 @@ QString applyOption(CliOptions& o, const SeenOption& seen) {
     }
     case Opt::Filter: o.filters.append(v); break;
     case Opt::Quick: o.quick = v; break;
+    case Opt::Saved: o.saved.append(v); break;
     case Opt::Clear: o.clear = true; break;
     case Opt::Tags: o.tags = v; break;
     case Opt::Format: {
@@ -108,6 +111,39 @@ QString applyOption(CliOptions& o, const SeenOption& seen) {
 
 ParsedCommandLine failure(const QString& error) { return {std::nullopt, error}; }
 
+// "filters ACTION ARGS" and "pretty ACTION": the action and its arguments.
+QString takeAction(CliOptions& o, const QStringList& positionals) {
+    struct Action {
+        Command command;
+        const char* name;
+        qsizetype minimum;
+        qsizetype maximum;  // -1: no limit
+        const char* missing;
+    };
+    static constexpr Action kActions[] = {
+        {Command::Filters, "list", 0, 0, ""},          {Command::Filters, "show", 1, 1, "NAME"},
+        {Command::Filters, "import", 1, 1, "FILE"},    {Command::Filters, "export", 1, -1, "FILE"},
+        {Command::Pretty, "json", 0, 0, ""},           {Command::Pretty, "xml", 0, 0, ""},
+        {Command::Pretty, "base64", 0, 0, ""},
+    };
+    const QString name = commandName(o.command);
+    if (positionals.isEmpty())
+        return o.command == Command::Filters ? u"filters: missing ACTION (list, show, import or export)"_s
+                                             : u"pretty: missing FORMAT (json, xml or base64)"_s;
+    for (const Action& action : kActions) {
+        if (action.command != o.command || positionals.first() != QLatin1StringView(action.name)) continue;
+        const QStringList rest = positionals.mid(1);
+        if (rest.size() < action.minimum)
+            return u"%1 %2: missing %3"_s.arg(name, positionals.first(), QLatin1StringView(action.missing));
+        if (action.maximum >= 0 && rest.size() > action.maximum)
+            return u"%1 %2: unexpected argument '%3'"_s.arg(name, positionals.first(), rest.at(action.maximum));
+        o.action = positionals.first();
+        o.arguments = rest;
+        return {};
+    }
+    return u"%1: unknown action '%2'"_s.arg(name, positionals.first());
+}
+
 // Checks the positional arguments of the command and stores them.
 QString takePositionals(CliOptions& o, const QStringList& positionals) {
     const auto expectOne = [&](const char* what, QString& into) -> QString {
@@ -122,6 +158,8 @@ QString takePositionals(CliOptions& o, const QStringList& positionals) {
     case Command::Detect:
     case Command::Crashes: return expectOne("FILE", o.file);
     case Command::CheckFilter: return expectOne("PREDICATE", o.predicate);
+    case Command::Filters:
+    case Command::Pretty: return takeAction(o, positionals);
     case Command::Help:
         if (positionals.size() > 1) return u"help: unexpected argument '%1'"_s.arg(positionals.at(1));
         if (!positionals.isEmpty()) {

@@ -10,7 +10,7 @@
 
 namespace vf::cli {
 
-enum class Command { Help, Version, Devices, Stream, Convert, Detect, CheckFilter, Crashes };
+enum class Command { Help, Version, Devices, Stream, Convert, Detect, CheckFilter, Crashes, Filters, Pretty };
 
 enum class OutputFormat { Text, Tsv, Json };
 
@@ -31,6 +31,7 @@ struct CliOptions {
     // Filtering (stream, convert).
     QStringList filters;  // every --filter, in order
     QString quick;        // --quick
+    QStringList saved;    // every --saved NAME, in order
 
     // stream
     bool clear = false;
@@ -44,6 +45,8 @@ struct CliOptions {
 
     QString file;       // convert, detect, crashes
     QString predicate;  // check-filter
+    QString action;          // filters: list, show, import, export; pretty: json, xml, base64
+    QStringList arguments;   // what follows the action
 };
 
 struct ParsedCommandLine {

@@ -9,6 +9,7 @@
 #include "ui/highlightdelegate.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
+#include "ui/messageactions.h"
 #include "ui/vellumfoxappdelegate.h"
 
 using namespace Qt::StringLiterals;
@@ -116,15 +117,13 @@ bool VellumfoxAppDelegate::onLogTableKey(QKeyEvent* event) {
     return true;
 }
 
-QMenu* VellumfoxAppDelegate::menuForTableView(SelectableTableView* view, int, int) {
+QMenu* VellumfoxAppDelegate::menuForTableView(SelectableTableView* view, int column, int row) {
     if (view != window_->logTable()) return nullptr;
-    auto* menu = new QMenu(view);
-    menu->addAction(window_->copyAction);
-    menu->addSeparator();
-    menu->addAction(window_->clearAction);
-    return menu;
+    return messageActions_->menuForRow(column, row);
 }
 
-void VellumfoxAppDelegate::onDoubleClick(SelectableTableView*, int) {}
+void VellumfoxAppDelegate::onDoubleClick(SelectableTableView* view, int) {
+    if (view == window_->logTable()) messageActions_->onViewText();
+}
 
 }  // namespace vf::ui

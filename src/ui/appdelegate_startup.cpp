@@ -23,6 +23,7 @@
 #include "ui/highlightdelegate.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
+#include "ui/messageactions.h"
 #include "ui/preferenceswindow.h"
 #include "ui/vellumfoxappdelegate.h"
 
@@ -102,10 +103,9 @@ void VellumfoxAppDelegate::buildWindow() {
     table->setMenuDelegate(this);
     restoreTableLayout();
 
-    filterListModel_ = new QStringListModel(this);
-    SelectableTableView* filters = window_->filterListTable();
-    filters->setModel(filterListModel_);
-    filters->setMenuDelegate(this);
+    filterList_ = new FilterListController(*window_, *this, this);
+    messageActions_ = new MessageActions(*window_, *tableModel_, *logDatasource_, *filterList_, this);
+    messageActions_->setDeviceSerialSource([this] { return lastDeviceConnectedId_.value_or(QString()); });
     crashes_ = new CrashesPanel(*this);
 
     reconnectTimer_ = new QTimer(this);
@@ -141,7 +141,6 @@ void VellumfoxAppDelegate::connectActions() {
 
     connect(w->searchField(), &QLineEdit::textEdited, this, &VellumfoxAppDelegate::search);
     connect(w->searchField(), &QLineEdit::returnPressed, this, &VellumfoxAppDelegate::findNext);
-    connect(w->quickFilterField(), &QLineEdit::textChanged, this, &VellumfoxAppDelegate::quickFilter);
 
     SelectableTableView* table = w->logTable();
     connect(table->verticalScrollBar(), &QScrollBar::valueChanged, this, &VellumfoxAppDelegate::onScrollChanged);
@@ -150,8 +149,6 @@ void VellumfoxAppDelegate::connectActions() {
     connect(table->horizontalHeader(), &QHeaderView::sectionResized, layoutSaveTimer_,
             qOverload<>(&QTimer::start));
     connect(table->horizontalHeader(), &QHeaderView::sectionMoved, layoutSaveTimer_, qOverload<>(&QTimer::start));
-    connect(w->filterListTable()->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-            [this](const QItemSelection& selected) { onFilterSelectionChanged(selected); });
     connect(logDatasource_.get(), &LogDatasource::logDataUpdated, this, &VellumfoxAppDelegate::onLogUpdated);
     connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state != Qt::ApplicationActive) isLiveSearching_ = false;

@@ -75,7 +75,10 @@ CrashesPanel::CrashesPanel(VellumfoxAppDelegate& controller) : controller_(contr
     tabs_->setObjectName(u"sideTabs"_s);
     tabs_->setDocumentMode(true);
     splitter->insertWidget(0, tabs_);
-    tabs_->addTab(window->filterListTable(), u"Filters"_s);
+    // The filter list may sit in a pane of its own (with its + / - buttons).
+    QWidget* filterSide = window->filterListTable();
+    if (filterSide->parentWidget() != splitter) filterSide = filterSide->parentWidget();
+    tabs_->addTab(filterSide, u"Filters"_s);
     tabs_->addTab(this, u"Crashes"_s);
     splitter->setStretchFactor(0, 0);
     splitter->setSizes(sizes);

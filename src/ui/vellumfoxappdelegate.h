@@ -21,6 +21,7 @@
 #include "core/adb/delegates.h"
 #include "core/filter/predicate.h"
 #include "core/log/logdatasource.h"
+#include "ui/filterlistcontroller.h"
 #include "ui/levelstyles.h"
 #include "ui/selectabletableview.h"
 
@@ -37,13 +38,15 @@ class DevicePickerSheet;
 class HighlightDelegate;
 class LogTableModel;
 class MainWindow;
+class MessageActions;
 class PreferencesWindow;
 class RemoteScreenMonitorSheet;
 
 class VellumfoxAppDelegate final : public QObject,
                                    public LogDatasourceDelegate,
                                    public DeviceListDelegate,
-                                   public TableViewMenuDelegate {
+                                   public TableViewMenuDelegate,
+                                   public FilterListHost {
     Q_OBJECT
 public:
     struct Options {
@@ -77,7 +80,9 @@ public:
     DevicePickerSheet* devicePicker() const;
     QMessageBox* currentAlert() const;
     PreferencesWindow* preferencesWindow() const;
-    const QStringList& sortedFilterKeys() const { return sortedFilterKeys_; }
+    const QStringList& sortedFilterKeys() const;
+    FilterListController* filterList() const { return filterList_; }
+    MessageActions* messageActions() const { return messageActions_; }
     const PredicatePtr& predicate() const { return predicate_; }
 
     // LogDatasourceDelegate.
@@ -131,11 +136,15 @@ public:
     void findPrevious();
     bool isLiveSearching() const { return isLiveSearching_; }
 
-    // Filters (appdelegate_filters.cpp).
+    // Filters (appdelegate_filters.cpp; the list itself is FilterListController).
     void quickFilter();
     void applySelectedFilters();
-    void setPredicate(PredicatePtr predicate);
     void importFilters(const QString& path);
+    // FilterListHost.
+    void setPredicate(PredicatePtr predicate) override;
+    void onFilterUpdating() override { filterUpdating_ = true; }
+    void onFilterChosen() override { changeScrollToBottom(true); }
+    void onImportStarting() override;
 
     // Files (appdelegate_files.cpp).
     void openFile(const QString& path);
@@ -182,9 +191,6 @@ private:
     bool onLogTableKey(QKeyEvent* event);
     // Filters.
     void loadFilters();
-    void saveFilters();
-    void reloadFilterList();
-    void onFilterSelectionChanged(const QItemSelection& selected);
     // Files.
     void saveFile(const QStringList& extensions);
 
@@ -195,7 +201,8 @@ private:
     LogTableModel* tableModel_ = nullptr;
     HighlightDelegate* highlight_ = nullptr;
     CrashesPanel* crashes_ = nullptr;  // owned by the window
-    QStringListModel* filterListModel_ = nullptr;
+    FilterListController* filterList_ = nullptr;
+    MessageActions* messageActions_ = nullptr;
     QPointer<DevicePickerSheet> sheetDevicePicker_;
     QPointer<QMessageBox> currentAlert_;
     QPointer<PreferencesWindow> preferences_;
@@ -215,9 +222,6 @@ private:
     bool scrollToBottom_ = false;
     std::optional<uint64_t> selectedLogMessage_;
     bool isLiveSearching_ = false;
-    bool updatingFilterSelection_ = false;
-    QMap<QString, PredicatePtr> allFilters_;
-    QStringList sortedFilterKeys_;
 };
 
 }  // namespace vf::ui

@@ -4,6 +4,8 @@
 
 #include "filter/fakerow.h"
 
+using namespace Qt::StringLiterals;
+
 namespace vf {
 namespace {
 
@@ -107,19 +109,22 @@ TEST(FilterEvaluate, PrecedenceAndNegation) {
     EXPECT_FALSE(holds("FALSEPREDICATE OR type == 'W'", row));
 }
 
-TEST(FilterEvaluate, UnknownKeyFailsEveryRowWithAReason) {
-    const ParseResult result = Predicate::parse(u"foo == 'x'");
-    ASSERT_TRUE(result.predicate);
-    QString error;
-    EXPECT_FALSE(result.predicate->evaluate(typed("E"), &error));
-    EXPECT_TRUE(error.contains(QStringLiteral("foo"))) << error.toStdString();
-    EXPECT_FALSE(result.predicate->evaluate(typed("E"), nullptr));
-    // Keys are case-sensitive, and NOT does not turn an error into a pass.
-    for (const char* text : {"Type == 'E'", "NOT foo == 'x'", "type == 'E' AND foo == 'x'"}) {
-        QString reason;
-        EXPECT_FALSE(parsed(text)->evaluate(typed("E"), &reason)) << text;
-        EXPECT_FALSE(reason.isEmpty()) << text;
+// A key rows lack used to parse and then fail every row silently: with an
+// empty log nothing showed the mistake, and every later row was hidden.
+TEST(FilterEvaluate, UnknownKeyIsAParseErrorAtTheKey) {
+    struct Case {
+        const char16_t* text;
+        qsizetype position;
+    };
+    for (const Case& c : {Case{u"level == 'E'", 0}, Case{u"type == 'E' AND level == 'x'", 16},
+                          Case{u"NOT (foo == 'x')", 5}, Case{u"Type == 'E'", 0}}) {
+        const ParseResult result = Predicate::parse(c.text);
+        EXPECT_FALSE(result.predicate) << QString::fromUtf16(c.text).toStdString();
+        ASSERT_TRUE(result.error);
+        EXPECT_EQ(result.error->position, c.position) << QString::fromUtf16(c.text).toStdString();
+        EXPECT_TRUE(result.error->message.contains(u"Unknown key"_s)) << result.error->message.toStdString();
     }
+    EXPECT_TRUE(Predicate::parse(u"idx == '3' AND time CONTAINS '10:'").predicate);
 }
 
 TEST(FilterEvaluate, OnePredicateServesManyThreads) {

@@ -35,18 +35,18 @@ TEST(FilterLanguage, CanonicalTextOfCommonShapes) {
     EXPECT_EQ(formatted("(app ==[cd] 'YOUR_APP_NAME') AND ((type ==[cd] 'E') OR (type ==[cd] 'W'))"),
               u"app ==[cd] \"YOUR_APP_NAME\" AND (type ==[cd] \"E\" OR type ==[cd] \"W\")");
     EXPECT_EQ(formatted("not name contains 'x'"), u"NOT name CONTAINS \"x\"");
-    EXPECT_EQ(formatted("NOT (a == 'x' || b = 'y')"), u"NOT (a == \"x\" OR b == \"y\")");
-    EXPECT_EQ(formatted("a <> 'x' && b beginswith[dc] 'y'"), u"a != \"x\" AND b BEGINSWITH[cd] \"y\"");
+    EXPECT_EQ(formatted("NOT (app == 'x' || name = 'y')"), u"NOT (app == \"x\" OR name == \"y\")");
+    EXPECT_EQ(formatted("app <> 'x' && name beginswith[dc] 'y'"), u"app != \"x\" AND name BEGINSWITH[cd] \"y\"");
     EXPECT_EQ(formatted("pid == 1234"), u"pid == \"1234\"");
     EXPECT_EQ(formatted("text == 'say \"hi\"\\\\'"), u"text == \"say \\\"hi\\\"\\\\\"");
-    EXPECT_EQ(formatted("#in == 'x'"), u"#in == \"x\"");
+    EXPECT_EQ(formatted("#type == 'x'"), u"type == \"x\"");
 }
 
 TEST(FilterLanguage, PrintingThenParsingIsAFixedPoint) {
     for (const FilterPreset& preset : kLogLevelPresets) expectStable(parsed(preset.text));
     for (const char* text :
-         {"a == 'x' AND (b == 'y' AND c == 'z')", "(a == 'x' OR b == 'y') AND NOT (c == 'z' OR d == 'w')",
-          "a == 'tab\\there\\nnew\\u0001'", "TRUEPREDICATE", "NOT NOT a LIKE[c] '*x?'", "text ENDSWITH[d] 'é'"})
+         {"app == 'x' AND (name == 'y' AND text == 'z')", "(app == 'x' OR name == 'y') AND NOT (text == 'z' OR tid == 'w')",
+          "app == 'tab\\there\\nnew\\u0001'", "TRUEPREDICATE", "NOT NOT app LIKE[c] '*x?'", "text ENDSWITH[d] 'é'"})
         expectStable(parsed(text));
     // Compounds built in code: one part, nested ANDs, nothing at all.
     const PredicatePtr preset = parsed(kLogLevelPresets[4].text);
@@ -93,8 +93,8 @@ TEST(FilterLanguage, ParseErrorsSayWhereAndWhy) {
     EXPECT_EQ(errorOf(u"type == 'E' @").position, 12);
     // Deep nesting is refused, not a stack overflow.
     EXPECT_FALSE(Predicate::parse(QString(100000, u'(')).predicate);
-    EXPECT_FALSE(Predicate::parse(QString(u"NOT "_s.repeated(100000) + u"a == 'x'"_s)).predicate);
-    EXPECT_TRUE(Predicate::parse(QString(QString(50, u'(') + u"a == 'x'"_s + QString(50, u')'))).predicate);
+    EXPECT_FALSE(Predicate::parse(QString(u"NOT "_s.repeated(100000) + u"app == 'x'"_s)).predicate);
+    EXPECT_TRUE(Predicate::parse(QString(QString(50, u'(') + u"app == 'x'"_s + QString(50, u')'))).predicate);
     // Positions count UTF-16 units.
     EXPECT_EQ(errorOf(u"text == '\U0001F600' x").position, 13);
 }

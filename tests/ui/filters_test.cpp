@@ -1,9 +1,13 @@
 // The filter list and the quick filter.
 #include <QLabel>
 #include <QLineEdit>
+#include <QAbstractButton>
+#include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QStringListModel>
 
-#include "ui/filterfile.h"
+#include "core/filter/filterlibrary.h"
+#include "ui/filtersheet.h"
 #include "uitestsupport.h"
 
 namespace vf::ui::test {
@@ -72,18 +76,57 @@ TEST_F(FiltersTest, QuickFilterCombinesWithTheListAndSurvivesBadText) {
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 5; }));  // the list's filter alone
 }
 
-TEST_F(FiltersTest, ImportReplacesFiltersOfTheSameName) {
+// Reloading the list (font size, appearance, import) used to lose its
+// selection while the filter stayed in force; the next quick-filter
+// keystroke then dropped the saved filter without a word.
+TEST_F(FiltersTest, ReloadKeepsTheChosenFiltersForTheNextQuickFilter) {
     start();
-    const QString path = dir.filePath(u"set.filters"_s);
-    ASSERT_TRUE(writeFilterFile(path, {{u"LogLevel Info"_s, u"type == 'I'"_s}, {u"app only"_s, u"app == 'x'"_s}}));
-    EXPECT_EQ(readFilterFile(path).size(), 2);
-    app->importFilters(path);
-    EXPECT_EQ(listed().size(), 7);
-    EXPECT_EQ(listed().at(1), u"app only"_s);
-    const QVariantMap stored = Preferences::value(QLatin1String(prefs::kPredicates)).toMap();
-    EXPECT_EQ(Predicate::parse(stored.value(u"LogLevel Info"_s).toString()).predicate->format(),
-              Predicate::parse(u"type == 'I'"_s).predicate->format());
-    EXPECT_TRUE(readFilterFile(dir.filePath(u"missing.filters"_s)).isEmpty());
+    RowList rows = levelRows(12);
+    rows << row(50, "E", "socket timeout") << row(51, "I", "Timeout in info");
+    show(rows);
+    app->window()->filterListTable()->selectRowAlone(filterRow(u"LogLevel Error"_s));
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 5; }));
+    app->fontsChanged();
+    app->importFilters(dir.filePath(u"missing.filters"_s));
+    app->window()->quickFilterField()->setText(u"timeout"_s);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 1; }));
+    EXPECT_EQ(app->filterList()->selectedFilterNames(), QStringList{u"LogLevel Error"_s});
+}
+
+TEST_F(FiltersTest, SavingUnderAnExistingNameAsksFirst) {
+    start();
+    FilterListController* filters = app->filterList();
+    filters->addFilter();
+    FilterSheet* sheet = filters->sheet();
+    ASSERT_TRUE(sheet && sheet->isVisible());
+    EXPECT_EQ(sheet->filterName()->text(), u"unnamed"_s);
+    // A key rows lack is marked where it stands and cannot be saved.
+    sheet->setCriteria(u"type == 'E' AND level == 'x'"_s);
+    ASSERT_TRUE(sheet->error());
+    EXPECT_EQ(sheet->error()->position, 16);
+    EXPECT_FALSE(sheet->errorLabel()->text().isEmpty());
+    EXPECT_EQ(sheet->filterCriteria()->extraSelections().size(), 1);
+
+    sheet->setCriteria(u"type == 'I'"_s);
+    sheet->filterName()->setText(u"LogLevel Info"_s);
+    filters->closePredicateSheet();
+    QMessageBox* prompt = filters->currentPrompt();
+    ASSERT_TRUE(prompt);
+    EXPECT_EQ(prompt->text(), u"Filter already exists"_s);
+    EXPECT_EQ(prompt->informativeText(),
+              u"Are you sure you want to overwrite the filter with the name \"LogLevel Info\""_s);
+    for (QAbstractButton* b : prompt->buttons())
+        if (b->text() == u"Cancel"_s) b->click();
+    EXPECT_TRUE(sheet->isVisible());
+    EXPECT_EQ(filters->library().predicate(u"LogLevel Info"_s)->format(), u"type IN[cd] \"I,W,E,F,A\""_s);
+
+    filters->closePredicateSheet();
+    ASSERT_TRUE(filters->currentPrompt());
+    for (QAbstractButton* b : filters->currentPrompt()->buttons())
+        if (b->text() == u"Overwrite"_s) b->click();
+    EXPECT_FALSE(sheet->isVisible());
+    EXPECT_EQ(filters->library().predicate(u"LogLevel Info"_s)->format(), u"type == \"I\""_s);
+    EXPECT_EQ(filters->selectedFilterNames(), QStringList{u"LogLevel Info"_s});
 }
 
 }  // namespace

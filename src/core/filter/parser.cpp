@@ -209,6 +209,11 @@ private:
         if (current_.type != Token::Type::Identifier || (!current_.escaped && filter::isReservedWord(current_.text)))
             fail(u"Expected a comparison (key operator value) but found %1."_s.arg(describe()));
         QString key = current_.text;
+        // A key rows lack would hide every row that arrives later (an empty
+        // log gives nothing to fail on), so it is refused here, where the
+        // user can still see where.
+        if (!rowKeyFromName(key.toStdString()))
+            fail(u"Unknown key '%1': a row has idx, time, app, pid, tid, type, name and text."_s.arg(key));
         advance();
         const CompareOp op = parseOperator();
         const QString opText = current_.text;

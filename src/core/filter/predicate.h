@@ -36,8 +36,8 @@ class Predicate {
 public:
     virtual ~Predicate() = default;
 
-    // Parses a predicate text. Any thread. Unknown keys parse (they fail at
-    // evaluation); malformed text gives an error with its position.
+    // Parses a predicate text. Any thread. Malformed text, and a key that is
+    // not a row key (see fieldsource.h), give an error with its position.
     static ParseResult parse(QStringView text);
 
     // Whether the row passes. A key the row lacks (any name that is not a row
@@ -74,6 +74,11 @@ inline constexpr FilterPreset kLogLevelPresets[] = {
 // begins with "p: " is parsed from its third character on; any other text
 // goes verbatim into the five-field CONTAINS template. Empty text: no predicate.
 ParseResult quickFilterPredicate(const QString& text);
+// The predicate text the field's text stands for (what is parsed above;
+// empty for empty text). Error positions of a "p: " text are 2 less here.
+QString quickFilterText(const QString& text);
+// Whether the field's text is a "p: " predicate of its own.
+bool isQuickFilterPredicate(const QString& text);
 
 // The filter the store applies: AND of the selected saved filters and the
 // quick filter, or null when there are none.

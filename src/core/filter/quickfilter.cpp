@@ -16,16 +16,22 @@ constexpr QStringView kPredicatePrefix = u"p: ";
 constexpr qsizetype kPredicatePrefixSkip = 2;  // the blank after "p:" stays
 }  // namespace
 
-ParseResult quickFilterPredicate(const QString& text) {
+bool isQuickFilterPredicate(const QString& text) { return text.startsWith(kPredicatePrefix) && text.size() >= 5; }
+
+QString quickFilterText(const QString& text) {
     if (text.isEmpty()) return {};
-    if (text.startsWith(kPredicatePrefix) && text.size() >= 5) {
-        ParseResult result = Predicate::parse(QStringView(text).mid(kPredicatePrefixSkip));
-        if (result.error) result.error->position += kPredicatePrefixSkip;
-        return result;
-    }
+    if (isQuickFilterPredicate(text)) return text.mid(kPredicatePrefixSkip);
     QString filled = kQuickFilterTemplate.toString();
     filled.replace(u"%@"_s, text);
-    return Predicate::parse(filled);
+    return filled;
+}
+
+ParseResult quickFilterPredicate(const QString& text) {
+    if (text.isEmpty()) return {};
+    ParseResult result = Predicate::parse(quickFilterText(text));
+    // Errors in "p: " text point into the field's own text.
+    if (result.error && isQuickFilterPredicate(text)) result.error->position += kPredicatePrefixSkip;
+    return result;
 }
 
 PredicatePtr combineFilters(const std::vector<PredicatePtr>& selected, const PredicatePtr& quick) {

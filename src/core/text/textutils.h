@@ -1,0 +1,48 @@
+#pragma once
+// TextUtils: the message viewer's text transformations. The printers are
+// lenient by design: they never reject their input, they reflow whatever
+// characters they are given, and their quirks (a "]" always ends its line,
+// an outermost "}" does not; a self-closing XML tag keeps the depth raised)
+// are part of what users see and are kept. Pure functions; any thread.
+
+#include <QByteArray>
+#include <QString>
+#include <QStringView>
+#include <optional>
+
+namespace vf {
+
+// What decoding Base64 gives: the text, or the informative text of the alert.
+struct Base64Decoding {
+    std::optional<QString> text;  // set when the bytes are non-empty UTF-8
+    QString alertText;            // otherwise: "Result is not a string..." or "Value is not valid Base64..."
+};
+
+class TextUtils final {
+public:
+    TextUtils() = delete;
+
+    // JSON reflowed with four-space indentation; text outside the outermost
+    // brackets passes through. The result starts with a newline.
+    static QString lenientJsonPrettyPrinter(QStringView text);
+
+    // XML with each tag on its own line; a text of fewer than two units
+    // prints as nothing.
+    static QString lenientXMLPrettyPrinter(QStringView text);
+    static void xmlPrettyPrinter(QStringView text, qsizetype index, int tabCount, QString& result);
+
+    // Drops trailing line feeds and spaces (tabs and CR stay).
+    static void trimEnd(QString& text);
+    // Appends `count` indentation units of four spaces (none for count <= 0).
+    static void addTabs(int count, QString& text);
+    // The text, or its first `length` characters and "..." when longer.
+    static QString truncate(const QString& text, qsizetype length);
+
+    // Decodes Base64, skipping characters outside its alphabet, and reads
+    // the bytes as UTF-8.
+    static Base64Decoding decodeBase64(QStringView text);
+    // Bytes as hexadecimal groups of four bytes in angle brackets: <48656c6c 6f>.
+    static QString dataDescription(const QByteArray& bytes);
+};
+
+}  // namespace vf

@@ -1,0 +1,67 @@
+#include <gtest/gtest.h>
+
+#include "core/text/links.h"
+#include "core/text/textutils.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf {
+namespace {
+
+TEST(TextUtils, JsonPrinter) {
+    EXPECT_EQ(TextUtils::lenientJsonPrettyPrinter(u"{\"a\":1,\"b\":[2,3]}").split(u'\n'),
+              (QStringList{u""_s, u"{"_s, u"    \"a\" : 1,"_s, u"    \"b\" : "_s, u"    ["_s, u"        2,"_s,
+                           u"        3"_s, u"    ]"_s, u"}"_s}));
+    // A log prefix (quotes included) passes through; so does text after the end.
+    EXPECT_EQ(TextUtils::lenientJsonPrettyPrinter(u"D/net \"x\": {\"k\":\"v\"} done"),
+              u"D/net \"x\": \n{\n    \"k\" : \"v\"\n} done"_s);
+    // An escaped quote does not end the string; blanks inside strings stay.
+    EXPECT_EQ(TextUtils::lenientJsonPrettyPrinter(u"{\"s\":\"a \\\", b\"}"), u"\n{\n    \"s\" : \"a \\\", b\"\n}"_s);
+    // Nested objects: an inner "}" ends its line, the outermost does not.
+    EXPECT_EQ(TextUtils::lenientJsonPrettyPrinter(u"{\"o\":{\"k\":1}}"),
+              u"\n{\n    \"o\" : \n    {\n        \"k\" : 1\n    }\n}"_s);
+    EXPECT_EQ(TextUtils::lenientJsonPrettyPrinter(u"no json"), u"no json"_s);
+}
+
+TEST(TextUtils, XmlPrinter) {
+    EXPECT_EQ(TextUtils::lenientXMLPrettyPrinter(u"<a><b>x</b></a>"), u"\n    <a>\n        <b>x</b>\n    </a>"_s);
+    EXPECT_EQ(TextUtils::lenientXMLPrettyPrinter(u"x"), u""_s);
+    EXPECT_EQ(TextUtils::lenientXMLPrettyPrinter(u""), u""_s);
+    EXPECT_EQ(TextUtils::lenientXMLPrettyPrinter(u"<?xml v?><!-- c --><a/>"), u"\n<?xml v?>\n<!-- c -->\n    <a/>"_s);
+}
+
+TEST(TextUtils, SmallHelpers) {
+    EXPECT_EQ(TextUtils::truncate(u"abcdef"_s, 3), u"abc..."_s);
+    EXPECT_EQ(TextUtils::truncate(u"abcdef"_s, 6), u"abcdef"_s);
+    QString text = u"a\t\r \n \n"_s;
+    TextUtils::trimEnd(text);
+    EXPECT_EQ(text, u"a\t\r"_s);
+    TextUtils::addTabs(-1, text);
+    TextUtils::addTabs(2, text);
+    EXPECT_EQ(text, u"a\t\r        "_s);
+}
+
+TEST(TextUtils, Base64) {
+    // Characters outside the alphabet (the line break) are skipped.
+    const Base64Decoding text = TextUtils::decodeBase64(u"aGVsbG8g\nd29ybGQ=");
+    EXPECT_EQ(text.text, u"hello world"_s);
+    const Base64Decoding binary = TextUtils::decodeBase64(u"//79/AAB");  // ff fe fd fc 00 01
+    EXPECT_FALSE(binary.text);
+    EXPECT_EQ(binary.alertText, u"Result is not a string.\nBIN[<fffefdfc 0001>]"_s);
+    const Base64Decoding invalid = TextUtils::decodeBase64(u"!!!");
+    EXPECT_FALSE(invalid.text);
+    EXPECT_EQ(invalid.alertText, u"Value is not valid Base64:\n\n'!!!'"_s);
+}
+
+TEST(Links, WebAndMailOnly) {
+    const QList<TextLink> links =
+        findLinks(u"see https://x.org/a?b=1, www.y.com. mail me@z.io or file:///etc/passwd ftp://h/x");
+    ASSERT_EQ(links.size(), 3);
+    EXPECT_EQ(links[0].url.toString(), u"https://x.org/a?b=1"_s);
+    EXPECT_EQ(links[0].start, 4);
+    EXPECT_EQ(links[1].url.toString(), u"http://www.y.com"_s);
+    EXPECT_EQ(links[2].url.toString(), u"mailto:me@z.io"_s);
+}
+
+}  // namespace
+}  // namespace vf
