@@ -22,7 +22,6 @@ namespace vf::ui {
 
 namespace {
 
-constexpr char kAdbPathKey[] = "adbPath";
 constexpr char kLogTagHelp[] =
     "<a href=\"https://developer.android.com/studio/command-line/logcat#filteringOutput\">"
     "How to write a log tag expression</a>";
@@ -83,7 +82,7 @@ QWidget* makeGeneralPane(QWidget* parent) {
     form->addRow(QString(), clearOnStart);
 
     auto* adbRow = new QHBoxLayout;
-    auto* adbPath = boundLineEdit(pane, QLatin1String(kAdbPathKey), u"found automatically"_s);
+    auto* adbPath = boundLineEdit(pane, QLatin1String(prefs::kAdbPath), u"found automatically"_s);
     auto* browse = new QPushButton(u"Browse…"_s, pane);
     adbRow->addWidget(adbPath, 1);
     adbRow->addWidget(browse);
@@ -95,7 +94,7 @@ QWidget* makeGeneralPane(QWidget* parent) {
         dialog->setWindowModality(Qt::WindowModal);
         QObject::connect(dialog, &QFileDialog::fileSelected, adbPath, [adbPath](const QString& path) {
             adbPath->setText(path);
-            Preferences::setValue(QLatin1String(kAdbPathKey), path);
+            Preferences::setValue(QLatin1String(prefs::kAdbPath), path);
         });
         dialog->open();
     });
