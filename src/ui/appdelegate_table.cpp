@@ -15,6 +15,7 @@
 #include "ui/highlightdelegate.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
+#include "ui/tablecolumns.h"
 #include "ui/vellumfoxappdelegate.h"
 
 using namespace Qt::StringLiterals;
@@ -136,6 +137,7 @@ void VellumfoxAppDelegate::applyStyles() {
     table->verticalHeader()->setMinimumSectionSize(1);
     table->verticalHeader()->setDefaultSectionSize(styles_.rowHeight);
     table->horizontalHeader()->setFont(QApplication::font());
+    followFontSize(table->horizontalHeader(), styles_.pointSize);
 }
 
 void VellumfoxAppDelegate::changeFontSize(bool bigger) {

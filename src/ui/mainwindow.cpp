@@ -15,6 +15,7 @@
 
 #include "ui/icons.h"
 #include "ui/selectabletableview.h"
+#include "ui/windowstate.h"
 
 using namespace Qt::StringLiterals;
 
@@ -39,6 +40,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     createToolBar();
     createCentralArea();
     resize(1200, 760);
+    new WindowStateSaver(this, splitter_);
 }
 
 void MainWindow::createActions() {

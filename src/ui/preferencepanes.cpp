@@ -1,5 +1,6 @@
 #include "ui/preferencepanes.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QColorDialog>
 #include <QDir>
@@ -11,6 +12,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
+#include <QPalette>
 #include <QPushButton>
 
 #include "core/support/preferences.h"
@@ -43,13 +45,20 @@ QIcon swatch(const QColor& color) {
     return QIcon(pixmap);
 }
 
+// The colour the log shows for `level` now (on a dark theme a default colour
+// is shown lighter).
+QColor shownColor(int level) {
+    const bool dark = QApplication::palette().color(QPalette::Base).lightness() < 128;
+    return levelColor(level, Preferences::string(colorKey(level)), dark);
+}
+
 QPushButton* colorButton(QWidget* parent, int level, const std::function<void()>& changed) {
     auto* button = new QPushButton(parent);
     button->setObjectName(colorKey(level));
     button->setIconSize(QSize(28, 14));
-    button->setIcon(swatch(QColor(Preferences::string(colorKey(level)))));
+    button->setIcon(swatch(shownColor(level)));
     QObject::connect(button, &QPushButton::clicked, button, [button, level, changed] {
-        auto* dialog = new QColorDialog(QColor(Preferences::string(colorKey(level))), button->window());
+        auto* dialog = new QColorDialog(shownColor(level), button->window());
         dialog->setAttribute(Qt::WA_DeleteOnClose);
         QObject::connect(dialog, &QColorDialog::currentColorChanged, button, [button, level, changed](const QColor& c) {
             if (!c.isValid()) return;
