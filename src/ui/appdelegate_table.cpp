@@ -15,6 +15,7 @@
 #include "ui/highlightdelegate.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
+#include "ui/statustexts.h"
 #include "ui/tablecolumns.h"
 #include "ui/vellumfoxappdelegate.h"
 
@@ -172,6 +173,9 @@ void VellumfoxAppDelegate::updateStatus() {
     }
     if (text.isEmpty()) text = u"No Data       v(%1)"_s.arg(QLatin1String(build::kVersion));
     window_->statusViewing()->setText(text);
+    window_->logTable()->setPlaceholderText(emptyTableHint(
+        shown, {logDatasource_->logEventCount(), isDatasourceDevice_, backend_ && backend_->isLogging(),
+                window_->statusFilter()->text()}));
 }
 
 }  // namespace vf::ui
