@@ -33,8 +33,12 @@ void followFontSize(QHeaderView* header, double pointSize) {
     header->setProperty(kPointSizeProperty, pointSize);
     if (!last.isValid() || last.toDouble() <= 0 || last.toDouble() == pointSize) return;
     const double factor = pointSize / last.toDouble();
+    // A stretched last column fills what is left: scaling it would only add a scroll bar.
+    int stretched = -1;
+    for (int visual = header->count() - 1; header->stretchLastSection() && visual >= 0 && stretched < 0; --visual)
+        if (!header->isSectionHidden(header->logicalIndex(visual))) stretched = header->logicalIndex(visual);
     for (int column = 0; column < header->count(); ++column) {
-        if (header->isSectionHidden(column)) continue;
+        if (header->isSectionHidden(column) || column == stretched) continue;
         header->resizeSection(column, int(std::lround(header->sectionSize(column) * factor)));
     }
 }
