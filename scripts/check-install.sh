@@ -26,7 +26,11 @@ for f in bin/vellumfox bin/vellumfox-cli share/man/man1/vellumfox-cli.1 share/ma
 done
 desktop-file-validate "$stage/usr/share/applications/$app_id.desktop"
 appstreamcli validate --no-net --pedantic "$stage/usr/share/metainfo/$app_id.metainfo.xml"
-man --warnings -l "$stage/usr/share/man/man1/vellumfox-cli.1" 2>&1 >/dev/null | { ! grep .; }
+if command -v man >/dev/null 2>&1; then
+  for page in "$stage"/usr/share/man/man1/*.1; do
+    man --warnings -l "$page" 2>&1 >/dev/null | { ! grep .; } || { echo "check-install: $page has roff warnings" >&2; exit 1; }
+  done
+fi
 "$stage/usr/bin/vellumfox" --version
 "$stage/usr/bin/vellumfox-cli" --version
 echo "check-install: the install tree is complete and valid"

@@ -151,7 +151,7 @@ void VellumfoxAppDelegate::connectActions() {
     connect(w->filterListTable()->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this](const QItemSelection& selected) { onFilterSelectionChanged(selected); });
     connect(logDatasource_.get(), &LogDatasource::logDataUpdated, this, &VellumfoxAppDelegate::onLogUpdated);
-    onPaletteChange(this, [this] { fontsChanged(); });
+    onPaletteChange(w, [this] { fontsChanged(); });
     connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state != Qt::ApplicationActive) isLiveSearching_ = false;
     });

@@ -1,6 +1,5 @@
 #include "ui/windowstate.h"
 
-#include <QApplication>
 #include <QEvent>
 #include <QMainWindow>
 #include <QSplitter>
@@ -18,13 +17,13 @@ constexpr char kSplitterKey[] = "splitterState";
 
 class PaletteWatcher final : public QObject {
 public:
-    PaletteWatcher(QObject* owner, std::function<void()> changed) : QObject(owner), changed_(std::move(changed)) {
-        qApp->installEventFilter(this);
+    PaletteWatcher(QWidget* window, std::function<void()> changed) : QObject(window), changed_(std::move(changed)) {
+        window->installEventFilter(this);
     }
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
-        if (watched == qApp && event->type() == QEvent::ApplicationPaletteChange && changed_) changed_();
+        if (watched == parent() && event->type() == QEvent::PaletteChange && changed_) changed_();
         return false;
     }
 
@@ -56,8 +55,8 @@ bool WindowStateSaver::eventFilter(QObject* watched, QEvent* event) {
     return false;
 }
 
-void onPaletteChange(QObject* owner, std::function<void()> changed) {
-    new PaletteWatcher(owner, std::move(changed));
+void onPaletteChange(QWidget* window, std::function<void()> changed) {
+    new PaletteWatcher(window, std::move(changed));
 }
 
 }  // namespace vf::ui

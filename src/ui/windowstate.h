@@ -11,6 +11,7 @@
 
 class QMainWindow;
 class QSplitter;
+class QWidget;
 
 namespace vf::ui {
 
@@ -33,8 +34,9 @@ private:
     QPointer<QSplitter> splitter_;
 };
 
-// Calls `changed` after the application's palette changed (a light or dark
-// theme chosen while the program runs). Lives as long as `owner`.
-void onPaletteChange(QObject* owner, std::function<void()> changed);
+// Calls `changed` after `window`'s palette changed, as it does when the
+// desktop switches between a light and a dark theme while the program runs.
+// Lives as long as `window`.
+void onPaletteChange(QWidget* window, std::function<void()> changed);
 
 }  // namespace vf::ui
