@@ -22,8 +22,8 @@
 #include <string>
 #include <vector>
 
-#ifndef VF_SHARED_DATA_DIR
-#error "VF_SHARED_DATA_DIR must name the folder of the sample device log"
+#ifndef VF_SAMPLE_LOG
+#error "VF_SAMPLE_LOG must name the sample device log"
 #endif
 
 namespace vf::bench {
@@ -43,7 +43,7 @@ struct SampleRecord {
 // Level, tag and message of every line of the sample device log (read now,
 // by path; the sample is never copied anywhere).
 inline std::vector<SampleRecord> sampleRecords() {
-    std::ifstream in(std::string(VF_SHARED_DATA_DIR) + "/loghub-android-2k.log", std::ios::binary);
+    std::ifstream in(VF_SAMPLE_LOG, std::ios::binary);
     if (!in) throw std::runtime_error("sample device log not found");
     std::vector<SampleRecord> records;
     std::string line;

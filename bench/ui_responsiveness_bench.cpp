@@ -62,9 +62,9 @@ private:
     vf::LogDatasource& store_;
 };
 
-// Threadtime lines of the shared device log, each ending with LF.
+// Threadtime lines of the sample device log, each ending with LF.
 std::vector<std::string> sampleLines() {
-    QFile file(QStringLiteral(VF_SHARED_DATA_DIR "/loghub-android-2k.log"));
+    QFile file(QStringLiteral(VF_SAMPLE_LOG));
     std::vector<std::string> lines;
     if (!file.open(QIODevice::ReadOnly)) return lines;
     for (const QByteArray& raw : file.readAll().split('\n')) {

@@ -1,16 +1,18 @@
 #!/usr/bin/env bash
 # Installs what building, running and testing Vellumfox need, when it is
 # missing. Idempotent: with everything present it only checks and returns.
+#   scripts/setup.sh        the build and test packages
+#   scripts/setup.sh --ci   also what CI checks installing and packaging with
 set -euo pipefail
 
-# Each entry is a package, or alternatives separated by "|" (Debian | Ubuntu names).
-PACKAGES=(
-  build-essential cmake ninja-build pkg-config git
-  qt6-base-dev qt6-base-dev-tools "qt6-svg-dev|libqt6svg6-dev" libgl-dev
-  libspdlog-dev libfmt-dev "libplist-dev|libplist-2.0-dev" libpcre2-dev
-  libgtest-dev libgmock-dev libbenchmark-dev
-  adb xvfb xauth fonts-dejavu-core
-)
+# The one package list: scripts/packages.txt (groups build and test; --ci
+# adds the ci group).
+groups="build test"
+[ "${1:-}" = "--ci" ] && groups="build test ci"
+PACKAGES=()
+while read -r group entry _; do
+  case " $groups " in *" $group "*) PACKAGES+=("$entry") ;; esac
+done < <(grep -Ev '^[[:space:]]*(#|$)' "$(dirname "$0")/packages.txt")
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed"; }
 

@@ -43,6 +43,8 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("vellumfox"));
     QApplication::setApplicationVersion(QString::fromLatin1(vf::build::kVersion));
+    // The installed desktop entry: Wayland compositors take the window's icon and name from it.
+    QGuiApplication::setDesktopFileName(QStringLiteral("io.github.vellumfox.vellumfox"));
     QCommandLineParser parser;
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A saved log or a filter file to open."));
     parser.process(app);

@@ -4,6 +4,7 @@
 #include <QComboBox>
 #include <QMessageBox>
 #include <QTimer>
+#include <utility>
 
 #include "core/support/logger.h"
 #include "core/support/threads.h"
@@ -35,8 +36,12 @@ QString VellumfoxAppDelegate::getDeviceTitle(const DeviceRecord& record) {
 
 void VellumfoxAppDelegate::onDevicesConnected(const DeviceList& devices) {
     VF_LOG("Connected Devices: {}", describe(devices));
-    deviceList_.clear();
-    for (const DeviceRecord& record : devices) deviceList_.insert(record.id, record);
+    const QMap<QString, DeviceRecord> previous = std::exchange(deviceList_, {});
+    for (DeviceRecord record : devices) {
+        // A replugged device keeps the model name it was known by until it is looked up again.
+        if (!record.name && previous.contains(record.id)) record.name = previous.value(record.id).name;
+        deviceList_.insert(record.id, record);
+    }
     chooseDevice();
 }
 
@@ -69,8 +74,10 @@ void VellumfoxAppDelegate::onDeviceModel(const QString& deviceId, const QString&
     VF_LOG("DeviceID: {}, Model: {}", deviceId, model);
     const auto it = deviceList_.find(deviceId);
     if (it != deviceList_.end()) it->name = model;
-    if (logDatasource_->deviceId() == deviceId && !deviceId.isEmpty())
+    if (logDatasource_->deviceId() == deviceId && !deviceId.isEmpty()) {
         window_->setWindowTitle(model + u" - "_s + deviceId);
+        lastDeviceConnectedTitle_ = window_->windowTitle();  // the offline title keeps the model
+    }
 }
 
 void VellumfoxAppDelegate::onDeviceListFailed(int code) {
@@ -158,6 +165,7 @@ void VellumfoxAppDelegate::resetConnectButton() {
     const bool stop = backend_->isLogging() || autoReconnect_;
     window_->connectAction->setText(stop ? u"Stop"_s : u"Run"_s);
     window_->connectAction->setIcon(bundledIcon(stop ? u"stop"_s : u"start"_s));
+    updateStatus();
 }
 
 void VellumfoxAppDelegate::setOfflineTitle() {

@@ -3,6 +3,8 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QGridLayout>
+#include <QLineEdit>
+#include <QSignalBlocker>
 #include <QThreadPool>
 
 #include "core/log/logexport.h"
@@ -52,6 +54,11 @@ void VellumfoxAppDelegate::openFile(const QString& path) {
 void VellumfoxAppDelegate::setFileContents(RowList rows, const QString& title) {
     isDatasourceDevice_ = false;
     lastDeviceConnectedId_.reset();
+    {
+        // The file is shown unfiltered: the quick filter field says so too.
+        const QSignalBlocker quiet(window_->quickFilterField());
+        window_->quickFilterField()->clear();
+    }
     setPredicate(nullptr);
     window_->filterListTable()->selectRowAlone(0);
     if (crashes_ != nullptr) crashes_->clear();

@@ -4,6 +4,7 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
+#include <QStatusBar>
 
 #include "core/log/logsearch.h"
 #include "ui/highlightdelegate.h"
@@ -71,6 +72,13 @@ void VellumfoxAppDelegate::doSearch(const QString& text, int direction) {
         const int row = int(*outcome.row);
         table->selectRowAlone(row);
         table->scrollTo(tableModel_->index(row, 0), QAbstractItemView::EnsureVisible);
+        window_->statusBar()->clearMessage();
+    } else {
+        // A beep is often silent on Linux: say it where the eye is.
+        const Row* current = tableModel_->rowAt(selected);
+        const bool onlyHere = current != nullptr && rowSearch.matches(*current);
+        window_->statusBar()->showMessage((onlyHere ? u"No other match for “%1”"_s : u"No match for “%1”"_s).arg(text),
+                                          5000);
     }
     table->viewport()->update();
 }

@@ -25,7 +25,9 @@
 #include "ui/mainwindow.h"
 #include "ui/messageactions.h"
 #include "ui/preferenceswindow.h"
+#include "ui/tablecolumns.h"
 #include "ui/vellumfoxappdelegate.h"
+#include "ui/windowstate.h"
 
 using namespace Qt::StringLiterals;
 
@@ -33,7 +35,6 @@ namespace vf::ui {
 
 namespace {
 constexpr char kTableLayoutKey[] = "logDataTable";
-constexpr int kDefaultColumnWidths[] = {170, 150, 64, 64, 48, 200};
 }  // namespace
 
 VellumfoxAppDelegate::VellumfoxAppDelegate(Options options) : options_(std::move(options)) {}
@@ -150,6 +151,7 @@ void VellumfoxAppDelegate::connectActions() {
             qOverload<>(&QTimer::start));
     connect(table->horizontalHeader(), &QHeaderView::sectionMoved, layoutSaveTimer_, qOverload<>(&QTimer::start));
     connect(logDatasource_.get(), &LogDatasource::logDataUpdated, this, &VellumfoxAppDelegate::onLogUpdated);
+    onPaletteChange(w, [this] { fontsChanged(); });
     connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state != Qt::ApplicationActive) isLiveSearching_ = false;
     });
@@ -157,8 +159,11 @@ void VellumfoxAppDelegate::connectActions() {
 
 void VellumfoxAppDelegate::restoreTableLayout() {
     QHeaderView* header = window_->logTable()->horizontalHeader();
-    for (int column = 0; column < int(std::size(kDefaultColumnWidths)); ++column)
-        header->resizeSection(column, kDefaultColumnWidths[column]);
+    QFont font = QApplication::font();
+    font.setPointSizeF(readFontSize());
+    for (int column = 0; column < header->count() - 1; ++column)
+        header->resizeSection(column, defaultColumnWidth(column, QFontMetrics(font)));
+    installColumnMenu(header);
     const QByteArray state = Preferences::value(QLatin1String(kTableLayoutKey)).toByteArray();
     if (!state.isEmpty()) header->restoreState(state);
 }

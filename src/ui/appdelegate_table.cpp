@@ -16,6 +16,8 @@
 #include "ui/highlightdelegate.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
+#include "ui/statustexts.h"
+#include "ui/tablecolumns.h"
 #include "ui/vellumfoxappdelegate.h"
 
 using namespace Qt::StringLiterals;
@@ -139,6 +141,7 @@ void VellumfoxAppDelegate::applyStyles() {
     table->verticalHeader()->setMinimumSectionSize(1);
     table->verticalHeader()->setDefaultSectionSize(styles_.rowHeight);
     table->horizontalHeader()->setFont(QApplication::font());
+    followFontSize(table->horizontalHeader(), styles_.pointSize);
 }
 
 void VellumfoxAppDelegate::changeFontSize(bool bigger) {
@@ -173,6 +176,9 @@ void VellumfoxAppDelegate::updateStatus() {
     }
     if (text.isEmpty()) text = u"No Data       v(%1)"_s.arg(QLatin1String(build::kVersion));
     window_->statusViewing()->setText(text);
+    window_->logTable()->setPlaceholderText(emptyTableHint(
+        shown, {logDatasource_->logEventCount(), isDatasourceDevice_, backend_ && backend_->isLogging(),
+                window_->statusFilter()->text()}));
 }
 
 }  // namespace vf::ui

@@ -10,13 +10,29 @@ QColor HighlightDelegate::highlightColor(bool selected, bool focused) {
     return (selected && focused) ? QColor(Qt::black) : QColor(Qt::yellow);
 }
 
+void HighlightDelegate::setSearchText(const QString& text) {
+    if (text == searchText_) return;
+    searchText_ = text;
+    pattern_.setPattern(text);
+}
+
+std::pair<qsizetype, qsizetype> HighlightDelegate::matchIn(const QString& text) const {
+    if (searchText_.isEmpty()) return {0, 0};
+    if (pattern_.isValid()) {
+        const QRegularExpressionMatch match = pattern_.match(text);
+        if (match.hasMatch() && match.capturedLength() > 0) return {match.capturedStart(), match.capturedLength()};
+    }
+    const qsizetype at = text.indexOf(searchText_, 0, Qt::CaseInsensitive);
+    return at < 0 ? std::pair<qsizetype, qsizetype>{0, 0} : std::pair{at, searchText_.size()};
+}
+
 void HighlightDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                               const QModelIndex& index) const {
     if (searchText_.isEmpty()) return QStyledItemDelegate::paint(painter, option, index);
     QStyleOptionViewItem opt(option);
     initStyleOption(&opt, index);
-    const qsizetype at = opt.text.indexOf(searchText_, 0, Qt::CaseInsensitive);
-    if (at < 0) return QStyledItemDelegate::paint(painter, option, index);
+    const auto [at, length] = matchIn(opt.text);
+    if (length == 0) return QStyledItemDelegate::paint(painter, option, index);
 
     const QWidget* widget = opt.widget;
     QStyle* style = widget != nullptr ? widget->style() : QApplication::style();
@@ -38,7 +54,7 @@ void HighlightDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
     const QRect lineRect(left, textRect.top(), textRect.right() - left + 1, textRect.height());
     QRect matchRect;
     if (at < shown.size()) {
-        const qsizetype visible = qMin(searchText_.size(), shown.size() - at);
+        const qsizetype visible = qMin(length, shown.size() - at);
         matchRect = QRect(left + metrics.horizontalAdvance(shown.left(at)), textRect.top() + 1,
                           metrics.horizontalAdvance(shown.mid(at, visible)), textRect.height() - 2);
     }
@@ -49,10 +65,10 @@ void HighlightDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
     const QPalette::ColorGroup group = (opt.state & QStyle::State_Active) ? QPalette::Active : QPalette::Inactive;
     painter->setPen(opt.palette.color(group, selected ? QPalette::HighlightedText : QPalette::Text));
     painter->drawText(lineRect, Qt::AlignLeft | Qt::AlignVCenter, shown);
-    if (selected && background == QColor(Qt::yellow) && !matchRect.isEmpty()) {
-        // Light selection text would vanish on the yellow mark.
+    if (!matchRect.isEmpty()) {
+        // Light text (a dark theme, a selected row) would vanish on the yellow mark.
         painter->setClipRect(matchRect);
-        painter->setPen(Qt::black);
+        painter->setPen(background == QColor(Qt::yellow) ? QColor(Qt::black) : QColor(Qt::white));
         painter->drawText(lineRect, Qt::AlignLeft | Qt::AlignVCenter, shown);
     }
     painter->restore();

@@ -33,9 +33,27 @@ std::optional<QColor> LevelStyles::colorFor(std::string_view type) const {
     return colors[size_t(level)];
 }
 
+namespace {
+
+// The registered colours, and what stands in for each on a dark base: the
+// same hue, light enough to read on a dark background.
+constexpr std::array<const char*, kLevelCount> kColors{"#0000ff", "#000000", "#008000",
+                                                       "#ff8000", "#ff0000", "#ff0000"};
+constexpr std::array<const char*, kLevelCount> kDarkColors{"#7aa7ff", "#d8d8d8", "#5fd35f",
+                                                           "#ffa040", "#ff6b6b", "#ff6b6b"};
+
+}  // namespace
+
+QColor levelColor(int level, const QString& stored, bool darkBase) {
+    QColor color(stored);
+    if (!color.isValid()) color = QColor(QLatin1String(kColors[size_t(level)]));
+    // Only the defaults change with the theme: a colour the user chose is kept.
+    if (darkBase && color == QColor(QLatin1String(kColors[size_t(level)])))
+        return QColor(QLatin1String(kDarkColors[size_t(level)]));
+    return color;
+}
+
 void registerDefaults() {
-    static constexpr std::array<const char*, kLevelCount> kColors{"#0000ff", "#000000", "#008000",
-                                                                  "#ff8000", "#ff0000", "#ff0000"};
     QVariantMap defaults;
     for (int i = 0; i < kLevelCount; ++i) {
         defaults.insert(colorKey(i), QString::fromLatin1(kColors[size_t(i)]));
@@ -69,10 +87,7 @@ LevelStyles readLevelStyles(const QFont& base, bool darkBase) {
     styles.plain.setPointSizeF(styles.pointSize);
     styles.plain.setBold(false);
     for (int i = 0; i < kLevelCount; ++i) {
-        QColor color(Preferences::string(colorKey(i)));
-        if (!color.isValid()) color = Qt::black;
-        if (darkBase && color == QColor(Qt::black)) color = QColor(0xd8, 0xd8, 0xd8);
-        styles.colors[size_t(i)] = color;
+        styles.colors[size_t(i)] = levelColor(i, Preferences::string(colorKey(i)), darkBase);
         QFont font = styles.plain;
         font.setBold(Preferences::boolean(boldKey(i)));
         styles.fonts[size_t(i)] = font;

@@ -49,9 +49,13 @@ double readFontSize();
 // Size after one step bigger/smaller: outside 1...30 it goes back to 11.
 double steppedFontSize(double size, bool bigger);
 
-// Builds the styles from the preferences on `base` (the application font).
-// `darkBase` lightens pure black so that the Debug rows stay readable on a
-// dark theme.
+// The text colour of `level` from its stored colour name. On a dark base
+// (`darkBase`) a level still at its default colour gets a lighter shade of
+// it; a colour the user chose is kept as it is.
+QColor levelColor(int level, const QString& stored, bool darkBase);
+
+// Builds the styles from the preferences on `base` (the application font),
+// with levelColor's colours.
 LevelStyles readLevelStyles(const QFont& base, bool darkBase);
 
 }  // namespace vf::ui

@@ -13,8 +13,11 @@
 #include <QToolBar>
 #include <QUrl>
 
+#include "ui/elidedlabel.h"
+#include "ui/helpmenu.h"
 #include "ui/icons.h"
 #include "ui/selectabletableview.h"
+#include "ui/windowstate.h"
 
 using namespace Qt::StringLiterals;
 
@@ -39,6 +42,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     createToolBar();
     createCentralArea();
     resize(1200, 760);
+    new WindowStateSaver(this, splitter_);
 }
 
 void MainWindow::createActions() {
@@ -68,6 +72,23 @@ void MainWindow::createActions() {
                               QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
     quitAction = make(u"Quit"_s, themedIcon(u"application-exit"_s, u"stop"_s), QKeySequence::Quit);
     quitAction->setMenuRole(QAction::QuitRole);
+    // Some platform themes bind none of these standard keys: the usual Linux
+    // key comes first everywhere, the theme's own stays beside it.
+    const auto alsoBind = [](QAction* action, const QKeySequence& key) {
+        QList<QKeySequence> keys{key};
+        for (const QKeySequence& own : action->shortcuts())
+            if (!own.isEmpty() && !keys.contains(own)) keys << own;
+        action->setShortcuts(keys);
+    };
+    alsoBind(openAction, QKeySequence(Qt::CTRL | Qt::Key_O));
+    alsoBind(saveAction, QKeySequence(Qt::CTRL | Qt::Key_S));
+    alsoBind(saveTextAction, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S));
+    alsoBind(newWindowAction, QKeySequence(Qt::CTRL | Qt::Key_N));
+    alsoBind(copyAction, QKeySequence(Qt::CTRL | Qt::Key_C));
+    alsoBind(findAction, QKeySequence(Qt::CTRL | Qt::Key_F));
+    alsoBind(biggerFontAction, QKeySequence(Qt::CTRL | Qt::Key_Plus));
+    alsoBind(smallerFontAction, QKeySequence(Qt::CTRL | Qt::Key_Minus));
+    alsoBind(quitAction, QKeySequence(Qt::CTRL | Qt::Key_Q));
 }
 
 void MainWindow::createMenus() {
@@ -83,13 +104,16 @@ void MainWindow::createMenus() {
     edit->addActions({findAction, findNextAction, findPreviousAction});
     edit->addSeparator();
     edit->addAction(clearAction);
+    edit->addSeparator();
+    edit->addAction(preferencesAction);
     QMenu* view = menuBar()->addMenu(u"&View"_s);
     view->addActions({biggerFontAction, smallerFontAction});
     view->addSeparator();
     view->addAction(followAction);
     view->addAction(remoteScreenAction);
-    QMenu* window = menuBar()->addMenu(u"&Window"_s);
-    window->addAction(preferencesAction);
+    QMenu* device = menuBar()->addMenu(u"&Device"_s);
+    device->addAction(connectAction);
+    addHelpMenu(this);
 }
 
 void MainWindow::createToolBar() {
@@ -156,8 +180,7 @@ void MainWindow::createCentralArea() {
     setCentralWidget(splitter_);
 
     statusViewing_ = new QLabel(this);
-    statusFilter_ = new QLabel(this);
-    statusFilter_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    statusFilter_ = new ElidedLabel(u"Filter: All Messages"_s, this);
     statusBar()->addWidget(statusViewing_);
     statusBar()->addWidget(statusFilter_, 1);
 }

@@ -77,7 +77,7 @@ void MessageActions::addMenuBarItems() {
         const qsizetype at = actions.indexOf(window_.openAction);
         file->insertAction(at + 1 < actions.size() ? actions.at(at + 1) : nullptr, import);
     }
-    if (QMenu* windowMenu = menuHolding(window_.preferencesAction)) windowMenu->addAction(terminal);
+    if (QMenu* deviceMenu = menuHolding(window_.connectAction)) deviceMenu->addAction(terminal);
 }
 
 RowList MessageActions::selectedRows() const {

@@ -1,5 +1,6 @@
 #include "ui/preferencepanes.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QColorDialog>
 #include <QDir>
@@ -11,6 +12,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
+#include <QPalette>
 #include <QPushButton>
 
 #include "core/support/preferences.h"
@@ -22,7 +24,6 @@ namespace vf::ui {
 
 namespace {
 
-constexpr char kAdbPathKey[] = "adbPath";
 constexpr char kLogTagHelp[] =
     "<a href=\"https://developer.android.com/studio/command-line/logcat#filteringOutput\">"
     "How to write a log tag expression</a>";
@@ -44,13 +45,20 @@ QIcon swatch(const QColor& color) {
     return QIcon(pixmap);
 }
 
+// The colour the log shows for `level` now (on a dark theme a default colour
+// is shown lighter).
+QColor shownColor(int level) {
+    const bool dark = QApplication::palette().color(QPalette::Base).lightness() < 128;
+    return levelColor(level, Preferences::string(colorKey(level)), dark);
+}
+
 QPushButton* colorButton(QWidget* parent, int level, const std::function<void()>& changed) {
     auto* button = new QPushButton(parent);
     button->setObjectName(colorKey(level));
     button->setIconSize(QSize(28, 14));
-    button->setIcon(swatch(QColor(Preferences::string(colorKey(level)))));
+    button->setIcon(swatch(shownColor(level)));
     QObject::connect(button, &QPushButton::clicked, button, [button, level, changed] {
-        auto* dialog = new QColorDialog(QColor(Preferences::string(colorKey(level))), button->window());
+        auto* dialog = new QColorDialog(shownColor(level), button->window());
         dialog->setAttribute(Qt::WA_DeleteOnClose);
         QObject::connect(dialog, &QColorDialog::currentColorChanged, button, [button, level, changed](const QColor& c) {
             if (!c.isValid()) return;
@@ -83,7 +91,7 @@ QWidget* makeGeneralPane(QWidget* parent) {
     form->addRow(QString(), clearOnStart);
 
     auto* adbRow = new QHBoxLayout;
-    auto* adbPath = boundLineEdit(pane, QLatin1String(kAdbPathKey), u"found automatically"_s);
+    auto* adbPath = boundLineEdit(pane, QLatin1String(prefs::kAdbPath), u"found automatically"_s);
     auto* browse = new QPushButton(u"Browse…"_s, pane);
     adbRow->addWidget(adbPath, 1);
     adbRow->addWidget(browse);
@@ -95,7 +103,7 @@ QWidget* makeGeneralPane(QWidget* parent) {
         dialog->setWindowModality(Qt::WindowModal);
         QObject::connect(dialog, &QFileDialog::fileSelected, adbPath, [adbPath](const QString& path) {
             adbPath->setText(path);
-            Preferences::setValue(QLatin1String(kAdbPathKey), path);
+            Preferences::setValue(QLatin1String(prefs::kAdbPath), path);
         });
         dialog->open();
     });

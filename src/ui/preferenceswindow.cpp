@@ -6,7 +6,9 @@
 #include <QGuiApplication>
 #include <QParallelAnimationGroup>
 #include <QPropertyAnimation>
+#include <QLayout>
 #include <QScreen>
+#include <QShortcut>
 #include <QToolBar>
 
 #include "ui/icons.h"
@@ -20,6 +22,9 @@ PreferencesWindow::PreferencesWindow(QWidget* parent) : QMainWindow(parent, Qt::
     content_ = new QWidget(this);
     setCentralWidget(content_);
     setAttribute(Qt::WA_DeleteOnClose, false);
+    for (const QKeySequence& key : {QKeySequence(Qt::Key_Escape), QKeySequence(QKeySequence::Close),
+                                    QKeySequence(Qt::CTRL | Qt::Key_W)})
+        new QShortcut(key, this, this, &QWidget::close);
 }
 
 void PreferencesWindow::showWindow() {
@@ -40,6 +45,7 @@ void PreferencesWindow::showWindow() {
 
 void PreferencesWindow::setupToolbar() {
     QToolBar* bar = addToolBar(u"Panes"_s);
+    toolbar_ = bar;
     bar->setMovable(false);
     bar->setFloatable(false);
     bar->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
@@ -70,9 +76,12 @@ int PreferencesWindow::crossFadeDuration(Qt::KeyboardModifiers modifiers, bool s
 }
 
 QRect PreferencesWindow::frameForView(QWidget* view) const {
-    const QSize paneSize = view->sizeHint().expandedTo(view->minimumSizeHint());
-    const int chrome = height() - content_->height();
-    return QRect(geometry().topLeft(), QSize(paneSize.width(), paneSize.height() + qMax(0, chrome)));
+    // Asked before the window was ever shown, the window's own geometry says
+    // nothing yet: the pane's layout and the toolbar tell the size.
+    if (view->layout() != nullptr) view->layout()->activate();
+    const QSize paneSize = view->sizeHint().expandedTo(view->minimumSizeHint()).expandedTo(view->minimumSize());
+    const QSize bar = toolbar_ != nullptr ? toolbar_->sizeHint() : QSize();
+    return QRect(geometry().topLeft(), QSize(qMax(paneSize.width(), bar.width()), paneSize.height() + bar.height()));
 }
 
 void PreferencesWindow::displayViewForIdentifier(const QString& identifier, bool animate) {

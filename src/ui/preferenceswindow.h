@@ -4,6 +4,7 @@
 // held) while the window resizes to fit the new pane, keeping its top edge.
 // Every control writes its preference at once; appearance changes are
 // announced through fontChanged() so the log redraws straight away.
+// Escape and Ctrl+W close it.
 //
 // Main thread only. Owned by its parent (the main window).
 
@@ -15,6 +16,7 @@
 class QAbstractAnimation;
 class QActionGroup;
 class QIcon;
+class QToolBar;
 
 namespace vf::ui {
 
@@ -52,6 +54,7 @@ private:
     QHash<QString, QWidget*> views_;
     QActionGroup* toolbarItems_ = nullptr;
     QWidget* content_ = nullptr;
+    QToolBar* toolbar_ = nullptr;
     QString current_;
     QPointer<QAbstractAnimation> animation_;
     int lastDuration_ = 0;

@@ -4,6 +4,7 @@
 #include <QItemSelectionModel>
 #include <QKeyEvent>
 #include <QMenu>
+#include <QPainter>
 
 namespace vf::ui {
 
@@ -56,6 +57,27 @@ void SelectableTableView::focusOutEvent(QFocusEvent* event) {
     QTableView::focusOutEvent(event);
     isFocused_ = false;
     viewport()->update();
+}
+
+}  // namespace vf::ui
+
+namespace vf::ui {
+
+void SelectableTableView::setPlaceholderText(const QString& text) {
+    if (text == placeholderText_) return;
+    placeholderText_ = text;
+    viewport()->update();
+}
+
+void SelectableTableView::paintEvent(QPaintEvent* event) {
+    QTableView::paintEvent(event);
+    if (placeholderText_.isEmpty() || model() == nullptr || model()->rowCount() > 0) return;
+    QPainter painter(viewport());
+    QColor ink = palette().color(QPalette::Text);
+    ink.setAlphaF(0.6f);
+    painter.setPen(ink);
+    const QRect area = viewport()->rect().adjusted(24, 24, -24, -24);
+    painter.drawText(area, Qt::AlignCenter | Qt::TextWordWrap, placeholderText_);
 }
 
 }  // namespace vf::ui

@@ -2,7 +2,9 @@
 // A table view that reports to the controller: keys first (the controller
 // answers whether it handled them), double clicks, and the context menu,
 // for which a right click first selects the row under the pointer alone
-// unless it is already selected.
+// unless it is already selected. An empty table can show a hint.
+//
+// Main thread only.
 
 #include <QTableView>
 
@@ -39,18 +41,24 @@ public:
     // Selects `row` alone (or nothing for -1).
     void selectRowAlone(int row);
 
+    // Shown in the middle of the table while it has no rows; empty: nothing.
+    void setPlaceholderText(const QString& text);
+    const QString& placeholderText() const { return placeholderText_; }
+
 protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 
 private:
     TableViewMenuDelegate* menuDelegate_ = nullptr;
     int rightClickedRow_ = -1;
     int rightClickedColumn_ = -1;
     bool isFocused_ = false;
+    QString placeholderText_;
 };
 
 }  // namespace vf::ui

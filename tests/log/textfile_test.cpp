@@ -95,12 +95,16 @@ TEST_F(TextFile, LongLayoutKeepsTheFirstMessageLine) {
 }
 
 TEST_F(TextFile, SampleDeviceLog) {
-    const auto rows = read(QStringLiteral(VF_SHARED_DATA_DIR "/loghub-android-2k.log"));
-    ASSERT_TRUE(rows);
-    ASSERT_EQ(rows->size(), 2000);
-    EXPECT_EQ(test::fields(*rows->first()).substr(0, 47), "03-17 16:13:38.811||1702|2395|D|WindowManager| ");
-    EXPECT_EQ(rows->last()->idx(), 1999u);
-    for (const RowPtr& row : *rows) ASSERT_FALSE(row->text().ends_with('\r'));
+    // The project's own sample log, with the line ends of a copy made on
+    // Windows and no final line break.
+    QFile sample(QStringLiteral(VF_SAMPLE_DIR "/fieldnotes-threadtime.log"));
+    ASSERT_TRUE(sample.open(QIODevice::ReadOnly));
+    const QByteArray bytes = sample.readAll().trimmed().replace("\n", "\r\n");
+    const RowList rows = load(u"sample.log"_s, bytes);
+    ASSERT_EQ(rows.size(), bytes.count("\r\n") + 1);
+    EXPECT_EQ(test::fields(*rows.first()).substr(0, 54), "03-17 09:41:02.155||1102|1114|I|ActivityManager| START");
+    EXPECT_EQ(rows.last()->idx(), uint64_t(rows.size() - 1));
+    for (const RowPtr& row : rows) ASSERT_FALSE(row->text().ends_with('\r'));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "core/support/analytics.h"
+#include "core/support/preferences.h"
 #include "core/support/threads.h"
 #include "core/support/utils.h"
 
@@ -60,7 +61,9 @@ protected:
         env_.set("PATH", home_.filePath(u"bin"_s));
         env_.unset("ANDROID_HOME");
         env_.unset("ANDROID_SDK_ROOT");
+        Preferences::setStorageFile(at(u"prefs.ini"_s));
     }
+    void TearDown() override { Preferences::setStorageFile({}); }
     QString at(const QString& relative) const { return home_.filePath(relative); }
 
     // Starts adb through the fake script and waits for the completion.
@@ -95,6 +98,13 @@ TEST_F(UtilsTest, GetAdbPathTriesTheSdkFoldersInOrder) {
     env_.set("ANDROID_SDK_ROOT", at(u"root-sdk"_s));
     for (const QString& path : candidates) writeFile(path, "#!/bin/sh\n", true);
 
+    // The program chosen in the preferences comes first, when it can run.
+    writeFile(at(u"chosen/adb"_s), "#!/bin/sh\n", true);
+    Preferences::setValue(QString::fromLatin1(prefs::kAdbPath), at(u"chosen/adb"_s));
+    EXPECT_EQ(Utils::getAdbPath(), at(u"chosen/adb"_s));
+    writeFile(at(u"chosen/adb"_s), "#!/bin/sh\n", false);
+    EXPECT_EQ(Utils::getAdbPath(), candidates.first());
+
     // Each removal exposes the next candidate.
     for (const QString& path : candidates) {
         EXPECT_EQ(Utils::getAdbPath(), path);
@@ -108,10 +118,16 @@ TEST_F(UtilsTest, GetAdbPathTriesTheSdkFoldersInOrder) {
 }
 
 TEST_F(UtilsTest, StartAdbReportsTheDaemonStartingThroughMergedOutput) {
-    // The success text arrives on standard error and only for the one expected argument.
+    // The success text arrives on standard error and only for the expected
+    // arguments: the configured port, when there is one.
     const QByteArray script =
         "#!/bin/sh\n"
-        "[ \"$#\" = 1 ] && [ \"$1\" = start-server ] && echo '* Daemon Started Successfully *' >&2\n";
+        "[ \"$*\" = \"$EXPECTED\" ] && echo '* Daemon Started Successfully *' >&2\n";
+    env_.set("EXPECTED", u"start-server"_s);
+    EXPECT_EQ(startAdbWith(script, true), true);
+    Preferences::setValue(QString::fromLatin1(prefs::kAdbPort), u"6123"_s);
+    EXPECT_EQ(startAdbWith(script, true), false);
+    env_.set("EXPECTED", u"-P 6123 start-server"_s);
     EXPECT_EQ(startAdbWith(script, true), true);
 }
 

@@ -123,6 +123,12 @@ TEST_F(ControllerTest, ModelNameRetitlesTheStreamingDeviceModelFirst) {
     EXPECT_EQ(title(), u"A1"_s);
     app->onDeviceModel(u"A1"_s, u"Pixel"_s);
     EXPECT_EQ(title(), u"Pixel - A1"_s);
+    // Unplugged and back: the model name stays in the title.
+    app->onLoggerStopped();
+    EXPECT_EQ(title(), u"Pixel - A1 [PAUSED]"_s);
+    app->onDevicesConnected({device(u"A1"_s)});
+    app->onLoggerStarted();
+    EXPECT_EQ(title(), u"A1 - Pixel"_s);
 }
 
 TEST_F(ControllerTest, FailuresShowAlertsAfterStopping) {

@@ -136,6 +136,15 @@ TEST_F(TableTest, ClearAndStatusLine) {
     EXPECT_TRUE(app->onKeyEventForTableView(table(), &clear));
     EXPECT_EQ(model()->rowCount(), 0);
     EXPECT_EQ(app->logDatasource()->logEventCount(), 0);
+    EXPECT_TRUE(table()->placeholderText().startsWith(u"Connected."_s));
+}
+
+TEST(LevelColor, DefaultsLightenOnADarkBaseAndChosenColoursStay) {
+    EXPECT_EQ(levelColor(0, u"#0000ff"_s, false), QColor(u"#0000ff"));
+    for (int level = 0; level < kLevelCount; ++level)
+        EXPECT_GT(levelColor(level, QString(), true).lightness(), 110) << level;
+    EXPECT_EQ(levelColor(0, u"#123456"_s, true), QColor(u"#123456"));
+    EXPECT_EQ(levelColor(4, u"no colour"_s, false), QColor(u"#ff0000"));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ namespace vf {
 namespace prefs {
 inline constexpr char kAdbServer[] = "adbServer";
 inline constexpr char kAdbPort[] = "adbPort";
+inline constexpr char kAdbPath[] = "adbPath";  // the adb program chosen by the user; empty: searched for
 inline constexpr char kAdbLogTags[] = "adbLogTags";
 inline constexpr char kClearLogOnStart[] = "clearLogOnStart";
 inline constexpr char kDefaultFontSize[] = "defaultFontSize";

@@ -1,6 +1,7 @@
 #include "core/support/utils.h"
 
 #include "core/support/logger.h"
+#include "core/support/preferences.h"
 #include "core/support/threads.h"
 
 #include <QDir>
@@ -28,9 +29,26 @@ QStringList candidatePaths() {
     return paths;
 }
 
+// The port of the preferences when it is set and valid.
+std::optional<quint16> configuredPort() {
+    bool ok = false;
+    const uint port = Preferences::string(QString::fromLatin1(prefs::kAdbPort)).trimmed().toUInt(&ok);
+    if (!ok || port == 0 || port > 0xFFFF) return std::nullopt;
+    return quint16(port);
+}
+
 }  // namespace
 
 std::optional<QString> Utils::getAdbPath() {
+    const QString chosen = Preferences::string(QString::fromLatin1(prefs::kAdbPath)).trimmed();
+    if (!chosen.isEmpty()) {
+        const QFileInfo info(chosen);
+        if (info.isFile() && info.isExecutable()) {
+            VF_LOG("chosen:{}", chosen);
+            return chosen;
+        }
+        VF_LOG("chosen adb is no program, searching instead:{}", chosen);
+    }
     for (const QString& path : candidatePaths()) {
         const QFileInfo info(path);
         if (info.exists() && !info.isDir()) {
@@ -48,11 +66,14 @@ std::optional<QString> Utils::getAdbPath() {
     return std::nullopt;
 }
 
-bool Utils::runStartServer(const QString& adbPath) {
+bool Utils::runStartServer(const QString& adbPath, std::optional<quint16> port) {
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
+    QStringList arguments;
+    if (port) arguments << QStringLiteral("-P") << QString::number(*port);
+    arguments << QStringLiteral("start-server");
     // Standard input stays an open pipe that is never written.
-    process.start(adbPath, {QStringLiteral("start-server")}, QIODevice::ReadWrite);
+    process.start(adbPath, arguments, QIODevice::ReadWrite);
     if (!process.waitForStarted(-1)) {
         VF_LOG("NSException: {}", process.errorString());
         return false;
@@ -76,8 +97,8 @@ void Utils::startAdb(std::function<void(bool)> completion) {
         if (completion) completion(false);
         return;
     }
-    QThreadPool::globalInstance()->start([adb = *path, completion = std::move(completion)] {
-        const bool success = runStartServer(adb);
+    QThreadPool::globalInstance()->start([adb = *path, port = configuredPort(), completion = std::move(completion)] {
+        const bool success = runStartServer(adb, port);
         if (completion) runOnMainThread([completion, success] { completion(success); });
     });
 }

@@ -9,22 +9,25 @@ namespace vf {
 
 class Utils final {
 public:
-    // Path of the adb program: the first existing file among
+    // Path of the adb program: the one chosen in the preferences ("adbPath")
+    // when it names an executable file; else the first existing file among
     //   ~/android-sdks/platform-tools/adb, ~/Library/Android/sdk/platform-tools/adb,
     //   ~/Android/Sdk/platform-tools/adb, $ANDROID_HOME/platform-tools/adb,
     //   $ANDROID_SDK_ROOT/platform-tools/adb, then adb on the PATH.
     // nullopt when none exists. Any thread.
     static std::optional<QString> getAdbPath();
 
-    // Runs "adb start-server" on a pool thread and calls `completion` with
-    // whether the output said the daemon started. Without adb, `completion`
-    // runs at once on the calling thread with false; otherwise it runs later
-    // on the main thread (never when there is no application object).
+    // Runs "adb -P <port> start-server" on a pool thread, with the port of
+    // the preferences ("adbPort"; no -P when it is unset), and calls
+    // `completion` with whether the output said the daemon started. Without
+    // adb, `completion` runs at once on the calling thread with false;
+    // otherwise it runs later on the main thread (never when there is no
+    // application object).
     static void startAdb(std::function<void(bool)> completion);
 
-    // Runs "<adbPath> start-server" and waits: the success flag as above.
-    // Blocking; any thread except the main one should call it.
-    static bool runStartServer(const QString& adbPath);
+    // Runs "<adbPath> [-P port] start-server" and waits: the success flag as
+    // above. Blocking; any thread except the main one should call it.
+    static bool runStartServer(const QString& adbPath, std::optional<quint16> port = std::nullopt);
 
     // Whether the program runs inside a sandbox (an app sandbox container
     // or a Flatpak). Any thread.
