@@ -146,12 +146,13 @@ TEST(ModelName, BuildPropThenGetprop) {
               u"Pixel 7"_s);
     EXPECT_EQ(modelNameFromGetprop(u"garbage\n"), std::nullopt);
 
-    ASSERT_EQ(modelLookupRequests().size(), 2);
-    EXPECT_EQ(modelLookupRequests().at(0), u"shell:cat /system/build.prop"_s);
-    EXPECT_EQ(modelNameFromOutputs({u"ro.build.id=x\n"_s, getprop}), u"Pixel 4"_s);
-    EXPECT_EQ(modelNameFromOutputs({std::nullopt, getprop}), u"Pixel 4"_s);
-    EXPECT_EQ(modelNameFromOutputs({u"ro.product.model=A\n"_s, getprop}), u"A"_s);
-    EXPECT_EQ(modelNameFromOutputs({std::nullopt, std::nullopt}), std::nullopt);
+    EXPECT_EQ(modelLookupRequest(), u"shell:cat /system/build.prop; getprop"_s);
+    const QString buildPropWithout = u"\n# begin build properties\nro.build.id=x\n"_s;
+    EXPECT_EQ(modelNameFromLookupOutput(QString(buildPropWithout + getprop)), u"Pixel 4"_s);
+    EXPECT_EQ(modelNameFromLookupOutput(QString(u"ro.product.model=A\n"_s + getprop)), u"A"_s);
+    EXPECT_EQ(modelNameFromLookupOutput(QString(u"cat: /system/build.prop: No such file or directory\n"_s + getprop)),
+              u"Pixel 4"_s);
+    EXPECT_EQ(modelNameFromLookupOutput(buildPropWithout), std::nullopt);
 }
 
 }  // namespace

@@ -21,7 +21,11 @@ struct Options {
     QString recordFile;    // input commands are appended here
     bool toolboxPs = false;
     bool legacy = false;
-    bool unauthorized = false;
+    // What the connection banner says: "device", "recovery", "sideload",
+    // "bootloader", "rescue"; "unauthorized" answers with AUTH tokens only,
+    // "offline" never answers the host's CNXN.
+    QString state = QStringLiteral("device");
+    bool buildPropModel = true;  // false: build.prop without ro.product.model / .name (many Android 10+ builds)
     quint16 connectServerPort = 0;  // send "host:connect" to this ADB server
     QSize screenSize{720, 1280};
     quint32 seed = 7;

@@ -72,10 +72,12 @@ void Transport::handleConnect(const Packet& packet) {
     const uint32_t ownVersion = legacy ? kVersionChecksummed : kVersionSkipChecksum;
     const uint32_t ownMax = legacy ? kLegacyMaxPayload : kOwnMaxPayload;
     maxPayload_ = qMin(ownMax, packet.arg1 == 0 ? kLegacyMaxPayload : packet.arg1);
-    if (device_.options().unauthorized) {
+    if (device_.options().state == u"unauthorized") {
         sendToken();
         return;
     }
+    // The server lists a transport that never completes its handshake as offline.
+    if (device_.options().state == u"offline") return;
     online_ = true;
     send(kCmdCnxn, ownVersion, ownMax, device_.banner());
 }

@@ -54,12 +54,15 @@ public:
     virtual void deviceNameFailedWithError(const Error& error, const QString& deviceId) = 0;
 };
 
-// A device record: "id", "type", and "name" / "product" when known.
+// A device record: "id", "type", "state" (the listing's state word, e.g.
+// "device", "unauthorized", "no permissions"), and "name" / "product" when
+// known. "type" holds the first field of the line, i.e. the serial.
 struct DeviceRecord {
     QString id;
     QString type;
     std::optional<QString> name;
     std::optional<QString> product;
+    QString state;  // last, so that existing aggregate initialisers stay valid
 };
 using DeviceList = QList<DeviceRecord>;
 

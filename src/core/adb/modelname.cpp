@@ -13,15 +13,13 @@ QStringView withoutCr(QStringView s) { return s.endsWith(u'\r') ? s.chopped(1) :
 
 }  // namespace
 
-const QStringList& modelLookupRequests() {
-    static const QStringList requests{u"shell:cat /system/build.prop"_s, u"shell:getprop"_s};
-    return requests;
-}
+QString modelLookupRequest() { return u"shell:cat /system/build.prop; getprop"_s; }
 
-std::optional<QString> modelNameFromOutput(qsizetype step, QStringView output) {
-    if (step == 0) return modelNameFromBuildProp(output);
-    if (step == 1) return modelNameFromGetprop(output);
-    return std::nullopt;
+std::optional<QString> modelNameFromLookupOutput(QStringView output) {
+    // The two parts' lines cannot be mistaken for each other: "key=value"
+    // against "[key]: [value]".
+    if (auto name = modelNameFromBuildProp(output)) return name;
+    return modelNameFromGetprop(output);
 }
 
 std::optional<QString> modelNameFromBuildProp(QStringView text) {
@@ -52,14 +50,6 @@ std::optional<QString> modelNameFromGetprop(QStringView text) {
     for (const QStringView key : kKeys) {
         const QStringView value = values.value(key).trimmed();
         if (!value.isEmpty()) return value.toString();
-    }
-    return std::nullopt;
-}
-
-std::optional<QString> modelNameFromOutputs(const QList<std::optional<QString>>& outputs) {
-    for (qsizetype step = 0; step < outputs.size(); ++step) {
-        if (!outputs.at(step)) continue;
-        if (auto name = modelNameFromOutput(step, *outputs.at(step))) return name;
     }
     return std::nullopt;
 }
