@@ -57,7 +57,7 @@ void VellumfoxAppDelegate::chooseDevice() {
     }
     if (!candidate) {
         showDevicePicker();
-    } else if (candidate->type == u"unauthorized"_s) {
+    } else if (candidate->state == u"unauthorized"_s || candidate->type == u"unauthorized"_s) {
         adbDeviceNotAuthorized(candidate->id);
     } else {
         logDatasource_->setDeviceId(candidate->id);

@@ -48,6 +48,23 @@ TEST(DeviceState, ListingLinesShortAndLongForm) {
     }
 }
 
+TEST(DeviceState, AdviceAndTitles) {
+    const auto advice = [](const QString& line) {
+        return deviceStateAdvice(u"S1"_s, deviceStatusFromListingLine(line));
+    };
+    EXPECT_TRUE(advice(u"S1\tdevice"_s).isEmpty());
+    EXPECT_TRUE(advice(u"S1\tunauthorized"_s).isEmpty());
+    EXPECT_TRUE(advice(u"S1\toffline"_s).contains(u"offline"_s));
+    const QString udev = advice(u"S1\tno permissions; see [x] usb:1-2 vendor:04e8"_s);
+    EXPECT_TRUE(udev.contains(u"plugdev"_s) && udev.contains(u"ATTR{idVendor}==\"04e8\""_s)) << udev.toStdString();
+    EXPECT_TRUE(advice(u"S1\tno permissions"_s).contains(u"lsusb"_s));
+    EXPECT_TRUE(advice(u"S1\tsideload"_s).startsWith(u"Device S1 is in sideload mode"_s));
+
+    EXPECT_EQ(deviceTitleWithState(u"S1"_s, u"Pixel"_s, u"p"_s, u"device"_s), u"S1 - Pixel"_s);
+    EXPECT_EQ(deviceTitleWithState(u"S1"_s, {}, u"p"_s, u"recovery"_s), u"S1 - p [recovery]"_s);
+    EXPECT_EQ(deviceTitleWithState(u"S1"_s, {}, {}, u"no permissions"_s), u"S1 [no permissions]"_s);
+}
+
 TEST(AdbFailureKind, CurrentAndOlderServerTexts) {
     const std::pair<QString, AdbFailureKind> cases[] = {
         {u"device not found"_s, AdbFailureKind::DeviceNotFound},

@@ -81,9 +81,11 @@ TEST_F(LogReaderTest, ConversationsReportThenEndOnce) {
          strings({"stopped"})},
         {"missing device", {}, {}, transportAnyThen(test::failReply("Device Not Found")).close(), kTransportAny,
          strings({"not found Device Not Found", "stopped"})},
-        // Only the exact phrase counts as a missing device.
-        {"other failure", {}, {}, transportAnyThen(test::failReply("device 'x' not found")).close(), kTransportAny,
-         strings({"error 2 device 'x' not found", "stopped"})},
+        // adb 29 and later name the serial.
+        {"missing device, current wording", {}, {}, transportAnyThen(test::failReply("device 'x' not found")).close(),
+         kTransportAny, strings({"not found device 'x' not found", "stopped"})},
+        {"other failure", {}, {}, transportAnyThen(test::failReply("more than one device/emulator")).close(),
+         kTransportAny, strings({"error 2 more than one device/emulator", "stopped"})},
         // A lower-case status is not "OKAY"; what follows it is read as the failure.
         {"lower-case status", {}, {}, transportAnyThen("okay0004oops").close(), kTransportAny,
          strings({"error 2 oops", "stopped"})},

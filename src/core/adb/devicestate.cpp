@@ -83,4 +83,46 @@ AdbFailureKind adbFailureKind(QStringView message) {
     return AdbFailureKind::Other;
 }
 
+QString deviceStateAdvice(const QString& serial, const DeviceStatus& status) {
+    switch (status.state) {
+        case DeviceState::Device:
+        case DeviceState::Unauthorized:
+            return {};
+        case DeviceState::Offline:
+            return u"Device %1 is offline. Waiting for it to come back..."_s.arg(serial);
+        case DeviceState::NoPermissions: {
+            const QString vendor = status.usbVendorId.value_or(u"VENDOR"_s);
+            QString text = u"No permission to open device %1\n\n"
+                           "Linux lets only permitted users open USB devices. Add yourself to the plugdev "
+                           "group (sudo usermod -aG plugdev $USER, then log in again) and add a udev rule "
+                           "for the device to /etc/udev/rules.d/51-android.rules:\n\n"
+                           "SUBSYSTEM==\"usb\", ATTR{idVendor}==\"%2\", MODE=\"0660\", GROUP=\"plugdev\"\n\n"
+                           "Then run: sudo udevadm control --reload-rules, and plug the device in again."_s
+                               .arg(serial, vendor);
+            if (!status.usbVendorId) {
+                text += u"\n\nThe vendor id is the four hex digits before the colon in the device's line "
+                        "of lsusb."_s;
+            }
+            return text;
+        }
+        case DeviceState::Recovery:
+        case DeviceState::Sideload:
+        case DeviceState::Bootloader:
+        case DeviceState::Host:
+        case DeviceState::Unknown:
+            break;
+    }
+    return u"Device %1 is in %2 mode\n\nIts log can be read once Android has started."_s.arg(
+        serial, status.word.isEmpty() ? u"an unknown"_s : status.word);
+}
+
+QString deviceTitleWithState(const QString& serial, const std::optional<QString>& name,
+                             const std::optional<QString>& product, const QString& stateWord) {
+    QString title = serial;
+    if (name) title += u" - "_s + *name;
+    else if (product) title += u" - "_s + *product;
+    if (!stateWord.isEmpty() && stateWord != u"device"_s) title += u" ["_s + stateWord + u']';
+    return title;
+}
+
 }  // namespace vf

@@ -42,6 +42,21 @@ DeviceState deviceStateFromWord(QStringView word);
 // Only ready devices are streamed; the others are named and explained.
 inline bool isStreamable(DeviceState state) { return state == DeviceState::Device; }
 
+// What the user is told about a device that cannot be streamed, for the
+// sheets and the status line; empty for a ready device and for
+// "unauthorized" (which keeps its own sheet, "Device Not Authorized ...").
+//   offline:         a status line: the device is offline, waiting for it
+//   no permissions:  what to do on Linux: the plugdev group and a udev rule
+//                    for the USB vendor id (or how to find that id)
+//   recovery, sideload, bootloader, rescue, host, unknown: the state named,
+//                    and that the log is read only from a started system
+QString deviceStateAdvice(const QString& serial, const DeviceStatus& status);
+
+// "SERIAL - NAME" (or "- PRODUCT"), with the state in brackets when it is
+// not "device": the picker's and the title's text for a device.
+QString deviceTitleWithState(const QString& serial, const std::optional<QString>& name,
+                             const std::optional<QString>& product, const QString& stateWord);
+
 enum class AdbFailureKind {
     DeviceNotFound,     // "device not found", "device 'X' not found", "no devices/emulators found"
     Unauthorized,       // "device unauthorized." and the advice lines after it, "device still authorizing"

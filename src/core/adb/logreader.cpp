@@ -1,5 +1,6 @@
 #include "core/adb/logreader.h"
 
+#include "core/adb/devicestate.h"
 #include "core/support/logger.h"
 #include "core/support/preferences.h"
 #include "core/support/utf8.h"
@@ -78,7 +79,8 @@ void LogReader::startLogStream() {
 void LogReader::handleFailMessage(const QByteArray& data) {
     const QString message = stringFromData(data).value_or(QString());
     const Error error = logReaderError(2, message);
-    if (message.toLower().contains(u"device not found"_s)) {
+    // adb 29+ words it "device 'SERIAL' not found" or "no devices/emulators found".
+    if (adbFailureKind(message) == AdbFailureKind::DeviceNotFound) {
         adbDeviceNotFound(error);
     } else if (delegate_ != nullptr) {
         delegate_->logReaderStoppedWithError(error);
