@@ -42,6 +42,8 @@ QString usage() {
         "                        bootloader or rescue\n"
         "  --unauthorized        the same as --state unauthorized\n"
         "  --no-build-prop-model build.prop without ro.product.model and ro.product.name\n"
+        "  --apps N              start N more app processes that log (default 0)\n"
+        "  --trace-services      print each service the host opens to stderr, with the time\n"
         "  --connect-server N    ask the ADB server on port N to connect to this device\n"
         "  --screen WxH          screenshot size (default 720x1280)\n"
         "  --seed N              seed of the generated log (default 7)\n"
@@ -69,6 +71,7 @@ std::optional<Options> parseOptions(const QStringList& arguments, QString& error
         if (name == u"--legacy") { options.legacy = true; continue; }
         if (name == u"--unauthorized") { options.state = QStringLiteral("unauthorized"); continue; }
         if (name == u"--no-build-prop-model") { options.buildPropModel = false; continue; }
+        if (name == u"--trace-services") { options.traceServices = true; continue; }
         if (name == u"--exit-with-parent") { options.exitWithParent = true; continue; }
         const std::optional<QString> value = needValue();
         if (!value) return std::nullopt;
@@ -101,6 +104,10 @@ std::optional<Options> parseOptions(const QStringList& arguments, QString& error
             if (*value != u"toybox" && *value != u"toolbox") return bad(*value);
             options.toolboxPs = *value == u"toolbox";
             psGiven = true;
+        } else if (name == u"--apps") {
+            bool ok = false;
+            options.extraApps = value->toInt(&ok);
+            if (!ok || options.extraApps < 0 || options.extraApps > 500) return bad(*value);
         } else if (name == u"--state") {
             static const QStringList kStates{
                 QStringLiteral("device"),    QStringLiteral("unauthorized"), QStringLiteral("offline"),

@@ -25,7 +25,9 @@ struct Options {
     // "bootloader", "rescue"; "unauthorized" answers with AUTH tokens only,
     // "offline" never answers the host's CNXN.
     QString state = QStringLiteral("device");
-    bool buildPropModel = true;  // false: build.prop without ro.product.model / .name (many Android 10+ builds)
+    bool buildPropModel = true;
+    int extraApps = 0;           // more app processes that write log lines (benchmarks)
+    bool traceServices = false;  // print every service the host opens, with the time, to stderr  // false: build.prop without ro.product.model / .name (many Android 10+ builds)
     quint16 connectServerPort = 0;  // send "host:connect" to this ADB server
     QSize screenSize{720, 1280};
     quint32 seed = 7;

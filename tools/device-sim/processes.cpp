@@ -22,7 +22,7 @@ constexpr int kZygotePid = 611;
 
 }  // namespace
 
-ProcessTable::ProcessTable(quint32 seed) : random_(seed) {
+ProcessTable::ProcessTable(quint32 seed, int extraApps) : random_(seed) {
     slots_ = {
         fixed("root", 1, 0, 10904, 2100, "SyS_epoll_wait", "init", false),
         fixed("root", 2, 0, 0, 0, "kthreadd", "kthreadd", false),
@@ -42,6 +42,7 @@ ProcessTable::ProcessTable(quint32 seed) : random_(seed) {
     startApp(QStringLiteral("org.example.fieldnotes"), QStringLiteral("u0_a121"));
     startApp(QStringLiteral("org.example.fieldnotes:sync"), QStringLiteral("u0_a121"));
     startApp(QStringLiteral("net.example.weatherly"), QStringLiteral("u0_a133"));
+    for (int i = 0; i < extraApps; ++i) startApp(QStringLiteral("com.example.bench%1").arg(i, 2, 10, QLatin1Char('0')), {});
 }
 
 int ProcessTable::startApp(const QString& name, const QString& user) {

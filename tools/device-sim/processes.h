@@ -26,7 +26,8 @@ struct Process {
 
 class ProcessTable final {
 public:
-    explicit ProcessTable(quint32 seed);
+    // `extraApps` more apps (com.example.benchNN) beside the usual ones.
+    explicit ProcessTable(quint32 seed, int extraApps = 0);
 
     int slotCount() const { return int(slots_.size()); }
     const Process& slot(int index) const { return slots_.at(index); }

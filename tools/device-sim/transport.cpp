@@ -1,5 +1,6 @@
 #include "transport.h"
 
+#include <QDateTime>
 #include <QRandomGenerator>
 #include <QTextStream>
 
@@ -98,6 +99,9 @@ void Transport::handleOpen(const Packet& packet) {
     const uint32_t remoteId = packet.arg0;
     QByteArray service = packet.payload;
     if (service.endsWith('\0')) service.chop(1);
+    if (device_.options().traceServices) {
+        note(QStringLiteral("%1 open %2").arg(QDateTime::currentMSecsSinceEpoch()).arg(QString::fromUtf8(service)));
+    }
     const uint32_t localId = nextLocalId_++;
     auto* stream = new Stream(localId, remoteId, device_.options().legacy);
     streams_[localId] = stream;
