@@ -5,6 +5,7 @@
 #include <QMessageBox>
 #include <QTimer>
 
+#include "core/adb/devicestate.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
 #include "ui/connectionbackend.h"
@@ -28,9 +29,8 @@ QString describe(const DeviceList& devices) {
 }  // namespace
 
 QString VellumfoxAppDelegate::getDeviceTitle(const DeviceRecord& record) {
-    if (record.name) return record.id + u" - "_s + *record.name;
-    if (record.product) return record.id + u" - "_s + *record.product;
-    return record.id;
+    // "id - name" (or "- product"), and the state when it is not "device".
+    return deviceTitleWithState(record.id, record.name, record.product, record.state);
 }
 
 void VellumfoxAppDelegate::onDevicesConnected(const DeviceList& devices) {
