@@ -149,6 +149,30 @@ TEST(ProcessLookupLimiter, OneInFlightAtMostOneASecond) {
     EXPECT_TRUE(limiter.request(2601));
 }
 
+TEST(ProcessTableLookup, LearnsTheFormOnceAndKeepsTheRate) {
+    ProcessTableLookup toolbox;  // no sdk level: by the replies' shape
+    EXPECT_EQ(toolbox.want(0), u"shell:ps -A"_s);
+    EXPECT_EQ(toolbox.finished(kToolboxNothing, 50), u"shell:ps"_s);  // same lookup, at once
+    EXPECT_EQ(toolbox.want(60), std::nullopt);                       // in flight: remembered
+    EXPECT_EQ(toolbox.finished(kToolbox, 100), std::nullopt);        // due at 1000
+    EXPECT_EQ(toolbox.dueAt(), 1000);
+    EXPECT_EQ(toolbox.poll(1000), u"shell:ps"_s);
+    EXPECT_EQ(toolbox.finished(std::nullopt, 1100), std::nullopt);   // an end without output frees it
+    EXPECT_EQ(toolbox.flavor(), PsFlavor::Toolbox);
+
+    ProcessTableLookup toybox;
+    toybox.setSdk(u"30\n");
+    EXPECT_EQ(toybox.want(0), u"shell:ps -A"_s);
+    EXPECT_EQ(toybox.finished(kToybox, 10), std::nullopt);
+    EXPECT_EQ(toybox.want(500), std::nullopt);
+    EXPECT_EQ(toybox.poll(1000), u"shell:ps -A"_s);
+    // Contradicting replies ask again only once per lookup.
+    EXPECT_EQ(toybox.finished(kToolboxNothing, 1010), u"shell:ps"_s);
+    EXPECT_EQ(toybox.finished(kToyboxShellOnly, 1020), std::nullopt);
+    toybox.reset();
+    EXPECT_EQ(toybox.flavor(), PsFlavor::Unknown);
+}
+
 TEST(ModelName, BuildPropThenGetprop) {
     EXPECT_EQ(modelNameFromBuildProp(u"ro.product.name=foo\nro.product.model=Bar\nro.product.name=baz\n"),
               u"Bar"_s);

@@ -95,4 +95,40 @@ void ProcessLookupLimiter::reset() {
     pending_ = false;
 }
 
+void ProcessTableLookup::setSdk(QStringView getpropOutput) {
+    if (const PsFlavor f = psFlavorFromSdk(getpropOutput); f != PsFlavor::Unknown) flavor_ = f;
+}
+
+std::optional<QString> ProcessTableLookup::startIf(bool start) {
+    if (!start) return std::nullopt;
+    asked_ = flavor_;
+    retried_ = false;
+    return processTableRequest(asked_);
+}
+
+std::optional<QString> ProcessTableLookup::want(int64_t nowMs) { return startIf(limiter_.request(nowMs)); }
+
+std::optional<QString> ProcessTableLookup::finished(std::optional<QStringView> reply, int64_t nowMs) {
+    if (reply && limiter_.inFlight()) {
+        const PsNextStep step = psNextStep(asked_, *reply);
+        flavor_ = step.flavor;
+        if (step.askAgain && !retried_) {
+            // Still the same lookup: the other form, at once.
+            retried_ = true;
+            asked_ = flavor_;
+            return processTableRequest(asked_);
+        }
+    }
+    return startIf(limiter_.finished(nowMs));
+}
+
+std::optional<QString> ProcessTableLookup::poll(int64_t nowMs) { return startIf(limiter_.pollDue(nowMs)); }
+
+void ProcessTableLookup::reset() {
+    limiter_.reset();
+    flavor_ = PsFlavor::Unknown;
+    asked_ = PsFlavor::Unknown;
+    retried_ = false;
+}
+
 }  // namespace vf

@@ -87,4 +87,41 @@ private:
     bool pending_ = false;
 };
 
+// The whole process-name lookup policy of one device, for the logging
+// session: which request to send and when. The flavor is learned from the
+// sdk level when given, else from the first replies, and kept for the
+// device; a reply of the wrong shape is followed at once by the other
+// request (both count as one lookup). Every returned request is to be sent
+// now; the caller reports each one's end with finished().
+class ProcessTableLookup final {
+public:
+    ProcessTableLookup() = default;
+    ProcessTableLookup(const ProcessTableLookup&) = delete;
+    ProcessTableLookup& operator=(const ProcessTableLookup&) = delete;
+
+    // getprop ro.build.version.sdk's output, when the session asked for it.
+    void setSdk(QStringView getpropOutput);
+    // Names are wanted (a row of an unknown pid arrived).
+    std::optional<QString> want(int64_t nowMs);
+    // The request in flight ended: with its whole output, or none (refused
+    // transport, server gone, empty). The reply, when there is one and it
+    // lists processes, is what the store reads names from.
+    std::optional<QString> finished(std::optional<QStringView> reply, int64_t nowMs);
+    // For a timer set to dueAt(): a remembered request that may start now.
+    std::optional<QString> poll(int64_t nowMs);
+    std::optional<int64_t> dueAt() const { return limiter_.dueAt(); }
+    // Another device, or the log was cleared: start over.
+    void reset();
+
+    PsFlavor flavor() const { return flavor_; }
+
+private:
+    std::optional<QString> startIf(bool start);
+
+    ProcessLookupLimiter limiter_;
+    PsFlavor flavor_ = PsFlavor::Unknown;
+    PsFlavor asked_ = PsFlavor::Unknown;
+    bool retried_ = false;
+};
+
 }  // namespace vf
