@@ -5,7 +5,8 @@
 # A first run without a phone: when adb is installed and lists no device, a
 # simulated device (replaying resources/sample/) is started on a free port
 # from 6101 on and connected to the ADB server; it is stopped again when the
-# viewer exits. --no-sim, or VELLUMFOX_NO_SIM=1, turns this off.
+# viewer exits. --no-sim, or VELLUMFOX_NO_SIM=1, turns this off;
+# VELLUMFOX_SIM_ARGS passes options to it ("--legacy", "--no-build-prop-model").
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -49,9 +50,10 @@ trap cleanup EXIT
 
 for port in $(seq 6101 6199); do
   port_in_use "$port" && continue
-  # The viewer asks the device for plain `ps`, which lists every process
-  # only on devices before Android 8, so the demo device is such a device.
-  "$sim" --port "$port" --ps toolbox --sdk 25 --exit-with-parent >"$sim_out" 2>/dev/null &
+  # A device of today (Android 10, toybox ps); VELLUMFOX_SIM_ARGS adds
+  # options, e.g. "--legacy" for a device before Android 8.
+  # shellcheck disable=SC2086
+  "$sim" --port "$port" ${VELLUMFOX_SIM_ARGS:-} --exit-with-parent >"$sim_out" 2>/dev/null &
   sim_pid=$!
   for _ in $(seq 50); do
     grep -q "^listening on" "$sim_out" && break

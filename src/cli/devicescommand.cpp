@@ -158,7 +158,7 @@ void DevicesCommand::printAndFinish() {
         states = deviceStatesFromReply(reply_);
     }
     for (const DeviceRecord& record : std::as_const(devices_)) {
-        const QString state = states.value(record.id, record.type);
+        const QString state = record.state.isEmpty() ? states.value(record.id, record.type) : record.state;
         std::string line;
         if (options_.format == OutputFormat::Json) {
             line = "{\"id\":";

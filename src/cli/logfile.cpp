@@ -2,7 +2,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QStringDecoder>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,19 +17,6 @@ namespace vf::cli {
 namespace {
 
 bool hasVellumfoxSuffix(const QString& path) { return path.toLower().endsWith(u"vellumfox"_s); }
-
-// The file's text as UTF-8: as it is when valid, else through a byte-order
-// mark when there is one, else as ISO Latin-1 (the reader's last resort).
-std::string fileTextAsUtf8(const QByteArray& bytes) {
-    const std::string_view view(bytes.constData(), size_t(bytes.size()));
-    if (utf8::isValid(view)) return std::string(view);
-    if (const auto encoding = QStringConverter::encodingForData(bytes)) {
-        QStringDecoder decoder(*encoding);
-        const QString text = decoder.decode(bytes);
-        if (!decoder.hasError()) return text.toStdString();
-    }
-    return QString::fromLatin1(bytes).toStdString();
-}
 
 // Lines as the file reader splits them (a CR LF pair leaves an empty line
 // between, which the detector skips as too short).
@@ -79,7 +65,7 @@ LayoutDetection detectLayout(const QString& path) {
         result.error = file.errorString();
         return result;
     }
-    const std::string text = fileTextAsUtf8(file.readAll());
+    const std::string text = utf8::fileTextAsUtf8(file.readAll().toStdString());
     result.format = determineLogType(splitLines(text));
     return result;
 }

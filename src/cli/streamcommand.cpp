@@ -115,7 +115,7 @@ void StreamCommand::onDevicesConnected(const DeviceList& devices) {
         }
         return;  // reconnecting: only the device we had will do
     }
-    if (choice.device->type == u"unauthorized"_s) {
+    if (choice.device->state == u"unauthorized"_s) {
         message(u"device %1 is not authorized; allow USB debugging on the device"_s.arg(choice.device->id));
         finish(kExitFailure);
         return;

@@ -6,6 +6,7 @@
 #include <QTimer>
 #include <utility>
 
+#include "core/adb/devicestate.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
 #include "ui/connectionbackend.h"
@@ -29,9 +30,8 @@ QString describe(const DeviceList& devices) {
 }  // namespace
 
 QString VellumfoxAppDelegate::getDeviceTitle(const DeviceRecord& record) {
-    if (record.name) return record.id + u" - "_s + *record.name;
-    if (record.product) return record.id + u" - "_s + *record.product;
-    return record.id;
+    // "id - name" (or "- product"), and the state when it is not "device".
+    return deviceTitleWithState(record.id, record.name, record.product, record.state);
 }
 
 void VellumfoxAppDelegate::onDevicesConnected(const DeviceList& devices) {
@@ -62,7 +62,7 @@ void VellumfoxAppDelegate::chooseDevice() {
     }
     if (!candidate) {
         showDevicePicker();
-    } else if (candidate->type == u"unauthorized"_s) {
+    } else if (candidate->state == u"unauthorized"_s || candidate->type == u"unauthorized"_s) {
         adbDeviceNotAuthorized(candidate->id);
     } else {
         logDatasource_->setDeviceId(candidate->id);

@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include "core/adb/logreader.h"
+#include "core/support/utf8.h"
 #include "core/support/preferences.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
@@ -66,13 +67,13 @@ TEST_F(LogReaderTest, ConversationsReportThenEndOnce) {
         QByteArray requests;
         QStringList events;
     } cases[] = {
-        {"lines in order, invalid UTF-8 as null, unterminated tail dropped", {}, {},
+        {"lines in order, a stray byte as U+FFFD, unterminated tail dropped", {}, {},
          transportAnyThen("OKAY")
              .expect(kStream.size())
              .replyBytewise("OKAY01-15 a\r\nb\xff\n")
              .reply("c\nd\ntail without newline")
              .close(),
-         kTransportAny + kStream, strings({"line 01-15 a\r\n", "line null", "line c\n", "line d\n", "stopped"})},
+         kTransportAny + kStream, strings({"line 01-15 a\r\n", "line b\uFFFD\n", "line c\n", "line d\n", "stopped"})},
         {"serial and log tags go into the requests", u"emu-5554"_s, u"*:W Tag:V"_s,
          Script().expect(27).reply("OKAY").expect(72).reply("OKAY").close(),  // the two requests below
          "0017host:transport:emu-5554"
@@ -80,9 +81,11 @@ TEST_F(LogReaderTest, ConversationsReportThenEndOnce) {
          strings({"stopped"})},
         {"missing device", {}, {}, transportAnyThen(test::failReply("Device Not Found")).close(), kTransportAny,
          strings({"not found Device Not Found", "stopped"})},
-        // Only the exact phrase counts as a missing device.
-        {"other failure", {}, {}, transportAnyThen(test::failReply("device 'x' not found")).close(), kTransportAny,
-         strings({"error 2 device 'x' not found", "stopped"})},
+        // adb 29 and later name the serial.
+        {"missing device, current wording", {}, {}, transportAnyThen(test::failReply("device 'x' not found")).close(),
+         kTransportAny, strings({"not found device 'x' not found", "stopped"})},
+        {"other failure", {}, {}, transportAnyThen(test::failReply("more than one device/emulator")).close(),
+         kTransportAny, strings({"error 2 more than one device/emulator", "stopped"})},
         // A lower-case status is not "OKAY"; what follows it is read as the failure.
         {"lower-case status", {}, {}, transportAnyThen("okay0004oops").close(), kTransportAny,
          strings({"error 2 oops", "stopped"})},
@@ -142,7 +145,7 @@ TEST(LogReaderUtf8, AgreesWithAStrictDecoder) {
     for (const QByteArray& sample : samples) {
         QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
         const QString decoded = decoder.decode(sample);
-        EXPECT_EQ(LogReader::isValidUtf8(std::string_view(sample.constData(), size_t(sample.size()))),
+        EXPECT_EQ(utf8::isValid(std::string_view(sample.constData(), size_t(sample.size()))),
                   !decoder.hasError())
             << sample.toHex().constData();
     }

@@ -65,7 +65,7 @@ TEST(DevicesCommand, ListsIdStateAndLooksUpModelNames) {
     server.addScript(Script()
                          .expectRequest("host:transport:0123456789ABCDEF")
                          .reply("OKAY")
-                         .expectRequest("shell:cat /system/build.prop")
+                         .expectRequest("shell:cat /system/build.prop; getprop")
                          .reply("OKAYro.product.name=foo\nro.product.model=Bar\n")
                          .close());
     const QString port = QString::number(server.port());

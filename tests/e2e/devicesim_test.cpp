@@ -126,7 +126,7 @@ TEST(DeviceSimLog, ParsesThreadtimeFilesAndFormatsLinesBack) {
 
 TEST(DeviceSimProcesses, ToyboxPsShowsOnlyTheShellAndRestartsChangePids) {
     ProcessTable table(1);
-    const QList<QByteArray> own = table.psOutput(false).split('\n');
+    const QList<QByteArray> own = table.psOutput({}, false).split('\n');
     ASSERT_EQ(own.size(), 4);  // header, sh, ps, and the empty rest after the last LF
     EXPECT_TRUE(own[0].startsWith("USER"));
     EXPECT_TRUE(own[1].endsWith(" sh"));
@@ -135,16 +135,25 @@ TEST(DeviceSimProcesses, ToyboxPsShowsOnlyTheShellAndRestartsChangePids) {
     const int app = table.slotNamed(QStringLiteral("org.example.fieldnotes"), false);
     ASSERT_GE(app, 0);
     const int before = table.slot(app).pid;
-    EXPECT_TRUE(table.psOutput(true).contains(QByteArray(QByteArray::number(before) + " ")));
+    EXPECT_TRUE(table.psOutput({QStringLiteral("-A")}, false).contains(QByteArray(QByteArray::number(before) + " ")));
     table.restart(app);
     EXPECT_NE(table.slot(app).pid, before);
-    EXPECT_FALSE(table.psOutput(true).contains(QByteArray(" " + QByteArray::number(before) + " ")));
+    EXPECT_FALSE(table.psOutput({QStringLiteral("-A")}, false).contains(QByteArray(" " + QByteArray::number(before) + " ")));
+
+    // Toolbox lists everything with plain ps and takes "-A" as a name.
+    EXPECT_TRUE(table.psOutput({}, true).contains(" org.example.fieldnotes\n"));
+    EXPECT_EQ(table.psOutput({QStringLiteral("-A")}, true).count('\n'), 1);
 }
 
 TEST(DeviceSimOptions, RejectsBadValues) {
     QString error;
     EXPECT_TRUE(parseOptions({QStringLiteral("--ps"), QStringLiteral("toolbox"), QStringLiteral("--legacy")}, error));
     EXPECT_FALSE(parseOptions({QStringLiteral("--ps"), QStringLiteral("busybox")}, error));
+    EXPECT_FALSE(parseOptions({QStringLiteral("--state"), QStringLiteral("asleep")}, error));
+    const auto legacy = parseOptions({QStringLiteral("--legacy")}, error);
+    ASSERT_TRUE(legacy);
+    EXPECT_TRUE(legacy->toolboxPs);
+    EXPECT_EQ(legacy->sdk, 23);
     EXPECT_FALSE(parseOptions({QStringLiteral("--port")}, error));
     EXPECT_FALSE(parseOptions({QStringLiteral("--port"), QStringLiteral("70000")}, error));
     EXPECT_FALSE(parseOptions({QStringLiteral("--frobnicate"), QStringLiteral("1")}, error));

@@ -33,13 +33,12 @@ bool hasRow(const LogDatasource& store, const QString& text, const QString& app)
     });
 }
 
-TEST(E2eLogDatasource, RowsCarryAppNamesFromPsAndTheRunEndsOnUnplug) {
+// `deviceKind`: extra simulator arguments (none: a device of today).
+void expectAppNamesAndEndOnUnplug(const QStringList& deviceKind) {
     AdbHarness harness = makeHarness();
     VF_REQUIRE_ADB(harness);
     ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-    // Older devices list every process with plain "ps", which the store asks.
-    SimulatedDevice* device = harness.startDevice(
-        fastDevice(writeReplayLog(harness, 400), {QStringLiteral("--ps"), QStringLiteral("toolbox")}));
+    SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness, 400), deviceKind));
     ASSERT_TRUE(device) << harness.lastError().toStdString();
     harness.usePreferences({{QString::fromLatin1(prefs::kClearLogOnStart), false}});
 
@@ -68,6 +67,19 @@ TEST(E2eLogDatasource, RowsCarryAppNamesFromPsAndTheRunEndsOnUnplug) {
         EXPECT_FALSE(store.isLogging());
         EXPECT_TRUE(waitUntil([&] { return hasRow(store, QStringLiteral("Disconnected"), QStringLiteral("Vellumfox")); }));
     }
+}
+
+// Devices up to Android 7.1 list every process with plain "ps".
+TEST(E2eLogDatasource, LegacyRowsCarryAppNamesFromPsAndTheRunEndsOnUnplug) {
+    expectAppNamesAndEndOnUnplug({QStringLiteral("--legacy")});
+}
+
+TEST(E2eLogDatasource, ModernRowsCarryAppNamesFromPsAndTheRunEndsOnUnplug) {
+    // Android 8+ plain "ps" lists only the shell: the process-table request
+    // has to come from processTableRequest()/psNextStep(), which the store
+    // does not use yet.
+    GTEST_SKIP() << "awaits the logging session's process-table wiring";
+    expectAppNamesAndEndOnUnplug({});
 }
 
 }  // namespace

@@ -119,12 +119,12 @@ TEST(E2eLogReader, ServerRefusalsReachTheDelegate) {
         reader.setDeviceId(QStringLiteral("127.0.0.1:1"));
         reader.connect();
         ASSERT_TRUE(waitUntil([&] { return delegate.stopped == 1; }));
-        // adb 29 names the serial ("device '...' not found"), so this is not
-        // the "device not found" case but a plain refusal.
-        const QList<Error> all = delegate.errors + delegate.notFound;
-        ASSERT_EQ(all.size(), 1);
-        EXPECT_EQ(all.first().failureReason, QStringLiteral("device '127.0.0.1:1' not found"));
-        EXPECT_EQ(all.first().code, 2);
+        // adb 29 names the serial ("device '...' not found"): still the
+        // missing-device path, so the user gets guidance, not a retry loop.
+        EXPECT_TRUE(delegate.errors.isEmpty());
+        ASSERT_EQ(delegate.notFound.size(), 1);
+        EXPECT_EQ(delegate.notFound.first().failureReason, QStringLiteral("device '127.0.0.1:1' not found"));
+        EXPECT_EQ(delegate.notFound.first().code, 2);
     }
     {  // Any device, with two attached.
         const QString log = writeReplayLog(harness);

@@ -58,6 +58,14 @@ TEST_F(TextFile, OtherEncodings) {
     ASSERT_EQ(wide.size(), 1);
     EXPECT_EQ(wide[0]->text(), " caf\xC3\xA9 \xE6\x97\xA5");
 
+    // Mostly UTF-8: only the stray byte is replaced, the rest stays as written.
+    const std::string good = "03-17 16:13:38.812  1702  2395 D Tag: caf\xC3\xA9 \xE6\x97\xA5\n";
+    const RowList mostly = load(u"mostly.log"_s, "\xEF\xBB\xBF" + good + line + good);
+    ASSERT_EQ(mostly.size(), 3);
+    EXPECT_EQ(mostly[0]->time(), "03-17 16:13:38.812");
+    EXPECT_EQ(mostly[1]->text(), " caf\xEF\xBF\xBD");
+    EXPECT_EQ(mostly[2]->text(), " caf\xC3\xA9 \xE6\x97\xA5");
+
     const RowList bom = load(u"bom.log"_s, "\xEF\xBB\xBF" + line.substr(0, line.size() - 2) + "\n");
     ASSERT_EQ(bom.size(), 1);
     EXPECT_EQ(bom[0]->time(), "03-17 16:13:38.811") << "the byte-order mark is not part of the line";

@@ -134,7 +134,7 @@ TEST_F(ControllerTest, ModelNameRetitlesTheStreamingDeviceModelFirst) {
 TEST_F(ControllerTest, FailuresShowAlertsAfterStopping) {
     start();
     DeviceRecord locked = device(u"X9"_s);
-    locked.type = u"unauthorized"_s;
+    locked.state = u"unauthorized"_s;
     app->onDevicesConnected({locked});
     ASSERT_NE(app->currentAlert(), nullptr);
     EXPECT_EQ(app->currentAlert()->text(), u"Alert"_s);

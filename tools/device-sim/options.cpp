@@ -34,9 +34,16 @@ QString usage() {
         "  --idle-rate N         generated lines per second after the replay (default 5)\n"
         "  --churn SECONDS       an app dies and restarts this often (default 20, 0: never)\n"
         "  --record FILE         append every input command to FILE\n"
-        "  --ps toybox|toolbox   what plain \"ps\" lists (default toybox: only the shell's own)\n"
-        "  --legacy              behave like a device before Android 7\n"
-        "  --unauthorized        never accept the host's key\n"
+        "  --ps toybox|toolbox   toybox (default): plain \"ps\" lists only the shell's own, \"ps -A\" all;\n"
+        "                        toolbox: plain \"ps\" lists all, \"ps -A\" nothing\n"
+        "  --legacy              behave like a device before Android 7 (old protocol, CR LF shell,\n"
+        "                        toolbox ps and sdk 23 unless --ps / --sdk say otherwise)\n"
+        "  --state STATE         device (default), unauthorized, offline, recovery, sideload,\n"
+        "                        bootloader or rescue\n"
+        "  --unauthorized        the same as --state unauthorized\n"
+        "  --no-build-prop-model build.prop without ro.product.model and ro.product.name\n"
+        "  --apps N              start N more app processes that log (default 0)\n"
+        "  --trace-services      print each service the host opens to stderr, with the time\n"
         "  --connect-server N    ask the ADB server on port N to connect to this device\n"
         "  --screen WxH          screenshot size (default 1080x2400)\n"
         "  --capture-delay MS    how long a screenshot takes at least (default 150)\n"
@@ -47,6 +54,8 @@ QString usage() {
 
 std::optional<Options> parseOptions(const QStringList& arguments, QString& error) {
     Options options;
+    bool psGiven = false;
+    bool sdkGiven = false;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& name = arguments.at(i);
         const auto needValue = [&]() -> std::optional<QString> {
@@ -61,7 +70,9 @@ std::optional<Options> parseOptions(const QStringList& arguments, QString& error
             return std::nullopt;
         };
         if (name == u"--legacy") { options.legacy = true; continue; }
-        if (name == u"--unauthorized") { options.unauthorized = true; continue; }
+        if (name == u"--unauthorized") { options.state = QStringLiteral("unauthorized"); continue; }
+        if (name == u"--no-build-prop-model") { options.buildPropModel = false; continue; }
+        if (name == u"--trace-services") { options.traceServices = true; continue; }
         if (name == u"--exit-with-parent") { options.exitWithParent = true; continue; }
         const std::optional<QString> value = needValue();
         if (!value) return std::nullopt;
@@ -77,6 +88,7 @@ std::optional<Options> parseOptions(const QStringList& arguments, QString& error
             bool ok = false;
             options.sdk = value->toInt(&ok);
             if (!ok || options.sdk <= 0) return bad(*value);
+            sdkGiven = true;
         } else if (name == u"--log") {
             options.logFile = *value;
         } else if (name == u"--record") {
@@ -92,6 +104,18 @@ std::optional<Options> parseOptions(const QStringList& arguments, QString& error
         } else if (name == u"--ps") {
             if (*value != u"toybox" && *value != u"toolbox") return bad(*value);
             options.toolboxPs = *value == u"toolbox";
+            psGiven = true;
+        } else if (name == u"--apps") {
+            bool ok = false;
+            options.extraApps = value->toInt(&ok);
+            if (!ok || options.extraApps < 0 || options.extraApps > 500) return bad(*value);
+        } else if (name == u"--state") {
+            static const QStringList kStates{
+                QStringLiteral("device"),    QStringLiteral("unauthorized"), QStringLiteral("offline"),
+                QStringLiteral("recovery"),  QStringLiteral("sideload"),     QStringLiteral("bootloader"),
+                QStringLiteral("rescue")};
+            if (!kStates.contains(*value)) return bad(*value);
+            options.state = *value;
         } else if (name == u"--screen") {
             const auto match = QRegularExpression(QStringLiteral("^(\\d{2,4})x(\\d{2,4})$")).match(*value);
             if (!match.hasMatch()) return bad(*value);
@@ -109,6 +133,8 @@ std::optional<Options> parseOptions(const QStringList& arguments, QString& error
             return std::nullopt;
         }
     }
+    if (options.legacy && !psGiven) options.toolboxPs = true;
+    if (options.legacy && !sdkGiven) options.sdk = 23;
     return options;
 }
 

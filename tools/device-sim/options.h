@@ -21,7 +21,13 @@ struct Options {
     QString recordFile;    // input commands are appended here
     bool toolboxPs = false;
     bool legacy = false;
-    bool unauthorized = false;
+    // What the connection banner says: "device", "recovery", "sideload",
+    // "bootloader", "rescue"; "unauthorized" answers with AUTH tokens only,
+    // "offline" never answers the host's CNXN.
+    QString state = QStringLiteral("device");
+    bool buildPropModel = true;
+    int extraApps = 0;           // more app processes that write log lines (benchmarks)
+    bool traceServices = false;  // print every service the host opens, with the time, to stderr  // false: build.prop without ro.product.model / .name (many Android 10+ builds)
     quint16 connectServerPort = 0;  // send "host:connect" to this ADB server
     QSize screenSize{1080, 2400};
     int captureDelayMs = 150;  // a phone's screencap takes about this long

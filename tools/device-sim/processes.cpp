@@ -22,7 +22,7 @@ constexpr int kZygotePid = 611;
 
 }  // namespace
 
-ProcessTable::ProcessTable(quint32 seed) : random_(seed) {
+ProcessTable::ProcessTable(quint32 seed, int extraApps) : random_(seed) {
     slots_ = {
         fixed("root", 1, 0, 10904, 2100, "SyS_epoll_wait", "init", false),
         fixed("root", 2, 0, 0, 0, "kthreadd", "kthreadd", false),
@@ -42,6 +42,7 @@ ProcessTable::ProcessTable(quint32 seed) : random_(seed) {
     startApp(QStringLiteral("org.example.fieldnotes"), QStringLiteral("u0_a121"));
     startApp(QStringLiteral("org.example.fieldnotes:sync"), QStringLiteral("u0_a121"));
     startApp(QStringLiteral("net.example.weatherly"), QStringLiteral("u0_a133"));
+    for (int i = 0; i < extraApps; ++i) startApp(QStringLiteral("com.example.bench%1").arg(i, 2, 10, QLatin1Char('0')), {});
 }
 
 int ProcessTable::startApp(const QString& name, const QString& user) {
@@ -104,17 +105,38 @@ QByteArray ProcessTable::formatRow(const Process& p) {
         .toUtf8();
 }
 
-QByteArray ProcessTable::psOutput(bool all) {
+QByteArray ProcessTable::formatToolboxRow(const Process& p) {
+    return QString::asprintf("%-9s %-5d %-5d %-6llu %-5llu %-18s %08x %c %s\n", qUtf8Printable(p.user), p.pid,
+                             p.ppid, static_cast<unsigned long long>(p.vsz), static_cast<unsigned long long>(p.rss),
+                             qUtf8Printable(p.wchan), 0u, p.state, qUtf8Printable(p.name))
+        .toUtf8();
+}
+
+QByteArray ProcessTable::psOutput(const QStringList& args, bool toolbox) {
     Process shell = fixed("shell", allocatePid(), adbdPid(), 10712, 2640, "sigsuspend", "sh", false);
     Process ps = fixed("shell", allocatePid(), shell.pid, 10988, 2900, "0", "ps", false);
     ps.state = 'R';
+    QList<Process> listed;
+    if (toolbox) {
+        static const QStringList kOptions{QStringLiteral("-t"), QStringLiteral("-x"), QStringLiteral("-P"),
+                                          QStringLiteral("-p"), QStringLiteral("-c"), QStringLiteral("-Z"),
+                                          QStringLiteral("-n"), QStringLiteral("--abi")};
+        QString nameFilter;
+        for (const QString& a : args) {
+            if (!kOptions.contains(a) && !a.isEmpty() && !a.at(0).isDigit()) nameFilter = a;
+        }
+        for (const Process& p : slots_ + QList<Process>{shell, ps}) {
+            if (p.name.startsWith(nameFilter)) listed.append(p);
+        }
+        QByteArray out = "USER      PID   PPID  VSIZE  RSS   WCHAN              PC  NAME\n";
+        for (const Process& p : listed) out += formatToolboxRow(p);
+        return out;
+    }
+    if (args.contains(QStringLiteral("-A")) || args.contains(QStringLiteral("-e"))) listed = slots_;
+    listed += {shell, ps};
     QByteArray out = QByteArrayLiteral(
         "USER          PID  PPID      VSZ    RSS WCHAN                  ADDR S NAME\n");
-    if (all) {
-        for (const Process& p : slots_) out += formatRow(p);
-    }
-    out += formatRow(shell);
-    out += formatRow(ps);
+    for (const Process& p : listed) out += formatRow(p);
     return out;
 }
 

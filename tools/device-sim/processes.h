@@ -26,7 +26,8 @@ struct Process {
 
 class ProcessTable final {
 public:
-    explicit ProcessTable(quint32 seed);
+    // `extraApps` more apps (com.example.benchNN) beside the usual ones.
+    explicit ProcessTable(quint32 seed, int extraApps = 0);
 
     int slotCount() const { return int(slots_.size()); }
     const Process& slot(int index) const { return slots_.at(index); }
@@ -48,10 +49,12 @@ public:
     // Gives the slot's process a new pid (it died and was started again).
     void restart(int slot) { slots_[slot].pid = allocatePid(); }
 
-    // The output of "ps" ("ps -A" when `all`). Every call starts a new shell
-    // and a new ps process, as on a device; without `all` only these two are
-    // listed (toybox behaviour).
-    QByteArray psOutput(bool all);
+    // The output of "ps" with `args`. Every call starts a new shell and a new
+    // ps process, as on a device. Toybox (Android 8+) lists only these two
+    // unless asked with -A or -e; toolbox (up to 7.1) lists every process,
+    // and takes a word that is not one of its options as a name to look for
+    // (so "ps -A" lists nothing).
+    QByteArray psOutput(const QStringList& args, bool toolbox);
 
     int systemServerSlot() const { return systemServer_; }
     int adbdPid() const;
@@ -60,6 +63,7 @@ private:
     int startApp(const QString& name, const QString& user);
     int allocatePid() { return nextPid_++; }
     static QByteArray formatRow(const Process& p);
+    static QByteArray formatToolboxRow(const Process& p);
 
     QList<Process> slots_;
     QRandomGenerator random_;

@@ -90,10 +90,10 @@ void runScreencap(Stream* stream, Device& device) {
     });
 }
 
-void runShell(const QString& command, Stream* stream, Device& device) {
-    const ShellLine line = parseShellLine(command);
+// Runs the statement of `line` whose words are `line.argv`. Returns true when
+// it became a stream that outlives the call (logcat following the log).
+bool runCommand(const ShellLine& line, const QString& command, Stream* stream, Device& device, QByteArray& out) {
     const QString program = line.argv.value(0);
-    QByteArray out;
     if (program.isEmpty()) {
         // An interactive shell is not simulated.
     } else if (program == u"cat") {
@@ -104,21 +104,19 @@ void runShell(const QString& command, Stream* stream, Device& device) {
     } else if (program == u"getprop") {
         out = device.getprop(line.argv.value(1));
     } else if (program == u"ps") {
-        const bool all = device.options().toolboxPs || line.argv.contains(QStringLiteral("-A")) ||
-                         line.argv.contains(QStringLiteral("-e"));
-        out = device.processes().psOutput(all);
+        out = device.processes().psOutput(line.argv.mid(1), device.options().toolboxPs);
     } else if (program == u"logcat") {
         bool streaming = false;
         const QString tags = logcatTags(line);
         out = runLogcatOnce(device, line.argv, tags, streaming);
         if (streaming) {
             new LogcatService(stream, device.log(), tags);
-            return;
+            return true;
         }
     } else if (program == u"screencap") {
         if (line.argv.contains(QStringLiteral("-p"))) {
             runScreencap(stream, device);
-            return;
+            return true;
         }
         out = QByteArray("screencap: only -p is simulated\n");
     } else if (program == u"input") {
@@ -128,7 +126,19 @@ void runShell(const QString& command, Stream* stream, Device& device) {
     } else {
         out = (u"/system/bin/sh: " + program + u": not found\n").toUtf8();
     }
-    stream->write(out);
+    return false;
+}
+
+// "a; b; c": each command in turn, one output; a streaming command ends the line.
+void runShell(const QString& command, Stream* stream, Device& device) {
+    const ShellLine parsed = parseShellLine(command);
+    for (const QStringList& words : parsed.commands) {
+        ShellLine one = parsed;
+        one.argv = words;
+        QByteArray out;
+        if (runCommand(one, command, stream, device, out)) return;
+        if (!out.isEmpty()) stream->write(out);
+    }
     stream->finish();
 }
 

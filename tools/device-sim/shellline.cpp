@@ -91,7 +91,10 @@ ShellLine parseShellLine(const QString& command) {
         }
         while (!words.isEmpty() && takeAssignment(words.first(), line.environment)) words.removeFirst();
         if (!words.isEmpty() && words.first() == u"exec") words.removeFirst();
-        if (!words.isEmpty()) line.argv = words;
+        if (!words.isEmpty()) {
+            line.argv = words;
+            line.commands.append(words);
+        }
     }
     return line;
 }

@@ -15,6 +15,7 @@ namespace vf::sim {
 struct ShellLine {
     QMap<QString, QString> environment;  // from "export NAME=VALUE" / "NAME=VALUE cmd"
     QStringList argv;                    // the last command's words, quotes removed
+    QList<QStringList> commands;         // every command's words, in order (argv is the last)
 };
 
 // Splits the request at ";" into statements, gathers the assignments and

@@ -1,5 +1,6 @@
 #include "transport.h"
 
+#include <QDateTime>
 #include <QRandomGenerator>
 #include <QTextStream>
 
@@ -72,10 +73,12 @@ void Transport::handleConnect(const Packet& packet) {
     const uint32_t ownVersion = legacy ? kVersionChecksummed : kVersionSkipChecksum;
     const uint32_t ownMax = legacy ? kLegacyMaxPayload : kOwnMaxPayload;
     maxPayload_ = qMin(ownMax, packet.arg1 == 0 ? kLegacyMaxPayload : packet.arg1);
-    if (device_.options().unauthorized) {
+    if (device_.options().state == u"unauthorized") {
         sendToken();
         return;
     }
+    // The server lists a transport that never completes its handshake as offline.
+    if (device_.options().state == u"offline") return;
     online_ = true;
     send(kCmdCnxn, ownVersion, ownMax, device_.banner());
 }
@@ -96,6 +99,9 @@ void Transport::handleOpen(const Packet& packet) {
     const uint32_t remoteId = packet.arg0;
     QByteArray service = packet.payload;
     if (service.endsWith('\0')) service.chop(1);
+    if (device_.options().traceServices) {
+        note(QStringLiteral("%1 open %2").arg(QDateTime::currentMSecsSinceEpoch()).arg(QString::fromUtf8(service)));
+    }
     const uint32_t localId = nextLocalId_++;
     auto* stream = new Stream(localId, remoteId, device_.options().legacy);
     streams_[localId] = stream;

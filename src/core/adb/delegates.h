@@ -20,8 +20,9 @@ class LogReaderDelegate {
 public:
     virtual ~LogReaderDelegate() = default;
     // One line of the stream, still ending with its LF (and the CR before it
-    // when the device sent one). The bytes are valid UTF-8; nullopt when they
-    // are not. The view is valid only during the call.
+    // when the device sent one). The bytes are valid UTF-8: a byte that is
+    // not becomes U+FFFD (so nullopt is no longer sent). The view is valid
+    // only during the call.
     virtual void logLineReceived(std::optional<std::string_view> line) = 0;
     virtual void logReaderStopped() = 0;
     virtual void logReaderStoppedWithError(const Error& error) = 0;
@@ -53,12 +54,15 @@ public:
     virtual void deviceNameFailedWithError(const Error& error, const QString& deviceId) = 0;
 };
 
-// A device record: "id", "type", and "name" / "product" when known.
+// A device record: "id", "type", "state" (the listing's state word, e.g.
+// "device", "unauthorized", "no permissions"), and "name" / "product" when
+// known. "type" holds the first field of the line, i.e. the serial.
 struct DeviceRecord {
     QString id;
     QString type;
     std::optional<QString> name;
     std::optional<QString> product;
+    QString state;  // last, so that existing aggregate initialisers stay valid
 };
 using DeviceList = QList<DeviceRecord>;
 

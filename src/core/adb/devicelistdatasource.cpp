@@ -4,6 +4,7 @@
 #include <QThread>
 
 #include "core/adb/devicelistreader.h"
+#include "core/adb/devicestate.h"
 #include "core/adb/devicenamereader.h"
 #include "core/adb/textlines.h"
 #include "core/support/logger.h"
@@ -102,6 +103,7 @@ DeviceRecord DeviceListDatasource::recordFromLine(const QString& line) {
             record.product = field.mid(8);
         }
     }
+    record.state = deviceStatusFromListingLine(line).word;
     return record;
 }
 

@@ -1,6 +1,6 @@
 #include "core/adb/devicenamereader.h"
 
-#include "core/adb/textlines.h"
+#include "core/adb/modelname.h"
 #include "core/support/logger.h"
 
 namespace vf {
@@ -16,10 +16,11 @@ void DeviceNameReader::socketDidConnect(AsyncSocket* socket) {
     sendDeviceId(kTransportStatus);
 }
 
-// The name is historical: it starts the build-properties command.
+// The name is historical: it starts the build-properties command (and
+// getprop, for builds whose build.prop has no model).
 void DeviceNameReader::loadPids() {
     resultData_.clear();
-    sendExpectOkay(u"shell:cat /system/build.prop"_s, -1.0, kCommandStatus);
+    sendExpectOkay(modelLookupRequest(), -1.0, kCommandStatus);
 }
 
 void DeviceNameReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& data, long tag) {
@@ -50,22 +51,20 @@ void DeviceNameReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArr
 }
 
 void DeviceNameReader::socketDidDisconnect(AsyncSocket* /*socket*/, const OptionalError& /*error*/) {
-    if (resultData_.isEmpty()) return;
+    if (delegate_ == nullptr) return;
     const std::optional<QString> text = stringFromData(resultData_);
-    if (!text) return;
-    const std::optional<QString> name = nameFromBuildProperties(*text);
-    if (name && delegate_ != nullptr) delegate_->deviceNameReceived(*name, deviceId());
+    const std::optional<QString> name = text ? modelNameFromLookupOutput(*text) : std::nullopt;
+    if (name) {
+        delegate_->deviceNameReceived(*name, deviceId());
+    } else {
+        // Refused transport (unauthorized, offline) or no name anywhere: the
+        // next device's lookup must not wait behind this one.
+        delegate_->deviceNameFailedWithError(logReaderError(1, u"no model name"_s), deviceId());
+    }
 }
 
 std::optional<QString> DeviceNameReader::nameFromBuildProperties(const QString& text) {
-    static const QString modelKey = u"ro.product.model="_s;
-    static const QString nameKey = u"ro.product.name="_s;
-    std::optional<QString> found;
-    for (const QString& line : splitAtNewlines(text)) {
-        if (line.startsWith(modelKey)) return line.mid(modelKey.size());
-        if (line.startsWith(nameKey)) found = line.mid(nameKey.size());
-    }
-    return found;
+    return modelNameFromBuildProp(text);
 }
 
 }  // namespace vf

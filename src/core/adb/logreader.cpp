@@ -1,9 +1,9 @@
 #include "core/adb/logreader.h"
 
-#include <cstring>
-
+#include "core/adb/devicestate.h"
 #include "core/support/logger.h"
 #include "core/support/preferences.h"
+#include "core/support/utf8.h"
 
 namespace vf {
 
@@ -79,7 +79,8 @@ void LogReader::startLogStream() {
 void LogReader::handleFailMessage(const QByteArray& data) {
     const QString message = stringFromData(data).value_or(QString());
     const Error error = logReaderError(2, message);
-    if (message.toLower().contains(u"device not found"_s)) {
+    // adb 29+ words it "device 'SERIAL' not found" or "no devices/emulators found".
+    if (adbFailureKind(message) == AdbFailureKind::DeviceNotFound) {
         adbDeviceNotFound(error);
     } else if (delegate_ != nullptr) {
         delegate_->logReaderStoppedWithError(error);
@@ -89,8 +90,13 @@ void LogReader::handleFailMessage(const QByteArray& data) {
 void LogReader::handleLogLineData(const QByteArray& data) {
     if (delegate_ == nullptr) return;
     const std::string_view bytes(data.constData(), size_t(data.size()));
-    if (isValidUtf8(bytes)) delegate_->logLineReceived(bytes);
-    else delegate_->logLineReceived(std::nullopt);
+    if (utf8::isValid(bytes)) {
+        delegate_->logLineReceived(bytes);
+    } else {
+        // A stray byte costs its own character, not the whole line.
+        const std::string repaired = utf8::replaceInvalid(bytes);
+        delegate_->logLineReceived(std::string_view(repaired));
+    }
 }
 
 void LogReader::socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) {
@@ -108,51 +114,6 @@ void LogReader::adbNotRunningError(const Error& error) {
 void LogReader::adbDeviceNotFound(const Error& error) {
     AdbSocket::adbDeviceNotFound(error);
     if (delegate_ != nullptr) delegate_->adbDeviceNotFound(error);
-}
-
-bool LogReader::isValidUtf8(std::string_view bytes) {
-    const auto* p = reinterpret_cast<const unsigned char*>(bytes.data());
-    const unsigned char* const end = p + bytes.size();
-    while (p < end) {
-        // Eight ASCII bytes at a time.
-        if (end - p >= 8) {
-            uint64_t word;
-            std::memcpy(&word, p, 8);
-            if ((word & 0x8080808080808080ull) == 0) {
-                p += 8;
-                continue;
-            }
-        }
-        const unsigned char c = *p;
-        if (c < 0x80) {
-            ++p;
-            continue;
-        }
-        // Lead byte: number of continuation bytes, smallest code point allowed.
-        int extra = 0;
-        uint32_t min = 0;
-        if (c >= 0xC2 && c <= 0xDF) {
-            extra = 1;
-            min = 0x80;
-        } else if (c >= 0xE0 && c <= 0xEF) {
-            extra = 2;
-            min = 0x800;
-        } else if (c >= 0xF0 && c <= 0xF4) {
-            extra = 3;
-            min = 0x10000;
-        } else {
-            return false;
-        }
-        uint32_t cp = c & (0x3Fu >> extra);
-        if (end - p <= extra) return false;
-        for (int i = 1; i <= extra; ++i) {
-            if ((p[i] & 0xC0) != 0x80) return false;
-            cp = (cp << 6) | (p[i] & 0x3F);
-        }
-        if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
-        p += extra + 1;
-    }
-    return true;
 }
 
 }  // namespace vf

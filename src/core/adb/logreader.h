@@ -32,8 +32,6 @@ public:
 
     // The stream request for a log-tag expression (inserted verbatim).
     static QString streamRequest(const QString& logTags);
-    // Strict UTF-8 check with an ASCII fast path.
-    static bool isValidUtf8(std::string_view bytes);
 
     void socketDidConnect(AsyncSocket* socket) override;
     void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;

@@ -64,35 +64,17 @@ std::optional<std::string> readWholeFile(const QString& path, std::string& bytes
     return error;
 }
 
-std::string latin1ToUtf8(std::string_view bytes) {
-    std::string out;
-    out.reserve(bytes.size() + bytes.size() / 8);
-    for (const char ch : bytes) {
-        const auto c = static_cast<unsigned char>(ch);
-        if (c < 0x80) {
-            out += ch;
-        } else {
-            out += char(0xC0 | (c >> 6));
-            out += char(0x80 | (c & 0x3F));
-        }
-    }
-    return out;
-}
-
-// The text of a file that is not UTF-8: an encoding its first bytes announce
-// (a byte-order mark), else ISO Latin-1, which reads any bytes.
-std::string decodeOtherEncoding(const QString& path, const std::string& bytes) {
+// A byte-order mark of an encoding other than UTF-8, and the text it
+// announces; nothing when there is none or the text does not decode.
+std::optional<std::string> decodeMarkedEncoding(const std::string& bytes) {
     const QByteArrayView data(bytes.data(), qsizetype(bytes.size()));
-    if (const auto encoding = QStringConverter::encodingForData(data); encoding && *encoding != QStringConverter::Utf8) {
-        QStringDecoder decoder(*encoding);
-        const QString text = decoder.decode(data);
-        if (!decoder.hasError()) {
-            const QByteArray utf8 = text.toUtf8();
-            return std::string(utf8.constData(), size_t(utf8.size()));
-        }
-    }
-    VF_LOG("unable to open: {}, {}", path, "no other encoding detected");
-    return latin1ToUtf8(bytes);
+    const auto encoding = QStringConverter::encodingForData(data);
+    if (!encoding || *encoding == QStringConverter::Utf8) return std::nullopt;
+    QStringDecoder decoder(*encoding);
+    const QString text = decoder.decode(data);
+    if (decoder.hasError()) return std::nullopt;
+    const QByteArray utf8 = text.toUtf8();
+    return std::string(utf8.constData(), size_t(utf8.size()));
 }
 
 // The layout rules count characters; bytes are an upper bound.
@@ -123,6 +105,15 @@ std::string_view joinLongText(RowArena& arena, std::string_view text) {
 
 }  // namespace
 
+std::string utf8::fileTextAsUtf8(std::string bytes) {
+    if (isValid(bytes)) return bytes;
+    if (auto decoded = decodeMarkedEncoding(bytes)) return std::move(*decoded);
+    // One stray byte in a UTF-8 file must not turn every accented or CJK
+    // character of it into Latin-1 mojibake.
+    if (hasMultiByteSequence(bytes)) return replaceInvalid(bytes);
+    return fromLatin1(bytes);
+}
+
 std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& nextIndex) {
     std::string bytes;
     if (const auto error = readWholeFile(path, bytes)) {
@@ -131,13 +122,12 @@ std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& n
         VF_LOG("unable to open (NSISOLatin1StringEncoding): {}, {}", path, *error);
         return std::nullopt;
     }
-    size_t skip = 0;
     if (!utf8::isValid(bytes)) {
         VF_LOG("unable to open: {}, {}", path, "not valid UTF-8");
-        bytes = decodeOtherEncoding(path, bytes);
-    } else if (std::string_view(bytes).starts_with("\xEF\xBB\xBF")) {
-        skip = 3;  // a UTF-8 byte-order mark is not part of the first line
+        bytes = utf8::fileTextAsUtf8(std::move(bytes));
     }
+    // A UTF-8 byte-order mark is not part of the first line.
+    const size_t skip = std::string_view(bytes).starts_with("\xEF\xBB\xBF") ? 3 : 0;
 
     RowArena arena;
     std::string_view text = arena.adopt(std::move(bytes)).substr(skip);

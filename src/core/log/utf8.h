@@ -7,13 +7,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <string_view>
+
+#include "core/support/utf8.h"
 
 namespace vf::utf8 {
 
-// Whole-buffer validation: well-formed UTF-8 (no overlongs, no surrogates,
-// nothing above U+10FFFF). Runs of ASCII are checked eight bytes at a time.
-bool isValid(std::string_view bytes) noexcept;
+// The text of a whole file as UTF-8: as it is when it is valid; through the
+// encoding a byte-order mark announces (UTF-16, UTF-32); with U+FFFD for each
+// stray byte when it is mostly UTF-8 (it holds valid multi-byte sequences);
+// as ISO Latin-1 only when it holds no UTF-8 sequence at all. A UTF-8
+// byte-order mark stays at the front for the caller to skip.
+std::string fileTextAsUtf8(std::string bytes);
 
 // Number of bytes of the white space character at the front of `s` (ASCII
 // blanks, tabs, line breaks, NEL and the Unicode space and separator

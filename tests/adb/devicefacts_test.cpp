@@ -1,0 +1,200 @@
+// Table tests of what the listing, FAIL replies, process tables and
+// property texts of today's and older devices say.
+#include <gtest/gtest.h>
+
+#include "core/adb/devicestate.h"
+#include "core/adb/modelname.h"
+#include "core/adb/processtable.h"
+
+namespace vf {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+TEST(DeviceState, ListingLinesShortAndLongForm) {
+    struct Case {
+        QString line;
+        DeviceState state;
+        QString word;
+        std::optional<QString> path;
+        std::optional<QString> vendor;
+    };
+    const Case cases[] = {
+        {u"emulator-5554\tdevice"_s, DeviceState::Device, u"device"_s, {}, {}},
+        {u"0123\tunauthorized"_s, DeviceState::Unauthorized, u"unauthorized"_s, {}, {}},
+        {u"0123\toffline"_s, DeviceState::Offline, u"offline"_s, {}, {}},
+        {u"0123\trecovery"_s, DeviceState::Recovery, u"recovery"_s, {}, {}},
+        {u"0123\tsideload"_s, DeviceState::Sideload, u"sideload"_s, {}, {}},
+        {u"0123\tbootloader"_s, DeviceState::Bootloader, u"bootloader"_s, {}, {}},
+        {u"0123\thost"_s, DeviceState::Host, u"host"_s, {}, {}},
+        {u"0123\tauthorizing"_s, DeviceState::Unknown, u"authorizing"_s, {}, {}},
+        {u"0123\tno permissions (user in plugdev group; are your udev rules wrong?); see "
+         "[http://developer.android.com/tools/device.html]"_s,
+         DeviceState::NoPermissions, u"no permissions"_s, {}, {}},
+        {u"0123           device usb:1-1.4 product:sdk model:Pixel_3 device:blueline transport_id:2"_s,
+         DeviceState::Device, u"device"_s, u"1-1.4"_s, {}},
+        {u"????????????   no permissions (missing udev rules? user is in the plugdev group); see "
+         "[http://developer.android.com/tools/device.html] usb:3-2 vendor:18D1 transport_id:1"_s,
+         DeviceState::NoPermissions, u"no permissions"_s, u"3-2"_s, u"18d1"_s},
+        {u"0123 no permissions; see [x] usb:18d1:4ee7"_s, DeviceState::NoPermissions, u"no permissions"_s, {},
+         u"18d1"_s},
+    };
+    for (const Case& c : cases) {
+        const DeviceStatus s = deviceStatusFromListingLine(c.line);
+        EXPECT_EQ(s.state, c.state) << c.line.toStdString();
+        EXPECT_EQ(s.word, c.word) << c.line.toStdString();
+        EXPECT_EQ(s.usbPath, c.path) << c.line.toStdString();
+        EXPECT_EQ(s.usbVendorId, c.vendor) << c.line.toStdString();
+    }
+}
+
+TEST(DeviceState, AdviceAndTitles) {
+    const auto advice = [](const QString& line) {
+        return deviceStateAdvice(u"S1"_s, deviceStatusFromListingLine(line));
+    };
+    EXPECT_TRUE(advice(u"S1\tdevice"_s).isEmpty());
+    EXPECT_TRUE(advice(u"S1\tunauthorized"_s).isEmpty());
+    EXPECT_TRUE(advice(u"S1\toffline"_s).contains(u"offline"_s));
+    const QString udev = advice(u"S1\tno permissions; see [x] usb:1-2 vendor:04e8"_s);
+    EXPECT_TRUE(udev.contains(u"plugdev"_s) && udev.contains(u"ATTR{idVendor}==\"04e8\""_s)) << udev.toStdString();
+    EXPECT_TRUE(advice(u"S1\tno permissions"_s).contains(u"lsusb"_s));
+    EXPECT_TRUE(advice(u"S1\tsideload"_s).startsWith(u"Device S1 is in sideload mode"_s));
+
+    EXPECT_EQ(deviceTitleWithState(u"S1"_s, u"Pixel"_s, u"p"_s, u"device"_s), u"S1 - Pixel"_s);
+    EXPECT_EQ(deviceTitleWithState(u"S1"_s, {}, u"p"_s, u"recovery"_s), u"S1 - p [recovery]"_s);
+    EXPECT_EQ(deviceTitleWithState(u"S1"_s, {}, {}, u"no permissions"_s), u"S1 [no permissions]"_s);
+}
+
+TEST(AdbFailureKind, CurrentAndOlderServerTexts) {
+    const std::pair<QString, AdbFailureKind> cases[] = {
+        {u"device not found"_s, AdbFailureKind::DeviceNotFound},
+        {u"error: device not found"_s, AdbFailureKind::DeviceNotFound},
+        {u"device 'emulator-5556' not found"_s, AdbFailureKind::DeviceNotFound},
+        {u"no devices/emulators found"_s, AdbFailureKind::DeviceNotFound},
+        {u"no devices found"_s, AdbFailureKind::DeviceNotFound},
+        {u"device unauthorized.\nThis adb server's $ADB_VENDOR_KEYS is not set\nTry 'adb kill-server' if that "
+         "seems wrong.\nOtherwise check for a confirmation dialog on your device."_s,
+         AdbFailureKind::Unauthorized},
+        {u"device still authorizing"_s, AdbFailureKind::Unauthorized},
+        {u"device offline"_s, AdbFailureKind::Offline},
+        {u"device offline (no transport)"_s, AdbFailureKind::Offline},
+        {u"more than one device/emulator"_s, AdbFailureKind::MoreThanOneDevice},
+        {u"error: more than one device and emulator"_s, AdbFailureKind::MoreThanOneDevice},
+        {u"closed"_s, AdbFailureKind::Other},
+        {u"unknown host service"_s, AdbFailureKind::Other},
+        // Advice lines never decide.
+        {u"closed\ndevice not found"_s, AdbFailureKind::Other},
+    };
+    for (const auto& [text, kind] : cases) EXPECT_EQ(adbFailureKind(text), kind) << text.toStdString();
+}
+
+const QString kToybox = u"USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
+                        "root             1     0   10632   2124 SyS_epoll_wait      0 S init\n"
+                        "u0_a12        2001   612 1434564 102112 SyS_epoll_wait      0 S com.example.app\n"_s;
+const QString kToyboxShellOnly = u"USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
+                                 "shell        9001  8000   10712   2640 sigsuspend          0 S sh\n"
+                                 "shell        9002  9001   10988   2900 0                   0 R ps\n"_s;
+const QString kToolbox = u"USER     PID   PPID  VSIZE  RSS     WCHAN    PC        NAME\r\n"
+                         "root      1     0     8904   708   ffffffff 00000000 S /init\r\n"
+                         "u0_a12    2001  612   1534564 52112 ffffffff 00000000 S com.example.app\r\n"_s;
+const QString kToolboxNothing = u"USER     PID   PPID  VSIZE  RSS     WCHAN    PC        NAME\r\n"_s;
+
+TEST(ProcessTable, FlavorFromSdkAndReplies) {
+    EXPECT_EQ(psFlavorFromSdk(u"25\n"), PsFlavor::Toolbox);
+    EXPECT_EQ(psFlavorFromSdk(u"26\r\n"), PsFlavor::Toybox);
+    EXPECT_EQ(psFlavorFromSdk(u"\n"), PsFlavor::Unknown);
+    EXPECT_EQ(processTableRequest(PsFlavor::Toolbox), u"shell:ps"_s);
+    EXPECT_EQ(processTableRequest(PsFlavor::Toybox), u"shell:ps -A"_s);
+    EXPECT_EQ(processTableRequest(PsFlavor::Unknown), u"shell:ps -A"_s);
+
+    struct Case {
+        PsFlavor asked;
+        QString reply;
+        PsFlavor flavor;
+        bool again;
+    };
+    const Case cases[] = {
+        {PsFlavor::Unknown, kToybox, PsFlavor::Toybox, false},
+        {PsFlavor::Unknown, kToolboxNothing, PsFlavor::Toolbox, true},  // toolbox took -A as a name
+        {PsFlavor::Unknown, u"bad -A\n"_s, PsFlavor::Toolbox, true},
+        {PsFlavor::Unknown, kToolbox, PsFlavor::Toolbox, false},
+        {PsFlavor::Toybox, kToybox, PsFlavor::Toybox, false},
+        {PsFlavor::Toybox, kToolboxNothing, PsFlavor::Toolbox, true},  // the sdk level was wrong
+        {PsFlavor::Toolbox, kToolbox, PsFlavor::Toolbox, false},
+        {PsFlavor::Toolbox, kToyboxShellOnly, PsFlavor::Toybox, true},
+    };
+    for (const Case& c : cases) {
+        const PsNextStep step = psNextStep(c.asked, c.reply);
+        EXPECT_EQ(step.flavor, c.flavor) << c.reply.toStdString();
+        EXPECT_EQ(step.askAgain, c.again) << c.reply.toStdString();
+    }
+    EXPECT_EQ(psReplyShape(kToybox).processes, 2);
+}
+
+TEST(ProcessLookupLimiter, OneInFlightAtMostOneASecond) {
+    ProcessLookupLimiter limiter;
+    EXPECT_TRUE(limiter.request(0));
+    EXPECT_FALSE(limiter.request(10));     // in flight: remembered
+    EXPECT_FALSE(limiter.request(20));     // still one remembered request
+    EXPECT_FALSE(limiter.dueAt());         // nothing to time while one runs
+    EXPECT_FALSE(limiter.finished(300));   // too soon after the last start
+    EXPECT_EQ(limiter.dueAt(), 1000);
+    EXPECT_FALSE(limiter.pollDue(999));
+    EXPECT_TRUE(limiter.pollDue(1000));
+    EXPECT_FALSE(limiter.pollDue(2500));   // in flight, nothing remembered
+    EXPECT_FALSE(limiter.finished(2600));  // an end without output frees it too
+    EXPECT_TRUE(limiter.request(2600));
+    EXPECT_TRUE(limiter.inFlight());
+    limiter.reset();
+    EXPECT_TRUE(limiter.request(2601));
+}
+
+TEST(ProcessTableLookup, LearnsTheFormOnceAndKeepsTheRate) {
+    ProcessTableLookup toolbox;  // no sdk level: by the replies' shape
+    EXPECT_EQ(toolbox.want(0), u"shell:ps -A"_s);
+    EXPECT_EQ(toolbox.finished(kToolboxNothing, 50), u"shell:ps"_s);  // same lookup, at once
+    EXPECT_EQ(toolbox.want(60), std::nullopt);                       // in flight: remembered
+    EXPECT_EQ(toolbox.finished(kToolbox, 100), std::nullopt);        // due at 1000
+    EXPECT_EQ(toolbox.dueAt(), 1000);
+    EXPECT_EQ(toolbox.poll(1000), u"shell:ps"_s);
+    EXPECT_EQ(toolbox.finished(std::nullopt, 1100), std::nullopt);   // an end without output frees it
+    EXPECT_EQ(toolbox.flavor(), PsFlavor::Toolbox);
+
+    ProcessTableLookup toybox;
+    toybox.setSdk(u"30\n");
+    EXPECT_EQ(toybox.want(0), u"shell:ps -A"_s);
+    EXPECT_EQ(toybox.finished(kToybox, 10), std::nullopt);
+    EXPECT_EQ(toybox.want(500), std::nullopt);
+    EXPECT_EQ(toybox.poll(1000), u"shell:ps -A"_s);
+    // Contradicting replies ask again only once per lookup.
+    EXPECT_EQ(toybox.finished(kToolboxNothing, 1010), u"shell:ps"_s);
+    EXPECT_EQ(toybox.finished(kToyboxShellOnly, 1020), std::nullopt);
+    toybox.reset();
+    EXPECT_EQ(toybox.flavor(), PsFlavor::Unknown);
+}
+
+TEST(ModelName, BuildPropThenGetprop) {
+    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.name=foo\nro.product.model=Bar\nro.product.name=baz\n"),
+              u"Bar"_s);
+    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.name=foo\r\nro.build.id=x\r\n"), u"foo"_s);
+    EXPECT_EQ(modelNameFromBuildProp(u"# no product keys\nro.build.id=x\n"), std::nullopt);
+
+    const QString getprop = u"[ro.build.id]: [QP1A]\n[ro.product.model]: []\n[ro.product.vendor.model]: "
+                            "[Pixel 4]\n[ro.product.name]: [flame]\n"_s;
+    EXPECT_EQ(modelNameFromGetprop(getprop), u"Pixel 4"_s);
+    EXPECT_EQ(modelNameFromGetprop(u"[ro.product.system.name]: [sys]\r\n"), u"sys"_s);
+    EXPECT_EQ(modelNameFromGetprop(u"[ro.product.model]: [Pixel 7]\n[ro.product.vendor.model]: [x]\n"),
+              u"Pixel 7"_s);
+    EXPECT_EQ(modelNameFromGetprop(u"garbage\n"), std::nullopt);
+
+    EXPECT_EQ(modelLookupRequest(), u"shell:cat /system/build.prop; getprop"_s);
+    const QString buildPropWithout = u"\n# begin build properties\nro.build.id=x\n"_s;
+    EXPECT_EQ(modelNameFromLookupOutput(QString(buildPropWithout + getprop)), u"Pixel 4"_s);
+    EXPECT_EQ(modelNameFromLookupOutput(QString(u"ro.product.model=A\n"_s + getprop)), u"A"_s);
+    EXPECT_EQ(modelNameFromLookupOutput(QString(u"cat: /system/build.prop: No such file or directory\n"_s + getprop)),
+              u"Pixel 4"_s);
+    EXPECT_EQ(modelNameFromLookupOutput(buildPropWithout), std::nullopt);
+}
+
+}  // namespace
+}  // namespace vf
