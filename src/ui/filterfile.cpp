@@ -4,14 +4,16 @@
 #include <QSaveFile>
 #include <plist/plist.h>
 
+#include "core/log/plistreader.h"
+
 namespace vf::ui {
 
 QVariantMap readFilterFile(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return {};
     const QByteArray bytes = file.readAll();
-    plist_t root = nullptr;
-    plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &root);
+    const PlistReadResult parsed = readPlistSafely(bytes);
+    plist_t root = parsed.root.get();
     QVariantMap filters;
     if (root != nullptr && plist_get_node_type(root) == PLIST_DICT) {
         plist_dict_iter iter = nullptr;
@@ -31,7 +33,6 @@ QVariantMap readFilterFile(const QString& path) {
         }
         free(iter);
     }
-    if (root != nullptr) plist_free(root);
     return filters;
 }
 
