@@ -5,6 +5,7 @@
 #include <QMessageBox>
 #include <QTimer>
 
+#include "core/adb/replyframing.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
 #include "ui/connectionbackend.h"
@@ -79,6 +80,7 @@ void VellumfoxAppDelegate::onDeviceListFailed(int code) {
         if (self == nullptr) return;
         if (code == 0) self->adbNotRunningError(Error{});
         else if (code == 1 && !self->autoReconnect_) self->adbDeviceNotFound(Error{});
+        else if (code == kDeviceListUnexpectedReply) self->showAlert(QString::fromLatin1(kUnexpectedReplyText));
     });
 }
 
