@@ -19,6 +19,22 @@ namespace {
 
 bool hasVellumfoxSuffix(const QString& path) { return path.toLower().endsWith(u"vellumfox"_s); }
 
+// Detection judges a file by its first few dozen lines; reading this much
+// covers them in any ordinary log and keeps `detect` cheap on huge files,
+// devices and pipes that never end.
+constexpr qint64 kDetectionBytes = qint64(1) << 20;
+
+// Drops an incomplete UTF-8 sequence that the read limit cut off, so that
+// the prefix of a valid file is still valid.
+void trimCutSequence(QByteArray& bytes) {
+    qsizetype lead = bytes.size();
+    while (lead > 0 && bytes.size() - lead < 4 && (uchar(bytes[lead - 1]) & 0xC0) == 0x80) --lead;
+    if (lead == 0 || uchar(bytes[lead - 1]) < 0xC0) return;
+    const uchar c = uchar(bytes[lead - 1]);
+    const qsizetype need = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : 2;
+    if (bytes.size() - (lead - 1) < need) bytes.truncate(lead - 1);
+}
+
 // The file's text as UTF-8: as it is when valid, else through a byte-order
 // mark when there is one, else as ISO Latin-1 (the reader's last resort).
 std::string fileTextAsUtf8(const QByteArray& bytes) {
@@ -79,7 +95,9 @@ LayoutDetection detectLayout(const QString& path) {
         result.error = file.errorString();
         return result;
     }
-    const std::string text = fileTextAsUtf8(file.readAll());
+    QByteArray head = file.read(kDetectionBytes);
+    if (head.size() == kDetectionBytes) trimCutSequence(head);
+    const std::string text = fileTextAsUtf8(head);
     result.format = determineLogType(splitLines(text));
     return result;
 }

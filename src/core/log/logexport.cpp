@@ -133,7 +133,9 @@ QString copyText(const RowList& rows, std::optional<RowKey> column) {
 std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSource& nextIndex) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return std::nullopt;
-    const QByteArray bytes = file.readAll();
+    // Never more than a property list may hold: the path may name a device
+    // or a pipe that does not end.
+    const QByteArray bytes = file.read(kPlistMaxBytes + 1);
     const PlistReadResult root = readPlistSafely(bytes);
     if (!root) {
         VF_LOG("not a property list: {}, {}", path, root.error);
