@@ -39,8 +39,10 @@ void DeviceListReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArr
             if (!checked) break;
             const uint32_t length = *checked;
             if (length == 0 && delegate_ != nullptr) delegate_->deviceListFailedWithError(1);
-            // For an empty list this read never completes; the server closes.
-            readToLength(length, kPayload);
+            // For an empty list nothing follows; the server closes. (No read
+            // is queued: one that never completes would run into the reply
+            // timeout and report a second failure.)
+            if (length > 0) readToLength(length, kPayload);
             break;
         }
         case kPayload:
