@@ -24,10 +24,8 @@ QVariantMap readFilterFile(const QString& path) {
             plist_dict_next_item(root, iter, &key, &value);
             if (key == nullptr) break;
             if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
-                char* text = nullptr;
-                plist_get_string_val(value, &text);
-                filters.insert(QString::fromUtf8(key), QString::fromUtf8(text));
-                free(text);
+                const std::string text = plistString(value);
+                filters.insert(QString::fromUtf8(key), QString::fromUtf8(text.data(), qsizetype(text.size())));
             }
             free(key);
         }

@@ -86,6 +86,20 @@ TEST(PlistReader, OrdinaryListsPass) {
     }
 }
 
+// Found by fuzzing: a NUL inside a string made the library's string getter
+// abort the program (filter import and saved logs both read strings).
+TEST(PlistReader, StringsMayHoldNul) {
+    const QByteArray xml("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Mine</key>"
+                         "<string>app.F\0\0 a</string></dict></plist>", 104);
+    const PlistReadResult result = readPlistSafely(xml);
+    ASSERT_TRUE(result) << result.error.toStdString();
+    // The library keeps the length but not the bytes after a NUL.
+    const std::string text = plistString(plist_dict_get_item(result.root.get(), "Mine"));
+    EXPECT_EQ(text.size(), 9u);
+    EXPECT_EQ(text.substr(0, 5), "app.F");
+    EXPECT_EQ(plistString(result.root.get()), std::string());  // not a string node
+}
+
 TEST(PlistReader, DeepSavedLogFallsBackToText) {
     QTemporaryDir dir;
     const QString path = test::writeFile(dir, u"deep.vellumfox"_s, nestedBinary(200000));

@@ -53,13 +53,8 @@ void appendFlattened(std::string& out, std::string_view value) {
 std::string plistText(plist_t node) {
     if (node == nullptr) return {};
     switch (plist_get_node_type(node)) {
-        case PLIST_STRING: {
-            char* value = nullptr;
-            plist_get_string_val(node, &value);
-            std::string text = value != nullptr ? value : "";
-            std::free(value);
-            return text;
-        }
+        case PLIST_STRING:
+            return plistString(node);
         case PLIST_UINT: {
             uint64_t value = 0;
             plist_get_uint_val(node, &value);

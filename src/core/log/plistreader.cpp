@@ -170,6 +170,13 @@ QString plistPrecheck(const QByteArray& bytes) {
     return checkXml(bytes);
 }
 
+std::string plistString(plist_t node) {
+    if (node == nullptr || plist_get_node_type(node) != PLIST_STRING) return {};
+    uint64_t length = 0;
+    const char* text = plist_get_string_ptr(node, &length);
+    return text != nullptr ? std::string(text, size_t(length)) : std::string();
+}
+
 PlistReadResult readPlistSafely(const QByteArray& bytes) {
     PlistReadResult result;
     result.error = plistPrecheck(bytes);

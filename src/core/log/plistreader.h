@@ -10,6 +10,7 @@
 #include <QByteArray>
 #include <QString>
 #include <memory>
+#include <string>
 #include <type_traits>
 
 #include <plist/plist.h>
@@ -37,6 +38,10 @@ struct PlistReadResult {
 // inconsistent trailer, offset table or object reference, and reference
 // cycles.
 PlistReadResult readPlistSafely(const QByteArray& bytes);
+
+// The bytes of a string node (empty for any other node). Strings may hold
+// NUL characters; the library's own string getter aborts on those.
+std::string plistString(plist_t node);
 
 // The checks alone, without parsing: an empty string when the library may
 // be given `bytes`, else the reason it may not.
