@@ -11,6 +11,8 @@ PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   adb xvfb xauth fonts-dejavu-core
 )
+# Fuzzing (scripts/fuzz): clang and its libFuzzer runtime.
+PACKAGES+=(clang "libclang-rt-dev|libclang-rt-14-dev")
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed"; }
 

@@ -9,6 +9,7 @@
 
 #include "core/log/linesplit.h"
 #include "core/log/logexport.h"
+#include "core/log/plistreader.h"
 #include "core/log/utf8.h"
 
 using namespace Qt::StringLiterals;
@@ -95,7 +96,7 @@ LayoutDetection detectLayout(const QString& path) {
         result.error = file.errorString();
         return result;
     }
-    QByteArray head = file.read(kDetectionBytes);
+    QByteArray head = readAtMost(file, kDetectionBytes);
     if (head.size() == kDetectionBytes) trimCutSequence(head);
     const std::string text = fileTextAsUtf8(head);
     result.format = determineLogType(splitLines(text));

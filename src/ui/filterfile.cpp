@@ -11,7 +11,7 @@ namespace vf::ui {
 QVariantMap readFilterFile(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return {};
-    const QByteArray bytes = file.read(kPlistMaxBytes + 1);  // the path may name a pipe
+    const QByteArray bytes = readAtMost(file, kPlistMaxBytes + 1);  // the path may name a pipe
     const PlistReadResult parsed = readPlistSafely(bytes);
     plist_t root = parsed.root.get();
     QVariantMap filters;

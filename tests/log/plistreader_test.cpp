@@ -67,6 +67,9 @@ TEST(PlistReader, DamagedInputIsRefusedWithAReason) {
         {"binary top object past the end", binaryList({"\xA0"}, 3)},
         {"binary count larger than the file", binaryList({"\xAF\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"})},
         {"XML nested 100000 deep", nestedXml(100000)},
+        // Found by fuzzing: a NUL in a dictionary key aborted the program.
+        {"binary key with a NUL", binaryList({"\xD1" + ref(1) + ref(2), QByteArray("\x53" "a\0b", 4), "\x51x"})},
+        {"XML key with a NUL", "<plist><dict><key>a&#0;</key><string>x</string></dict></plist>"},
         {"not a property list", "hello"},
     };
     for (const auto& c : cases) {
@@ -87,16 +90,16 @@ TEST(PlistReader, OrdinaryListsPass) {
 }
 
 // Found by fuzzing: a NUL inside a string made the library's string getter
-// abort the program (filter import and saved logs both read strings).
+// abort the program (filter import and saved logs both read strings). XML
+// may not hold NUL at all; binary strings may.
 TEST(PlistReader, StringsMayHoldNul) {
-    const QByteArray xml("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Mine</key>"
-                         "<string>app.F\0\0 a</string></dict></plist>", 104);
-    const PlistReadResult result = readPlistSafely(xml);
+    const QByteArray xml("<plist><dict><key>Mine</key><string>app.F\0\0 a</string></dict></plist>", 69);
+    EXPECT_FALSE(readPlistSafely(xml));
+    const QByteArray binary = binaryList({"\xD1" + ref(1) + ref(2), "\x54Mine", QByteArray("\x59" "app.F\0\0 a", 10)});
+    const PlistReadResult result = readPlistSafely(binary);
     ASSERT_TRUE(result) << result.error.toStdString();
-    // The library keeps the length but not the bytes after a NUL.
-    const std::string text = plistString(plist_dict_get_item(result.root.get(), "Mine"));
-    EXPECT_EQ(text.size(), 9u);
-    EXPECT_EQ(text.substr(0, 5), "app.F");
+    // What survives of the text after the NUL is the library's affair; no abort.
+    EXPECT_EQ(plistString(plist_dict_get_item(result.root.get(), "Mine")).substr(0, 5), "app.F");
     EXPECT_EQ(plistString(result.root.get()), std::string());  // not a string node
 }
 

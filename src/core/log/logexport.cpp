@@ -130,7 +130,7 @@ std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSour
     if (!file.open(QIODevice::ReadOnly)) return std::nullopt;
     // Never more than a property list may hold: the path may name a device
     // or a pipe that does not end.
-    const QByteArray bytes = file.read(kPlistMaxBytes + 1);
+    const QByteArray bytes = readAtMost(file, kPlistMaxBytes + 1);
     const PlistReadResult root = readPlistSafely(bytes);
     if (!root) {
         VF_LOG("not a property list: {}, {}", path, root.error);

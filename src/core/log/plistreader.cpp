@@ -22,7 +22,22 @@ uint64_t readBigEndian(const unsigned char* p, int size) {
 
 // Nesting depth of the XML elements. The library parses the nesting of
 // arrays and dictionaries recursively, so the depth is all we bound.
+// XML forbids the NUL character, raw or as a character reference; the
+// library would take one into a dictionary key and then abort on reading it.
+bool xmlHoldsNul(const QByteArray& bytes) {
+    if (bytes.contains('\0')) return true;
+    for (qsizetype at = bytes.indexOf("&#"); at >= 0; at = bytes.indexOf("&#", at + 2)) {
+        qsizetype i = at + 2;
+        const bool hex = i < bytes.size() && (bytes[i] == 'x' || bytes[i] == 'X');
+        if (hex) ++i;
+        while (i < bytes.size() && bytes[i] == '0') ++i;
+        if (i > at + 2 + (hex ? 1 : 0) && i < bytes.size() && bytes[i] == ';') return true;
+    }
+    return false;
+}
+
 QString checkXml(const QByteArray& bytes) {
+    if (xmlHoldsNul(bytes)) return u"the property list holds a NUL character"_s;
     int depth = 0;
     const char* p = bytes.constData();
     const char* const end = p + bytes.size();
@@ -70,7 +85,31 @@ private:
         uint64_t next = 0;
         uint64_t nodes = 1;
         int height = 1;
+        bool isDict = false;
     };
+
+    // A key (an ASCII or UTF-16 string) with a NUL in it.
+    bool keyHoldsNul(uint64_t object) const {
+        const uint64_t at = offsetOf(object);
+        if (at < 8 || at >= tableStart_) return false;  // the library refuses it itself
+        const int type = data_[at] >> 4;
+        if (type != 0x5 && type != 0x6) return false;
+        uint64_t pos = at + 1;
+        uint64_t length = data_[at] & 0x0F;
+        if (length == 0x0F) {
+            if (pos >= tableStart_ || (data_[pos] >> 4) != 0x1) return false;
+            const int width = 1 << (data_[pos] & 0x0F);
+            if (width > 8 || pos + 1 + uint64_t(width) > tableStart_) return false;
+            length = readBigEndian(data_ + pos + 1, width);
+            pos += 1 + uint64_t(width);
+        }
+        const uint64_t unit = type == 0x6 ? 2 : 1;
+        if (length > (tableStart_ - pos) / unit) return false;
+        for (uint64_t i = 0; i < length; ++i) {
+            if (unit == 1 ? data_[pos + i] == 0 : (data_[pos + 2 * i] == 0 && data_[pos + 2 * i + 1] == 0)) return true;
+        }
+        return false;
+    }
 
     uint64_t offsetOf(uint64_t object) const {
         return readBigEndian(data_ + tableStart_ + object * offsetSize_, offsetSize_);
@@ -131,6 +170,8 @@ private:
             const uint64_t child = readBigEndian(data_ + frame.firstRef + frame.next * refSize_, refSize_);
             ++frame.next;
             if (child >= count_) return u"the binary property list refers to a missing object"_s;
+            if (frame.isDict && frame.next <= frame.children / 2 && keyHoldsNul(child))
+                return u"the property list holds a NUL character in a key"_s;
             if (state[child] == 1) return u"the binary property list refers to itself"_s;
             if (state[child] == 2) {
                 frame.height = qMax(frame.height, heights[child] + 1);
@@ -148,6 +189,7 @@ private:
         Frame frame{object, 0, 0};
         if (!children(object, &frame.firstRef, &frame.children))
             return u"the binary property list has a damaged object"_s;
+        frame.isDict = (data_[offsetOf(object)] >> 4) == 0xD;
         (*state)[object] = 1;
         stack->push_back(frame);
         return {};
@@ -168,6 +210,22 @@ QString plistPrecheck(const QByteArray& bytes) {
     if (bytes.size() > kPlistMaxBytes) return u"the file is too large for a property list"_s;
     if (bytes.startsWith("bplist00")) return BinaryChecker(bytes).check();
     return checkXml(bytes);
+}
+
+QByteArray readAtMost(QIODevice& device, qint64 limit, bool* truncated) {
+    QByteArray bytes;
+    if (!device.isSequential()) bytes.reserve(qsizetype(qBound<qint64>(0, device.size() - device.pos(), limit)));
+    char chunk[64 * 1024];
+    while (bytes.size() < limit) {
+        const qint64 got = device.read(chunk, qMin<qint64>(sizeof chunk, limit - bytes.size()));
+        if (got <= 0) break;
+        bytes.append(chunk, qsizetype(got));
+    }
+    if (truncated != nullptr) {
+        char extra = 0;
+        *truncated = bytes.size() == limit && device.read(&extra, 1) == 1;
+    }
+    return bytes;
 }
 
 std::string plistString(plist_t node) {

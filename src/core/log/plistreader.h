@@ -8,6 +8,7 @@
 // Pure functions; any thread.
 
 #include <QByteArray>
+#include <QIODevice>
 #include <QString>
 #include <memory>
 #include <string>
@@ -38,6 +39,11 @@ struct PlistReadResult {
 // inconsistent trailer, offset table or object reference, and reference
 // cycles.
 PlistReadResult readPlistSafely(const QByteArray& bytes);
+
+// At most `limit` bytes from the start of `device` (open for reading), and
+// whether there was more. Reads a pipe or a device in chunks, without
+// allocating `limit` up front. Blocking; the caller's thread.
+QByteArray readAtMost(QIODevice& device, qint64 limit, bool* truncated = nullptr);
 
 // The bytes of a string node (empty for any other node). Strings may hold
 // NUL characters; the library's own string getter aborts on those.
