@@ -118,6 +118,14 @@ TEST(AsyncSocket, BoundedReadsCutAndSkipToTheNextRecord) {
     }
 }
 
+// A peer that floods a connection nobody reads from is cut off.
+TEST_F(AsyncSocketTest, UnrequestedFloodEndsTheConnection) {
+    connect(Script().replyRepeated(QByteArray(64 * 1024, 'x'), -1));
+    ASSERT_TRUE(waitUntil([&] { return recorder.disconnects > 0; }, 20000));
+    ASSERT_TRUE(recorder.error.has_value());
+    EXPECT_EQ(recorder.error->code, EMSGSIZE);
+}
+
 TEST_F(AsyncSocketTest, RequestsThatCannotStartAndFailuresReportedAsErrors) {
     Error error;
     EXPECT_FALSE(socket.connectToHost(QString(), 1, &error));

@@ -16,6 +16,8 @@ namespace {
 constexpr int kDisposeGraceMs = 10000;
 // Compact the receive buffer once this much of it has been handed out.
 constexpr qsizetype kCompactThreshold = 64 * 1024;
+// A peer that keeps sending while nobody reads is cut off past this much.
+constexpr qsizetype kMaxUnrequestedBytes = 8 * 1024 * 1024;
 
 Error socketError(int code, const QString& description) {
     Error error;
@@ -162,6 +164,8 @@ void AsyncSocket::onReadyRead() {
     if (disposing_) return;  // nobody wants it any more
     buffer_.append(incoming);
     pumpReads();
+    if (!closed_ && reads_.empty() && buffer_.size() - bufferPos_ > kMaxUnrequestedBytes)
+        closeWithError(socketError(EMSGSIZE, QStringLiteral("The peer sent more than was asked for")));
 }
 
 void AsyncSocket::onBytesWritten(qint64 bytes) {

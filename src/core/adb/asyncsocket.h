@@ -81,6 +81,9 @@ public:
     // `maxLength` whatever the peer sends.
     void readDataToData(const QByteArray& delimiter, double timeout, long tag, qsizetype maxLength = 0);
 
+    // Bytes that arrive while no read is queued wait in a buffer; a peer
+    // that sends more than 8 MiB of them is disconnected with EMSGSIZE.
+
     // Closes at once, dropping pending reads and writes. Any thread (queued
     // to the socket thread). The disconnect is reported later, once.
     void disconnect();
