@@ -32,7 +32,7 @@ int CliApplication::run(const QStringList& arguments) {
     switch (options.command) {
     case Command::Help: out_ << helpText(options.helpTopic).toStdString(); return kExitOk;
     case Command::Version: out_ << versionText().toStdString(); return kExitOk;
-    case Command::Convert: return runConvert(options, out_, err_);
+    case Command::Convert: return runConvert(options, out_, err_, environment_.stdoutIsTerminal);
     case Command::Detect: return runDetect(options, out_, err_);
     case Command::CheckFilter: return runCheckFilter(options, out_, err_);
     case Command::Crashes: return runCrashes(options, out_, err_);
@@ -51,6 +51,7 @@ int CliApplication::run(const QStringList& arguments) {
     if (options.command == Command::Devices) return DevicesCommand(options, endpoint, out_, err_).run();
     StreamSettings settings;
     settings.color = environment_.stdoutIsTerminal && !environment_.noColor && !options.noColor;
+    settings.terminal = environment_.stdoutIsTerminal;
     return StreamCommand(options, settings, endpoint, out_, err_).run();
 }
 

@@ -7,6 +7,7 @@
 #include "cli/rowwriter.h"
 #include "core/adb/devicelistdatasource.h"
 #include "core/adb/devicelistreader.h"
+#include "core/adb/replyframing.h"
 #include "core/support/threads.h"
 
 using namespace Qt::StringLiterals;
@@ -101,6 +102,11 @@ void DevicesCommand::onDeviceListFailed(int code) { deviceListFailedWithError(co
 
 void DevicesCommand::handleFailure(int code) {
     if (done_) return;
+    if (code == kDeviceListUnexpectedReply) {
+        err_ << "vellumfox-cli: " << kUnexpectedReplyText << '\n';
+        finish(kExitFailure);
+        return;
+    }
     if (code != 0) {
         err_ << "vellumfox-cli: no device attached\n";
         finish(kExitFailure);

@@ -31,7 +31,7 @@ std::optional<int> prepareFilter(const CliOptions& options, std::ostream& err, P
 
 }  // namespace
 
-int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err) {
+int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal) {
     PredicatePtr predicate;
     if (const auto status = prepareFilter(options, err, predicate)) return *status;
 
@@ -55,7 +55,7 @@ int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err) 
     if (options.count) {
         out << passing.size() << '\n';
     } else {
-        const auto writer = makeRowWriter(options.format, out);
+        const auto writer = makeRowWriter(options.format, out, false, terminal);
         for (const RowPtr& row : std::as_const(passing)) writer->write(row);
     }
     out.flush();

@@ -9,7 +9,8 @@
 
 namespace vf::cli {
 
-int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err);
+// `terminal`: `out` is a terminal (control characters in rows are escaped).
+int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal = false);
 int runDetect(const CliOptions& options, std::ostream& out, std::ostream& err);
 int runCheckFilter(const CliOptions& options, std::ostream& out, std::ostream& err);
 

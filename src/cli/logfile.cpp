@@ -8,6 +8,7 @@
 
 #include "core/log/linesplit.h"
 #include "core/log/logexport.h"
+#include "core/support/plistreader.h"
 #include "core/log/utf8.h"
 
 using namespace Qt::StringLiterals;
@@ -17,6 +18,22 @@ namespace vf::cli {
 namespace {
 
 bool hasVellumfoxSuffix(const QString& path) { return path.toLower().endsWith(u"vellumfox"_s); }
+
+// Detection judges a file by its first few dozen lines; reading this much
+// covers them in any ordinary log and keeps `detect` cheap on huge files,
+// devices and pipes that never end.
+constexpr qint64 kDetectionBytes = qint64(1) << 20;
+
+// Drops an incomplete UTF-8 sequence that the read limit cut off, so that
+// the prefix of a valid file is still valid.
+void trimCutSequence(QByteArray& bytes) {
+    qsizetype lead = bytes.size();
+    while (lead > 0 && bytes.size() - lead < 4 && (uchar(bytes[lead - 1]) & 0xC0) == 0x80) --lead;
+    if (lead == 0 || uchar(bytes[lead - 1]) < 0xC0) return;
+    const uchar c = uchar(bytes[lead - 1]);
+    const qsizetype need = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : 2;
+    if (bytes.size() - (lead - 1) < need) bytes.truncate(lead - 1);
+}
 
 // Lines as the file reader splits them (a CR LF pair leaves an empty line
 // between, which the detector skips as too short).
@@ -65,7 +82,9 @@ LayoutDetection detectLayout(const QString& path) {
         result.error = file.errorString();
         return result;
     }
-    const std::string text = utf8::fileTextAsUtf8(file.readAll().toStdString());
+    QByteArray head = readAtMost(file, kDetectionBytes);
+    if (head.size() == kDetectionBytes) trimCutSequence(head);
+    const std::string text = utf8::fileTextAsUtf8(head.toStdString());
     result.format = determineLogType(splitLines(text));
     return result;
 }

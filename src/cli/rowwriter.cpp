@@ -40,9 +40,10 @@ size_t validSequenceLength(std::string_view s, size_t i) {
 // The viewer's saved-text layout, optionally in the level's colour.
 class TextWriter final : public RowWriter {
 public:
-    TextWriter(std::ostream& out, bool color) : out_(out), color_(color) {}
+    TextWriter(std::ostream& out, bool color, bool terminal) : out_(out), color_(color), terminal_(terminal) {}
     void write(const RowPtr& row) override {
         std::string line = savedTextLine(*row);
+        if (terminal_) line = terminalSafe(line);
         const std::string_view color = color_ ? levelColor(row->type()) : std::string_view();
         if (!color.empty()) {
             // The reset goes before the line feed so a cut-off line leaves no colour behind.
@@ -55,19 +56,26 @@ public:
 private:
     std::ostream& out_;
     bool color_;
+    bool terminal_;
 };
 
 // The viewer's copy layout: seven tab-separated columns.
 class TsvWriter final : public RowWriter {
 public:
-    explicit TsvWriter(std::ostream& out) : out_(out) {}
+    TsvWriter(std::ostream& out, bool terminal) : out_(out), terminal_(terminal) {}
     void write(const RowPtr& row) override {
         const QByteArray line = copyText(RowList{row}).toUtf8();
+        if (terminal_) {
+            const std::string safe = terminalSafe(std::string_view(line.constData(), size_t(line.size())));
+            out_.write(safe.data(), std::streamsize(safe.size()));
+            return;
+        }
         out_.write(line.constData(), std::streamsize(line.size()));
     }
 
 private:
     std::ostream& out_;
+    bool terminal_;
 };
 
 // One JSON object per line, keys in the row's key order.
@@ -91,6 +99,26 @@ private:
 };
 
 }  // namespace
+
+std::string terminalSafe(std::string_view line) {
+    std::string out;
+    out.reserve(line.size());
+    const size_t body = !line.empty() && line.back() == '\n' ? line.size() - 1 : line.size();
+    std::array<char, 8> buffer{};
+    for (size_t i = 0; i < body; ++i) {
+        const unsigned char c = (unsigned char)line[i];
+        if ((c < 0x20 && c != '\t') || c == 0x7F) {
+            std::snprintf(buffer.data(), buffer.size(), "\\x%02x", c);
+            out += buffer.data();
+        } else if (c == 0xC2 && i + 1 < body && (unsigned char)line[i + 1] >= 0x80 && (unsigned char)line[i + 1] <= 0x9F) {
+            appendEscapedCodeUnit(out, (unsigned char)line[++i]);
+        } else {
+            out += char(c);
+        }
+    }
+    out.append(line.substr(body));
+    return out;
+}
 
 void appendJsonString(std::string& out, std::string_view s) {
     out += '"';
@@ -143,13 +171,13 @@ std::string_view levelColor(std::string_view type) {
     }
 }
 
-std::unique_ptr<RowWriter> makeRowWriter(OutputFormat format, std::ostream& out, bool color) {
+std::unique_ptr<RowWriter> makeRowWriter(OutputFormat format, std::ostream& out, bool color, bool terminal) {
     switch (format) {
-    case OutputFormat::Tsv: return std::make_unique<TsvWriter>(out);
+    case OutputFormat::Tsv: return std::make_unique<TsvWriter>(out, terminal);
     case OutputFormat::Json: return std::make_unique<JsonWriter>(out);
     case OutputFormat::Text: break;
     }
-    return std::make_unique<TextWriter>(out, color);
+    return std::make_unique<TextWriter>(out, color, terminal);
 }
 
 }  // namespace vf::cli

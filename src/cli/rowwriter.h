@@ -22,8 +22,17 @@ public:
 };
 
 // `color`: wrap text lines in the level's terminal colour (text format only;
-// tsv and json are for machines and never coloured). `out` must outlive the writer.
-std::unique_ptr<RowWriter> makeRowWriter(OutputFormat format, std::ostream& out, bool color = false);
+// tsv and json are for machines and never coloured). `terminal`: `out` is a
+// terminal, so text and tsv lines go through terminalSafe() (a device's log
+// must not drive the user's terminal; json escapes on its own). `out` must
+// outlive the writer.
+std::unique_ptr<RowWriter> makeRowWriter(OutputFormat format, std::ostream& out, bool color = false,
+                                         bool terminal = false);
+
+// `line` with every control character but tab and a final line feed shown
+// as a visible escape: C0 controls and DEL as "\xHH", C1 controls (which
+// terminals also obey) as "\u00HH". Everything else is kept byte for byte.
+std::string terminalSafe(std::string_view line);
 
 // Appends `utf8` as a JSON string literal (with its quotes). Control
 // characters are escaped, invalid UTF-8 becomes U+FFFD.

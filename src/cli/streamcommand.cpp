@@ -9,6 +9,7 @@
 #include "cli/rowwriter.h"
 #include "cli/signalwatcher.h"
 #include "core/adb/devicelistdatasource.h"
+#include "core/adb/replyframing.h"
 #include "core/support/threads.h"
 
 using namespace Qt::StringLiterals;
@@ -59,7 +60,7 @@ int StreamCommand::run() {
         return kExitUsage;
     }
     filter_ = std::move(build.predicate);
-    writer_ = makeRowWriter(options_.format, out_, settings_.color);
+    writer_ = makeRowWriter(options_.format, out_, settings_.color, settings_.terminal);
 
     store_ = std::make_unique<LogDatasource>();
     store_->setDelegate(this);
@@ -129,8 +130,14 @@ void StreamCommand::onDeviceModel(const QString&, const QString&) {}
 void StreamCommand::onDeviceListFailed(int code) {
     runOnMainThread([self = QPointer<StreamCommand>(this), code] {
         if (!self) return;
-        if (code == 0) self->handleAdbNotRunning();
-        else self->handleNoDevice();
+        if (code == 0) {
+            self->handleAdbNotRunning();
+        } else if (code == kDeviceListUnexpectedReply) {
+            self->message(QString::fromLatin1(kUnexpectedReplyText));
+            self->finish(kExitFailure);
+        } else {
+            self->handleNoDevice();
+        }
     });
 }
 

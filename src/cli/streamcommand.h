@@ -31,6 +31,7 @@ class SignalWatcher;
 
 struct StreamSettings {
     bool color = false;
+    bool terminal = false;            // stdout is a terminal: control characters escaped
     int pollIntervalMs = 50;          // how often new rows are collected
     int reconnectIntervalMs = 5000;   // the viewer's retry period
 };

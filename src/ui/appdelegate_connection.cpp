@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/adb/devicestate.h"
+#include "core/adb/replyframing.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
 #include "ui/connectionbackend.h"
@@ -86,6 +87,7 @@ void VellumfoxAppDelegate::onDeviceListFailed(int code) {
         if (self == nullptr) return;
         if (code == 0) self->adbNotRunningError(Error{});
         else if (code == 1 && !self->autoReconnect_) self->adbDeviceNotFound(Error{});
+        else if (code == kDeviceListUnexpectedReply) self->showAlert(QString::fromLatin1(kUnexpectedReplyText));
     });
 }
 

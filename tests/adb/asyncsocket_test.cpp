@@ -95,6 +95,37 @@ TEST_F(AsyncSocketTest, PeerCloseDrainsBufferedReadsThenReportsOnce) {
     EXPECT_FALSE(socket.isConnected());
 }
 
+// A bounded read hands out its limit and drops the rest of the record, up
+// to a delimiter that may straddle the cut; whatever the segmentation.
+TEST(AsyncSocket, BoundedReadsCutAndSkipToTheNextRecord) {
+    const QByteArray reply = "abcdefgh\nxy\nabcIENDok\n";
+    for (const bool bytewise : {false, true}) {
+        ScriptedAdbServer server;
+        Script script;
+        bytewise ? script.replyBytewise(reply) : script.reply(reply);
+        server.addScript(script.close());
+        Recorder recorder;
+        AsyncSocket socket(&recorder);
+        ASSERT_TRUE(socket.connectToHost(QStringLiteral("127.0.0.1"), server.port()));
+        socket.readDataToData(AsyncSocket::LFData(), -1, 1, 4);
+        socket.readDataToData(AsyncSocket::LFData(), -1, 2, 4);
+        socket.readDataToData("IEND", -1, 3, 4);
+        socket.readDataToData(AsyncSocket::LFData(), -1, 4, 4);
+        ASSERT_TRUE(waitUntil([&] { return recorder.disconnects > 0; })) << recorder.events.join(u'|').toStdString();
+        EXPECT_EQ(recorder.events, strings({"connect", "read 1 abcd", "read 2 xy\n", "read 3 abcI", "read 4 ok\n",
+                                            "disconnect"}))
+            << "bytewise=" << bytewise;
+    }
+}
+
+// A peer that floods a connection nobody reads from is cut off.
+TEST_F(AsyncSocketTest, UnrequestedFloodEndsTheConnection) {
+    connect(Script().replyRepeated(QByteArray(64 * 1024, 'x'), -1));
+    ASSERT_TRUE(waitUntil([&] { return recorder.disconnects > 0; }, 20000));
+    ASSERT_TRUE(recorder.error.has_value());
+    EXPECT_EQ(recorder.error->code, EMSGSIZE);
+}
+
 TEST_F(AsyncSocketTest, RequestsThatCannotStartAndFailuresReportedAsErrors) {
     Error error;
     EXPECT_FALSE(socket.connectToHost(QString(), 1, &error));

@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include "core/adb/logreader.h"
+#include "core/adb/replyframing.h"
 #include "core/support/utf8.h"
 #include "core/support/preferences.h"
 #include "support/fixtures/scriptedadbserver.h"
@@ -86,9 +87,15 @@ TEST_F(LogReaderTest, ConversationsReportThenEndOnce) {
          kTransportAny, strings({"not found device 'x' not found", "stopped"})},
         {"other failure", {}, {}, transportAnyThen(test::failReply("more than one device/emulator")).close(),
          kTransportAny, strings({"error 2 more than one device/emulator", "stopped"})},
-        // A lower-case status is not "OKAY"; what follows it is read as the failure.
+        // Replies that break the framing end the run with the same report.
         {"lower-case status", {}, {}, transportAnyThen("okay0004oops").close(), kTransportAny,
-         strings({"error 2 oops", "stopped"})},
+         strings({"error 3 the ADB server sent an unexpected reply", "stopped"})},
+        {"failure length not hex", {}, {}, transportAnyThen("FAIL00g4oops").close(), kTransportAny,
+         strings({"error 3 the ADB server sent an unexpected reply", "stopped"})},
+        {"closed inside the failure message", {}, {}, transportAnyThen("FAIL0010oops").close(), kTransportAny,
+         strings({"error 3 the ADB server sent an unexpected reply", "stopped"})},
+        {"closed inside the status", {}, {}, transportAnyThen("OK").close(), kTransportAny,
+         strings({"error 3 the ADB server sent an unexpected reply", "stopped"})},
         {"no server", {}, {}, std::nullopt, {},
          {u"not running %1"_s.arg(kConnectionRefusedCode), u"stopped"_s}},
     };
@@ -108,6 +115,26 @@ TEST_F(LogReaderTest, ConversationsReportThenEndOnce) {
             EXPECT_EQ(server.received(connection++), c.requests);
         }
     }
+}
+
+// A line without end is cut at the limit, kept as one marked row, and the
+// stream goes on with the next line; memory stays near the limit.
+TEST_F(LogReaderTest, EndlessLineIsCutAndTheStreamGoesOn) {
+    const QByteArray chunk(64 * 1024, 'x');
+    server.addScript(transportAnyThen("OKAY")
+                         .expect(kStream.size())
+                         .reply("OKAYfirst\n")
+                         .replyRepeated(chunk, 40)  // 2.5 MiB in one line
+                         .reply("\xc3\xa9\nnext\n")
+                         .close());
+    start(reader, recorder);
+    finish(recorder);
+    ASSERT_EQ(recorder.events.size(), 4) << recorder.events.join(u'|').left(200).toStdString();
+    EXPECT_EQ(recorder.events[0], u"line first\n"_s);
+    const QString cut = recorder.events[1];
+    EXPECT_EQ(cut.size(), 5 + kMaxLineBytes + qsizetype(sizeof kCutLineMark - 1) + 1);
+    EXPECT_TRUE(cut.endsWith(QString::fromLatin1(kCutLineMark) + u"\n"_s));
+    EXPECT_EQ(recorder.events.mid(2), strings({"line next\n", "stopped"}));
 }
 
 // Stopping mid-stream (twice) closes the stream connection and ends once.

@@ -3,6 +3,7 @@
 #include <QStringList>
 
 #include "core/adb/pidreader.h"
+#include "core/adb/replyframing.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
@@ -75,6 +76,36 @@ TEST(PidReader, DeliversTheWholeOutputOnlyWhenTheConversationSucceeds) {
             EXPECT_EQ(server.received(connection++), c.requests);
         }
     }
+}
+
+}  // namespace
+}  // namespace vf
+
+namespace vf {
+namespace {
+
+// A process table that never ends is cut at the output limit and the rows
+// read so far still arrive; a reply cut short reports instead.
+TEST(PidReader, RunawayOutputIsCutAndBrokenRepliesReported) {
+    ScriptedAdbServer server;
+    test::ScopedAdbPreferences prefs(server.port());
+    const QByteArray row = "u0_a12 1234 1 100 10 0 0 S com.example.app\n";
+    server.addScript(Script().expectRequest("host:transport-any").reply("OKAY").expect(12).reply("OKAY")
+                         .replyRepeated(row.repeated(1000), -1));
+    server.addScript(Script().expectRequest("host:transport-any").reply("OKAY").expect(12).reply("OK").close());
+    PidRecorder recorder;
+    for (int run = 0; run < 2; ++run) {
+        PidReader reader;
+        reader.setDelegate(&recorder);
+        reader.connect();
+        ASSERT_TRUE(waitUntil([&] { return recorder.texts.size() + recorder.errors.size() == run + 1; }, 20000))
+            << run << " " << server.received(run).toStdString() << " " << server.isClosed(run);
+    }
+    ASSERT_EQ(recorder.texts.size(), 1);
+    EXPECT_GE(recorder.texts[0].size(), kMaxCommandOutputBytes);
+    EXPECT_LT(recorder.texts[0].size(), kMaxCommandOutputBytes + kMaxLineBytes);
+    EXPECT_TRUE(recorder.texts[0].endsWith(u"com.example.app\n"_s));
+    EXPECT_EQ(recorder.errors, QStringList{QString::fromLatin1(kUnexpectedReplyText)});
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <QStringDecoder>
 #include <limits>
 
+#include "core/adb/replyframing.h"
 #include "core/support/logger.h"
 #include "core/support/preferences.h"
 #include "core/support/threads.h"
@@ -36,6 +37,7 @@ void AdbSocket::connect() {
 
     // A replaced connection must never report into this conversation again.
     retireSocket(true);
+    replyFailed_ = false;
     auto* fresh = new AsyncSocket(this);
     {
         QMutexLocker lock(&mutex_);
@@ -106,19 +108,19 @@ void AdbSocket::send(const QString& text, double timeout, long tag) {
 
 void AdbSocket::sendExpectOkay(const QString& text, double timeout, long tag) {
     send(text, timeout, tag);
-    if (socket_ != nullptr) socket_->readDataToLength(4, timeout, tag);
+    if (socket_ != nullptr) socket_->readDataToLength(4, timeout > 0 ? timeout : replyTimeout_, tag);
 }
 
 void AdbSocket::readWithTag(long tag) {
-    if (socket_ != nullptr) socket_->readDataToData(AsyncSocket::LFData(), -1.0, tag);
+    if (socket_ != nullptr) socket_->readDataToData(AsyncSocket::LFData(), replyTimeout_, tag, kMaxLineBytes);
 }
 
 void AdbSocket::readPNGWithTag(long tag) {
-    if (socket_ != nullptr) socket_->readDataToData(QByteArrayLiteral("IEND"), -1.0, tag);
+    if (socket_ != nullptr) socket_->readDataToData(QByteArrayLiteral("IEND"), replyTimeout_, tag, kMaxImageBytes);
 }
 
 void AdbSocket::readToLength(qsizetype length, long tag) {
-    if (socket_ != nullptr) socket_->readDataToLength(length, -1.0, tag);
+    if (socket_ != nullptr) socket_->readDataToLength(length, replyTimeout_, tag);
 }
 
 void AdbSocket::sendDeviceId(long tag) {
@@ -194,10 +196,34 @@ void AdbSocket::adbDeviceNotFound(const Error& /*error*/) {
     isConnecting_.store(false);
 }
 
+void AdbSocket::adbReplyFailed(const Error& error) {
+    VF_LOG("Error: {}", error.toString());
+    isConnecting_.store(false);
+    replyFailed_ = true;
+    stop();
+}
+
+bool AdbSocket::checkStatus(const QByteArray& status) {
+    const ReplyStatus kind = replyStatus(status);
+    if (kind == ReplyStatus::Unexpected && !replyFailed_) adbReplyFailed(unexpectedReplyError());
+    return kind == ReplyStatus::Okay;
+}
+
+std::optional<uint32_t> AdbSocket::checkLength(const QByteArray& digits) {
+    const std::optional<uint32_t> length = parseHexLength(digits);
+    if (!length && !replyFailed_) adbReplyFailed(unexpectedReplyError());
+    return length;
+}
+
 void AdbSocket::socketDidConnect(AsyncSocket* /*socket*/) { isConnecting_.store(false); }
 
-void AdbSocket::socketDidDisconnect(AsyncSocket* /*socket*/, const OptionalError& error) {
+void AdbSocket::socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) {
     if (error && error->code == kConnectionRefusedCode) adbNotRunningError(*error);
+    // A reply cut short, or none in time, is the server's fault as much as
+    // a malformed one; the conversation must not wait for more.
+    const bool cutShort = socket != nullptr && socket->endedMidRead();
+    const bool timedOut = error && error->code == kReadTimeoutCode && error->domain == QLatin1StringView(kSocketErrorDomain);
+    if ((cutShort || timedOut) && !replyFailed_) adbReplyFailed(timedOut ? *error : unexpectedReplyError());
     isConnecting_.store(false);
 }
 

@@ -76,6 +76,11 @@ protected:
     // Connection-level failures; subclasses call the base first, then report.
     virtual void adbNotRunningError(const Error& error);
     virtual void adbDeviceNotFound(const Error& error);
+    // The server's reply broke the protocol (see core/adb/replyframing.h) or
+    // did not come within the reply timeout; the connection is closed.
+    // Subclasses call the base first, then report. Reported at most once per
+    // connection.
+    virtual void adbReplyFailed(const Error& error);
 
     // Socket thread.
     void send(const QString& text, double timeout, long tag);
@@ -85,6 +90,16 @@ protected:
     void readToLength(qsizetype length, long tag);
     // "host:transport:<serial>" or "host:transport-any", expecting "OKAY".
     void sendDeviceId(long tag);
+
+    // True for "OKAY". Anything but "OKAY" or "FAIL" ends the conversation
+    // through adbReplyFailed().
+    bool checkStatus(const QByteArray& status);
+    // The length of four hex digits, or nullopt after ending the
+    // conversation through adbReplyFailed().
+    std::optional<uint32_t> checkLength(const QByteArray& digits);
+    // Every read of this conversation waits at most `seconds` (<= 0: for ever).
+    void setReplyTimeout(double seconds) { replyTimeout_ = seconds; }
+    bool replyFailed() const { return replyFailed_; }
 
     void logNotOkay(const QByteArray& status) const;
     static void logUnknownTag(long tag);
@@ -100,6 +115,8 @@ private:
     QString deviceId_;
     std::optional<AdbEndpoint> endpoint_;  // set once at construction
     std::atomic<bool> isConnecting_{false};
+    double replyTimeout_ = -1.0;  // socket thread
+    bool replyFailed_ = false;    // socket thread; reset by connect()
 };
 
 }  // namespace vf

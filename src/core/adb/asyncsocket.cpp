@@ -16,6 +16,8 @@ namespace {
 constexpr int kDisposeGraceMs = 10000;
 // Compact the receive buffer once this much of it has been handed out.
 constexpr qsizetype kCompactThreshold = 64 * 1024;
+// A peer that keeps sending while nobody reads is cut off past this much.
+constexpr qsizetype kMaxUnrequestedBytes = 8 * 1024 * 1024;
 
 Error socketError(int code, const QString& description) {
     Error error;
@@ -93,14 +95,14 @@ void AsyncSocket::writeData(const QByteArray& bytes, double /*timeout*/, long ta
 void AsyncSocket::readDataToLength(qsizetype length, double timeout, long tag) {
     VF_ASSERT_THREAD(this);
     if (reported_) return;
-    reads_.push_back(Read{length, {}, timeout, tag});
+    reads_.push_back(Read{length, {}, 0, timeout, tag});
     pumpReads();
 }
 
-void AsyncSocket::readDataToData(const QByteArray& delimiter, double timeout, long tag) {
+void AsyncSocket::readDataToData(const QByteArray& delimiter, double timeout, long tag, qsizetype maxLength) {
     VF_ASSERT_THREAD(this);
     if (reported_ || delimiter.isEmpty()) return;
-    reads_.push_back(Read{0, delimiter, timeout, tag});
+    reads_.push_back(Read{0, delimiter, qMax<qsizetype>(0, maxLength), timeout, tag});
     pumpReads();
 }
 
@@ -162,6 +164,8 @@ void AsyncSocket::onReadyRead() {
     if (disposing_) return;  // nobody wants it any more
     buffer_.append(incoming);
     pumpReads();
+    if (!closed_ && reads_.empty() && buffer_.size() - bufferPos_ > kMaxUnrequestedBytes)
+        closeWithError(socketError(EMSGSIZE, QStringLiteral("The peer sent more than was asked for")));
 }
 
 void AsyncSocket::onBytesWritten(qint64 bytes) {
@@ -206,6 +210,7 @@ void AsyncSocket::closeWithError(const OptionalError& error) {
     pendingOut_.clear();
     readTimer_->stop();
     pumpReads();
+    endedMidRead_ = !reads_.empty() && reads_.front().delimiter.isEmpty() && reads_.front().length > 0;
     reads_.clear();
     scheduleDisconnectReport();
     if (disposing_) deleteLater();
@@ -245,7 +250,24 @@ void AsyncSocket::pumpReads() {
     armReadTimer();
 }
 
+// Drops the remainder of a record that a bounded read cut; true once its
+// delimiter has gone by.
+bool AsyncSocket::skipCutRecord() {
+    if (skipTo_.isEmpty()) return true;
+    // A delimiter may straddle the cut: search from just before it.
+    const qsizetype found = buffer_.indexOf(skipTo_, qMax<qsizetype>(0, bufferPos_ - skipTo_.size() + 1));
+    if (found >= 0) {
+        bufferPos_ = found + skipTo_.size();
+        skipTo_.clear();
+        return true;
+    }
+    // Keep only what could be the start of the delimiter.
+    bufferPos_ = qMax(bufferPos_, buffer_.size() - skipTo_.size() + 1);
+    return false;
+}
+
 bool AsyncSocket::takeCompletedRead(QByteArray* data, long* tag) {
+    if (!skipCutRecord()) return false;
     if (reads_.empty()) return false;
     if (!closed_ && !connectedOnce_) return false;
     const Read& head = reads_.front();
@@ -257,11 +279,14 @@ bool AsyncSocket::takeCompletedRead(QByteArray* data, long* tag) {
     } else {
         const qsizetype from = qMax(searchFrom_, bufferPos_);
         const qsizetype found = buffer_.indexOf(head.delimiter, from);
-        if (found < 0) {
+        take = found < 0 ? -1 : found + head.delimiter.size() - bufferPos_;
+        if (head.maxLength > 0 && (found < 0 ? available : take) > head.maxLength) {
+            take = head.maxLength;
+            skipTo_ = head.delimiter;  // the rest of this record goes unread
+        } else if (found < 0) {
             searchFrom_ = qMax(bufferPos_, buffer_.size() - head.delimiter.size() + 1);
             return false;
         }
-        take = found + head.delimiter.size() - bufferPos_;
     }
     *data = buffer_.mid(bufferPos_, take);
     *tag = head.tag;

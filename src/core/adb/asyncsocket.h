@@ -72,14 +72,26 @@ public:
     // `timeout` (seconds) disconnects with kReadTimeoutCode when the read has
     // not completed in time; zero or negative waits for ever.
     void readDataToLength(qsizetype length, double timeout, long tag);
-    // Queues a read up to and including `delimiter` (non-empty).
-    void readDataToData(const QByteArray& delimiter, double timeout, long tag);
+    // Queues a read up to and including `delimiter` (non-empty). With a
+    // positive `maxLength`, a read that has gathered that many bytes without
+    // the delimiter completes with exactly those bytes (so the data does not
+    // end with the delimiter: the reader can tell it was cut), and the rest
+    // of that delimited record is dropped as it arrives, up to and including
+    // its delimiter. The next read starts after it. Memory stays bounded by
+    // `maxLength` whatever the peer sends.
+    void readDataToData(const QByteArray& delimiter, double timeout, long tag, qsizetype maxLength = 0);
+
+    // Bytes that arrive while no read is queued wait in a buffer; a peer
+    // that sends more than 8 MiB of them is disconnected with EMSGSIZE.
 
     // Closes at once, dropping pending reads and writes. Any thread (queued
     // to the socket thread). The disconnect is reported later, once.
     void disconnect();
     // Any thread.
     bool isConnected() const { return connected_.load(); }
+    // Socket thread. True once the peer closed the connection while an
+    // exact-length read still waited for bytes (a reply cut short).
+    bool endedMidRead() const { return endedMidRead_; }
 
     // Detaches the delegate and lets a live connection end on its own (the
     // peer closes it; pending writes still go out, incoming bytes are
@@ -94,6 +106,7 @@ private:
     struct Read {
         qsizetype length = 0;  // exact-length read when delimiter is empty
         QByteArray delimiter;
+        qsizetype maxLength = 0;  // delimiter reads: cut at this many bytes (0: no limit)
         double timeout = -1.0;
         long tag = 0;
     };
@@ -111,6 +124,7 @@ private:
 
     void pumpReads();
     bool takeCompletedRead(QByteArray* data, long* tag);
+    bool skipCutRecord();
     void armReadTimer();
     void closeWithError(const OptionalError& error);
     void scheduleDisconnectReport();
@@ -126,6 +140,7 @@ private:
     QByteArray buffer_;       // received, not yet handed out (from bufferPos_)
     qsizetype bufferPos_ = 0;
     qsizetype searchFrom_ = 0;  // delimiter search resumes here (head read)
+    QByteArray skipTo_;         // after a cut read: drop bytes through this delimiter
     OptionalError closeError_;
     std::atomic<bool> connected_{false};
     bool started_ = false;
@@ -133,6 +148,7 @@ private:
     bool closed_ = false;          // no more I/O: reads drain from the buffer only
     bool reported_ = false;        // socketDidDisconnect scheduled or sent
     bool pumping_ = false;
+    bool endedMidRead_ = false;
     bool disposing_ = false;
 };
 

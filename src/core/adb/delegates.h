@@ -39,11 +39,15 @@ public:
     virtual void pidFailedWithError(const Error& error) = 0;
 };
 
+inline constexpr int kDeviceListUnexpectedReply = 2;
+
 class DeviceListReaderDelegate {
 public:
     virtual ~DeviceListReaderDelegate() = default;
     virtual void devicesReceived(const QString& text) = 0;
-    // 0: the ADB server is not running; 1: no device or an empty list.
+    // 0: the ADB server is not running; 1: no device or an empty list;
+    // kDeviceListUnexpectedReply: the server's reply broke off, made no
+    // sense or did not come in time.
     virtual void deviceListFailedWithError(int code) = 0;
 };
 

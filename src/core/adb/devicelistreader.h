@@ -22,6 +22,7 @@ public:
 protected:
     void adbNotRunningError(const Error& error) override;
     void adbDeviceNotFound(const Error& error) override;
+    void adbReplyFailed(const Error& error) override;
 
 private:
     void loadDeviceList();

@@ -1,6 +1,7 @@
 #include "core/adb/devicenamereader.h"
 
 #include "core/adb/modelname.h"
+#include "core/adb/replyframing.h"
 #include "core/support/logger.h"
 
 namespace vf {
@@ -13,6 +14,7 @@ enum Tag : long { kFailLength = 0, kFailMessage = 1, kTransportStatus = 2, kComm
 
 void DeviceNameReader::socketDidConnect(AsyncSocket* socket) {
     AdbSocket::socketDidConnect(socket);
+    setReplyTimeout(kReplyTimeoutSeconds);
     sendDeviceId(kTransportStatus);
 }
 
@@ -26,7 +28,7 @@ void DeviceNameReader::loadPids() {
 void DeviceNameReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& data, long tag) {
     switch (tag) {
         case kFailLength:
-            readToLength(hexDataToInteger(data), kFailMessage);
+            if (const auto length = checkLength(data)) readToLength(*length, kFailMessage);
             break;
         case kFailMessage: {
             const Error error = logReaderError(1, stringFromData(data).value_or(QString()));
@@ -34,24 +36,28 @@ void DeviceNameReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArr
             break;
         }
         case kTransportStatus:
-            if (isOkay(data)) loadPids();
+            if (checkStatus(data)) loadPids();
             else logNotOkay(data);
             break;
         case kCommandStatus:
-            if (isOkay(data)) readWithTag(kLine);
+            if (checkStatus(data)) readWithTag(kLine);
             else logNotOkay(data);
             break;
         case kLine:
             resultData_.append(data);
-            readWithTag(kLine);
+            // The model is near the top; a runaway output is not read on.
+            if (resultData_.size() >= kMaxCommandOutputBytes) stop();
+            else readWithTag(kLine);
             break;
         default:
             logUnknownTag(tag);
     }
 }
 
-void DeviceNameReader::socketDidDisconnect(AsyncSocket* /*socket*/, const OptionalError& /*error*/) {
-    if (delegate_ == nullptr) return;
+void DeviceNameReader::socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) {
+    AdbSocket::socketDidDisconnect(socket, error);
+    // A broken reply was already reported through adbReplyFailed.
+    if (delegate_ == nullptr || replyFailed()) return;
     const std::optional<QString> text = stringFromData(resultData_);
     const std::optional<QString> name = text ? modelNameFromLookupOutput(*text) : std::nullopt;
     if (name) {
@@ -61,6 +67,11 @@ void DeviceNameReader::socketDidDisconnect(AsyncSocket* /*socket*/, const Option
         // next device's lookup must not wait behind this one.
         delegate_->deviceNameFailedWithError(logReaderError(1, u"no model name"_s), deviceId());
     }
+}
+
+void DeviceNameReader::adbReplyFailed(const Error& error) {
+    AdbSocket::adbReplyFailed(error);
+    if (delegate_ != nullptr) delegate_->deviceNameFailedWithError(error, deviceId());
 }
 
 std::optional<QString> DeviceNameReader::nameFromBuildProperties(const QString& text) {

@@ -26,6 +26,9 @@ public:
     // "ro.product.name=" line before it; nullopt when neither occurs.
     static std::optional<QString> nameFromBuildProperties(const QString& text);
 
+protected:
+    void adbReplyFailed(const Error& error) override;
+
 private:
     void loadPids();
 

@@ -1,6 +1,9 @@
 #include "core/adb/logreader.h"
 
+#include <cstring>
+
 #include "core/adb/devicestate.h"
+#include "core/adb/replyframing.h"
 #include "core/support/logger.h"
 #include "core/support/preferences.h"
 #include "core/support/utf8.h"
@@ -26,14 +29,15 @@ void LogReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& dat
             handleStatus(data, tag);
             break;
         case kFailLength:
-            readToLength(hexDataToInteger(data), kFailMessage);
+            if (const auto length = checkLength(data)) readToLength(*length, kFailMessage);
             break;
         case kFailMessage:
             // No further read: the server closes the connection next.
             handleFailMessage(data);
             break;
         case kLine:
-            handleLogLineData(data);
+            // A line the socket cut at its limit arrives without its line feed.
+            handleLogLineData(data.endsWith('\n') ? data : markCutLine(data));
             readWithTag(kLine);
             break;
         default:
@@ -42,7 +46,7 @@ void LogReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& dat
 }
 
 void LogReader::handleStatus(const QByteArray& status, long tag) {
-    if (!isOkay(status)) {
+    if (!checkStatus(status)) {
         logNotOkay(status);
         readToLength(4, kFailLength);
         return;
@@ -109,6 +113,11 @@ void LogReader::socketDidDisconnect(AsyncSocket* socket, const OptionalError& er
 void LogReader::adbNotRunningError(const Error& error) {
     AdbSocket::adbNotRunningError(error);
     if (delegate_ != nullptr) delegate_->adbNotRunningError(error);
+}
+
+void LogReader::adbReplyFailed(const Error& error) {
+    AdbSocket::adbReplyFailed(error);
+    if (delegate_ != nullptr) delegate_->logReaderStoppedWithError(error);
 }
 
 void LogReader::adbDeviceNotFound(const Error& error) {

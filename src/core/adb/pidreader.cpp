@@ -1,5 +1,6 @@
 #include "core/adb/pidreader.h"
 
+#include "core/adb/replyframing.h"
 #include "core/support/logger.h"
 
 namespace vf {
@@ -23,12 +24,12 @@ void PidReader::loadPids() {
 void PidReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& data, long tag) {
     switch (tag) {
         case kFailLength:
-            readToLength(hexDataToInteger(data), kFailMessage);
+            if (const auto length = checkLength(data)) readToLength(*length, kFailMessage);
             break;
         case kFailMessage:
             break;
         case kTransportStatus:
-            if (isOkay(data)) {
+            if (checkStatus(data)) {
                 loadPids();
             } else {
                 logNotOkay(data);
@@ -36,7 +37,7 @@ void PidReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& dat
             }
             break;
         case kCommandStatus:
-            if (isOkay(data)) {
+            if (checkStatus(data)) {
                 readWithTag(kLine);
             } else {
                 logNotOkay(data);
@@ -45,7 +46,9 @@ void PidReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& dat
             break;
         case kLine:
             resultData_.append(data);
-            readWithTag(kLine);
+            // A runaway table is cut: the rows read so far still name apps.
+            if (resultData_.size() >= kMaxCommandOutputBytes) stop();
+            else readWithTag(kLine);
             break;
         default:
             stop();
@@ -55,11 +58,16 @@ void PidReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& dat
 
 void PidReader::socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) {
     AdbSocket::socketDidDisconnect(socket, error);
-    if (resultData_.isEmpty() || delegate_ == nullptr) return;
+    if (resultData_.isEmpty() || delegate_ == nullptr || replyFailed()) return;
     // Undecodable output reaches the store as an empty text, as if nothing
     // matched; it still lets the store finish its pending work.
     delegate_->pidReceived(stringFromData(resultData_).value_or(QString()));
     resultData_.clear();
+}
+
+void PidReader::adbReplyFailed(const Error& error) {
+    AdbSocket::adbReplyFailed(error);
+    if (delegate_ != nullptr) delegate_->pidFailedWithError(error);
 }
 
 }  // namespace vf

@@ -21,6 +21,9 @@ public:
     void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;
     void socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) override;
 
+protected:
+    void adbReplyFailed(const Error& error) override;
+
 private:
     void loadPids();
 

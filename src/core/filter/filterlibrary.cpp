@@ -6,6 +6,7 @@
 #include <plist/plist.h>
 
 #include "core/support/logger.h"
+#include "core/support/plistreader.h"
 #include "core/support/preferences.h"
 
 using namespace Qt::StringLiterals;
@@ -39,10 +40,9 @@ void readDictionary(plist_t root, QVariantMap& into) {
         plist_dict_next_item(root, iter, &key, &value);
         if (key == nullptr) break;
         if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
-            char* text = nullptr;
-            plist_get_string_val(value, &text);
-            into.insert(QString::fromUtf8(key), QString::fromUtf8(text));
-            free(text);
+            // Read by length: the library's own string getter aborts on a NUL.
+            const std::string text = plistString(value);
+            into.insert(QString::fromUtf8(key), QString::fromUtf8(text.data(), qsizetype(text.size())));
         }
         free(key);
     }
@@ -64,12 +64,12 @@ void PreferencesFilterStore::write(const QVariantMap& filters) {
 QVariantMap readFilterFile(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return {};
-    const QByteArray bytes = file.readAll();
-    plist_t root = nullptr;
-    plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &root);
+    const QByteArray bytes = readAtMost(file, kPlistMaxBytes + 1);  // the path may name a pipe
+    // Damaged or hostile files are refused before the library sees them.
+    const PlistReadResult parsed = readPlistSafely(bytes);
     QVariantMap filters;
+    plist_t root = parsed.root.get();
     if (root != nullptr && plist_get_node_type(root) == PLIST_DICT) readDictionary(root, filters);
-    if (root != nullptr) plist_free(root);
     return filters;
 }
 

@@ -14,6 +14,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "core/adb/replyframing.h"
 #include "core/adb/logreader.h"
 #include "core/adb/pidreader.h"
 #include "core/log/boundedbuffer.h"
@@ -376,6 +377,7 @@ void LogDatasource::logReaderStopped() {
 }
 
 void LogDatasource::logReaderStoppedWithError(const Error& error) {
+    if (error.code == kUnexpectedReplyCode) logMessage(error.description, QStringLiteral("E"));
     if (error.failureReason.contains(QStringLiteral("more than one device"))) {
         runOnMainWaiting([this] {
             notifyMultipleDevicesConnected();

@@ -5,6 +5,7 @@
 #include <memory>
 #include <plist/plist.h>
 
+#include "core/support/plistreader.h"
 #include "core/support/logger.h"
 
 namespace vf {
@@ -47,19 +48,13 @@ void appendFlattened(std::string& out, std::string_view value) {
     for (const char c : value) out += (c == '\n' || c == '\r') ? ' ' : c;
 }
 
-using PlistHolder = std::unique_ptr<std::remove_pointer_t<plist_t>, decltype(&plist_free)>;
 
 // A row value as text: strings as they are, numbers in decimal.
 std::string plistText(plist_t node) {
     if (node == nullptr) return {};
     switch (plist_get_node_type(node)) {
-        case PLIST_STRING: {
-            char* value = nullptr;
-            plist_get_string_val(node, &value);
-            std::string text = value != nullptr ? value : "";
-            std::free(value);
-            return text;
-        }
+        case PLIST_STRING:
+            return plistString(node);
         case PLIST_UINT: {
             uint64_t value = 0;
             plist_get_uint_val(node, &value);
@@ -133,13 +128,16 @@ QString copyText(const RowList& rows, std::optional<RowKey> column) {
 std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSource& nextIndex) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return std::nullopt;
-    const QByteArray bytes = file.readAll();
-    if (bytes.isEmpty() || bytes.size() > qsizetype(UINT32_MAX)) return std::nullopt;
-    plist_t parsed = nullptr;
-    plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &parsed);
-    const PlistHolder root(parsed, &plist_free);
-    if (!root || plist_get_node_type(root.get()) != PLIST_DICT) return std::nullopt;
-    plist_t logdata = plist_dict_get_item(root.get(), "logdata");
+    // Never more than a property list may hold: the path may name a device
+    // or a pipe that does not end.
+    const QByteArray bytes = readAtMost(file, kPlistMaxBytes + 1);
+    const PlistReadResult root = readPlistSafely(bytes);
+    if (!root) {
+        VF_LOG("not a property list: {}, {}", path, root.error);
+        return std::nullopt;
+    }
+    if (plist_get_node_type(root.root.get()) != PLIST_DICT) return std::nullopt;
+    plist_t logdata = plist_dict_get_item(root.root.get(), "logdata");
     if (logdata == nullptr || plist_get_node_type(logdata) != PLIST_ARRAY) return std::nullopt;
 
     RowArena arena;

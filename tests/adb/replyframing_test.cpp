@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include "core/adb/replyframing.h"
+
+namespace vf {
+namespace {
+
+// The same reply fed whole, one byte at a time, and split at every offset:
+// every prefix short of the end needs more (or is already malformed, and
+// stays so), and the whole gives the same result whatever came before.
+TEST(ReplyFraming, StatusRepliesWholeBytewiseAndAtEverySplit) {
+    const struct {
+        QByteArray bytes;
+        ReplyParse::Outcome outcome;
+        bool okay;
+        QByteArray message;
+        qsizetype malformedFrom = -1;  // first prefix length that is malformed
+    } cases[] = {
+        {"OKAY", ReplyParse::Done, true, {}},
+        {"FAIL0000", ReplyParse::Done, false, {}},
+        {"FAIL0005oops!", ReplyParse::Done, false, "oops!"},
+        {"FAIL000Aunicode \xc3\xa9", ReplyParse::Done, false, "unicode \xc3\xa9"},
+        {"okay", ReplyParse::Malformed, false, {}, 1},
+        {"OKAX", ReplyParse::Malformed, false, {}, 4},
+        {"FAIL00g4oops", ReplyParse::Malformed, false, {}, 7},
+        {"FAIL 004oops", ReplyParse::Malformed, false, {}, 5},
+        {QByteArray(4, '\0'), ReplyParse::Malformed, false, {}, 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.bytes.toStdString());
+        for (qsizetype split = 0; split < c.bytes.size(); ++split) {
+            const ReplyParse part = parseStatusReply(c.bytes.first(split));
+            const bool malformed = c.malformedFrom >= 0 && split >= c.malformedFrom;
+            EXPECT_EQ(part.outcome, malformed ? ReplyParse::Malformed : ReplyParse::NeedMore) << split;
+        }
+        // Trailing bytes (the next reply, a stream) are not consumed.
+        for (const QByteArray& tail : {QByteArray(), QByteArray("0004more")}) {
+            const ReplyParse whole = parseStatusReply(QByteArray(c.bytes + tail));
+            EXPECT_EQ(whole.outcome, c.outcome);
+            if (c.outcome != ReplyParse::Done) continue;
+            EXPECT_EQ(whole.consumed, c.bytes.size());
+            EXPECT_EQ(whole.okay, c.okay);
+            EXPECT_EQ(whole.message, c.message);
+        }
+    }
+}
+
+TEST(ReplyFraming, LengthsAndStatusWords) {
+    EXPECT_EQ(parseHexLength("001a"), 26u);
+    EXPECT_EQ(parseHexLength("FFFF"), 65535u);
+    for (const char* bad : {"", "01a", "0x1a", " 01a", "01a ", "zzzz", "00001"})
+        EXPECT_FALSE(parseHexLength(bad).has_value()) << bad;
+    EXPECT_EQ(replyStatus("OKAY"), ReplyStatus::Okay);
+    EXPECT_EQ(replyStatus("FAIL"), ReplyStatus::Fail);
+    for (const char* other : {"okay", "OKAYX", "OKA", ""}) EXPECT_EQ(replyStatus(other), ReplyStatus::Unexpected);
+    const ReplyParse list = parseLengthPrefixed("0003ab\ncd");
+    EXPECT_EQ(list.outcome, ReplyParse::Done);
+    EXPECT_EQ(list.consumed, 7);
+    EXPECT_EQ(list.message, "ab\n");
+}
+
+// A cut line ends on a whole character, without a lone CR, with the mark.
+TEST(ReplyFraming, CutLinesEndOnWholeCharacters) {
+    const QByteArray mark = QByteArray(kCutLineMark) + '\n';
+    const struct {
+        QByteArray cut, kept;
+    } cases[] = {
+        {"abc", "abc"},
+        {"ab\xc3\xa9", "ab\xc3\xa9"},
+        {"ab\xc3", "ab"},
+        {"ab\xe2\x82", "ab"},
+        {"ab\xf0\x9f\x98", "ab"},
+        {"ab\xf0\x9f\x98\x80", "ab\xf0\x9f\x98\x80"},
+        {"ab\r", "ab"},
+        {"\x80\x80\x80\x80\x80", "\x80\x80\x80\x80\x80"},  // not UTF-8 anyway: left for the UTF-8 check
+    };
+    for (const auto& c : cases) EXPECT_EQ(markCutLine(c.cut), c.kept + mark) << c.cut.toHex().toStdString();
+}
+
+}  // namespace
+}  // namespace vf
