@@ -22,12 +22,11 @@ bool isStatusRow(const Row& row) {
     return row.app() == "Vellumfox" && row.pid() == "---" && row.tid() == "---" && row.name() == "---";
 }
 
-// Position of the first row after `last` (rows are kept in idx order).
-qsizetype firstAfter(const RowList& rows, const std::optional<uint64_t>& last) {
-    qsizetype i = rows.size();
-    if (!last) return 0;
-    while (i > 0 && rows.at(i - 1)->idx() > *last) --i;
-    return i;
+// Position of the first row appended since `seen`, which moves on.
+qsizetype firstNew(const MarkedRows& list, ListMark& seen) {
+    const StoreChange change = changeBetween(seen, list.mark);
+    seen = list.mark;
+    return change.reset ? 0 : qMax<qsizetype>(0, list.rows.size() - change.appended);
 }
 
 }  // namespace
@@ -166,7 +165,7 @@ void StreamCommand::onLoggerStopped() {
     reconnectTimer_.start();
 }
 
-void StreamCommand::onLogUpdated() { printNewRows(); }
+void StreamCommand::onLogUpdated(const LogUpdate&) { printNewRows(); }
 
 void StreamCommand::onMultipleDevicesConnected() {
     if (!done_) devices_->loadDeviceList();
@@ -225,17 +224,18 @@ void StreamCommand::handleNoDevice() {
 
 void StreamCommand::printNewRows() {
     if (!store_ || !writer_) return;
-    const RowList all = store_->getDataAll();
-    const RowList shown = filter_ ? store_->getDataFiltered() : all;
-    for (qsizetype i = firstAfter(shown, lastPrinted_); i < shown.size(); ++i) {
-        writer_->write(shown.at(i));
-        lastPrinted_ = shown.at(i)->idx();
+    const MarkedRows shown = filter_ ? store_->filteredRows() : store_->allRows();
+    for (qsizetype i = firstNew(shown, shownMark_); i < shown.rows.size(); ++i) {
+        const RowPtr& row = shown.rows.at(i);
+        if (lastPrinted_ && row->idx() <= *lastPrinted_) continue;
+        writer_->write(row);
+        lastPrinted_ = row->idx();
     }
     if (filter_) {
         // Status rows never reach the filtered view; say them on stderr.
-        for (qsizetype i = firstAfter(all, lastStatusSeen_); i < all.size(); ++i) {
-            const Row& row = *all.at(i);
-            lastStatusSeen_ = row.idx();
+        const MarkedRows all = store_->allRows();
+        for (qsizetype i = firstNew(all, allMark_); i < all.rows.size(); ++i) {
+            const Row& row = *all.rows.at(i);
             if (isStatusRow(row)) message(QString::fromUtf8(row.text().data(), qsizetype(row.text().size())));
         }
     }

@@ -48,7 +48,7 @@ private:
     // LogDatasourceDelegate
     void onLoggerStarted() override;
     void onLoggerStopped() override;
-    void onLogUpdated() override;
+    void onLogUpdated(const LogUpdate& update) override;
     void onMultipleDevicesConnected() override;
     void onDeviceNotFound() override;
     void onFilterCorrupt(const QString& reason) override;
@@ -79,10 +79,11 @@ private:
     std::unique_ptr<DeviceListDatasource> devices_;
     std::unique_ptr<SignalWatcher> signals_;
 
-    // Rows are printed by idx, so that neither pruning nor clearing the
-    // store loses or repeats one.
+    // What was printed: the marks of the lists (so only appended rows are
+    // looked at) and the last idx (so that a reset repeats no row).
+    ListMark shownMark_;
+    ListMark allMark_;
     std::optional<uint64_t> lastPrinted_;
-    std::optional<uint64_t> lastStatusSeen_;
 
     bool autoReconnect_ = false;
     QString lastDeviceId_;

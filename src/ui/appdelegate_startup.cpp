@@ -149,7 +149,6 @@ void VellumfoxAppDelegate::connectActions() {
     connect(table->horizontalHeader(), &QHeaderView::sectionMoved, layoutSaveTimer_, qOverload<>(&QTimer::start));
     connect(w->filterListTable()->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this](const QItemSelection& selected) { onFilterSelectionChanged(selected); });
-    connect(logDatasource_.get(), &LogDatasource::logDataUpdated, this, &VellumfoxAppDelegate::onLogUpdated);
     connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state != Qt::ApplicationActive) isLiveSearching_ = false;
     });

@@ -80,7 +80,7 @@ public:
     // LogDatasourceDelegate.
     void onLoggerStarted() override;
     void onLoggerStopped() override;
-    void onLogUpdated() override;
+    void onLogUpdated(const LogUpdate& update) override;
     void onMultipleDevicesConnected() override;
     void onDeviceNotFound() override;
     void onFilterCorrupt(const QString& reason) override;

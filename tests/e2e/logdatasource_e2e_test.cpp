@@ -16,7 +16,7 @@ class RunDelegate final : public LogDatasourceDelegate {
 public:
     void onLoggerStarted() override { ++started; }
     void onLoggerStopped() override { ++stopped; }
-    void onLogUpdated() override {}
+    void onLogUpdated(const LogUpdate&) override {}
     void onMultipleDevicesConnected() override { ++multiple; }
     void onDeviceNotFound() override {}
     void onFilterCorrupt(const QString&) override {}

@@ -32,10 +32,10 @@ public:
 class PidReaderDelegate {
 public:
     virtual ~PidReaderDelegate() = default;
-    // The whole output of the process-status command, once, when the
-    // connection closes and something was read.
+    // Once, however the conversation ends: the whole output of the
+    // process-status command, empty when it was refused, failed or printed
+    // nothing. So the lookup always ends.
     virtual void pidReceived(const QString& text) = 0;
-    virtual void pidFailedWithError(const Error& error) = 0;
 };
 
 class DeviceListReaderDelegate {

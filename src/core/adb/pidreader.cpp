@@ -55,9 +55,10 @@ void PidReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& dat
 
 void PidReader::socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) {
     AdbSocket::socketDidDisconnect(socket, error);
-    if (resultData_.isEmpty() || delegate_ == nullptr) return;
-    // Undecodable output reaches the store as an empty text, as if nothing
-    // matched; it still lets the store finish its pending work.
+    if (delegate_ == nullptr || reported_) return;
+    reported_ = true;
+    // Refused, failed or undecodable output reaches the store as an empty
+    // text: the lookup still ends there.
     delegate_->pidReceived(stringFromData(resultData_).value_or(QString()));
     resultData_.clear();
 }

@@ -1,6 +1,7 @@
 #pragma once
 // PidReader: runs the device's process-status command once and hands its
-// whole output to the delegate when the connection closes.
+// whole output to the delegate when the connection closes, however it
+// closes (empty when there was none).
 
 #include <QByteArray>
 
@@ -26,6 +27,7 @@ private:
 
     PidReaderDelegate* delegate_ = nullptr;
     QByteArray resultData_;
+    bool reported_ = false;
 };
 
 }  // namespace vf
