@@ -1,5 +1,6 @@
 #include "cli/adbcommon.h"
 
+#include "core/adb/adbsocket.h"
 #include "core/support/utils.h"
 
 using namespace Qt::StringLiterals;
@@ -33,6 +34,17 @@ QString deviceLines(const DeviceList& devices) {
     return text;
 }
 
-void startAdbServer(std::function<void(bool)> done) { Utils::startAdb(std::move(done)); }
+void startAdbServer(const AdbEndpoint& endpoint, std::function<void(bool)> done) {
+    Utils::startAdb(endpoint.adbProgram, std::move(done));
+}
+
+AdbSetup adbSetupFor(const CliOptions& options) {
+    AdbSetup setup{endpointFromPreferences(), logcatOptionsFromPreferences()};
+    if (!options.host.isEmpty()) setup.endpoint.host = options.host;
+    if (!options.port.isEmpty()) setup.endpoint.port = quint16(uint64_t(AdbSocket::leadingInteger(options.port)) & 0xFFFFu);
+    if (options.clear) setup.logcat.clearOnStart = true;
+    if (options.tags) setup.logcat.logTags = *options.tags;
+    return setup;
+}
 
 }  // namespace vf::cli

@@ -4,7 +4,7 @@
 #include "cli/filecommands.h"
 #include "cli/helptext.h"
 #include "cli/options.h"
-#include "cli/privateprefs.h"
+#include "cli/adbcommon.h"
 #include "cli/streamcommand.h"
 
 using namespace Qt::StringLiterals;
@@ -33,15 +33,11 @@ int CliApplication::run(const QStringList& arguments) {
     }
 
     if (options.serial.isEmpty()) options.serial = environment_.androidSerial;
-    AdbOverrides overrides{options.host, options.port, std::nullopt, options.tags};
-    if (options.clear) overrides.clearLogOnStart = true;
-    const PrivatePreferences preferences(overrides);
-    const AdbEndpoint endpoint{preferences.host(), preferences.port()};
-
-    if (options.command == Command::Devices) return DevicesCommand(options, endpoint, out_, err_).run();
+    const AdbSetup setup = adbSetupFor(options);
+    if (options.command == Command::Devices) return DevicesCommand(options, setup.endpoint, out_, err_).run();
     StreamSettings settings;
     settings.color = environment_.stdoutIsTerminal && !environment_.noColor && !options.noColor;
-    return StreamCommand(options, settings, endpoint, out_, err_).run();
+    return StreamCommand(options, settings, setup, out_, err_).run();
 }
 
 }  // namespace vf::cli

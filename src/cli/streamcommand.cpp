@@ -31,9 +31,9 @@ qsizetype firstNew(const MarkedRows& list, ListMark& seen) {
 
 }  // namespace
 
-StreamCommand::StreamCommand(const CliOptions& options, StreamSettings settings, AdbEndpoint endpoint,
+StreamCommand::StreamCommand(const CliOptions& options, StreamSettings settings, AdbSetup setup,
                              std::ostream& out, std::ostream& err)
-    : options_(options), settings_(settings), endpoint_(std::move(endpoint)), out_(out), err_(err) {
+    : options_(options), settings_(settings), endpoint_(setup.endpoint), logcat_(setup.logcat), out_(out), err_(err) {
     pollTimer_.setInterval(settings_.pollIntervalMs);
     QObject::connect(&pollTimer_, &QTimer::timeout, this, &StreamCommand::printNewRows);
     reconnectTimer_.setInterval(settings_.reconnectIntervalMs);
@@ -60,9 +60,9 @@ int StreamCommand::run() {
     filter_ = std::move(build.predicate);
     writer_ = makeRowWriter(options_.format, out_, settings_.color);
 
-    store_ = std::make_unique<LogDatasource>();
+    store_ = std::make_unique<LogDatasource>(makeAdbConnector(endpoint_, logcat_));
     store_->setDelegate(this);
-    devices_ = std::make_unique<DeviceListDatasource>();
+    devices_ = std::make_unique<DeviceListDatasource>(endpoint_);
     devices_->setDelegate(this);
     if (!installFilter()) return status_;
 
@@ -199,7 +199,7 @@ void StreamCommand::handleAdbNotRunning() {
     }
     triedStartingAdb_ = true;
     message(u"no ADB server at %1; trying to start it (adb start-server)"_s.arg(endpoint_.display()));
-    startAdbServer([self = QPointer<StreamCommand>(this)](bool started) {
+    startAdbServer(endpoint_, [self = QPointer<StreamCommand>(this)](bool started) {
         if (!self || self->done_) return;
         if (!started) {
             self->message(u"could not start the ADB server"_s);

@@ -38,7 +38,7 @@ struct StreamSettings {
 class StreamCommand final : public QObject, public LogDatasourceDelegate, public DeviceListDelegate {
     Q_OBJECT
 public:
-    StreamCommand(const CliOptions& options, StreamSettings settings, AdbEndpoint endpoint, std::ostream& out,
+    StreamCommand(const CliOptions& options, StreamSettings settings, AdbSetup setup, std::ostream& out,
                   std::ostream& err);
     ~StreamCommand() override;
 
@@ -70,6 +70,7 @@ private:
     const CliOptions& options_;
     StreamSettings settings_;
     AdbEndpoint endpoint_;
+    LogcatOptions logcat_;
     std::ostream& out_;
     std::ostream& err_;
 

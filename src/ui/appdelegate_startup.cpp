@@ -62,7 +62,8 @@ void VellumfoxAppDelegate::applicationDidFinishLaunching() {
     VF_LOG("{}", QCoreApplication::arguments().join(u' '));
     isReloading_ = false;
 
-    logDatasource_ = std::make_unique<LogDatasource>();
+    logDatasource_ = std::make_unique<LogDatasource>(
+        options_.connector ? options_.connector : makeAdbConnector(endpointFromPreferences, logcatOptionsFromPreferences));
     logDatasource_->setDelegate(this);
     buildWindow();
 

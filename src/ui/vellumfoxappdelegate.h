@@ -47,6 +47,9 @@ public:
     struct Options {
         // Builds the ADB side; empty: the real conversations.
         std::function<std::unique_ptr<ConnectionBackend>(LogDatasource&, DeviceListDelegate&)> makeBackend;
+        // Opens the store's conversations; empty: the real ones, with the
+        // server and stream options of the preferences at each start.
+        std::shared_ptr<StoreConnector> connector;
         bool connectAtStart = true;       // startLogging at the end of start-up
         int reconnectIntervalMs = 5000;   // the retry timer while waiting for a lost device
         bool installHooks = true;         // diagnostics outputs, crash reports, usage counters

@@ -28,7 +28,6 @@ public:
 
 TEST(DeviceListReader, AsksForTheListAndReportsTextOrFailureCode) {
     ScriptedAdbServer server;
-    test::ScopedAdbPreferences prefs(server.port());
     const struct {
         QByteArray reply;  // empty: no server listens
         QStringList texts;
@@ -42,10 +41,9 @@ TEST(DeviceListReader, AsksForTheListAndReportsTextOrFailureCode) {
     };
     int connection = 0;
     for (const auto& c : cases) {
-        if (c.reply.isEmpty()) test::ScopedAdbPreferences::pointAtNothing();
-        else server.addScript(Script().expect(16).replyBytewise(c.reply).close());
+        if (!c.reply.isEmpty()) server.addScript(Script().expect(16).replyBytewise(c.reply).close());
         ListRecorder recorder;
-        DeviceListReader reader;
+        DeviceListReader reader(c.reply.isEmpty() ? ScriptedAdbServer::nowhere() : server.endpoint());
         reader.setDelegate(&recorder);
         reader.connect();
         ASSERT_TRUE(test::waitThenSettle([&] {
@@ -115,9 +113,8 @@ protected:
     }
 
     ScriptedAdbServer server;
-    test::ScopedAdbPreferences prefs{server.port()};
     Controller controller;
-    DeviceListDatasource datasource;
+    DeviceListDatasource datasource{server.endpoint()};
 };
 
 // Lookups of the queued serials go to a server that only listens.
@@ -186,8 +183,9 @@ TEST_F(DiscoveryTest, FailuresReachTheControllerOffTheMainThread) {
     server.addScript(Script().expect(16).reply("OKAY0000").close());
     datasource.loadDeviceList();
     ASSERT_TRUE(waitUntil([&] { return failureCount() == 1; }));
-    test::ScopedAdbPreferences::pointAtNothing();
-    datasource.loadDeviceList();
+    DeviceListDatasource nowhere(ScriptedAdbServer::nowhere());
+    nowhere.setDelegate(&controller);
+    nowhere.loadDeviceList();
     ASSERT_TRUE(test::waitThenSettle([&] { return failureCount() == 2; }));
     QMutexLocker lock(&controller.mutex);
     EXPECT_EQ(controller.failures, QList<int>({1, 0}));

@@ -25,7 +25,6 @@ public:
 // deliver an empty text, so that the lookup ends however it ends.
 TEST(PidReader, DeliversTheWholeOutputOnceHoweverTheConversationEnds) {
     ScriptedAdbServer server;
-    test::ScopedAdbPreferences prefs(server.port());
     const QByteArray output =
         "USER PID PPID VSIZE RSS WCHAN PC NAME\r\n"
         "u0_a12 1234 1 100 10 0 0 S com.example.app\r\n"
@@ -55,10 +54,9 @@ TEST(PidReader, DeliversTheWholeOutputOnceHoweverTheConversationEnds) {
     int connection = 0;
     for (const auto& c : cases) {
         SCOPED_TRACE(connection);
-        if (!c.script) test::ScopedAdbPreferences::pointAtNothing();
-        else server.addScript(*c.script);
+        if (c.script) server.addScript(*c.script);
         PidRecorder recorder;
-        PidReader reader;
+        PidReader reader(c.script ? server.endpoint() : ScriptedAdbServer::nowhere());
         reader.setDelegate(&recorder);
         reader.setDeviceId(c.deviceId);
         reader.connect();

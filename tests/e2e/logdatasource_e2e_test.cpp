@@ -5,7 +5,6 @@
 #include <atomic>
 
 #include "core/log/logdatasource.h"
-#include "core/support/preferences.h"
 #include "e2e.h"
 #include "support/fixtures/wait.h"
 
@@ -41,11 +40,10 @@ TEST(E2eLogDatasource, RowsCarryAppNamesFromPsAndTheRunEndsOnUnplug) {
     SimulatedDevice* device = harness.startDevice(
         fastDevice(writeReplayLog(harness, 400), {QStringLiteral("--ps"), QStringLiteral("toolbox")}));
     ASSERT_TRUE(device) << harness.lastError().toStdString();
-    harness.usePreferences({{QString::fromLatin1(prefs::kClearLogOnStart), false}});
 
     RunDelegate delegate;
     {
-        LogDatasource store;
+        LogDatasource store(makeAdbConnector(harness.endpoint()));
         store.setDelegate(&delegate);
         store.setDeviceId(device->serial());
         store.startLogger();

@@ -72,7 +72,6 @@ class StoreTest : public ::testing::Test {
 protected:
     void SetUp() override {
         store.setDelegate(&delegate);
-        store.setConnector(conversations);
         store.setClock([this] { return now.load(); });
     }
     void feed(const std::string& text) { store.logLineReceived(std::string_view(text)); }
@@ -94,7 +93,7 @@ protected:
     std::atomic<qint64> now{1'700'000'000'000};
     std::shared_ptr<Conversations> conversations = std::make_shared<Conversations>();
     Delegate delegate;
-    LogDatasource store;
+    LogDatasource store{conversations};
 };
 
 TEST_F(StoreTest, EmptyAndReplayedLinesMakeNoRowTheLatterOnlyForThirtySeconds) {
@@ -382,8 +381,7 @@ TEST_F(StoreTest, OverlappingLargeFilterPassesNeverStallThePool) {
 TEST(StoreLifetime, DestroyingTheStoreDeletesItsConversationsOnTheIoThread) {
     auto conversations = std::make_shared<Conversations>();
     {
-        LogDatasource store;
-        store.setConnector(conversations);
+        LogDatasource store(conversations);
         store.startLogger();
         ASSERT_TRUE(waitUntil([&] { return conversations->logReaders == 1 && conversations->pidReaders == 1; }));
     }
@@ -394,7 +392,6 @@ TEST(StoreLifetime, DestroyingTheStoreDeletesItsConversationsOnTheIoThread) {
 // The store with its real conversations against a scripted ADB server.
 TEST(StoreOverSocket, StreamsLinesNamesThePidAndEndsWithAStatusRow) {
     test::ScriptedAdbServer server;
-    test::ScopedAdbPreferences preferences(server.port());
     const QByteArray transport = "host:transport:emulator-5554";
     // The process table is asked for before the stream is opened.
     server.addScript(test::Script().expectRequest(transport).reply("OKAY").expectRequest("shell:ps")
@@ -407,7 +404,7 @@ TEST(StoreOverSocket, StreamsLinesNamesThePidAndEndsWithAStatusRow) {
                                 "01-02 03:04:05.008  4321  4322 E Tag: third\n")
                          .close());
     Delegate delegate;
-    LogDatasource store;
+    LogDatasource store(makeAdbConnector(server.endpoint()));
     store.setDelegate(&delegate);
     store.setDeviceId(u"emulator-5554"_s);
     store.startLogger();

@@ -68,7 +68,7 @@ protected:
         writeFile(at(u"android-sdks/platform-tools/adb"_s), script, executable);
         auto result = std::make_shared<std::optional<bool>>();
         auto onMain = std::make_shared<bool>(false);
-        Utils::startAdb([result, onMain](bool ok) {
+        Utils::startAdb(QString(), [result, onMain](bool ok) {
             *onMain = isMainThread();
             *result = ok;
         });
@@ -122,7 +122,7 @@ TEST_F(UtilsTest, StartAdbFailsWhenNothingIsPrintedOrAdbCannotRun) {
 
 TEST_F(UtilsTest, StartAdbWithoutAdbAnswersAtOnce) {
     std::optional<bool> result;
-    Utils::startAdb([&](bool ok) { result = ok; });
+    Utils::startAdb(QString(), [&](bool ok) { result = ok; });
     EXPECT_EQ(result, false);
 }
 

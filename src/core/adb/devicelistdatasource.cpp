@@ -33,7 +33,8 @@ void releaseReader(Reader* reader) {
 
 }  // namespace
 
-DeviceListDatasource::DeviceListDatasource(QObject* parent) : QObject(parent) {}
+DeviceListDatasource::DeviceListDatasource(const AdbEndpoint& endpoint, QObject* parent)
+    : QObject(parent), endpoint_(endpoint) {}
 
 DeviceListDatasource::~DeviceListDatasource() {
     // Queued work on the I/O thread runs before this, so no conversation is
@@ -72,7 +73,7 @@ void DeviceListDatasource::fetchDevices() {
         deviceListReader_->setDelegate(nullptr);
         deviceListReader_->deleteLater();
     }
-    deviceListReader_ = new DeviceListReader();
+    deviceListReader_ = new DeviceListReader(endpoint_);
     deviceListReader_->setDelegate(this);
     deviceListReader_->connect();
 }
@@ -145,7 +146,7 @@ void DeviceListDatasource::internalDeviceModel(const QString& serial) {
         deviceNameReader_->setDelegate(nullptr);
         deviceNameReader_->deleteLater();
     }
-    deviceNameReader_ = new DeviceNameReader();
+    deviceNameReader_ = new DeviceNameReader(endpoint_);
     deviceNameReader_->setDeviceId(serial);
     deviceNameReader_->setDelegate(this);
     deviceNameReader_->connect();

@@ -17,6 +17,7 @@
 #include <atomic>
 
 #include "core/adb/delegates.h"
+#include "core/adb/endpoint.h"
 
 namespace vf {
 
@@ -28,7 +29,8 @@ class DeviceListDatasource final : public QObject,
                                    public DeviceNameReaderDelegate {
     Q_OBJECT
 public:
-    explicit DeviceListDatasource(QObject* parent = nullptr);
+    // Every conversation it makes talks to `endpoint`.
+    explicit DeviceListDatasource(const AdbEndpoint& endpoint, QObject* parent = nullptr);
     ~DeviceListDatasource() override;
 
     // Main thread. Not owned; must outlive this object (or be reset first).
@@ -65,6 +67,7 @@ private:
     void notifyDeviceModel(const QString& serial, const QString& model);
     void releaseReaders();
 
+    const AdbEndpoint endpoint_;
     std::atomic<DeviceListDelegate*> delegate_{nullptr};
     mutable QMutex mutex_;  // guards deviceList_ and lookupList_ for the snapshots
     DeviceList deviceList_;

@@ -12,7 +12,7 @@ namespace vf {
 class DeviceNameReader final : public AdbSocket {
     Q_OBJECT
 public:
-    explicit DeviceNameReader(QObject* parent = nullptr) : AdbSocket(parent) {}
+    explicit DeviceNameReader(const AdbEndpoint& endpoint, QObject* parent = nullptr) : AdbSocket(endpoint, parent) {}
 
     // Conversation thread. Not owned.
     void setDelegate(DeviceNameReaderDelegate* delegate) { delegate_ = delegate; }

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "core/support/logger.h"
-#include "core/support/preferences.h"
 
 namespace vf {
 
@@ -49,7 +48,7 @@ void LogReader::handleStatus(const QByteArray& status, long tag) {
     }
     switch (tag) {
         case kTransportStatus:
-            if (Preferences::boolean(QString::fromLatin1(prefs::kClearLogOnStart)) && !sentClearDevice_) {
+            if (options_.clearOnStart && !sentClearDevice_) {
                 clearLog();
             } else {
                 startLogStream();
@@ -72,8 +71,7 @@ void LogReader::clearLog() {
 
 void LogReader::startLogStream() {
     sentClearDevice_ = false;
-    const QString tags = Preferences::string(QString::fromLatin1(prefs::kAdbLogTags));
-    sendExpectOkay(streamRequest(tags), -1.0, kStreamStatus);
+    sendExpectOkay(streamRequest(options_.logTags), -1.0, kStreamStatus);
 }
 
 void LogReader::handleFailMessage(const QByteArray& data) {

@@ -13,7 +13,7 @@ namespace vf {
 class PidReader final : public AdbSocket {
     Q_OBJECT
 public:
-    explicit PidReader(QObject* parent = nullptr) : AdbSocket(parent) {}
+    explicit PidReader(const AdbEndpoint& endpoint, QObject* parent = nullptr) : AdbSocket(endpoint, parent) {}
 
     // Conversation thread. Not owned.
     void setDelegate(PidReaderDelegate* delegate) { delegate_ = delegate; }

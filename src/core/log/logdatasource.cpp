@@ -20,7 +20,7 @@ constexpr int kQueueTimerMs = 500;
 
 struct LogDatasource::Impl {
     LogDatasourceDelegate* delegate = nullptr;
-    std::shared_ptr<StoreConnector> connector = makeAdbConnector();
+    std::shared_ptr<StoreConnector> connector;
     std::function<qint64()> clock = [] { return QDateTime::currentMSecsSinceEpoch(); };
 
     mutable QMutex deviceMutex;
@@ -43,7 +43,9 @@ struct LogDatasource::Impl {
     std::atomic<bool> closing{false};
 };
 
-LogDatasource::LogDatasource(QObject* parent) : QObject(parent), d(std::make_unique<Impl>()) {
+LogDatasource::LogDatasource(std::shared_ptr<StoreConnector> connector, QObject* parent)
+    : QObject(parent), d(std::make_unique<Impl>()) {
+    d->connector = std::move(connector);
     d->nextIndex = [this] { return getIndex(); };
     d->appLookup = [this](std::string_view pid, std::string& out) { return d->names.lookup(pid, out); };
     d->queueTimer = new QTimer(this);
@@ -62,8 +64,6 @@ LogDatasource::~LogDatasource() {
 }
 
 void LogDatasource::setDelegate(LogDatasourceDelegate* delegate) { d->delegate = delegate; }
-
-void LogDatasource::setConnector(std::shared_ptr<StoreConnector> connector) { d->connector = std::move(connector); }
 
 void LogDatasource::setClock(std::function<qint64()> nowMs) { d->clock = std::move(nowMs); }
 
@@ -99,6 +99,7 @@ void LogDatasource::startLogger() {
 }
 
 void LogDatasource::internalStartLogger() {
+    if (!d->connector) return;
     loadPID();
     const QString device = deviceId();
     d->conversations.install(ConversationSlots::LogReaderSlot, d->connector->connectLogReader(this, device));
@@ -193,7 +194,7 @@ void LogDatasource::logLineReceived(std::optional<std::string_view> line) {
 void LogDatasource::loadPID() {
     if (!d->names.beginLookup(d->clock())) return;
     auto connect = [this, device = deviceId()] {
-        if (d->closing) return;
+        if (d->closing || !d->connector) return;
         d->conversations.install(ConversationSlots::PidReaderSlot, d->connector->connectPidReader(this, device));
     };
     if (QThread::currentThread() == ioThread()) {

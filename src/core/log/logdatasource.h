@@ -47,13 +47,13 @@ class LogDatasource final : public QObject, public LogReaderDelegate, public Pid
 public:
     // Main thread. The destructor stops the run and deletes the conversations
     // on the I/O thread (waiting), and cancels and waits for a filter pass.
-    explicit LogDatasource(QObject* parent = nullptr);
+    // Its conversations are opened through `connector` (makeAdbConnector()
+    // for the real ones; none: a store of loaded files that never connects).
+    explicit LogDatasource(std::shared_ptr<StoreConnector> connector, QObject* parent = nullptr);
     ~LogDatasource() override;
 
     // Non-owning; the delegate outlives the store.
     void setDelegate(LogDatasourceDelegate* delegate);
-    // Replaces how conversations are opened (tests). Main thread, while idle.
-    void setConnector(std::shared_ptr<StoreConnector> connector);
     // Replaces the clock (milliseconds since the epoch) used for the replay
     // guard, the notification rate and the lookup dates (tests). Main thread,
     // before lines arrive.

@@ -14,7 +14,8 @@ namespace {
 template <class Reader, class Delegate>
 class AdbConversation final : public StoreConversation {
 public:
-    AdbConversation(Delegate* delegate, const QString& deviceId) : reader_(new Reader()) {
+    AdbConversation(Delegate* delegate, const QString& deviceId, std::unique_ptr<Reader> reader)
+        : reader_(std::move(reader)) {
         reader_->setDelegate(delegate);
         reader_->setDeviceId(deviceId);
         reader_->connect();
@@ -27,14 +28,22 @@ private:
 
 class AdbConnector final : public StoreConnector {
 public:
+    AdbConnector(std::function<AdbEndpoint()> endpoint, std::function<LogcatOptions()> options)
+        : endpoint_(std::move(endpoint)), options_(std::move(options)) {}
     std::unique_ptr<StoreConversation> connectLogReader(LogReaderDelegate* delegate,
                                                         const QString& deviceId) override {
-        return std::make_unique<AdbConversation<LogReader, LogReaderDelegate>>(delegate, deviceId);
+        auto reader = std::make_unique<LogReader>(endpoint_(), options_());
+        return std::make_unique<AdbConversation<LogReader, LogReaderDelegate>>(delegate, deviceId, std::move(reader));
     }
     std::unique_ptr<StoreConversation> connectPidReader(PidReaderDelegate* delegate,
                                                         const QString& deviceId) override {
-        return std::make_unique<AdbConversation<PidReader, PidReaderDelegate>>(delegate, deviceId);
+        return std::make_unique<AdbConversation<PidReader, PidReaderDelegate>>(delegate, deviceId,
+                                                                               std::make_unique<PidReader>(endpoint_()));
     }
+
+private:
+    const std::function<AdbEndpoint()> endpoint_;
+    const std::function<LogcatOptions()> options_;
 };
 
 // Conversations are deleted on the I/O thread only.
@@ -50,7 +59,14 @@ std::shared_ptr<StoreConversation> shareConversation(std::unique_ptr<StoreConver
 
 }  // namespace
 
-std::shared_ptr<StoreConnector> makeAdbConnector() { return std::make_shared<AdbConnector>(); }
+std::shared_ptr<StoreConnector> makeAdbConnector(std::function<AdbEndpoint()> endpoint,
+                                                 std::function<LogcatOptions()> options) {
+    return std::make_shared<AdbConnector>(std::move(endpoint), std::move(options));
+}
+
+std::shared_ptr<StoreConnector> makeAdbConnector(const AdbEndpoint& endpoint, const LogcatOptions& options) {
+    return makeAdbConnector([endpoint] { return endpoint; }, [options] { return options; });
+}
 
 // Replaced conversations wait here until the I/O thread's queue gets to them.
 struct ConversationSlots::Graveyard {

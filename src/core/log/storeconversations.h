@@ -5,11 +5,13 @@
 // own callbacks.
 
 #include <QString>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
 
 #include "core/adb/delegates.h"
+#include "core/adb/endpoint.h"
 
 namespace vf {
 
@@ -33,8 +35,13 @@ public:
                                                                 const QString& deviceId) = 0;
 };
 
-// The real ADB conversations.
-std::shared_ptr<StoreConnector> makeAdbConnector();
+// The real ADB conversations. Each is made with the endpoint (and a stream
+// with the options) that the providers give at that moment, so a front end
+// can follow its preferences; the providers run on the I/O thread.
+std::shared_ptr<StoreConnector> makeAdbConnector(std::function<AdbEndpoint()> endpoint,
+                                                 std::function<LogcatOptions()> options);
+// The same with fixed values.
+std::shared_ptr<StoreConnector> makeAdbConnector(const AdbEndpoint& endpoint, const LogcatOptions& options = {});
 
 // The two slots. install() and current() any thread; closeAll() on the I/O
 // thread (it stops and deletes every conversation at once).

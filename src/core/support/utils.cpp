@@ -69,8 +69,8 @@ bool Utils::runStartServer(const QString& adbPath) {
     return text.contains(QStringLiteral("daemon started successfully"), Qt::CaseInsensitive);
 }
 
-void Utils::startAdb(std::function<void(bool)> completion) {
-    const std::optional<QString> path = getAdbPath();
+void Utils::startAdb(const QString& adbProgram, std::function<void(bool)> completion) {
+    const std::optional<QString> path = adbProgram.isEmpty() ? getAdbPath() : std::optional<QString>(adbProgram);
     if (!path) {
         VF_LOG("adb not found");
         if (completion) completion(false);

@@ -16,11 +16,12 @@ public:
     // nullopt when none exists. Any thread.
     static std::optional<QString> getAdbPath();
 
-    // Runs "adb start-server" on a pool thread and calls `completion` with
-    // whether the output said the daemon started. Without adb, `completion`
+    // Runs "<adbProgram> start-server" (empty: getAdbPath()) on a pool thread
+    // and calls `completion` with whether the output said the daemon
+    // started. Without adb, `completion`
     // runs at once on the calling thread with false; otherwise it runs later
     // on the main thread (never when there is no application object).
-    static void startAdb(std::function<void(bool)> completion);
+    static void startAdb(const QString& adbProgram, std::function<void(bool)> completion);
 
     // Runs "<adbPath> start-server" and waits: the success flag as above.
     // Blocking; any thread except the main one should call it.
