@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/adb/adbsocket.h"
-#include "core/adb/pidreader.h"
+#include "core/adb/shellcommandreader.h"
 #include "core/support/preferences.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
@@ -60,7 +60,7 @@ TEST(AdbEndpoint, ServerAndPortFromThePreferences) {
 
 TEST(AdbSocket, StopBeforeTheConnectionCompletesLeavesItNotConnecting) {
     test::ScriptedAdbServer server;
-    PidReader reader(server.endpoint());
+    ShellCommandReader reader(server.endpoint(), QStringLiteral("shell:ps"));
     reader.connect();
     EXPECT_TRUE(reader.isConnecting() && reader.isConnected());
     reader.stop();

@@ -46,13 +46,6 @@ public:
     virtual void deviceListFailedWithError(int code) = 0;
 };
 
-class DeviceNameReaderDelegate {
-public:
-    virtual ~DeviceNameReaderDelegate() = default;
-    virtual void deviceNameReceived(const QString& name, const QString& deviceId) = 0;
-    virtual void deviceNameFailedWithError(const Error& error, const QString& deviceId) = 0;
-};
-
 // A device record: "id", "type", and "name" / "product" when known.
 struct DeviceRecord {
     QString id;

@@ -4,7 +4,6 @@
 #include <QThread>
 
 #include "core/adb/devicelistreader.h"
-#include "core/adb/devicenamereader.h"
 #include "core/adb/textlines.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
@@ -146,23 +145,34 @@ void DeviceListDatasource::internalDeviceModel(const QString& serial) {
         deviceNameReader_->setDelegate(nullptr);
         deviceNameReader_->deleteLater();
     }
-    deviceNameReader_ = new DeviceNameReader(endpoint_);
+    deviceNameReader_ = new ShellCommandReader(endpoint_, u"shell:cat /system/build.prop"_s);
     deviceNameReader_->setDeviceId(serial);
     deviceNameReader_->setDelegate(this);
     deviceNameReader_->connect();
 }
 
-void DeviceListDatasource::deviceNameReceived(const QString& name, const QString& deviceId) {
+void DeviceListDatasource::shellCommandEnded(const QString& deviceId, const QByteArray& output) {
+    const std::optional<QString> text = AdbSocket::stringFromData(output);
+    const std::optional<QString> name = text ? nameFromBuildProperties(*text) : std::nullopt;
+    if (!name) {
+        // Not known (refused, failed, or no such line): on to the next device.
+        {
+            QMutexLocker lock(&mutex_);
+            lookupList_.removeAll(deviceId);
+        }
+        lookupNextDevice();
+        return;
+    }
     {
         QMutexLocker lock(&mutex_);
         for (DeviceRecord& record : deviceList_) {
             if (record.id == deviceId) {
-                record.name = name;
+                record.name = *name;
                 break;
             }
         }
     }
-    notifyDeviceModel(deviceId, name);
+    notifyDeviceModel(deviceId, *name);
     {
         QMutexLocker lock(&mutex_);
         lookupList_.removeAll(deviceId);
@@ -170,13 +180,15 @@ void DeviceListDatasource::deviceNameReceived(const QString& name, const QString
     lookupNextDevice();
 }
 
-void DeviceListDatasource::deviceNameFailedWithError(const Error& error, const QString& deviceId) {
-    VF_LOG("TODO: {}, {}", error.toString(), deviceId);
-    {
-        QMutexLocker lock(&mutex_);
-        lookupList_.removeAll(deviceId);
+std::optional<QString> DeviceListDatasource::nameFromBuildProperties(const QString& text) {
+    static const QString modelKey = u"ro.product.model="_s;
+    static const QString nameKey = u"ro.product.name="_s;
+    std::optional<QString> found;
+    for (const QString& line : splitAtNewlines(text)) {
+        if (line.startsWith(modelKey)) return line.mid(modelKey.size());
+        if (line.startsWith(nameKey)) found = line.mid(nameKey.size());
     }
-    lookupNextDevice();
+    return found;
 }
 
 void DeviceListDatasource::notifyDevicesConneceted() {

@@ -18,15 +18,16 @@
 
 #include "core/adb/delegates.h"
 #include "core/adb/endpoint.h"
+#include "core/adb/shellcommandreader.h"
 
 namespace vf {
 
 class DeviceListReader;
-class DeviceNameReader;
+class ShellCommandReader;
 
 class DeviceListDatasource final : public QObject,
                                    public DeviceListReaderDelegate,
-                                   public DeviceNameReaderDelegate {
+                                   public ShellCommandDelegate {
     Q_OBJECT
 public:
     // Every conversation it makes talks to `endpoint`.
@@ -52,12 +53,15 @@ public:
     // Conversation callbacks (the conversation's thread).
     void devicesReceived(const QString& text) override;
     void deviceListFailedWithError(int code) override;
-    void deviceNameReceived(const QString& name, const QString& deviceId) override;
-    void deviceNameFailedWithError(const Error& error, const QString& deviceId) override;
+    // The build properties of one device (empty: the look-up failed).
+    void shellCommandEnded(const QString& deviceId, const QByteArray& output) override;
 
     // One line of the reply as a record (the line is neither empty nor an
     // "-"/"error:" line).
     static DeviceRecord recordFromLine(const QString& line);
+    // The value of the first "ro.product.model=" line, else of the last
+    // "ro.product.name=" line before it; nullopt when neither occurs.
+    static std::optional<QString> nameFromBuildProperties(const QString& text);
 
 private:
     void fetchDevices();
@@ -74,7 +78,7 @@ private:
     QStringList lookupList_;
     // Conversations: touched only on the thread they live on.
     DeviceListReader* deviceListReader_ = nullptr;
-    DeviceNameReader* deviceNameReader_ = nullptr;
+    ShellCommandReader* deviceNameReader_ = nullptr;
     std::atomic<bool> usedIoThread_{false};
 };
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/adb/logreader.h"
-#include "core/adb/pidreader.h"
+#include "core/adb/shellcommandreader.h"
 #include "core/support/threads.h"
 
 namespace vf {
@@ -26,6 +26,28 @@ private:
     std::unique_ptr<Reader> reader_;
 };
 
+// The process table: "shell:ps", its output decoded for the store.
+class PsConversation final : public StoreConversation, private ShellCommandDelegate {
+public:
+    PsConversation(PidReaderDelegate* delegate, const QString& deviceId, const AdbEndpoint& endpoint)
+        : delegate_(delegate), reader_(endpoint, QStringLiteral("shell:ps")) {
+        reader_.setDelegate(this);
+        reader_.setDeviceId(deviceId);
+        reader_.connect();
+    }
+    ~PsConversation() override { reader_.setDelegate(nullptr); }
+    void stop() override { reader_.stop(); }
+
+private:
+    void shellCommandEnded(const QString&, const QByteArray& output) override {
+        // Undecodable output reaches the store as an empty text: the lookup still ends.
+        delegate_->pidReceived(AdbSocket::stringFromData(output).value_or(QString()));
+    }
+
+    PidReaderDelegate* delegate_;
+    ShellCommandReader reader_;
+};
+
 class AdbConnector final : public StoreConnector {
 public:
     AdbConnector(std::function<AdbEndpoint()> endpoint, std::function<LogcatOptions()> options)
@@ -37,8 +59,7 @@ public:
     }
     std::unique_ptr<StoreConversation> connectPidReader(PidReaderDelegate* delegate,
                                                         const QString& deviceId) override {
-        return std::make_unique<AdbConversation<PidReader, PidReaderDelegate>>(delegate, deviceId,
-                                                                               std::make_unique<PidReader>(endpoint_()));
+        return std::make_unique<PsConversation>(delegate, deviceId, endpoint_());
     }
 
 private:

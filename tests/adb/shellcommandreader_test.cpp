@@ -2,7 +2,7 @@
 
 #include <QStringList>
 
-#include "core/adb/pidreader.h"
+#include "core/adb/shellcommandreader.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
@@ -14,16 +14,18 @@ using test::Script;
 using test::ScriptedAdbServer;
 using test::waitUntil;
 
-class PidRecorder final : public PidReaderDelegate {
+class Recorder final : public ShellCommandDelegate {
 public:
-    void pidReceived(const QString& text) override { texts.append(text); }
+    void shellCommandEnded(const QString&, const QByteArray& output) override { texts.append(QString::fromUtf8(output)); }
     QStringList texts;
 };
 
 // The output up to its last newline arrives once, when the server closes;
 // refusals make the reader close at once without waiting for the server and
-// deliver an empty text, so that the lookup ends however it ends.
-TEST(PidReader, DeliversTheWholeOutputOnceHoweverTheConversationEnds) {
+// deliver an empty text, so that the asker's request ends however it ends
+// (a process-table lookup used to stay "running" for good). Output past the
+// cap is cut and the conversation stopped.
+TEST(ShellCommandReader, DeliversTheOutputOnceHoweverTheConversationEnds) {
     ScriptedAdbServer server;
     const QByteArray output =
         "USER PID PPID VSIZE RSS WCHAN PC NAME\r\n"
@@ -34,6 +36,7 @@ TEST(PidReader, DeliversTheWholeOutputOnceHoweverTheConversationEnds) {
         std::optional<Script> script;  // none: no server listens
         QByteArray requests;
         QStringList texts;
+        qsizetype maxBytes = ShellCommandReader::kDefaultMaxBytes;
     } cases[] = {
         {u"abc1"_s,
          Script()
@@ -50,13 +53,15 @@ TEST(PidReader, DeliversTheWholeOutputOnceHoweverTheConversationEnds) {
         {{}, Script().expectRequest("host:transport-any").reply("OKAY").expect(12).reply("FAIL0004nope"),
          "0012host:transport-any" "0008shell:ps", {QString()}},
         {{}, std::nullopt, {}, {QString()}},
+        {{}, Script().expectRequest("host:transport-any").reply("OKAY").expect(12).reply("OKAY").reply(output),
+         "0012host:transport-any" "0008shell:ps", {QString::fromUtf8(output.left(10))}, 10},
     };
     int connection = 0;
     for (const auto& c : cases) {
         SCOPED_TRACE(connection);
         if (c.script) server.addScript(*c.script);
-        PidRecorder recorder;
-        PidReader reader(c.script ? server.endpoint() : ScriptedAdbServer::nowhere());
+        Recorder recorder;
+        ShellCommandReader reader(c.script ? server.endpoint() : ScriptedAdbServer::nowhere(), u"shell:ps"_s, c.maxBytes);
         reader.setDelegate(&recorder);
         reader.setDeviceId(c.deviceId);
         reader.connect();
