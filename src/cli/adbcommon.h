@@ -23,13 +23,14 @@ struct AdbSetup {
 };
 AdbSetup adbSetupFor(const CliOptions& options);
 
-// The device a stream should use, mirroring the viewer: while reconnecting
-// only the device it had; with a serial only that one; else the only device.
-struct DeviceChoice {
+// The device a stream should use, by the viewer's rule (chooseDevice() of
+// the core), with the companion's messages: several devices without a
+// serial end the run instead of asking.
+struct StreamDeviceChoice {
     std::optional<DeviceRecord> device;
     QString error;  // set when there is no choice and the run should end
 };
-DeviceChoice chooseDevice(const DeviceList& devices, const QString& serial, const QString& reconnectTo);
+StreamDeviceChoice chooseStreamDevice(const DeviceList& devices, const QString& serial, const QString& reconnectTo);
 
 // "  SERIAL" lines for the error messages, in the server's order.
 QString deviceLines(const DeviceList& devices);

@@ -106,7 +106,8 @@ void StreamCommand::startLogging() {
 
 void StreamCommand::onDevicesConnected(const DeviceList& devices) {
     if (done_ || store_->isLogging()) return;
-    const DeviceChoice choice = chooseDevice(devices, options_.serial, autoReconnect_ ? lastDeviceId_ : QString());
+    const StreamDeviceChoice choice =
+        chooseStreamDevice(devices, options_.serial, autoReconnect_ ? lastDeviceId_ : QString());
     if (!choice.device) {
         if (!choice.error.isEmpty()) {
             message(choice.error);
@@ -126,11 +127,8 @@ void StreamCommand::onDevicesConnected(const DeviceList& devices) {
 void StreamCommand::onDeviceModel(const QString&, const QString&) {}
 
 void StreamCommand::onDeviceListFailed(int code) {
-    runOnMainThread([self = QPointer<StreamCommand>(this), code] {
-        if (!self) return;
-        if (code == 0) self->handleAdbNotRunning();
-        else self->handleNoDevice();
-    });
+    if (code == 0) handleAdbNotRunning();
+    else handleNoDevice();
 }
 
 void StreamCommand::onLoggerStarted() {

@@ -5,6 +5,7 @@
 #include <QMessageBox>
 #include <QTimer>
 
+#include "core/session/devicechoice.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
 #include "ui/connectionbackend.h"
@@ -41,27 +42,22 @@ void VellumfoxAppDelegate::onDevicesConnected(const DeviceList& devices) {
 }
 
 void VellumfoxAppDelegate::chooseDevice() {
-    if (deviceList_.isEmpty()) {
-        VF_LOG("no devices connected!");
-        return;
-    }
-    std::optional<DeviceRecord> candidate;
-    if (deviceList_.size() == 1) candidate = deviceList_.first();
-    if (autoReconnect_) {
-        const auto it = lastDeviceConnectedId_ ? deviceList_.constFind(*lastDeviceConnectedId_) : deviceList_.cend();
-        if (it == deviceList_.cend()) {
-            VF_LOG("device change - don't automatically reconnect to new device!");
-            return;
-        }
-        candidate = *it;
-    }
-    if (!candidate) {
-        showDevicePicker();
-    } else if (candidate->type == u"unauthorized"_s) {
-        adbDeviceNotAuthorized(candidate->id);
-    } else {
-        logDatasource_->setDeviceId(candidate->id);
-        startLogging();
+    const std::optional<QString> reconnectTo =
+        autoReconnect_ ? std::optional<QString>(lastDeviceConnectedId_.value_or(QString())) : std::nullopt;
+    const DeviceChoice choice = vf::chooseDevice(deviceList_.values(), reconnectTo);
+    switch (choice.decision) {
+        case DeviceDecision::Ask:
+            showDevicePicker();
+            break;
+        case DeviceDecision::NotAuthorized:
+            adbDeviceNotAuthorized(choice.device->id);
+            break;
+        case DeviceDecision::Start:
+            logDatasource_->setDeviceId(choice.device->id);
+            startLogging();
+            break;
+        default:
+            break;
     }
 }
 
@@ -74,12 +70,9 @@ void VellumfoxAppDelegate::onDeviceModel(const QString& deviceId, const QString&
 }
 
 void VellumfoxAppDelegate::onDeviceListFailed(int code) {
-    QPointer<VellumfoxAppDelegate> self(this);
-    runOnMainThread([self, code] {
-        if (self == nullptr) return;
-        if (code == 0) self->adbNotRunningError(Error{});
-        else if (code == 1 && !self->autoReconnect_) self->adbDeviceNotFound(Error{});
-    });
+    VF_ASSERT_THREAD(this);
+    if (code == 0) adbNotRunningError(Error{});
+    else if (code == 1 && !autoReconnect_) adbDeviceNotFound(Error{});
 }
 
 void VellumfoxAppDelegate::onNoDeviceSelected() { showDevicePicker(); }

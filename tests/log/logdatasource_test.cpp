@@ -79,10 +79,13 @@ protected:
         store.startLogger();
         ASSERT_TRUE(waitUntil([&] { return delegate.started == 1; }));
     }
-    void applyFilter(PredicatePtr filter) {
+    // Sets the filter and waits for its notice (a notice of new rows may
+    // come before it).
+    void applyFilter(const PredicatePtr& filter) {
         const int before = delegate.updated;
-        store.setLogDataFilter(std::move(filter));
-        ASSERT_TRUE(waitUntil([&] { return delegate.updated > before; }));
+        store.setLogDataFilter(filter);
+        ASSERT_TRUE(waitUntil([&] { return store.logDataFilter() == filter && delegate.updated > before; }));
+        pumpEvents(10);
     }
     static QStringList texts(const RowList& rows) {
         QStringList out;

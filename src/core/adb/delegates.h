@@ -55,7 +55,8 @@ struct DeviceRecord {
 };
 using DeviceList = QList<DeviceRecord>;
 
-// What the device list model tells the application controller.
+// What the device list model tells the application controller. Every call
+// arrives on the main thread.
 class DeviceListDelegate {
 public:
     virtual ~DeviceListDelegate() = default;
@@ -63,7 +64,7 @@ public:
     virtual void onDevicesConnected(const DeviceList& devices) = 0;
     // Main thread.
     virtual void onDeviceModel(const QString& deviceId, const QString& model) = 0;
-    // Socket thread (not the main thread): 0 = no ADB server, 1 = no device.
+    // Main thread: 0 = no ADB server, 1 = no device.
     virtual void onDeviceListFailed(int code) = 0;
 };
 

@@ -80,7 +80,11 @@ void DeviceListDatasource::fetchDevices() {
 void DeviceListDatasource::devicesReceived(const QString& text) { parseDeviceList(text); }
 
 void DeviceListDatasource::deviceListFailedWithError(int code) {
-    if (DeviceListDelegate* delegate = delegate_.load()) delegate->onDeviceListFailed(code);
+    QPointer<DeviceListDatasource> self(this);
+    runOnMainThread([self, code] {
+        if (!self) return;
+        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDeviceListFailed(code);
+    });
 }
 
 DeviceRecord DeviceListDatasource::recordFromLine(const QString& line) {
