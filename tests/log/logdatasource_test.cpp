@@ -140,30 +140,6 @@ TEST_F(StoreTest, SecondUnknownRowStartsOneLookupAndALaterRequestRunsAfterIt) {
     EXPECT_EQ(store.getDataAll().constLast()->app(), "com.example.app");
 }
 
-TEST_F(StoreTest, UserNamesWinOverPsAlsoAfterClearing) {
-    feed(line("01-01 10:00:00.000", 1234, "I", "T", "a"));
-    store.setAppName(u"Mine"_s, u"1234"_s);
-    EXPECT_EQ(store.getDataAll().constFirst()->app(), "Mine");
-    const QString ps = QStringLiteral("USER PID PPID NAME\nu0_a12 1234 1 0 com.example.app\n");
-    store.pidReceived(ps);
-    EXPECT_EQ(store.appNameForPid(u"1234"_s), u"Mine"_s);
-    store.clearLog();
-    store.pidReceived(ps);
-    EXPECT_EQ(store.appNameForPid(u"1234"_s), u"Mine"_s);
-    feed(line("01-01 10:00:01.000", 1234, "I", "T", "b"));
-    EXPECT_EQ(store.getDataAll().constFirst()->app(), "Mine");
-}
-
-TEST_F(StoreTest, BothBuffersPruneAThousandPastTheirCap) {
-    store.setAppName(u"app"_s, u"10"_s);
-    applyFilter(parse("type IN[cd] 'V,D,I,W,E,F,A'"));
-    for (int i = 0; i < 20001; ++i) feed(line("01-01 10:00:00.000", 10, "I", "T", "x"));
-    const RowList all = store.getDataAll();
-    ASSERT_EQ(all.size(), 19001);
-    EXPECT_EQ(all.constFirst()->idx(), 1000u);
-    EXPECT_EQ(store.getDataFiltered().size(), 19001);
-}
-
 TEST_F(StoreTest, FilteredRowsOlderThanAllRowsKeepTheirValues) {
     store.setAppName(u"app"_s, u"10"_s);
     applyFilter(parse("type == 'E'"));
