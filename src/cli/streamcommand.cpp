@@ -1,9 +1,7 @@
 #include "cli/streamcommand.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QPointer>
-#include <QThread>
 
 #include "cli/filters.h"
 #include "cli/rowwriter.h"
@@ -83,18 +81,18 @@ int StreamCommand::run() {
 bool StreamCommand::installFilter() {
     if (!filter_) return true;
     // The store tests each arriving row against the filter in force; a row
-    // that came before the filter landed would never be shown. So wait.
+    // that came before the filter landed would never be shown. So wait for
+    // the store's notice (or its report of a corrupt filter).
+    QEventLoop waiting;
+    filterLanding_ = &waiting;
+    QTimer::singleShot(10000, &waiting, [this, &waiting] {
+        message(u"the filter could not be installed"_s);
+        finish(kExitFailure);
+        waiting.quit();
+    });
     store_->setLogDataFilter(filter_);
-    const QDeadlineTimer deadline(10000);
-    while (!done_ && store_->logDataFilter() != filter_) {
-        if (deadline.hasExpired()) {
-            message(u"the filter could not be installed"_s);
-            finish(kExitFailure);
-            break;
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::msleep(1);
-    }
+    waiting.exec();
+    filterLanding_ = nullptr;
     return !done_;
 }
 
@@ -163,7 +161,13 @@ void StreamCommand::onLoggerStopped() {
     reconnectTimer_.start();
 }
 
-void StreamCommand::onLogUpdated(const LogUpdate&) { printNewRows(); }
+void StreamCommand::onLogUpdated(const LogUpdate&) {
+    if (filterLanding_ != nullptr) {
+        if (store_->logDataFilter() == filter_) filterLanding_->quit();
+        return;
+    }
+    printNewRows();
+}
 
 void StreamCommand::onMultipleDevicesConnected() {
     if (!done_) devices_->loadDeviceList();
@@ -174,6 +178,7 @@ void StreamCommand::onDeviceNotFound() { store_->setDeviceId({}); }
 void StreamCommand::onFilterCorrupt(const QString& reason) {
     message(u"the filter cannot be evaluated: %1"_s.arg(reason));
     finish(kExitUsage);
+    if (filterLanding_ != nullptr) filterLanding_->quit();
 }
 
 void StreamCommand::adbNotRunningError(const Error&) {

@@ -95,6 +95,7 @@ private:
     QTimer pollTimer_;
     QTimer reconnectTimer_;
     QEventLoop loop_;
+    QEventLoop* filterLanding_ = nullptr;  // while the filter is being installed
 };
 
 }  // namespace vf::cli
