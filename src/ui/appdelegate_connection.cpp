@@ -35,6 +35,7 @@ QString VellumfoxAppDelegate::getDeviceTitle(const DeviceRecord& record) {
 }
 
 void VellumfoxAppDelegate::onDevicesConnected(const DeviceList& devices) {
+    VF_ASSERT_THREAD(this);
     VF_LOG("Connected Devices: {}", describe(devices));
     deviceList_.clear();
     for (const DeviceRecord& record : devices) deviceList_.insert(record.id, record);
@@ -62,6 +63,7 @@ void VellumfoxAppDelegate::chooseDevice() {
 }
 
 void VellumfoxAppDelegate::onDeviceModel(const QString& deviceId, const QString& model) {
+    VF_ASSERT_THREAD(this);
     VF_LOG("DeviceID: {}, Model: {}", deviceId, model);
     const auto it = deviceList_.find(deviceId);
     if (it != deviceList_.end()) it->name = model;
@@ -78,6 +80,7 @@ void VellumfoxAppDelegate::onDeviceListFailed(int code) {
 void VellumfoxAppDelegate::onNoDeviceSelected() { showDevicePicker(); }
 
 void VellumfoxAppDelegate::onLoggerStarted() {
+    VF_ASSERT_THREAD(this);
     resetConnectButton();
     const QString deviceId = logDatasource_->deviceId();
     if (deviceId.isEmpty()) {
@@ -101,6 +104,7 @@ void VellumfoxAppDelegate::onLoggerStarted() {
 }
 
 void VellumfoxAppDelegate::onLoggerStopped() {
+    VF_ASSERT_THREAD(this);
     VF_LOG("isDatasourceDevice:{}", int(isDatasourceDevice_));
     logDatasource_->setDeviceId(QString());
     resetConnectButton();

@@ -1,6 +1,7 @@
 #include "core/log/filterpass.h"
 
 #include <QThread>
+#include <QThreadPool>
 #include <QtConcurrent/QtConcurrentMap>
 #include <algorithm>
 #include <vector>
@@ -69,31 +70,51 @@ FullPassResult runFullPass(const RowList& rows, const Predicate& filter, const s
     return result;
 }
 
-FilterRunner::FilterRunner() {
-    thread_.setMaxThreadCount(1);
-    thread_.setObjectName(QStringLiteral("vf-filter"));
+FilterRunner::FilterRunner() : thread_([this] { run(); }) {}
+
+FilterRunner::~FilterRunner() {
+    cancelAndWait();
+    {
+        std::lock_guard lock(mutex_);
+        quit_ = true;
+    }
+    wake_.notify_all();
+    thread_.join();
 }
 
-FilterRunner::~FilterRunner() { cancelAndWait(); }
-
 void FilterRunner::start(Pass pass) {
-    auto flag = std::make_shared<std::atomic<bool>>(false);
     {
         std::lock_guard lock(mutex_);
         if (current_) *current_ = true;
-        current_ = flag;
+        current_ = std::make_shared<std::atomic<bool>>(false);
+        pending_ = std::move(pass);
+        pendingFlag_ = current_;
     }
-    thread_.start([flag, pass = std::move(pass)] {
-        if (!*flag) pass(*flag);
-    });
+    wake_.notify_all();
 }
 
 void FilterRunner::cancelAndWait() {
-    {
-        std::lock_guard lock(mutex_);
-        if (current_) *current_ = true;
+    std::unique_lock lock(mutex_);
+    if (current_) *current_ = true;
+    pending_ = nullptr;
+    pendingFlag_.reset();
+    idle_.wait(lock, [this] { return !busy_; });
+}
+
+void FilterRunner::run() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        wake_.wait(lock, [this] { return quit_ || pending_; });
+        if (!pending_) return;
+        const Pass pass = std::exchange(pending_, nullptr);
+        const std::shared_ptr<std::atomic<bool>> flag = std::exchange(pendingFlag_, nullptr);
+        busy_ = true;
+        lock.unlock();
+        if (!*flag) pass(*flag);
+        lock.lock();
+        busy_ = false;
+        idle_.notify_all();
     }
-    thread_.waitForDone();
 }
 
 bool AppendFilter::test(const Row& row, const PredicatePtr& filter, uint64_t version) {

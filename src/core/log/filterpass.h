@@ -9,10 +9,12 @@
 // cannot starve it (file loading and the adb start use it too).
 
 #include <QString>
-#include <QThreadPool>
 #include <atomic>
 #include <functional>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
+#include <thread>
 
 #include "core/filter/predicate.h"
 #include "core/log/logrow.h"
@@ -33,8 +35,10 @@ struct FullPassResult {
 // the global pool; the caller must not be a thread of that pool.
 FullPassResult runFullPass(const RowList& rows, const Predicate& filter, const std::atomic<bool>& cancelled);
 
-// Runs full passes one at a time on a thread of its own. Starting one
-// cancels the one before. Any thread; the destructor cancels and waits.
+// Runs full passes one at a time on a thread of its own (standard
+// primitives only, so ThreadSanitizer sees every hand-over). Starting one
+// cancels the one before, and one still waiting is dropped. Any thread; the
+// destructor cancels and waits.
 class FilterRunner final {
 public:
     using Pass = std::function<void(const std::atomic<bool>& cancelled)>;
@@ -48,9 +52,17 @@ public:
     void cancelAndWait();
 
 private:
-    QThreadPool thread_;
+    void run();
+
     std::mutex mutex_;
-    std::shared_ptr<std::atomic<bool>> current_;
+    std::condition_variable wake_;
+    std::condition_variable idle_;
+    Pass pending_;
+    std::shared_ptr<std::atomic<bool>> pendingFlag_;
+    std::shared_ptr<std::atomic<bool>> current_;  // the newest pass, running or waiting
+    bool busy_ = false;
+    bool quit_ = false;
+    std::thread thread_;  // last: started once the rest is ready
 };
 
 // The filter test of arriving rows: the producer's cached copy of the

@@ -275,6 +275,7 @@ std::optional<RowList> LogDatasource::readTextFile(const QString& path) {
 }
 
 void LogDatasource::setLogDataFromFile(RowList rows) {
+    VF_ASSERT_THREAD(this);
     stopLogger();
     d->rows.loadRows(std::move(rows));  // the list is moved, not copied
     postToMain([this] { notifyLogUpdated(); });
