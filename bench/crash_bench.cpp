@@ -68,8 +68,7 @@ void BM_LiveWithDetector(benchmark::State& state) {
     double best = 1e9, bestDetector = 1e9;
     size_t found = 0;
     for (auto _ : state) {
-        vf::LogDatasource store;
-        store.setConnector(std::make_shared<NoConversations>());
+        vf::LogDatasource store(std::make_shared<NoConversations>());
         vf::CrashDetector detector;
         uint64_t nextIdx = 0;
         double detectorCpu = 0;

@@ -114,8 +114,7 @@ void BM_LiveLines(benchmark::State& state) {
     for (std::string& line : lines) line += '\n';
     double seconds = 0, cpuSeconds = 0, rss40k = 0, rssEnd = 0;
     for (auto _ : state) {
-        vf::LogDatasource store;
-        store.setConnector(std::make_shared<NoConversations>());
+        vf::LogDatasource store(std::make_shared<NoConversations>());
         store.pidReceived(processTable(lines));
         const int preset = int(state.range(1));
         if (preset >= 0) {
@@ -149,8 +148,7 @@ void BM_LiveLines(benchmark::State& state) {
 // The million rows of the benchmark file, in a store without a cap.
 vf::LogDatasource& loadedStore() {
     static vf::LogDatasource* store = [] {
-        auto* made = new vf::LogDatasource();
-        made->setConnector(std::make_shared<NoConversations>());
+        auto* made = new vf::LogDatasource(std::make_shared<NoConversations>());
         uint64_t next = 0;
         auto rows = vf::readTextFile(QString::fromStdString(vf::bench::benchLogFile()), [&next] { return next++; });
         const qsizetype count = rows ? rows->size() : 0;

@@ -89,10 +89,10 @@ void BM_GuiDelayUnderFlood(benchmark::State& state) {
         options.makeBackend = [](vf::LogDatasource& store, vf::DeviceListDelegate&) {
             return std::unique_ptr<vf::ui::ConnectionBackend>(std::make_unique<StoreBackend>(store));
         };
+        options.connector = std::make_shared<SilentConnector>();
         vf::ui::VellumfoxAppDelegate app(options);
         app.applicationDidFinishLaunching();
         vf::LogDatasource* store = app.logDatasource();
-        store->setConnector(std::make_shared<SilentConnector>());
         store->setDeviceId(QStringLiteral("bench-device"));
         app.startLogging();
 

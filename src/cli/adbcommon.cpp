@@ -1,26 +1,32 @@
 #include "cli/adbcommon.h"
 
+#include "core/adb/adbsocket.h"
+#include "core/session/devicechoice.h"
 #include "core/support/utils.h"
 
 using namespace Qt::StringLiterals;
 
 namespace vf::cli {
 
-DeviceChoice chooseDevice(const DeviceList& devices, const QString& serial, const QString& reconnectTo) {
-    const auto find = [&](const QString& id) -> std::optional<DeviceRecord> {
-        for (const DeviceRecord& record : devices)
-            if (record.id == id) return record;
-        return std::nullopt;
-    };
-    if (!reconnectTo.isEmpty()) return {find(reconnectTo), {}};  // wait quietly for the same device
-    if (devices.isEmpty()) return {std::nullopt, u"no device attached"_s};
-    if (!serial.isEmpty()) {
-        if (auto record = find(serial)) return {record, {}};
-        return {std::nullopt, u"device '%1' not found; attached:\n%2"_s.arg(serial, deviceLines(devices))};
+StreamDeviceChoice chooseStreamDevice(const DeviceList& devices, const QString& serial, const QString& reconnectTo) {
+    const bool reconnecting = !reconnectTo.isEmpty();
+    const DeviceChoice choice =
+        chooseDevice(devices, reconnecting ? std::optional<QString>(reconnectTo) : std::nullopt, serial);
+    switch (choice.decision) {
+        case DeviceDecision::Start:
+        case DeviceDecision::NotAuthorized:
+            return {choice.device, {}};
+        case DeviceDecision::NoDevice:
+            if (reconnecting) return {};  // wait quietly for the same device
+            return {std::nullopt, u"no device attached"_s};
+        case DeviceDecision::WaitForRemembered:
+            return {};
+        case DeviceDecision::SerialNotListed:
+            return {std::nullopt, u"device '%1' not found; attached:\n%2"_s.arg(serial, deviceLines(devices))};
+        case DeviceDecision::Ask:
+            break;
     }
-    if (devices.size() > 1)
-        return {std::nullopt, u"more than one device/emulator; use -s SERIAL\n%1"_s.arg(deviceLines(devices))};
-    return {devices.first(), {}};
+    return {std::nullopt, u"more than one device/emulator; use -s SERIAL\n%1"_s.arg(deviceLines(devices))};
 }
 
 QString deviceLines(const DeviceList& devices) {
@@ -33,6 +39,17 @@ QString deviceLines(const DeviceList& devices) {
     return text;
 }
 
-void startAdbServer(std::function<void(bool)> done) { Utils::startAdb(std::move(done)); }
+void startAdbServer(const AdbEndpoint& endpoint, std::function<void(bool)> done) {
+    Utils::startAdb(endpoint.adbProgram, endpoint.port, std::move(done));
+}
+
+AdbSetup adbSetupFor(const CliOptions& options) {
+    AdbSetup setup{endpointFromPreferences(), logcatOptionsFromPreferences()};
+    if (!options.host.isEmpty()) setup.endpoint.host = options.host;
+    if (!options.port.isEmpty()) setup.endpoint.port = quint16(uint64_t(AdbSocket::leadingInteger(options.port)) & 0xFFFFu);
+    if (options.clear) setup.logcat.clearOnStart = true;
+    if (options.tags) setup.logcat.logTags = *options.tags;
+    return setup;
+}
 
 }  // namespace vf::cli

@@ -9,29 +9,34 @@
 #include <optional>
 #include <ostream>
 
+#include "cli/options.h"
 #include "core/adb/delegates.h"
+#include "core/adb/endpoint.h"
 
 namespace vf::cli {
 
-struct AdbEndpoint {
-    QString host;
-    QString port;
-    QString display() const { return host + u':' + port; }
+// The server and the stream options of one run: the command line's choices
+// over the viewer's preferences (which are only read, never changed).
+struct AdbSetup {
+    AdbEndpoint endpoint;
+    LogcatOptions logcat;
 };
+AdbSetup adbSetupFor(const CliOptions& options);
 
-// The device a stream should use, mirroring the viewer: while reconnecting
-// only the device it had; with a serial only that one; else the only device.
-struct DeviceChoice {
+// The device a stream should use, by the viewer's rule (chooseDevice() of
+// the core), with the companion's messages: several devices without a
+// serial end the run instead of asking.
+struct StreamDeviceChoice {
     std::optional<DeviceRecord> device;
     QString error;  // set when there is no choice and the run should end
 };
-DeviceChoice chooseDevice(const DeviceList& devices, const QString& serial, const QString& reconnectTo);
+StreamDeviceChoice chooseStreamDevice(const DeviceList& devices, const QString& serial, const QString& reconnectTo);
 
 // "  SERIAL" lines for the error messages, in the server's order.
 QString deviceLines(const DeviceList& devices);
 
-// Runs "adb start-server" with the core's helper; `done(success)` comes on
-// the main thread.
-void startAdbServer(std::function<void(bool)> done);
+// Runs "adb start-server" (the endpoint's program, else the one found) with
+// the core's helper; `done(success)` comes on the main thread.
+void startAdbServer(const AdbEndpoint& endpoint, std::function<void(bool)> done);
 
 }  // namespace vf::cli

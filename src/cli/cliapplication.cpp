@@ -6,7 +6,7 @@
 #include "cli/filterscommand.h"
 #include "cli/helptext.h"
 #include "cli/options.h"
-#include "cli/privateprefs.h"
+#include "cli/adbcommon.h"
 #include "cli/streamcommand.h"
 
 #include <iostream>
@@ -26,8 +26,7 @@ int CliApplication::run(const QStringList& arguments) {
         return kExitUsage;
     }
     CliOptions options = *parsed.options;
-    // Saved filters are read from the viewer's own settings, before a run
-    // switches the storage.
+    // Saved filters are read from the viewer's own settings.
     if (const auto status = resolveSavedFilters(options, err_)) return *status;
     switch (options.command) {
     case Command::Help: out_ << helpText(options.helpTopic).toStdString(); return kExitOk;
@@ -43,16 +42,12 @@ int CliApplication::run(const QStringList& arguments) {
     }
 
     if (options.serial.isEmpty()) options.serial = environment_.androidSerial;
-    AdbOverrides overrides{options.host, options.port, std::nullopt, options.tags};
-    if (options.clear) overrides.clearLogOnStart = true;
-    const PrivatePreferences preferences(overrides);
-    const AdbEndpoint endpoint{preferences.host(), preferences.port()};
-
-    if (options.command == Command::Devices) return DevicesCommand(options, endpoint, out_, err_).run();
+    const AdbSetup setup = adbSetupFor(options);
+    if (options.command == Command::Devices) return DevicesCommand(options, setup.endpoint, out_, err_).run();
     StreamSettings settings;
     settings.color = environment_.stdoutIsTerminal && !environment_.noColor && !options.noColor;
     settings.terminal = environment_.stdoutIsTerminal;
-    return StreamCommand(options, settings, endpoint, out_, err_).run();
+    return StreamCommand(options, settings, setup, out_, err_).run();
 }
 
 }  // namespace vf::cli

@@ -64,7 +64,7 @@ DevicesCommand::~DevicesCommand() {
 }
 
 int DevicesCommand::run() {
-    model_ = new DeviceListDatasource;
+    model_ = new DeviceListDatasource(endpoint_);
     model_->setDelegate(this);
     requestList();
     if (!done_) loop_.exec();
@@ -78,7 +78,7 @@ void DevicesCommand::requestList() {
             reader_->stop();
             delete reader_;
         }
-        reader_ = new DeviceListReader;
+        reader_ = new DeviceListReader(endpoint_);
         reader_->setDelegate(this);
         reader_->connect();
     });
@@ -120,7 +120,7 @@ void DevicesCommand::handleFailure(int code) {
     triedStart_ = true;
     err_ << "vellumfox-cli: no ADB server at " << utf8(endpoint_.display())
          << "; trying to start it (adb start-server)\n";
-    startAdbServer([self = QPointer<DevicesCommand>(this)](bool started) {
+    startAdbServer(endpoint_, [self = QPointer<DevicesCommand>(this)](bool started) {
         if (!self || self->done_) return;
         if (!started) {
             self->err_ << "vellumfox-cli: could not start the ADB server\n";

@@ -1,9 +1,7 @@
 #include "cli/streamcommand.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QPointer>
-#include <QThread>
 
 #include "cli/filters.h"
 #include "cli/rowwriter.h"
@@ -23,19 +21,18 @@ bool isStatusRow(const Row& row) {
     return row.app() == "Vellumfox" && row.pid() == "---" && row.tid() == "---" && row.name() == "---";
 }
 
-// Position of the first row after `last` (rows are kept in idx order).
-qsizetype firstAfter(const RowList& rows, const std::optional<uint64_t>& last) {
-    qsizetype i = rows.size();
-    if (!last) return 0;
-    while (i > 0 && rows.at(i - 1)->idx() > *last) --i;
-    return i;
+// Position of the first row appended since `seen`, which moves on.
+qsizetype firstNew(const MarkedRows& list, ListMark& seen) {
+    const StoreChange change = changeBetween(seen, list.mark);
+    seen = list.mark;
+    return change.reset ? 0 : qMax<qsizetype>(0, list.rows.size() - change.appended);
 }
 
 }  // namespace
 
-StreamCommand::StreamCommand(const CliOptions& options, StreamSettings settings, AdbEndpoint endpoint,
+StreamCommand::StreamCommand(const CliOptions& options, StreamSettings settings, AdbSetup setup,
                              std::ostream& out, std::ostream& err)
-    : options_(options), settings_(settings), endpoint_(std::move(endpoint)), out_(out), err_(err) {
+    : options_(options), settings_(settings), endpoint_(setup.endpoint), logcat_(setup.logcat), out_(out), err_(err) {
     pollTimer_.setInterval(settings_.pollIntervalMs);
     QObject::connect(&pollTimer_, &QTimer::timeout, this, &StreamCommand::printNewRows);
     reconnectTimer_.setInterval(settings_.reconnectIntervalMs);
@@ -62,9 +59,9 @@ int StreamCommand::run() {
     filter_ = std::move(build.predicate);
     writer_ = makeRowWriter(options_.format, out_, settings_.color, settings_.terminal);
 
-    store_ = std::make_unique<LogDatasource>();
+    store_ = std::make_unique<LogDatasource>(makeAdbConnector(endpoint_, logcat_));
     store_->setDelegate(this);
-    devices_ = std::make_unique<DeviceListDatasource>();
+    devices_ = std::make_unique<DeviceListDatasource>(endpoint_);
     devices_->setDelegate(this);
     if (!installFilter()) return status_;
 
@@ -85,18 +82,18 @@ int StreamCommand::run() {
 bool StreamCommand::installFilter() {
     if (!filter_) return true;
     // The store tests each arriving row against the filter in force; a row
-    // that came before the filter landed would never be shown. So wait.
+    // that came before the filter landed would never be shown. So wait for
+    // the store's notice (or its report of a corrupt filter).
+    QEventLoop waiting;
+    filterLanding_ = &waiting;
+    QTimer::singleShot(10000, &waiting, [this, &waiting] {
+        message(u"the filter could not be installed"_s);
+        finish(kExitFailure);
+        waiting.quit();
+    });
     store_->setLogDataFilter(filter_);
-    const QDeadlineTimer deadline(10000);
-    while (!done_ && store_->logDataFilter() != filter_) {
-        if (deadline.hasExpired()) {
-            message(u"the filter could not be installed"_s);
-            finish(kExitFailure);
-            break;
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::msleep(1);
-    }
+    waiting.exec();
+    filterLanding_ = nullptr;
     return !done_;
 }
 
@@ -108,7 +105,8 @@ void StreamCommand::startLogging() {
 
 void StreamCommand::onDevicesConnected(const DeviceList& devices) {
     if (done_ || store_->isLogging()) return;
-    const DeviceChoice choice = chooseDevice(devices, options_.serial, autoReconnect_ ? lastDeviceId_ : QString());
+    const StreamDeviceChoice choice =
+        chooseStreamDevice(devices, options_.serial, autoReconnect_ ? lastDeviceId_ : QString());
     if (!choice.device) {
         if (!choice.error.isEmpty()) {
             message(choice.error);
@@ -128,17 +126,14 @@ void StreamCommand::onDevicesConnected(const DeviceList& devices) {
 void StreamCommand::onDeviceModel(const QString&, const QString&) {}
 
 void StreamCommand::onDeviceListFailed(int code) {
-    runOnMainThread([self = QPointer<StreamCommand>(this), code] {
-        if (!self) return;
-        if (code == 0) {
-            self->handleAdbNotRunning();
-        } else if (code == kDeviceListUnexpectedReply) {
-            self->message(QString::fromLatin1(kUnexpectedReplyText));
-            self->finish(kExitFailure);
-        } else {
-            self->handleNoDevice();
-        }
-    });
+    if (code == 0) {
+        handleAdbNotRunning();
+    } else if (code == kDeviceListUnexpectedReply) {
+        message(QString::fromLatin1(kUnexpectedReplyText));
+        finish(kExitFailure);
+    } else {
+        handleNoDevice();
+    }
 }
 
 void StreamCommand::onLoggerStarted() {
@@ -173,7 +168,13 @@ void StreamCommand::onLoggerStopped() {
     reconnectTimer_.start();
 }
 
-void StreamCommand::onLogUpdated() { printNewRows(); }
+void StreamCommand::onLogUpdated(const LogUpdate&) {
+    if (filterLanding_ != nullptr) {
+        if (store_->logDataFilter() == filter_) filterLanding_->quit();
+        return;
+    }
+    printNewRows();
+}
 
 void StreamCommand::onMultipleDevicesConnected() {
     if (!done_) devices_->loadDeviceList();
@@ -184,6 +185,7 @@ void StreamCommand::onDeviceNotFound() { store_->setDeviceId({}); }
 void StreamCommand::onFilterCorrupt(const QString& reason) {
     message(u"the filter cannot be evaluated: %1"_s.arg(reason));
     finish(kExitUsage);
+    if (filterLanding_ != nullptr) filterLanding_->quit();
 }
 
 void StreamCommand::adbNotRunningError(const Error&) {
@@ -207,7 +209,7 @@ void StreamCommand::handleAdbNotRunning() {
     }
     triedStartingAdb_ = true;
     message(u"no ADB server at %1; trying to start it (adb start-server)"_s.arg(endpoint_.display()));
-    startAdbServer([self = QPointer<StreamCommand>(this)](bool started) {
+    startAdbServer(endpoint_, [self = QPointer<StreamCommand>(this)](bool started) {
         if (!self || self->done_) return;
         if (!started) {
             self->message(u"could not start the ADB server"_s);
@@ -232,17 +234,18 @@ void StreamCommand::handleNoDevice() {
 
 void StreamCommand::printNewRows() {
     if (!store_ || !writer_) return;
-    const RowList all = store_->getDataAll();
-    const RowList shown = filter_ ? store_->getDataFiltered() : all;
-    for (qsizetype i = firstAfter(shown, lastPrinted_); i < shown.size(); ++i) {
-        writer_->write(shown.at(i));
-        lastPrinted_ = shown.at(i)->idx();
+    const MarkedRows shown = filter_ ? store_->filteredRows() : store_->allRows();
+    for (qsizetype i = firstNew(shown, shownMark_); i < shown.rows.size(); ++i) {
+        const RowPtr& row = shown.rows.at(i);
+        if (lastPrinted_ && row->idx() <= *lastPrinted_) continue;
+        writer_->write(row);
+        lastPrinted_ = row->idx();
     }
     if (filter_) {
         // Status rows never reach the filtered view; say them on stderr.
-        for (qsizetype i = firstAfter(all, lastStatusSeen_); i < all.size(); ++i) {
-            const Row& row = *all.at(i);
-            lastStatusSeen_ = row.idx();
+        const MarkedRows all = store_->allRows();
+        for (qsizetype i = firstNew(all, allMark_); i < all.rows.size(); ++i) {
+            const Row& row = *all.rows.at(i);
             if (isStatusRow(row)) message(QString::fromUtf8(row.text().data(), qsizetype(row.text().size())));
         }
     }

@@ -39,7 +39,7 @@ struct StreamSettings {
 class StreamCommand final : public QObject, public LogDatasourceDelegate, public DeviceListDelegate {
     Q_OBJECT
 public:
-    StreamCommand(const CliOptions& options, StreamSettings settings, AdbEndpoint endpoint, std::ostream& out,
+    StreamCommand(const CliOptions& options, StreamSettings settings, AdbSetup setup, std::ostream& out,
                   std::ostream& err);
     ~StreamCommand() override;
 
@@ -49,7 +49,7 @@ private:
     // LogDatasourceDelegate
     void onLoggerStarted() override;
     void onLoggerStopped() override;
-    void onLogUpdated() override;
+    void onLogUpdated(const LogUpdate& update) override;
     void onMultipleDevicesConnected() override;
     void onDeviceNotFound() override;
     void onFilterCorrupt(const QString& reason) override;
@@ -71,6 +71,7 @@ private:
     const CliOptions& options_;
     StreamSettings settings_;
     AdbEndpoint endpoint_;
+    LogcatOptions logcat_;
     std::ostream& out_;
     std::ostream& err_;
 
@@ -80,10 +81,11 @@ private:
     std::unique_ptr<DeviceListDatasource> devices_;
     std::unique_ptr<SignalWatcher> signals_;
 
-    // Rows are printed by idx, so that neither pruning nor clearing the
-    // store loses or repeats one.
+    // What was printed: the marks of the lists (so only appended rows are
+    // looked at) and the last idx (so that a reset repeats no row).
+    ListMark shownMark_;
+    ListMark allMark_;
     std::optional<uint64_t> lastPrinted_;
-    std::optional<uint64_t> lastStatusSeen_;
 
     bool autoReconnect_ = false;
     QString lastDeviceId_;
@@ -94,6 +96,7 @@ private:
     QTimer pollTimer_;
     QTimer reconnectTimer_;
     QEventLoop loop_;
+    QEventLoop* filterLanding_ = nullptr;  // while the filter is being installed
 };
 
 }  // namespace vf::cli

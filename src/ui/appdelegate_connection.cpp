@@ -8,6 +8,7 @@
 
 #include "core/adb/devicestate.h"
 #include "core/adb/replyframing.h"
+#include "core/session/devicechoice.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
 #include "ui/connectionbackend.h"
@@ -36,6 +37,7 @@ QString VellumfoxAppDelegate::getDeviceTitle(const DeviceRecord& record) {
 }
 
 void VellumfoxAppDelegate::onDevicesConnected(const DeviceList& devices) {
+    VF_ASSERT_THREAD(this);
     VF_LOG("Connected Devices: {}", describe(devices));
     const QMap<QString, DeviceRecord> previous = std::exchange(deviceList_, {});
     for (DeviceRecord record : devices) {
@@ -47,31 +49,27 @@ void VellumfoxAppDelegate::onDevicesConnected(const DeviceList& devices) {
 }
 
 void VellumfoxAppDelegate::chooseDevice() {
-    if (deviceList_.isEmpty()) {
-        VF_LOG("no devices connected!");
-        return;
-    }
-    std::optional<DeviceRecord> candidate;
-    if (deviceList_.size() == 1) candidate = deviceList_.first();
-    if (autoReconnect_) {
-        const auto it = lastDeviceConnectedId_ ? deviceList_.constFind(*lastDeviceConnectedId_) : deviceList_.cend();
-        if (it == deviceList_.cend()) {
-            VF_LOG("device change - don't automatically reconnect to new device!");
-            return;
-        }
-        candidate = *it;
-    }
-    if (!candidate) {
-        showDevicePicker();
-    } else if (candidate->state == u"unauthorized"_s || candidate->type == u"unauthorized"_s) {
-        adbDeviceNotAuthorized(candidate->id);
-    } else {
-        logDatasource_->setDeviceId(candidate->id);
-        startLogging();
+    const std::optional<QString> reconnectTo =
+        autoReconnect_ ? std::optional<QString>(lastDeviceConnectedId_.value_or(QString())) : std::nullopt;
+    const DeviceChoice choice = vf::chooseDevice(deviceList_.values(), reconnectTo);
+    switch (choice.decision) {
+        case DeviceDecision::Ask:
+            showDevicePicker();
+            break;
+        case DeviceDecision::NotAuthorized:
+            adbDeviceNotAuthorized(choice.device->id);
+            break;
+        case DeviceDecision::Start:
+            logDatasource_->setDeviceId(choice.device->id);
+            startLogging();
+            break;
+        default:
+            break;
     }
 }
 
 void VellumfoxAppDelegate::onDeviceModel(const QString& deviceId, const QString& model) {
+    VF_ASSERT_THREAD(this);
     VF_LOG("DeviceID: {}, Model: {}", deviceId, model);
     const auto it = deviceList_.find(deviceId);
     if (it != deviceList_.end()) it->name = model;
@@ -82,18 +80,16 @@ void VellumfoxAppDelegate::onDeviceModel(const QString& deviceId, const QString&
 }
 
 void VellumfoxAppDelegate::onDeviceListFailed(int code) {
-    QPointer<VellumfoxAppDelegate> self(this);
-    runOnMainThread([self, code] {
-        if (self == nullptr) return;
-        if (code == 0) self->adbNotRunningError(Error{});
-        else if (code == 1 && !self->autoReconnect_) self->adbDeviceNotFound(Error{});
-        else if (code == kDeviceListUnexpectedReply) self->showAlert(QString::fromLatin1(kUnexpectedReplyText));
-    });
+    VF_ASSERT_THREAD(this);
+    if (code == 0) adbNotRunningError(Error{});
+    else if (code == 1 && !autoReconnect_) adbDeviceNotFound(Error{});
+    else if (code == kDeviceListUnexpectedReply) showAlert(QString::fromLatin1(kUnexpectedReplyText));
 }
 
 void VellumfoxAppDelegate::onNoDeviceSelected() { showDevicePicker(); }
 
 void VellumfoxAppDelegate::onLoggerStarted() {
+    VF_ASSERT_THREAD(this);
     resetConnectButton();
     const QString deviceId = logDatasource_->deviceId();
     if (deviceId.isEmpty()) {
@@ -117,6 +113,7 @@ void VellumfoxAppDelegate::onLoggerStarted() {
 }
 
 void VellumfoxAppDelegate::onLoggerStopped() {
+    VF_ASSERT_THREAD(this);
     VF_LOG("isDatasourceDevice:{}", int(isDatasourceDevice_));
     logDatasource_->setDeviceId(QString());
     resetConnectButton();

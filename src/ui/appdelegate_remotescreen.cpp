@@ -1,6 +1,6 @@
 // The controller's remote screen toggle: one window, created on first use,
 // shown for the device the log store follows.
-#include "core/adb/adbsocket.h"
+#include "core/adb/endpoint.h"
 #include "core/support/logger.h"
 #include "ui/mainwindow.h"
 #include "ui/remotescreenmonitorsheet.h"
@@ -12,7 +12,7 @@ RemoteScreenMonitorSheet* VellumfoxAppDelegate::remoteScreen() const { return re
 
 void VellumfoxAppDelegate::remoteScreenMonitor() {
     if (remoteScreen_ == nullptr) {
-        const AdbEndpoint endpoint{AdbSocket::serverFromPreferences(), AdbSocket::portFromPreferences(), {}};
+        const AdbEndpoint endpoint = endpointFromPreferences();  // the store's server too
         // A child of the main window (still a window of its own), gone with it.
         remoteScreen_ = new RemoteScreenMonitorSheet(endpoint, window_.get());
     }

@@ -65,7 +65,8 @@ void VellumfoxAppDelegate::applicationDidFinishLaunching() {
     VF_LOG("{}", QCoreApplication::arguments().join(u' '));
     isReloading_ = false;
 
-    logDatasource_ = std::make_unique<LogDatasource>();
+    logDatasource_ = std::make_unique<LogDatasource>(
+        options_.connector ? options_.connector : makeAdbConnector(endpointFromPreferences, logcatOptionsFromPreferences));
     logDatasource_->setDelegate(this);
     buildWindow();
 
@@ -150,7 +151,6 @@ void VellumfoxAppDelegate::connectActions() {
     connect(table->horizontalHeader(), &QHeaderView::sectionResized, layoutSaveTimer_,
             qOverload<>(&QTimer::start));
     connect(table->horizontalHeader(), &QHeaderView::sectionMoved, layoutSaveTimer_, qOverload<>(&QTimer::start));
-    connect(logDatasource_.get(), &LogDatasource::logDataUpdated, this, &VellumfoxAppDelegate::onLogUpdated);
     onPaletteChange(w, [this] { fontsChanged(); });
     connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state != Qt::ApplicationActive) isLiveSearching_ = false;

@@ -26,14 +26,14 @@ namespace vf::ui {
 
 const RowList& VellumfoxAppDelegate::logData() const { return tableModel_->rows(); }
 
-void VellumfoxAppDelegate::onLogUpdated() {
+void VellumfoxAppDelegate::onLogUpdated(const LogUpdate& update) {
     SelectableTableView* table = window_->logTable();
     const std::optional<uint64_t> anchor = scrollToBottom_ ? std::nullopt : firstVisibleIdx();
     isReloading_ = true;
     // An update posted before the new filter's pass landed is not the one
     // the selection waits for.
     const bool filterLanded = filterUpdating_ && logDatasource_->logDataFilter() == predicate_;
-    tableModel_->setRows(logDatasource_->getDataFiltered());
+    tableModel_->setRows(update.rows, update.change);
     if (filterLanded) {
         restoreRowSelections();
         filterUpdating_ = false;

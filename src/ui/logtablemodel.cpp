@@ -1,7 +1,6 @@
 #include "ui/logtablemodel.h"
 
 #include <QBrush>
-#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -10,22 +9,18 @@ namespace vf::ui {
 LogTableModel::LogTableModel(const LevelStyles* styles, QObject* parent)
     : QAbstractTableModel(parent), styles_(styles) {}
 
-void LogTableModel::setRows(RowList rows) {
-    if (rows.size() == rows_.size() && rows.constData() == rows_.constData()) return;
-    if (applyAsDiff(rows)) return;
+void LogTableModel::setRows(RowList rows, const StoreChange& change) {
+    if (applyChange(rows, change)) return;
     beginResetModel();
     rows_ = std::move(rows);
     endResetModel();
 }
 
-bool LogTableModel::applyAsDiff(const RowList& rows) {
-    if (rows_.isEmpty() || rows.isEmpty()) return false;
-    const RowPtr& first = rows.first();
-    const auto found = std::find(rows_.cbegin(), rows_.cend(), first);
-    if (found == rows_.cend()) return false;
-    const qsizetype dropped = found - rows_.cbegin();
+bool LogTableModel::applyChange(RowList& rows, const StoreChange& change) {
+    if (change.reset || change.dropped > rows_.size()) return false;
+    const qsizetype dropped = change.dropped;
     const qsizetype kept = rows_.size() - dropped;
-    if (kept > rows.size() || !std::equal(found, rows_.cend(), rows.cbegin())) return false;
+    if (kept + change.appended != rows.size()) return false;
     if (dropped > 0) {
         beginRemoveRows({}, 0, int(dropped - 1));
         rows_.remove(0, dropped);
@@ -33,10 +28,10 @@ bool LogTableModel::applyAsDiff(const RowList& rows) {
     }
     if (rows.size() > kept) {
         beginInsertRows({}, int(kept), int(rows.size() - 1));
-        rows_ = rows;
+        rows_ = std::move(rows);
         endInsertRows();
     } else {
-        rows_ = rows;
+        rows_ = std::move(rows);
     }
     return true;
 }

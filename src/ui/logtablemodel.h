@@ -13,6 +13,7 @@
 
 #include "core/filter/fieldsource.h"
 #include "core/log/logrow.h"
+#include "core/log/storechange.h"
 #include "ui/levelstyles.h"
 
 namespace vf::ui {
@@ -27,10 +28,11 @@ class LogTableModel final : public QAbstractTableModel {
 public:
     explicit LogTableModel(const LevelStyles* styles, QObject* parent = nullptr);
 
-    // Shows `rows`. When they are the old rows with some dropped at the front
-    // and some appended (a live refresh), the change goes out as row removals
-    // and insertions so the view keeps its selection; otherwise as a reset.
-    void setRows(RowList rows);
+    // Shows `rows`, which differ from the rows shown by `change`. A live
+    // refresh (rows dropped at the front, rows appended) goes out as row
+    // removals and insertions so the view keeps its selection; a reset, or a
+    // change that does not fit the rows shown, as a model reset.
+    void setRows(RowList rows, const StoreChange& change = {true, 0, 0});
     const RowList& rows() const { return rows_; }
     const Row* rowAt(int row) const;
     // First row whose idx equals `idx`, or -1.
@@ -46,7 +48,7 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 private:
-    bool applyAsDiff(const RowList& rows);
+    bool applyChange(RowList& rows, const StoreChange& change);
 
     const LevelStyles* styles_;
     RowList rows_;

@@ -52,6 +52,9 @@ public:
     struct Options {
         // Builds the ADB side; empty: the real conversations.
         std::function<std::unique_ptr<ConnectionBackend>(LogDatasource&, DeviceListDelegate&)> makeBackend;
+        // Opens the store's conversations; empty: the real ones, with the
+        // server and stream options of the preferences at each start.
+        std::shared_ptr<StoreConnector> connector;
         bool connectAtStart = true;       // startLogging at the end of start-up
         int reconnectIntervalMs = 5000;   // the retry timer while waiting for a lost device
         bool installHooks = true;         // diagnostics outputs, crash reports, usage counters
@@ -88,7 +91,7 @@ public:
     // LogDatasourceDelegate.
     void onLoggerStarted() override;
     void onLoggerStopped() override;
-    void onLogUpdated() override;
+    void onLogUpdated(const LogUpdate& update) override;
     void onMultipleDevicesConnected() override;
     void onDeviceNotFound() override;
     void onFilterCorrupt(const QString& reason) override;

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/adb/adbsocket.h"
-#include "core/adb/pidreader.h"
+#include "core/adb/shellcommandreader.h"
 #include "core/support/preferences.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
@@ -42,25 +42,25 @@ TEST(AdbSocket, StatusWordsTextHexLengthsAndErrors) {
         EXPECT_EQ(text, u"device offline"_s);
 }
 
-TEST(AdbSocket, ServerAndPortComeFromThePreferencesAtEveryCall) {
+// What the front ends read: empty values fall back to 127.0.0.1:5037.
+TEST(AdbEndpoint, ServerAndPortFromThePreferences) {
     test::ScopedAdbPreferences prefs(5037, QString());
     Preferences::setValue(u"adbPort"_s, u"70000"_s);
-    EXPECT_EQ(AdbSocket::serverFromPreferences(), u"127.0.0.1"_s);
-    EXPECT_EQ(AdbSocket::portFromPreferences(), 4464);
+    EXPECT_EQ(endpointFromPreferences().host, u"127.0.0.1"_s);
+    EXPECT_EQ(endpointFromPreferences().port, 4464);
     Preferences::setValue(u"adbServer"_s, u"adb.example"_s);
     Preferences::setValue(u"adbPort"_s, u"5038abc"_s);
-    EXPECT_EQ(AdbSocket::serverFromPreferences(), u"adb.example"_s);
-    EXPECT_EQ(AdbSocket::portFromPreferences(), 5038);
+    EXPECT_EQ(endpointFromPreferences().host, u"adb.example"_s);
+    EXPECT_EQ(endpointFromPreferences().port, 5038);
     Preferences::setValue(u"adbPort"_s, u"abc"_s);
-    EXPECT_EQ(AdbSocket::portFromPreferences(), 0);
+    EXPECT_EQ(endpointFromPreferences().port, 0);
     Preferences::remove(u"adbPort"_s);
-    EXPECT_EQ(AdbSocket::portFromPreferences(), 5037);
+    EXPECT_EQ(endpointFromPreferences().port, 5037);
 }
 
 TEST(AdbSocket, StopBeforeTheConnectionCompletesLeavesItNotConnecting) {
     test::ScriptedAdbServer server;
-    test::ScopedAdbPreferences prefs(server.port());
-    PidReader reader;
+    ShellCommandReader reader(server.endpoint(), QStringLiteral("shell:ps"));
     reader.connect();
     EXPECT_TRUE(reader.isConnecting() && reader.isConnected());
     reader.stop();

@@ -5,7 +5,6 @@
 
 #include "core/adb/devicelistdatasource.h"
 #include "core/adb/devicelistreader.h"
-#include "core/adb/devicenamereader.h"
 #include "core/support/threads.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
@@ -28,7 +27,6 @@ public:
 
 TEST(DeviceListReader, AsksForTheListAndReportsTextOrFailureCode) {
     ScriptedAdbServer server;
-    test::ScopedAdbPreferences prefs(server.port());
     const struct {
         QByteArray reply;  // empty: no server listens
         QStringList texts;
@@ -47,10 +45,9 @@ TEST(DeviceListReader, AsksForTheListAndReportsTextOrFailureCode) {
     };
     int connection = 0;
     for (const auto& c : cases) {
-        if (c.reply.isEmpty()) test::ScopedAdbPreferences::pointAtNothing();
-        else server.addScript(Script().expect(16).replyBytewise(c.reply).close());
+        if (!c.reply.isEmpty()) server.addScript(Script().expect(16).replyBytewise(c.reply).close());
         ListRecorder recorder;
-        DeviceListReader reader;
+        DeviceListReader reader(c.reply.isEmpty() ? ScriptedAdbServer::nowhere() : server.endpoint());
         reader.setDelegate(&recorder);
         reader.connect();
         ASSERT_TRUE(test::waitThenSettle([&] {
@@ -108,7 +105,7 @@ public:
     QStringList models;
     QList<int> failures;
     bool onMain = true;
-    bool failedOnMain = true;
+    bool failedOnMain = false;
 };
 
 class DiscoveryTest : public ::testing::Test {
@@ -120,9 +117,8 @@ protected:
     }
 
     ScriptedAdbServer server;
-    test::ScopedAdbPreferences prefs{server.port()};
     Controller controller;
-    DeviceListDatasource datasource;
+    DeviceListDatasource datasource{server.endpoint()};
 };
 
 // Lookups of the queued serials go to a server that only listens.
@@ -144,8 +140,8 @@ TEST_F(DiscoveryTest, SkipsInvalidLinesAndQueuesEachNamelessSerialOnce) {
     EXPECT_EQ(server.received(0), "0010host:transport:*");
 }
 
-TEST(DeviceNameReader, ModelLineWinsAndEndsTheScanNothingTrimmed) {
-    using R = DeviceNameReader;
+TEST(DeviceNames, ModelLineWinsAndEndsTheScanNothingTrimmed) {
+    using R = DeviceListDatasource;
     EXPECT_EQ(R::nameFromBuildProperties(u"ro.product.name=foo\nro.product.model=Bar\n"_s), u"Bar"_s);
     EXPECT_EQ(R::nameFromBuildProperties(u"a=b\nro.product.name=foo\n"_s), u"foo"_s);
     EXPECT_EQ(R::nameFromBuildProperties(u"ro.product.name=foo\nro.product.name=baz\n"_s), u"baz"_s);
@@ -184,20 +180,22 @@ TEST_F(DiscoveryTest, ListsDevicesThenLooksUpNamesOneAtATime) {
     EXPECT_EQ(controller.models, QStringList{u"emu-1=Bar"_s});
     EXPECT_TRUE(controller.onMain);
     EXPECT_EQ(datasource.deviceList()[0].name, u"Bar"_s);
+    // A refused look-up ends too: R58M stays nameless.
     EXPECT_TRUE(waitUntil([&] { return datasource.lookupList().isEmpty(); }));
     EXPECT_EQ(server.connectionCount(), 3);
 }
 
-TEST_F(DiscoveryTest, FailuresReachTheControllerOffTheMainThread) {
+TEST_F(DiscoveryTest, FailuresReachTheControllerOnTheMainThread) {
     server.addScript(Script().expect(16).reply("OKAY0000").close());
     datasource.loadDeviceList();
     ASSERT_TRUE(waitUntil([&] { return failureCount() == 1; }));
-    test::ScopedAdbPreferences::pointAtNothing();
-    datasource.loadDeviceList();
+    DeviceListDatasource nowhere(ScriptedAdbServer::nowhere());
+    nowhere.setDelegate(&controller);
+    nowhere.loadDeviceList();
     ASSERT_TRUE(test::waitThenSettle([&] { return failureCount() == 2; }));
     QMutexLocker lock(&controller.mutex);
     EXPECT_EQ(controller.failures, QList<int>({1, 0}));
-    EXPECT_FALSE(controller.failedOnMain);
+    EXPECT_TRUE(controller.failedOnMain);
     EXPECT_TRUE(controller.lists.isEmpty());
 }
 

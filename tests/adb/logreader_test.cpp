@@ -53,9 +53,8 @@ protected:
     }
 
     ScriptedAdbServer server;
-    test::ScopedAdbPreferences prefs{server.port()};
     LogRecorder recorder;
-    LogReader reader;
+    LogReader reader{server.endpoint(), LogcatOptions{{}, true}};
 };
 
 // Each conversation runs to one end; what the server sent back decides the
@@ -102,11 +101,9 @@ TEST_F(LogReaderTest, ConversationsReportThenEndOnce) {
     int connection = 0;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        Preferences::setValue(u"adbLogTags"_s, c.logTags);
         if (c.script) server.addScript(*c.script);
-        else test::ScopedAdbPreferences::pointAtNothing();
         LogRecorder caseRecorder;
-        LogReader caseReader;
+        LogReader caseReader(c.script ? server.endpoint() : ScriptedAdbServer::nowhere(), LogcatOptions{c.logTags, false});
         start(caseReader, caseRecorder, c.deviceId);
         finish(caseRecorder);
         EXPECT_EQ(caseRecorder.events, c.events);
@@ -139,7 +136,6 @@ TEST_F(LogReaderTest, EndlessLineIsCutAndTheStreamGoesOn) {
 
 // Stopping mid-stream (twice) closes the stream connection and ends once.
 TEST_F(LogReaderTest, ClearsOnItsOwnConnectionThenStreamsUntilStopped) {
-    Preferences::setValue(u"clearLogOnStart"_s, true);
     const QByteArray clear = "0014shell:exec logcat -c";
     server.addScript(transportAnyThen("OKAY").expect(clear.size()).reply("OKAY"));
     server.addScript(transportAnyThen("OKAY").expect(kStream.size()).reply("OKAYx\n"));

@@ -43,9 +43,8 @@ public:
 TEST(E2eDeviceList, NoDeviceAndNoServerAreTheTwoFailureCodes) {
     AdbHarness harness = makeHarness();
     VF_REQUIRE_ADB(harness);
-    harness.usePreferences();
     RecordingDeviceListDelegate delegate;
-    DeviceListDatasource datasource;
+    DeviceListDatasource datasource(harness.endpoint());
     datasource.setDelegate(&delegate);
 
     datasource.loadDeviceList();
@@ -67,10 +66,9 @@ TEST(E2eDeviceList, ListsDevicesAndLooksUpTheirModelNames) {
     const QString log = writeReplayLog(harness);
     SimulatedDevice* pixel = harness.startDevice(fastDevice(log, {QStringLiteral("--model"), QStringLiteral("Pixel Sim")}));
     ASSERT_TRUE(pixel) << harness.lastError().toStdString();
-    harness.usePreferences();
 
     RecordingDeviceListDelegate delegate;
-    DeviceListDatasource datasource;
+    DeviceListDatasource datasource(harness.endpoint());
     datasource.setDelegate(&delegate);
     datasource.loadDeviceList();
     ASSERT_TRUE(waitUntil([&] { return delegate.locked([&] { return delegate.models.size() == 1; }); }, 10000));

@@ -21,7 +21,7 @@ struct Kind {
 };
 const Kind kKinds[] = {{"modern", {}}, {"legacy", {QStringLiteral("--legacy")}}};
 
-QStringList cliArgs(const AdbHarness& harness, const QStringList& command) {
+QStringList cliArgs(AdbHarness& harness, const QStringList& command) {
     return QStringList{QStringLiteral("-P"), QString::number(harness.serverPort())} + command;
 }
 
@@ -43,7 +43,6 @@ TEST(E2eDeviceStates, DevicesShowModelAndStateAlsoWithoutBuildPropModel) {
             fastDevice(log, kind.arguments + QStringList{QStringLiteral("--state"), QStringLiteral("recovery")}),
             QStringLiteral("recovery"));
         ASSERT_TRUE(plain && bare && locked && recovery) << harness.lastError().toStdString();
-        harness.usePreferences();
 
         const auto result = runCli(cliArgs(harness, {QStringLiteral("devices")}));
         EXPECT_EQ(result.status, 0) << result.err;
@@ -76,7 +75,6 @@ TEST(E2eDeviceStates, FailTextsOfTheServerAreKnown) {
     EXPECT_EQ(kindOf("host:transport:" + offline->serial().toUtf8()), AdbFailureKind::Offline);
     EXPECT_EQ(kindOf("host:transport:nosuch-serial"), AdbFailureKind::DeviceNotFound);
     EXPECT_EQ(kindOf("host:transport-any"), AdbFailureKind::MoreThanOneDevice);
-    harness.usePreferences();
     const QStringList lines = outputLines(runCli(cliArgs(harness, {QStringLiteral("devices")})).out);
     EXPECT_TRUE(lines.contains(offline->serial() + u"\toffline\t-")) << lines.join(u'|').toStdString();
 }
@@ -87,7 +85,6 @@ TEST(E2eDeviceStates, StreamForAMissingSerialSaysSoAndFails) {
     ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
     SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness)));
     ASSERT_TRUE(device) << harness.lastError().toStdString();
-    harness.usePreferences();
     const auto result = runCli(cliArgs(harness, {QStringLiteral("stream"), QStringLiteral("-s"), QStringLiteral("nosuch")}));
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.err.find("device 'nosuch' not found"), std::string::npos) << result.err;

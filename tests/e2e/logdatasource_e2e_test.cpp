@@ -5,7 +5,6 @@
 #include <atomic>
 
 #include "core/log/logdatasource.h"
-#include "core/support/preferences.h"
 #include "e2e.h"
 #include "support/fixtures/wait.h"
 
@@ -16,7 +15,7 @@ class RunDelegate final : public LogDatasourceDelegate {
 public:
     void onLoggerStarted() override { ++started; }
     void onLoggerStopped() override { ++stopped; }
-    void onLogUpdated() override {}
+    void onLogUpdated(const LogUpdate&) override {}
     void onMultipleDevicesConnected() override { ++multiple; }
     void onDeviceNotFound() override {}
     void onFilterCorrupt(const QString&) override {}
@@ -40,11 +39,10 @@ void expectAppNamesAndEndOnUnplug(const QStringList& deviceKind) {
     ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
     SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness, 400), deviceKind));
     ASSERT_TRUE(device) << harness.lastError().toStdString();
-    harness.usePreferences({{QString::fromLatin1(prefs::kClearLogOnStart), false}});
 
     RunDelegate delegate;
     {
-        LogDatasource store;
+        LogDatasource store(makeAdbConnector(harness.endpoint()));
         store.setDelegate(&delegate);
         store.setDeviceId(device->serial());
         store.startLogger();

@@ -4,7 +4,6 @@
 #include <QMutex>
 
 #include "core/adb/logreader.h"
-#include "core/support/preferences.h"
 #include "e2e.h"
 #include "support/fixtures/wait.h"
 
@@ -32,21 +31,17 @@ public:
     QList<Error> errors, notRunning, notFound;
 };
 
-QString prefsKey(const char* key) {
-    return QString::fromLatin1(key);
-}
-
 TEST(E2eLogReader, StreamsWithLogTagsThenStopsOnUnplugAndStreamsAgainAfterReplug) {
     AdbHarness harness = makeHarness();
     VF_REQUIRE_ADB(harness);
     ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
     SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness)));
     ASSERT_TRUE(device) << harness.lastError().toStdString();
-    harness.usePreferences({{prefsKey(prefs::kAdbLogTags), QStringLiteral("*:S MyTag:I")}});
+    const LogcatOptions options{QStringLiteral("*:S MyTag:I"), false};
 
     RecordingLogDelegate first;
     {
-        LogReader reader;
+        LogReader reader(harness.endpoint(), options);
         reader.setDelegate(&first);
         reader.setDeviceId(device->serial());
         reader.connect();
@@ -73,7 +68,7 @@ TEST(E2eLogReader, StreamsWithLogTagsThenStopsOnUnplugAndStreamsAgainAfterReplug
     // (a new "host:connect" only answers "already connected").
     ASSERT_TRUE(harness.waitForDeviceState(device->serial(), QStringLiteral("device"), 30000));
     RecordingLogDelegate second;
-    LogReader reader;
+    LogReader reader(harness.endpoint(), options);
     reader.setDelegate(&second);
     reader.setDeviceId(device->serial());
     reader.connect();
@@ -91,10 +86,8 @@ TEST(E2eLogReader, ClearOnStartLeavesOnlyNewLines) {
     // The whole file is in the device's buffer before the reader starts.
     ASSERT_TRUE(waitUntil([&] { return harness.shell(device->serial(), QStringLiteral("logcat -d"))
                                            .contains("replayed line 39"); }, 10000));
-    harness.usePreferences({{prefsKey(prefs::kClearLogOnStart), true}});
-
     RecordingLogDelegate delegate;
-    LogReader reader;
+    LogReader reader(harness.endpoint(), LogcatOptions{{}, true});
     reader.setDelegate(&delegate);
     reader.setDeviceId(device->serial());
     reader.connect();
@@ -110,11 +103,10 @@ TEST(E2eLogReader, ServerRefusalsReachTheDelegate) {
     AdbHarness harness = makeHarness();
     VF_REQUIRE_ADB(harness);
     ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-    harness.usePreferences();
 
     {  // A serial the server does not know.
         RecordingLogDelegate delegate;
-        LogReader reader;
+        LogReader reader(harness.endpoint(), {});
         reader.setDelegate(&delegate);
         reader.setDeviceId(QStringLiteral("127.0.0.1:1"));
         reader.connect();
@@ -131,7 +123,7 @@ TEST(E2eLogReader, ServerRefusalsReachTheDelegate) {
         ASSERT_TRUE(harness.startDevice(fastDevice(log))) << harness.lastError().toStdString();
         ASSERT_TRUE(harness.startDevice(fastDevice(log))) << harness.lastError().toStdString();
         RecordingLogDelegate delegate;
-        LogReader reader;
+        LogReader reader(harness.endpoint(), {});
         reader.setDelegate(&delegate);
         reader.connect();
         ASSERT_TRUE(waitUntil([&] { return delegate.stopped == 1; }));
@@ -143,9 +135,8 @@ TEST(E2eLogReader, ServerRefusalsReachTheDelegate) {
 TEST(E2eLogReader, NoServerIsARefusedConnection) {
     AdbHarness harness = makeHarness();
     VF_REQUIRE_ADB(harness);
-    harness.usePreferences();  // points at a port on which nothing listens
     RecordingLogDelegate delegate;
-    LogReader reader;
+    LogReader reader(harness.endpoint(), {});  // nothing listens there yet
     reader.setDelegate(&delegate);
     reader.connect();
     ASSERT_TRUE(waitUntil([&] { return delegate.stopped == 1; }));

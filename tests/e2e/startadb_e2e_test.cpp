@@ -35,7 +35,6 @@ private:
 TEST(E2eStartAdb, StartsTheServerThatWasNotRunning) {
     AdbHarness harness = makeHarness();
     VF_REQUIRE_ADB(harness);
-    harness.usePreferences();
     const quint16 port = harness.serverPort();
     ASSERT_FALSE(hostRequest(port, "host:version").reached);
 
@@ -52,14 +51,14 @@ TEST(E2eStartAdb, StartsTheServerThatWasNotRunning) {
     } cleanup{port};
 
     std::optional<bool> started;
-    Utils::startAdb([&](bool ok) { started = ok; });
+    Utils::startAdb(QString(), std::nullopt, [&](bool ok) { started = ok; });
     ASSERT_TRUE(waitUntil([&] { return started.has_value(); }, 20000));
     EXPECT_TRUE(*started);
     EXPECT_TRUE(hostRequest(port, "host:version").ok);
 
     // A second start finds it running: no success text, so false.
     started.reset();
-    Utils::startAdb([&](bool ok) { started = ok; });
+    Utils::startAdb(QString(), std::nullopt, [&](bool ok) { started = ok; });
     ASSERT_TRUE(waitUntil([&] { return started.has_value(); }, 20000));
     EXPECT_FALSE(*started);
 

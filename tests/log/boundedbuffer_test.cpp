@@ -16,32 +16,15 @@ RowList makeRows(RowArena& arena, uint64_t first, qsizetype count) {
     return rows;
 }
 
-// Passes rows with an even idx; fails to evaluate the row with idx `broken`.
-class EvenMatcher final : public RowMatcher {
-public:
-    explicit EvenMatcher(uint64_t broken = UINT64_MAX) : broken_(broken) {}
-    bool matches(const Row& row, QString* error) const override {
-        if (row.idx() == broken_) {
-            *error = QStringLiteral("cannot evaluate");
-            return false;
-        }
-        return row.idx() % 2 == 0;
-    }
-
-private:
-    uint64_t broken_;
-};
-
 // Past the cap the pruneSize oldest rows go; capacity zero means no cap.
 TEST(BoundedBuffer, PrunesThePruneSizeOldestOnlyWhenTheCapIsExceeded) {
     RowArena arena;
     BoundedBuffer buffer;
-    EXPECT_FALSE(buffer.lastObject().has_value());
     for (const RowPtr& row : makeRows(arena, 0, 20000)) ASSERT_FALSE(buffer.addObject(row));
     EXPECT_TRUE(buffer.addObject(makeRows(arena, 20000, 1).first()));
     EXPECT_EQ(buffer.count(), 19001);
     EXPECT_EQ(buffer.dataArray().first()->idx(), 1000u);
-    EXPECT_EQ((*buffer.lastObject())->idx(), 20000u);
+    EXPECT_EQ(buffer.dataArray().last()->idx(), 20000u);
     buffer.reset();
     EXPECT_EQ(buffer.count(), 0);
     EXPECT_EQ(buffer.capacity(), 20000);
@@ -71,26 +54,30 @@ TEST(BoundedBuffer, AddAllReplacesAndChecksOnce) {
     EXPECT_EQ(buffer.count(), 20);
 }
 
-TEST(BoundedBuffer, ItemsForPredicateFiltersInOrderAndReportsEvaluationErrors) {
+// The mark counts what was appended and dropped; replacing starts a new epoch,
+// and the change between two marks says exactly that.
+TEST(BoundedBuffer, ItsMarkTellsWhatChanged) {
     RowArena arena;
-    BoundedBuffer buffer;
-    const EvenMatcher even;
-    EXPECT_TRUE(buffer.itemsForPredicate(nullptr).isEmpty());
-    EXPECT_TRUE(buffer.itemsForPredicate(&even).isEmpty());
-
-    buffer.addAllObjects(makeRows(arena, 0, 6));
-    EXPECT_EQ(buffer.itemsForPredicate(nullptr), buffer.dataArray());
-    const RowList evens = buffer.itemsForPredicate(&even);
-    ASSERT_EQ(evens.size(), 3);
-    EXPECT_EQ(evens[0]->idx(), 0u);
-    EXPECT_EQ(evens[2]->idx(), 4u);
-    EXPECT_EQ(evens[1], buffer.dataArray()[2]);  // the same shared row
-
-    QString error;
-    const EvenMatcher broken(3);
-    EXPECT_TRUE(buffer.itemsForPredicate(&broken, &error).isEmpty());
-    EXPECT_EQ(error, QStringLiteral("cannot evaluate"));
-    EXPECT_TRUE(buffer.itemsForPredicate(&broken).isEmpty());  // no error slot given
+    BoundedBuffer buffer(4);
+    buffer.setPruneSize(2);
+    const ListMark empty = buffer.mark();
+    for (const RowPtr& row : makeRows(arena, 0, 5)) buffer.addObject(row);
+    const ListMark five = buffer.mark();
+    buffer.addObject(makeRows(arena, 5, 1).first());
+    buffer.reset();
+    const ListMark cleared = buffer.mark();
+    buffer.addAllObjects(makeRows(arena, 0, 3));
+    const struct {
+        ListMark from, to;
+        StoreChange change;
+    } cases[] = {
+        {empty, five, {false, 2, 5}},
+        {five, five, {}},
+        {five, cleared, {true, 0, 0}},
+        {cleared, buffer.mark(), {true, 0, 0}},
+        {five, empty, {true, 0, 0}},  // going back is never a diff
+    };
+    for (const auto& c : cases) EXPECT_EQ(changeBetween(c.from, c.to), c.change);
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <QSemaphore>
-#include <QSignalSpy>
+#include <QThreadPool>
+#include <QTimer>
 #include <atomic>
 #include <mutex>
 
@@ -42,15 +43,19 @@ struct Conversations final : StoreConnector {
 struct Delegate final : LogDatasourceDelegate {
     void onLoggerStarted() override { ++started; }
     void onLoggerStopped() override { ++stopped; }
-    void onLogUpdated() override { ++updated; }
+    void onLogUpdated(const LogUpdate& update) override {
+        ++updated;
+        last = update;
+    }
     void onMultipleDevicesConnected() override { ++multipleDevices; }
     void onDeviceNotFound() override { ++deviceNotFound; }
     void onFilterCorrupt(const QString& reason) override { corrupt.append(reason); }
     void adbNotRunningError(const Error&) override { ++notRunning; }
     void adbDeviceNotFound(const Error&) override { ++notFound; }
     int started = 0, stopped = 0, updated = 0, multipleDevices = 0, deviceNotFound = 0;
-    std::atomic<int> notRunning{0}, notFound{0};
+    int notRunning = 0, notFound = 0;
     QStringList corrupt;
+    LogUpdate last;
 };
 
 std::string line(const char* time, int pid, const char* level, const char* tag, const char* text) {
@@ -68,7 +73,6 @@ class StoreTest : public ::testing::Test {
 protected:
     void SetUp() override {
         store.setDelegate(&delegate);
-        store.setConnector(conversations);
         store.setClock([this] { return now.load(); });
     }
     void feed(const std::string& text) { store.logLineReceived(std::string_view(text)); }
@@ -76,10 +80,13 @@ protected:
         store.startLogger();
         ASSERT_TRUE(waitUntil([&] { return delegate.started == 1; }));
     }
-    void applyFilter(PredicatePtr filter) {
+    // Sets the filter and waits for its notice (a notice of new rows may
+    // come before it).
+    void applyFilter(const PredicatePtr& filter) {
         const int before = delegate.updated;
-        store.setLogDataFilter(std::move(filter));
-        ASSERT_TRUE(waitUntil([&] { return delegate.updated > before; }));
+        store.setLogDataFilter(filter);
+        ASSERT_TRUE(waitUntil([&] { return store.logDataFilter() == filter && delegate.updated > before; }));
+        pumpEvents(10);
     }
     static QStringList texts(const RowList& rows) {
         QStringList out;
@@ -90,7 +97,7 @@ protected:
     std::atomic<qint64> now{1'700'000'000'000};
     std::shared_ptr<Conversations> conversations = std::make_shared<Conversations>();
     Delegate delegate;
-    LogDatasource store;
+    LogDatasource store{conversations};
 };
 
 TEST_F(StoreTest, EmptyAndReplayedLinesMakeNoRowTheLatterOnlyForThirtySeconds) {
@@ -134,55 +141,6 @@ TEST_F(StoreTest, SecondUnknownRowStartsOneLookupAndALaterRequestRunsAfterIt) {
     EXPECT_EQ(store.getDataAll().constLast()->app(), "com.example.app");
 }
 
-TEST_F(StoreTest, PsLinesThatDoNotFitAreSkippedAndStaleWaitingRowsDropped) {
-    feed(line("01-01 10:00:00.000", 555, "I", "T", "a"));
-    now += 10;  // the lookup starts after pid 555 was first seen
-    feed(line("01-01 10:00:00.001", 555, "I", "T", "b"));
-    ASSERT_TRUE(waitUntil([&] { return conversations->pidReaders == 1; }));
-    store.pidReceived(QStringLiteral("u0_a1 1 2 header-even-with-four-fields\r\n"
-                                     "\r\n"
-                                     "---- a separator\n"
-                                     "error: something else\n"
-                                     "u0_a1 77 1 <pre-initialized>\n"
-                                     "u0_a1 88 1\n"
-                                     "u0_a1 x 123abc 0 named.by.letters\n"
-                                     "u0_a1 00 ab cd no.integer\n"));
-    for (const QString& pid : {u"1"_s, u"77"_s, u"88"_s, u"00"_s}) EXPECT_EQ(store.appNameForPid(pid), QString()) << pid.toStdString();
-    EXPECT_EQ(store.appNameForPid(u"123abc"_s), u"named.by.letters"_s);
-    // Pid 555 was not listed: its waiting list was dropped, so the next row
-    // starts a new list and a single row asks for no lookup.
-    feed(line("01-01 10:00:00.002", 555, "I", "T", "c"));
-    pumpEvents(50);
-    EXPECT_EQ(conversations->pidReaders, 1);
-    feed(line("01-01 10:00:00.003", 555, "I", "T", "d"));
-    EXPECT_TRUE(waitUntil([&] { return conversations->pidReaders == 2; }));
-    EXPECT_EQ(store.getDataAll().constFirst()->name(), "T");
-}
-
-TEST_F(StoreTest, UserNamesWinOverPsAlsoAfterClearing) {
-    feed(line("01-01 10:00:00.000", 1234, "I", "T", "a"));
-    store.setAppName(u"Mine"_s, u"1234"_s);
-    EXPECT_EQ(store.getDataAll().constFirst()->app(), "Mine");
-    const QString ps = QStringLiteral("USER PID PPID NAME\nu0_a12 1234 1 0 com.example.app\n");
-    store.pidReceived(ps);
-    EXPECT_EQ(store.appNameForPid(u"1234"_s), u"Mine"_s);
-    store.clearLog();
-    store.pidReceived(ps);
-    EXPECT_EQ(store.appNameForPid(u"1234"_s), u"Mine"_s);
-    feed(line("01-01 10:00:01.000", 1234, "I", "T", "b"));
-    EXPECT_EQ(store.getDataAll().constFirst()->app(), "Mine");
-}
-
-TEST_F(StoreTest, BothBuffersPruneAThousandPastTheirCap) {
-    store.setAppName(u"app"_s, u"10"_s);
-    applyFilter(parse("type IN[cd] 'V,D,I,W,E,F,A'"));
-    for (int i = 0; i < 20001; ++i) feed(line("01-01 10:00:00.000", 10, "I", "T", "x"));
-    const RowList all = store.getDataAll();
-    ASSERT_EQ(all.size(), 19001);
-    EXPECT_EQ(all.constFirst()->idx(), 1000u);
-    EXPECT_EQ(store.getDataFiltered().size(), 19001);
-}
-
 TEST_F(StoreTest, FilteredRowsOlderThanAllRowsKeepTheirValues) {
     store.setAppName(u"app"_s, u"10"_s);
     applyFilter(parse("type == 'E'"));
@@ -213,14 +171,25 @@ TEST_F(StoreTest, SyntheticRowsAreNotInTheFilteredViewUntilTheFilterIsSetAgain) 
     EXPECT_EQ(texts(store.getDataFiltered()), QStringList({u"device row"_s, u"status"_s}));
 }
 
-TEST_F(StoreTest, ABurstOfLinesGivesOneTableNotification) {
-    QSignalSpy spy(&store, &LogDatasource::logDataUpdated);
+// Each notice carries what changed since the one before; a burst gives one
+// notice, and the rest of it is flushed by the timer of a run.
+TEST_F(StoreTest, ABurstOfLinesGivesOneNoticeThatSaysWhatWasAppended) {
     for (int i = 0; i < 500; ++i) feed(line("01-01 10:00:00.000", 10, "I", "T", "x"));
     pumpEvents(50);
-    EXPECT_EQ(spy.count(), 1);
-    // The rest of the burst is flushed by the timer of a run.
+    EXPECT_EQ(delegate.updated, 1);
+    EXPECT_EQ(delegate.last.change, (StoreChange{true, 0, 0}));  // the first notice
+    EXPECT_EQ(delegate.last.rows.size(), 500);
     start();
-    ASSERT_TRUE(waitUntil([&] { return spy.count() == 2; }, 2000));
+    ASSERT_TRUE(waitUntil([&] { return delegate.updated == 2; }, 2000));  // the flush
+    EXPECT_EQ(delegate.last.change, (StoreChange{false, 0, 0}));
+    store.setAppName(u"app"_s, u"10"_s);
+    for (int i = 0; i < 20001 - 500; ++i) feed(line("01-01 10:00:00.000", 10, "I", "T", "x"));
+    const int before = delegate.updated;
+    ASSERT_TRUE(waitUntil([&] { return delegate.updated > before; }, 2000));
+    const StoreChange change = delegate.last.change;
+    EXPECT_FALSE(change.reset);
+    EXPECT_EQ(change.dropped, 1000);
+    EXPECT_EQ(delegate.last.rows.size(), 19001);
 }
 
 TEST_F(StoreTest, AFilterNamingAMissingKeyIsReportedAndLeavesNoFilter) {
@@ -345,7 +314,7 @@ TEST_F(StoreTest, EndOfStreamAndNoServerAddStatusRows) {
     store.startLogger();
     ASSERT_TRUE(waitUntil([&] { return delegate.started == 2; }));
     store.adbNotRunningError(Error{});
-    EXPECT_EQ(delegate.notRunning, 1);
+    ASSERT_TRUE(waitUntil([&] { return delegate.notRunning == 1; }));
     EXPECT_FALSE(store.isLogging());
     EXPECT_EQ(store.deviceId(), QString());
     const RowPtr row = store.getDataAll().constLast();
@@ -353,11 +322,48 @@ TEST_F(StoreTest, EndOfStreamAndNoServerAddStatusRows) {
     EXPECT_EQ(row->text(), "ADB not running. In terminal run \"ADB start-server\"");
 }
 
+// Runs that end by themselves (the stream closes) leave no flush timer running.
+TEST_F(StoreTest, EveryEndOfARunStopsItsFlushTimer) {
+    for (int run = 1; run <= 3; ++run) {
+        store.startLogger();
+        ASSERT_TRUE(waitUntil([&] { return delegate.started == run; }));
+        store.logReaderStopped();
+        ASSERT_TRUE(waitUntil([&] { return delegate.stopped == run; }));
+    }
+    pumpEvents(50);
+    int running = 0;
+    for (const QTimer* timer : store.findChildren<QTimer*>()) running += timer->isActive() ? 1 : 0;
+    EXPECT_EQ(running, 0);
+}
+
+// Overlapping full passes over large logs (split into chunks on the global
+// pool) must not wait on that pool: the last filter lands, and later work
+// queued to the pool still runs.
+TEST_F(StoreTest, OverlappingLargeFilterPassesNeverStallThePool) {
+    RowArena arena;
+    RowList rows;
+    for (int i = 0; i < 70000; ++i)
+        rows.append(arena.make(RowValues{uint64_t(i), "01-01 00:00:00.000", "a", "1", "1", i % 2 ? "E" : "I", "n", "x"}));
+    store.setLogDataFromFile(rows);
+    ASSERT_TRUE(waitUntil([&] { return store.logEventCount() == 70000; }));
+    QThreadPool* pool = QThreadPool::globalInstance();
+    const int threads = pool->maxThreadCount();
+    pool->setMaxThreadCount(2);
+    for (int i = 0; i < 6; ++i) store.setLogDataFilter(parse(i % 2 ? "type == 'E'" : "type == 'I'"));
+    const PredicatePtr last = parse("type == 'E'");
+    store.setLogDataFilter(last);
+    EXPECT_TRUE(waitUntil([&] { return store.logDataFilter() == last; }, 20000));
+    EXPECT_EQ(store.getDataFiltered().size(), 34000);  // the view's own cap pruned once
+    std::atomic<bool> ran{false};
+    pool->start([&] { ran = true; });
+    EXPECT_TRUE(waitUntil([&] { return ran.load(); }, 20000));
+    pool->setMaxThreadCount(threads);
+}
+
 TEST(StoreLifetime, DestroyingTheStoreDeletesItsConversationsOnTheIoThread) {
     auto conversations = std::make_shared<Conversations>();
     {
-        LogDatasource store;
-        store.setConnector(conversations);
+        LogDatasource store(conversations);
         store.startLogger();
         ASSERT_TRUE(waitUntil([&] { return conversations->logReaders == 1 && conversations->pidReaders == 1; }));
     }
@@ -368,7 +374,6 @@ TEST(StoreLifetime, DestroyingTheStoreDeletesItsConversationsOnTheIoThread) {
 // The store with its real conversations against a scripted ADB server.
 TEST(StoreOverSocket, StreamsLinesNamesThePidAndEndsWithAStatusRow) {
     test::ScriptedAdbServer server;
-    test::ScopedAdbPreferences preferences(server.port());
     const QByteArray transport = "host:transport:emulator-5554";
     // The process table is asked for before the stream is opened.
     server.addScript(test::Script().expectRequest(transport).reply("OKAY").expectRequest("shell:ps")
@@ -381,7 +386,7 @@ TEST(StoreOverSocket, StreamsLinesNamesThePidAndEndsWithAStatusRow) {
                                 "01-02 03:04:05.008  4321  4322 E Tag: third\n")
                          .close());
     Delegate delegate;
-    LogDatasource store;
+    LogDatasource store(makeAdbConnector(server.endpoint()));
     store.setDelegate(&delegate);
     store.setDeviceId(u"emulator-5554"_s);
     store.startLogger();

@@ -71,7 +71,7 @@ protected:
         writeFile(at(u"android-sdks/platform-tools/adb"_s), script, executable);
         auto result = std::make_shared<std::optional<bool>>();
         auto onMain = std::make_shared<bool>(false);
-        Utils::startAdb([result, onMain](bool ok) {
+        Utils::startAdb(QString(), std::nullopt, [result, onMain](bool ok) {
             *onMain = isMainThread();
             *result = ok;
         });
@@ -138,7 +138,7 @@ TEST_F(UtilsTest, StartAdbFailsWhenNothingIsPrintedOrAdbCannotRun) {
 
 TEST_F(UtilsTest, StartAdbWithoutAdbAnswersAtOnce) {
     std::optional<bool> result;
-    Utils::startAdb([&](bool ok) { result = ok; });
+    Utils::startAdb(QString(), std::nullopt, [&](bool ok) { result = ok; });
     EXPECT_EQ(result, false);
 }
 

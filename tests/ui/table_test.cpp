@@ -108,7 +108,7 @@ TEST_F(TableTest, LiveRefreshIsSentAsRemovalsAndInsertsKeepingTheSelection) {
     QSignalSpy inserted(&liveModel, &QAbstractItemModel::rowsInserted);
     RowList next = rows.mid(10);
     for (int i = 30; i < 35; ++i) next << row(uint64_t(i), "I", "new");
-    liveModel.setRows(next);
+    liveModel.setRows(next, {false, 10, 5});
     EXPECT_EQ(reset.size(), 0);
     ASSERT_EQ(removed.size(), 1);
     EXPECT_EQ(removed.first().at(2).toInt(), 9);  // rows 0..9 went
@@ -117,8 +117,8 @@ TEST_F(TableTest, LiveRefreshIsSentAsRemovalsAndInsertsKeepingTheSelection) {
     EXPECT_EQ(liveModel.rowCount(), 25);
     EXPECT_EQ(liveModel.rowOfIdx(34), 24);
 
-    RowList unrelated{row(99, "I", "other")};  // not a continuation: reset
-    liveModel.setRows(unrelated);
+    RowList unrelated{row(99, "I", "other")};  // a change that does not fit: reset
+    liveModel.setRows(unrelated, {false, 0, 2});
     EXPECT_EQ(reset.size(), 1);
 }
 

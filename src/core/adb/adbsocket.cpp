@@ -5,35 +5,21 @@
 
 #include "core/adb/replyframing.h"
 #include "core/support/logger.h"
-#include "core/support/preferences.h"
 #include "core/support/threads.h"
 
 namespace vf {
 
 using namespace Qt::StringLiterals;
 
-AdbSocket::AdbSocket(QObject* parent) : QObject(parent) {}
-
 AdbSocket::AdbSocket(const AdbEndpoint& endpoint, QObject* parent)
     : QObject(parent), endpoint_(endpoint) {}
 
 AdbSocket::~AdbSocket() { retireSocket(false); }
 
-QString AdbSocket::serverFromPreferences() {
-    const QString server = Preferences::string(QString::fromLatin1(prefs::kAdbServer));
-    return server.isEmpty() ? u"127.0.0.1"_s : server;
-}
-
-quint16 AdbSocket::portFromPreferences() {
-    QString port = Preferences::string(QString::fromLatin1(prefs::kAdbPort));
-    if (port.isEmpty()) port = u"5037"_s;
-    return quint16(uint64_t(leadingInteger(port)) & 0xFFFFu);
-}
-
 void AdbSocket::connect() {
     isConnecting_.store(true);
-    const QString server = endpoint_ ? endpoint_->host : serverFromPreferences();
-    const quint16 port = endpoint_ ? endpoint_->port : portFromPreferences();
+    const QString server = endpoint_.host;
+    const quint16 port = endpoint_.port;
 
     // A replaced connection must never report into this conversation again.
     retireSocket(true);

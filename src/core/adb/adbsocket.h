@@ -1,6 +1,6 @@
 #pragma once
 // AdbSocket: the base of every conversation with the ADB server. It opens the
-// connection (server and port from the preferences), frames requests,
+// connection (to the endpoint it is given), frames requests,
 // recognises "OKAY", decodes hexadecimal lengths and turns the two
 // connection-level failures (no server, no device) into virtual calls that
 // the concrete conversations extend.
@@ -30,15 +30,14 @@ namespace vf {
 class AdbSocket : public QObject, public AsyncSocketDelegate {
     Q_OBJECT
 public:
-    explicit AdbSocket(QObject* parent = nullptr);
-    // Talks to the server at `endpoint` instead of the one in the preferences.
+    // Talks to the server at `endpoint`.
     explicit AdbSocket(const AdbEndpoint& endpoint, QObject* parent = nullptr);
     ~AdbSocket() override;
     AdbSocket(const AdbSocket&) = delete;
     AdbSocket& operator=(const AdbSocket&) = delete;
 
     // Opens a new connection on the calling thread, replacing (and silencing)
-    // any earlier one. Reads "adbServer" and "adbPort" at every call.
+    // any earlier one.
     void connect();
     // Closes the connection; the subclass still sees its disconnection.
     // Any thread.
@@ -50,10 +49,6 @@ public:
     // Serial of the device to bind to; empty means any device. Any thread.
     QString deviceId() const;
     void setDeviceId(const QString& deviceId);
-
-    // The server and port connect() would use now.
-    static QString serverFromPreferences();
-    static quint16 portFromPreferences();
 
     // Wire helpers (pure).
     // A request on the wire: "%.4lx" of the text's UTF-16 length, then UTF-8.
@@ -113,7 +108,7 @@ private:
     mutable QMutex mutex_;            // guards socket_ (for stop/isConnected) and deviceId_
     AsyncSocket* socket_ = nullptr;   // owned; lives on the conversation thread
     QString deviceId_;
-    std::optional<AdbEndpoint> endpoint_;  // set once at construction
+    const AdbEndpoint endpoint_;
     std::atomic<bool> isConnecting_{false};
     double replyTimeout_ = -1.0;  // socket thread
     bool replyFailed_ = false;    // socket thread; reset by connect()

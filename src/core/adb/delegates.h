@@ -33,10 +33,10 @@ public:
 class PidReaderDelegate {
 public:
     virtual ~PidReaderDelegate() = default;
-    // The whole output of the process-status command, once, when the
-    // connection closes and something was read.
+    // Once, however the conversation ends: the whole output of the
+    // process-status command, empty when it was refused, failed or printed
+    // nothing. So the lookup always ends.
     virtual void pidReceived(const QString& text) = 0;
-    virtual void pidFailedWithError(const Error& error) = 0;
 };
 
 inline constexpr int kDeviceListUnexpectedReply = 2;
@@ -51,13 +51,6 @@ public:
     virtual void deviceListFailedWithError(int code) = 0;
 };
 
-class DeviceNameReaderDelegate {
-public:
-    virtual ~DeviceNameReaderDelegate() = default;
-    virtual void deviceNameReceived(const QString& name, const QString& deviceId) = 0;
-    virtual void deviceNameFailedWithError(const Error& error, const QString& deviceId) = 0;
-};
-
 // A device record: "id", "type", "state" (the listing's state word, e.g.
 // "device", "unauthorized", "no permissions"), and "name" / "product" when
 // known. "type" holds the first field of the line, i.e. the serial.
@@ -70,7 +63,8 @@ struct DeviceRecord {
 };
 using DeviceList = QList<DeviceRecord>;
 
-// What the device list model tells the application controller.
+// What the device list model tells the application controller. Every call
+// arrives on the main thread.
 class DeviceListDelegate {
 public:
     virtual ~DeviceListDelegate() = default;
@@ -78,7 +72,7 @@ public:
     virtual void onDevicesConnected(const DeviceList& devices) = 0;
     // Main thread.
     virtual void onDeviceModel(const QString& deviceId, const QString& model) = 0;
-    // Socket thread (not the main thread): 0 = no ADB server, 1 = no device.
+    // Main thread: 0 = no ADB server, 1 = no device.
     virtual void onDeviceListFailed(int code) = 0;
 };
 

@@ -5,7 +5,7 @@
 
 #include "core/adb/devicelistreader.h"
 #include "core/adb/devicestate.h"
-#include "core/adb/devicenamereader.h"
+#include "core/adb/modelname.h"
 #include "core/adb/textlines.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
@@ -34,7 +34,8 @@ void releaseReader(Reader* reader) {
 
 }  // namespace
 
-DeviceListDatasource::DeviceListDatasource(QObject* parent) : QObject(parent) {}
+DeviceListDatasource::DeviceListDatasource(const AdbEndpoint& endpoint, QObject* parent)
+    : QObject(parent), endpoint_(endpoint) {}
 
 DeviceListDatasource::~DeviceListDatasource() {
     // Queued work on the I/O thread runs before this, so no conversation is
@@ -73,7 +74,7 @@ void DeviceListDatasource::fetchDevices() {
         deviceListReader_->setDelegate(nullptr);
         deviceListReader_->deleteLater();
     }
-    deviceListReader_ = new DeviceListReader();
+    deviceListReader_ = new DeviceListReader(endpoint_);
     deviceListReader_->setDelegate(this);
     deviceListReader_->connect();
 }
@@ -81,7 +82,11 @@ void DeviceListDatasource::fetchDevices() {
 void DeviceListDatasource::devicesReceived(const QString& text) { parseDeviceList(text); }
 
 void DeviceListDatasource::deviceListFailedWithError(int code) {
-    if (DeviceListDelegate* delegate = delegate_.load()) delegate->onDeviceListFailed(code);
+    QPointer<DeviceListDatasource> self(this);
+    runOnMainThread([self, code] {
+        if (!self) return;
+        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDeviceListFailed(code);
+    });
 }
 
 DeviceRecord DeviceListDatasource::recordFromLine(const QString& line) {
@@ -147,23 +152,39 @@ void DeviceListDatasource::internalDeviceModel(const QString& serial) {
         deviceNameReader_->setDelegate(nullptr);
         deviceNameReader_->deleteLater();
     }
-    deviceNameReader_ = new DeviceNameReader();
+    deviceNameReader_ = new ShellCommandReader(endpoint_, modelLookupRequest());
+    deviceNameReader_->setReplyTimeout(kReplyTimeoutSeconds);
     deviceNameReader_->setDeviceId(serial);
     deviceNameReader_->setDelegate(this);
     deviceNameReader_->connect();
 }
 
-void DeviceListDatasource::deviceNameReceived(const QString& name, const QString& deviceId) {
+void DeviceListDatasource::shellCommandEnded(const QString& deviceId, const QByteArray& output,
+                                             const OptionalError& failure) {
+    const std::optional<QString> text = failure ? std::nullopt : AdbSocket::stringFromData(output);
+    const std::optional<QString> name = text ? modelNameFromLookupOutput(*text) : std::nullopt;
+    if (!name) {
+        // Any end without a name (refused transport, unauthorized or offline
+        // device, broken or late reply, no such line) is a failure: on to the
+        // next device, so that its lookup is not held up.
+        VF_LOG("no model name for {}", deviceId);
+        {
+            QMutexLocker lock(&mutex_);
+            lookupList_.removeAll(deviceId);
+        }
+        lookupNextDevice();
+        return;
+    }
     {
         QMutexLocker lock(&mutex_);
         for (DeviceRecord& record : deviceList_) {
             if (record.id == deviceId) {
-                record.name = name;
+                record.name = *name;
                 break;
             }
         }
     }
-    notifyDeviceModel(deviceId, name);
+    notifyDeviceModel(deviceId, *name);
     {
         QMutexLocker lock(&mutex_);
         lookupList_.removeAll(deviceId);
@@ -171,13 +192,8 @@ void DeviceListDatasource::deviceNameReceived(const QString& name, const QString
     lookupNextDevice();
 }
 
-void DeviceListDatasource::deviceNameFailedWithError(const Error& error, const QString& deviceId) {
-    VF_LOG("TODO: {}, {}", error.toString(), deviceId);
-    {
-        QMutexLocker lock(&mutex_);
-        lookupList_.removeAll(deviceId);
-    }
-    lookupNextDevice();
+std::optional<QString> DeviceListDatasource::nameFromBuildProperties(const QString& text) {
+    return modelNameFromBuildProp(text);
 }
 
 void DeviceListDatasource::notifyDevicesConneceted() {

@@ -5,9 +5,8 @@
 // device at a time.
 //
 // Threads: created, used and destroyed on the main thread. The conversations
-// run on the shared I/O thread, where the replies are parsed; the two
-// notifications hop to the main thread asynchronously, while
-// onDeviceListFailed is called directly on the I/O thread. Destroy it before
+// run on the shared I/O thread, where the replies are parsed; every
+// notification hops to the main thread asynchronously. Destroy it before
 // vf::shutdownIoThread().
 
 #include <QMutex>
@@ -17,18 +16,21 @@
 #include <atomic>
 
 #include "core/adb/delegates.h"
+#include "core/adb/endpoint.h"
+#include "core/adb/shellcommandreader.h"
 
 namespace vf {
 
 class DeviceListReader;
-class DeviceNameReader;
+class ShellCommandReader;
 
 class DeviceListDatasource final : public QObject,
                                    public DeviceListReaderDelegate,
-                                   public DeviceNameReaderDelegate {
+                                   public ShellCommandDelegate {
     Q_OBJECT
 public:
-    explicit DeviceListDatasource(QObject* parent = nullptr);
+    // Every conversation it makes talks to `endpoint`.
+    explicit DeviceListDatasource(const AdbEndpoint& endpoint, QObject* parent = nullptr);
     ~DeviceListDatasource() override;
 
     // Main thread. Not owned; must outlive this object (or be reset first).
@@ -50,12 +52,16 @@ public:
     // Conversation callbacks (the conversation's thread).
     void devicesReceived(const QString& text) override;
     void deviceListFailedWithError(int code) override;
-    void deviceNameReceived(const QString& name, const QString& deviceId) override;
-    void deviceNameFailedWithError(const Error& error, const QString& deviceId) override;
+    // The model lookup's output for one device (build.prop, then getprop).
+    void shellCommandEnded(const QString& deviceId, const QByteArray& output,
+                           const OptionalError& failure) override;
 
     // One line of the reply as a record (the line is neither empty nor an
     // "-"/"error:" line).
     static DeviceRecord recordFromLine(const QString& line);
+    // The value of the first "ro.product.model=" line, else of the last
+    // "ro.product.name=" line before it; nullopt when neither occurs.
+    static std::optional<QString> nameFromBuildProperties(const QString& text);
 
 private:
     void fetchDevices();
@@ -65,13 +71,14 @@ private:
     void notifyDeviceModel(const QString& serial, const QString& model);
     void releaseReaders();
 
+    const AdbEndpoint endpoint_;
     std::atomic<DeviceListDelegate*> delegate_{nullptr};
     mutable QMutex mutex_;  // guards deviceList_ and lookupList_ for the snapshots
     DeviceList deviceList_;
     QStringList lookupList_;
     // Conversations: touched only on the thread they live on.
     DeviceListReader* deviceListReader_ = nullptr;
-    DeviceNameReader* deviceNameReader_ = nullptr;
+    ShellCommandReader* deviceNameReader_ = nullptr;
     std::atomic<bool> usedIoThread_{false};
 };
 

@@ -11,7 +11,7 @@ namespace vf {
 class DeviceListReader final : public AdbSocket {
     Q_OBJECT
 public:
-    explicit DeviceListReader(QObject* parent = nullptr) : AdbSocket(parent) {}
+    explicit DeviceListReader(const AdbEndpoint& endpoint, QObject* parent = nullptr) : AdbSocket(endpoint, parent) {}
 
     // Conversation thread. Not owned.
     void setDelegate(DeviceListReaderDelegate* delegate) { delegate_ = delegate; }

@@ -5,7 +5,6 @@
 #include "core/adb/devicestate.h"
 #include "core/adb/replyframing.h"
 #include "core/support/logger.h"
-#include "core/support/preferences.h"
 #include "core/support/utf8.h"
 
 namespace vf {
@@ -53,7 +52,7 @@ void LogReader::handleStatus(const QByteArray& status, long tag) {
     }
     switch (tag) {
         case kTransportStatus:
-            if (Preferences::boolean(QString::fromLatin1(prefs::kClearLogOnStart)) && !sentClearDevice_) {
+            if (options_.clearOnStart && !sentClearDevice_) {
                 clearLog();
             } else {
                 startLogStream();
@@ -76,8 +75,7 @@ void LogReader::clearLog() {
 
 void LogReader::startLogStream() {
     sentClearDevice_ = false;
-    const QString tags = Preferences::string(QString::fromLatin1(prefs::kAdbLogTags));
-    sendExpectOkay(streamRequest(tags), -1.0, kStreamStatus);
+    sendExpectOkay(streamRequest(options_.logTags), -1.0, kStreamStatus);
 }
 
 void LogReader::handleFailMessage(const QByteArray& data) {

@@ -24,7 +24,8 @@ public:
         kLine = 5,
     };
 
-    explicit LogReader(QObject* parent = nullptr) : AdbSocket(parent) {}
+    LogReader(const AdbEndpoint& endpoint, LogcatOptions options, QObject* parent = nullptr)
+        : AdbSocket(endpoint, parent), options_(std::move(options)) {}
 
     // Conversation thread (before connect()). Not owned.
     void setDelegate(LogReaderDelegate* delegate) { delegate_ = delegate; }
@@ -49,6 +50,7 @@ private:
     void handleStatus(const QByteArray& status, long tag);
     void handleFailMessage(const QByteArray& data);
 
+    const LogcatOptions options_;
     LogReaderDelegate* delegate_ = nullptr;
     bool sentClearDevice_ = false;
 };

@@ -3,23 +3,17 @@
 // the count past the capacity, the pruneSize oldest rows go in one step, so
 // pruning happens once per pruneSize additions, not on every row.
 //
+// It keeps a mark (storechange.h) of what it dropped and appended, so that
+// readers learn what changed without comparing rows.
+//
 // No lock of its own: the store serialises every access with its row lock.
 
 #include <QList>
-#include <QString>
-#include <optional>
 
 #include "core/log/logrow.h"
+#include "core/log/storechange.h"
 
 namespace vf {
-
-// The filter a buffer is asked to apply (the store plugs the filter language in).
-class RowMatcher {
-public:
-    virtual ~RowMatcher() = default;
-    // Whether the row passes. On an evaluation error, sets *error and returns false.
-    virtual bool matches(const Row& row, QString* error) const = 0;
-};
 
 class BoundedBuffer final {
 public:
@@ -29,48 +23,33 @@ public:
     explicit BoundedBuffer(qsizetype capacity = kDefaultCapacity) : capacity_(capacity) { internalInit(); }
 
     qsizetype count() const { return data_.size(); }
-    void reset() { data_.clear(); }
+    void reset() {
+        data_.clear();
+        mark_ = {nextListEpoch(), 0, 0};
+    }
+    const ListMark& mark() const { return mark_; }
 
     // Appends one row; returns whether the buffer pruned.
     bool addObject(RowPtr row) {
         data_.append(std::move(row));
+        ++mark_.appended;
         return checkCapacity();
     }
 
     // Replaces the whole contents (it does not append); the cap is checked once.
     bool addAllObjects(RowList rows) {
         data_ = std::move(rows);
+        mark_ = {nextListEpoch(), 0, uint64_t(data_.size())};
         return checkCapacity();
     }
 
     // With a non-zero capacity exceeded, removes the pruneSize oldest rows.
     bool checkCapacity() {
         if (capacity_ == 0 || data_.size() <= capacity_) return false;
-        data_.remove(0, qMin(pruneSize_, data_.size()));
+        const qsizetype n = qMin(pruneSize_, data_.size());
+        data_.remove(0, n);
+        mark_.dropped += uint64_t(n);
         return true;
-    }
-
-    // The rows that pass `matcher`, in order; all rows (a shared copy) without
-    // one. Stops at the first evaluation error, which it reports in *error.
-    RowList itemsForPredicate(const RowMatcher* matcher, QString* error = nullptr) const {
-        if (data_.isEmpty()) return {};
-        if (matcher == nullptr) return data_;
-        RowList result;
-        for (const RowPtr& row : data_) {
-            QString failure;
-            if (matcher->matches(*row, &failure)) {
-                result.append(row);
-            } else if (!failure.isEmpty()) {
-                if (error != nullptr) *error = failure;
-                return {};
-            }
-        }
-        return result;
-    }
-
-    std::optional<RowPtr> lastObject() const {
-        if (data_.isEmpty()) return std::nullopt;
-        return data_.last();
     }
 
     qsizetype capacity() const { return capacity_; }
@@ -78,6 +57,8 @@ public:
     qsizetype pruneSize() const { return pruneSize_; }
     void setPruneSize(qsizetype pruneSize) { pruneSize_ = pruneSize; }
     const RowList& dataArray() const { return data_; }
+    // Swaps in the same rows held elsewhere (or another copy of them); the
+    // mark is kept.
     void setDataArray(RowList rows) { data_ = std::move(rows); }
 
 private:
@@ -90,6 +71,7 @@ private:
     qsizetype capacity_;
     qsizetype pruneSize_ = kDefaultPruneSize;
     RowList data_;
+    ListMark mark_{nextListEpoch(), 0, 0};
 };
 
 }  // namespace vf

@@ -90,15 +90,17 @@ bool Utils::runStartServer(const QString& adbPath, std::optional<quint16> port) 
     return text.contains(QStringLiteral("daemon started successfully"), Qt::CaseInsensitive);
 }
 
-void Utils::startAdb(std::function<void(bool)> completion) {
-    const std::optional<QString> path = getAdbPath();
+void Utils::startAdb(const QString& adbProgram, std::optional<quint16> port,
+                     std::function<void(bool)> completion) {
+    const std::optional<QString> path = adbProgram.isEmpty() ? getAdbPath() : std::optional<QString>(adbProgram);
     if (!path) {
         VF_LOG("adb not found");
         if (completion) completion(false);
         return;
     }
-    QThreadPool::globalInstance()->start([adb = *path, port = configuredPort(), completion = std::move(completion)] {
-        const bool success = runStartServer(adb, port);
+    QThreadPool::globalInstance()->start([adb = *path, chosen = port ? port : configuredPort(),
+                                           completion = std::move(completion)] {
+        const bool success = runStartServer(adb, chosen);
         if (completion) runOnMainThread([completion, success] { completion(success); });
     });
 }

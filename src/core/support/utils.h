@@ -17,13 +17,14 @@ public:
     // nullopt when none exists. Any thread.
     static std::optional<QString> getAdbPath();
 
-    // Runs "adb -P <port> start-server" on a pool thread, with the port of
-    // the preferences ("adbPort"; no -P when it is unset), and calls
-    // `completion` with whether the output said the daemon started. Without
-    // adb, `completion` runs at once on the calling thread with false;
-    // otherwise it runs later on the main thread (never when there is no
-    // application object).
-    static void startAdb(std::function<void(bool)> completion);
+    // Runs "<adbProgram> -P <port> start-server" (empty program: getAdbPath())
+    // on a pool thread and calls `completion` with whether the output said
+    // the daemon started. Without `port`, the port of the preferences
+    // ("adbPort"; no -P when it is unset). Without adb, `completion` runs at
+    // once on the calling thread with false; otherwise it runs later on the
+    // main thread (never when there is no application object).
+    static void startAdb(const QString& adbProgram, std::optional<quint16> port,
+                         std::function<void(bool)> completion);
 
     // Runs "<adbPath> [-P port] start-server" and waits: the success flag as
     // above. Blocking; any thread except the main one should call it.

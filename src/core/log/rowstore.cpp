@@ -1,0 +1,172 @@
+#include "core/log/rowstore.h"
+
+#include <array>
+
+#include "core/support/logger.h"
+
+namespace vf {
+
+void RowStore::beginRun(qint64 nowMs) {
+    std::lock_guard lock(mutex_);
+    runStartMs_ = nowMs;
+    hasRunStart_ = true;
+    logData_.setCapacity(kLiveCapacity);
+}
+
+// Reconnecting makes the device send its buffer again: keep the replay out.
+bool RowStore::isReplay(const Row& row, qint64 nowMs) const {
+    return hasRunStart_ && nowMs - runStartMs_ < kReplayGuardMs && logData_.count() > 0 &&
+           row.time() < logData_.dataArray().constLast()->time();
+}
+
+RowStore::Added RowStore::addLive(const RowPtr& row, qint64 nowMs) {
+    const uint64_t seen = filterVersion_.load(std::memory_order_acquire);
+    const PredicatePtr current = seen != appendFilter_.version() ? filter() : appendFilter_.filter();
+    bool accepted = appendFilter_.test(*row, current, seen);
+    std::lock_guard lock(mutex_);
+    const uint64_t now = filterVersion_.load(std::memory_order_relaxed);
+    // The filter changed while this row was tested: test it against the new one.
+    if (now != appendFilter_.version()) accepted = appendFilter_.test(*row, filter_, now);
+    if (isReplay(*row, nowMs)) return {};
+    bool pruned = logData_.addObject(row);
+    if (pruned) compactOrphans();
+    if (accepted) {
+        pruned = viewData_.addObject(row);
+        if (pruned) viewCompacted_ = qMax<qsizetype>(0, viewCompacted_ - viewData_.pruneSize());
+    }
+    Added added{true, false};
+    if (pruned || accepted || !appendFilter_.filter()) {
+        ++rowsSinceNotice_;
+        if (nowMs - lastNoticeMs_ > kNotifyIntervalMs) {
+            rowsSinceNotice_ = 0;
+            lastNoticeMs_ = nowMs;
+            added.notify = true;
+        }
+    }
+    return added;
+}
+
+void RowStore::addMessage(const RowValues& values) {
+    std::lock_guard lock(mutex_);
+    logData_.addObject(messageArena_.make(values));
+}
+
+bool RowStore::takePendingNotice(qint64 nowMs) {
+    std::lock_guard lock(mutex_);
+    if (rowsSinceNotice_ == 0) return false;
+    rowsSinceNotice_ = 0;
+    lastNoticeMs_ = nowMs;
+    return true;
+}
+
+void RowStore::clear() {
+    std::lock_guard lock(mutex_);
+    logData_.reset();
+    resetView();
+}
+
+void RowStore::loadRows(RowList rows) {
+    std::lock_guard lock(mutex_);
+    logData_.setCapacity(0);
+    logData_.addAllObjects(std::move(rows));
+}
+
+int RowStore::setApp(const std::string& pid, const std::string& name) {
+    std::lock_guard lock(mutex_);
+    int found = 0;
+    for (const RowPtr& row : logData_.dataArray()) {
+        if (row->pid() != pid) continue;
+        row->setApp(name);
+        ++found;
+    }
+    return found;
+}
+
+MarkedRows RowStore::filtered() const {
+    std::lock_guard lock(mutex_);
+    const BoundedBuffer& list = filter_ ? viewData_ : logData_;
+    return {list.dataArray(), list.mark()};
+}
+
+MarkedRows RowStore::all() const {
+    std::lock_guard lock(mutex_);
+    return {logData_.dataArray(), logData_.mark()};
+}
+
+qsizetype RowStore::count() const {
+    std::lock_guard lock(mutex_);
+    return logData_.count();
+}
+
+PredicatePtr RowStore::filter() const {
+    std::lock_guard lock(mutex_);
+    return filter_;
+}
+
+QString RowStore::installFilter(const PredicatePtr& filter, FullPassResult pass, const ListMark& snapshot,
+                                const std::atomic<bool>& cancelled) {
+    std::lock_guard lock(mutex_);
+    if (cancelled || pass.cancelled) return {};
+    QString error = std::move(pass.error);
+    if (error.isEmpty()) {
+        // Rows that arrived during the pass were tested against the old filter.
+        const RowList& rows = logData_.dataArray();
+        const StoreChange change = changeBetween(snapshot, logData_.mark());
+        if (change.reset) pass.accepted.clear();
+        const qsizetype from = change.reset ? 0 : qMax<qsizetype>(0, rows.size() - change.appended);
+        for (qsizetype i = from; i < rows.size() && error.isEmpty(); ++i)
+            if (acceptsRow(filter, *rows.at(i), &error)) pass.accepted.append(rows.at(i));
+    }
+    resetView();
+    ++filterVersion_;
+    if (!error.isEmpty()) {
+        filter_.reset();
+        return error;
+    }
+    VF_LOG("setLogDataFilter: {}, #{}", filter->format(), pass.accepted.size());
+    viewData_.addAllObjects(std::move(pass.accepted));
+    filter_ = filter;
+    return {};
+}
+
+void RowStore::clearFilter(const std::atomic<bool>& cancelled) {
+    std::lock_guard lock(mutex_);
+    if (cancelled) return;
+    filter_.reset();
+    resetView();
+    ++filterVersion_;
+}
+
+void RowStore::resetView() {
+    viewData_.reset();
+    viewCompacted_ = 0;
+}
+
+// A row of the filtered view that logData no longer holds would keep the
+// whole segment and text chunk it was made in alive; with a sparse filter the
+// view spans far more lines than logData keeps. Such rows are copied into
+// compact storage of their own as they leave logData.
+void RowStore::compactOrphans() {
+    if (logData_.count() == 0 || viewData_.count() == viewCompacted_) return;
+    const uint64_t firstKept = logData_.dataArray().constFirst()->idx();
+    RowList view = viewData_.dataArray();
+    viewData_.setDataArray(RowList());  // `view` is now the only owner: edits do not copy
+    std::string buffer;
+    for (; viewCompacted_ < view.size() && view.at(viewCompacted_)->idx() < firstKept; ++viewCompacted_) {
+        const Row& row = *view.at(viewCompacted_);
+        buffer.clear();
+        std::array<size_t, 8> ends{};
+        for (int k = 1; k < kRowKeyCount; ++k) {
+            buffer.append(row.view(RowKey(k)));
+            ends[size_t(k)] = buffer.size();
+        }
+        const std::string_view line = viewArena_.copyLine(buffer);
+        std::array<std::string_view, 7> fields;
+        for (int k = 1; k < kRowKeyCount; ++k)
+            fields[size_t(k - 1)] = line.substr(ends[size_t(k - 1)], ends[size_t(k)] - ends[size_t(k - 1)]);
+        view[viewCompacted_] = viewArena_.make(row.idx(), line, fields);
+    }
+    viewData_.setDataArray(std::move(view));
+}
+
+}  // namespace vf

@@ -1,0 +1,90 @@
+#pragma once
+// RowStore: every row (bounded while logging), the view of rows that pass
+// the filter in force, the replay guard of a new run and the rate of table
+// notices. No ADB in here.
+//
+// Any thread: one lock (the row lock) guards the state and every member
+// takes it. addLive() has one producer at a time (the stream's thread).
+
+#include <QString>
+#include <atomic>
+#include <mutex>
+
+#include "core/filter/predicate.h"
+#include "core/log/boundedbuffer.h"
+#include "core/log/filterpass.h"
+#include "core/log/logrow.h"
+#include "core/log/storechange.h"
+
+namespace vf {
+
+class RowStore final {
+public:
+    static constexpr qsizetype kLiveCapacity = 20000;
+    static constexpr qint64 kReplayGuardMs = 30000;
+    static constexpr qint64 kNotifyIntervalMs = 250;
+
+    RowStore() = default;
+    RowStore(const RowStore&) = delete;
+    RowStore& operator=(const RowStore&) = delete;
+
+    // A run starts: rows are capped again and replays are kept out for 30 s.
+    void beginRun(qint64 nowMs);
+
+    struct Added {
+        bool stored = false;  // false: a replayed line, dropped
+        bool notify = false;  // time for a (rate-limited) table notice
+    };
+    // One arriving row, tested against the filter in force. Producer only.
+    Added addLive(const RowPtr& row, qint64 nowMs);
+    // Where the producer copies each line before parsing it. Producer only.
+    RowArena& producerArena() { return arena_; }
+    // A status row: among all rows, not in the filtered view.
+    void addMessage(const RowValues& values);
+    // The timer's flush: whether rows came since the last notice.
+    bool takePendingNotice(qint64 nowMs);
+
+    void clear();
+    // A loaded file: replaces all rows, without a cap until the next run.
+    void loadRows(RowList rows);
+    // Sets `name` as the app of every row of `pid`; returns how many.
+    int setApp(const std::string& pid, const std::string& name);
+
+    // The view (all rows without a filter), all rows, and their count.
+    MarkedRows filtered() const;
+    MarkedRows all() const;
+    qsizetype count() const;
+
+    PredicatePtr filter() const;
+    // Installs the result of a full pass over the rows of `snapshot`,
+    // testing the rows that arrived since; nothing when `cancelled` is set.
+    // On an evaluation error the filter is dropped and the error returned.
+    QString installFilter(const PredicatePtr& filter, FullPassResult pass, const ListMark& snapshot,
+                          const std::atomic<bool>& cancelled);
+    // No filter (cancelled: nothing).
+    void clearFilter(const std::atomic<bool>& cancelled);
+
+private:
+    void resetView();
+    void compactOrphans();
+    bool isReplay(const Row& row, qint64 nowMs) const;
+
+    mutable std::mutex mutex_;
+    BoundedBuffer logData_;
+    BoundedBuffer viewData_;
+    PredicatePtr filter_;
+    std::atomic<uint64_t> filterVersion_{0};  // changed under the lock
+    qint64 runStartMs_ = 0;
+    bool hasRunStart_ = false;
+    qint64 lastNoticeMs_ = 0;
+    quint64 rowsSinceNotice_ = 0;
+    RowArena messageArena_;     // status rows
+    RowArena viewArena_;        // copies of filtered rows that left logData
+    qsizetype viewCompacted_ = 0;  // leading rows of viewData that are such copies
+
+    // The producer's own state (one producer at a time).
+    RowArena arena_;
+    AppendFilter appendFilter_;
+};
+
+}  // namespace vf

@@ -1,0 +1,155 @@
+#include "core/log/storeconversations.h"
+
+#include <algorithm>
+
+#include "core/adb/logreader.h"
+#include "core/adb/shellcommandreader.h"
+#include "core/support/threads.h"
+
+namespace vf {
+
+namespace {
+
+// Destroying one on its own thread closes it without any further report.
+template <class Reader, class Delegate>
+class AdbConversation final : public StoreConversation {
+public:
+    AdbConversation(Delegate* delegate, const QString& deviceId, std::unique_ptr<Reader> reader)
+        : reader_(std::move(reader)) {
+        reader_->setDelegate(delegate);
+        reader_->setDeviceId(deviceId);
+        reader_->connect();
+    }
+    void stop() override { reader_->stop(); }
+
+private:
+    std::unique_ptr<Reader> reader_;
+};
+
+// The process table: "shell:ps", its output decoded for the store.
+class PsConversation final : public StoreConversation, private ShellCommandDelegate {
+public:
+    PsConversation(PidReaderDelegate* delegate, const QString& deviceId, const AdbEndpoint& endpoint)
+        : delegate_(delegate), reader_(endpoint, QStringLiteral("shell:ps")) {
+        reader_.setDelegate(this);
+        reader_.setDeviceId(deviceId);
+        reader_.connect();
+    }
+    ~PsConversation() override { reader_.setDelegate(nullptr); }
+    void stop() override { reader_.stop(); }
+
+private:
+    void shellCommandEnded(const QString&, const QByteArray& output, const OptionalError& failure) override {
+        // Undecodable output, or a broken reply (logged by the reader),
+        // reaches the store as an empty text: the lookup still ends.
+        if (failure) {
+            delegate_->pidReceived(QString());
+            return;
+        }
+        delegate_->pidReceived(AdbSocket::stringFromData(output).value_or(QString()));
+    }
+
+    PidReaderDelegate* delegate_;
+    ShellCommandReader reader_;
+};
+
+class AdbConnector final : public StoreConnector {
+public:
+    AdbConnector(std::function<AdbEndpoint()> endpoint, std::function<LogcatOptions()> options)
+        : endpoint_(std::move(endpoint)), options_(std::move(options)) {}
+    std::unique_ptr<StoreConversation> connectLogReader(LogReaderDelegate* delegate,
+                                                        const QString& deviceId) override {
+        auto reader = std::make_unique<LogReader>(endpoint_(), options_());
+        return std::make_unique<AdbConversation<LogReader, LogReaderDelegate>>(delegate, deviceId, std::move(reader));
+    }
+    std::unique_ptr<StoreConversation> connectPidReader(PidReaderDelegate* delegate,
+                                                        const QString& deviceId) override {
+        return std::make_unique<PsConversation>(delegate, deviceId, endpoint_());
+    }
+
+private:
+    const std::function<AdbEndpoint()> endpoint_;
+    const std::function<LogcatOptions()> options_;
+};
+
+// Conversations are deleted on the I/O thread only.
+std::shared_ptr<StoreConversation> shareConversation(std::unique_ptr<StoreConversation> conversation) {
+    return std::shared_ptr<StoreConversation>(conversation.release(), [](StoreConversation* c) {
+        if (QThread::currentThread() == ioThread()) {
+            delete c;
+        } else {
+            runOnIoThread([c] { delete c; });
+        }
+    });
+}
+
+}  // namespace
+
+std::shared_ptr<StoreConnector> makeAdbConnector(std::function<AdbEndpoint()> endpoint,
+                                                 std::function<LogcatOptions()> options) {
+    return std::make_shared<AdbConnector>(std::move(endpoint), std::move(options));
+}
+
+std::shared_ptr<StoreConnector> makeAdbConnector(const AdbEndpoint& endpoint, const LogcatOptions& options) {
+    return makeAdbConnector([endpoint] { return endpoint; }, [options] { return options; });
+}
+
+// Replaced conversations wait here until the I/O thread's queue gets to them.
+struct ConversationSlots::Graveyard {
+    std::mutex mutex;
+    std::vector<std::shared_ptr<StoreConversation>> conversations;
+
+    static void retire(const std::shared_ptr<Graveyard>& self, std::shared_ptr<StoreConversation> conversation) {
+        StoreConversation* raw = conversation.get();
+        {
+            std::lock_guard lock(self->mutex);
+            self->conversations.push_back(std::move(conversation));
+        }
+        runOnIoThread([self, raw] { self->bury(raw); });
+    }
+    void bury(StoreConversation* raw) {
+        std::shared_ptr<StoreConversation> dead;  // deleted after the lock is released
+        std::lock_guard lock(mutex);
+        const auto it = std::find_if(conversations.begin(), conversations.end(),
+                                     [raw](const auto& c) { return c.get() == raw; });
+        if (it == conversations.end()) return;
+        dead = std::move(*it);
+        conversations.erase(it);
+    }
+};
+
+void ConversationSlots::install(Slot slot, std::unique_ptr<StoreConversation> conversation) {
+    std::shared_ptr<StoreConversation> old;
+    std::shared_ptr<Graveyard> graveyard;
+    {
+        std::lock_guard lock(mutex_);
+        if (!graveyard_) graveyard_ = std::make_shared<Graveyard>();
+        graveyard = graveyard_;
+        old = std::move(slots_[slot]);
+        slots_[slot] = conversation ? shareConversation(std::move(conversation)) : nullptr;
+    }
+    if (old) Graveyard::retire(graveyard, std::move(old));
+}
+
+std::shared_ptr<StoreConversation> ConversationSlots::current(Slot slot) const {
+    std::lock_guard lock(mutex_);
+    return slots_[slot];
+}
+
+void ConversationSlots::closeAll() {
+    std::shared_ptr<StoreConversation> taken[2];
+    std::vector<std::shared_ptr<StoreConversation>> buried;
+    {
+        std::lock_guard lock(mutex_);
+        taken[0] = std::move(slots_[0]);
+        taken[1] = std::move(slots_[1]);
+        if (graveyard_) {
+            std::lock_guard graveLock(graveyard_->mutex);
+            buried = std::exchange(graveyard_->conversations, {});
+        }
+    }
+    for (const auto& conversation : taken)
+        if (conversation) conversation->stop();
+}
+
+}  // namespace vf

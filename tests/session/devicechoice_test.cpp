@@ -1,0 +1,41 @@
+#include <gtest/gtest.h>
+
+#include "core/session/devicechoice.h"
+
+namespace vf {
+namespace {
+
+using D = DeviceDecision;
+
+TEST(DeviceChoice, OneStartsSeveralAskAndReconnectingTakesOnlyTheRememberedDevice) {
+    const DeviceRecord a{QStringLiteral("A"), QStringLiteral("A"), {}, {}};
+    const DeviceRecord b{QStringLiteral("B"), QStringLiteral("B"), {}, {}};
+    const DeviceRecord locked{QStringLiteral("L"), QStringLiteral("unauthorized"), {}, {}};
+    const std::optional<QString> fresh;
+    const struct {
+        DeviceList devices;
+        std::optional<QString> reconnectTo;
+        QString serial;
+        D decision;
+        QString device;
+    } cases[] = {
+        {{}, fresh, {}, D::NoDevice, {}},
+        {{}, QStringLiteral("A"), {}, D::NoDevice, {}},
+        {{a}, fresh, {}, D::Start, QStringLiteral("A")},
+        {{a, b}, fresh, {}, D::Ask, {}},
+        {{a, b}, QStringLiteral("B"), {}, D::Start, QStringLiteral("B")},  // several attached: still the one we had
+        {{b}, QStringLiteral("A"), {}, D::WaitForRemembered, {}},           // another single device: not taken
+        {{a}, QString(), {}, D::WaitForRemembered, {}},                      // reconnecting after a file: none remembered
+        {{a, b}, fresh, QStringLiteral("B"), D::Start, QStringLiteral("B")},
+        {{a}, fresh, QStringLiteral("Z"), D::SerialNotListed, {}},
+        {{locked}, fresh, {}, D::NotAuthorized, QStringLiteral("L")},
+    };
+    for (const auto& c : cases) {
+        const DeviceChoice choice = chooseDevice(c.devices, c.reconnectTo, c.serial);
+        EXPECT_EQ(choice.decision, c.decision) << c.devices.size() << c.reconnectTo.value_or(QStringLiteral("-")).toStdString();
+        EXPECT_EQ(choice.device ? choice.device->id : QString(), c.device);
+    }
+}
+
+}  // namespace
+}  // namespace vf
