@@ -124,7 +124,8 @@ TEST_F(LogReaderTest, EndlessLineIsCutAndTheStreamGoesOn) {
                          .replyRepeated(chunk, 40)  // 2.5 MiB in one line
                          .reply("\xc3\xa9\nnext\n")
                          .close());
-    start(reader, recorder);
+    LogReader streamOnly(server.endpoint(), LogcatOptions{});
+    start(streamOnly, recorder);
     finish(recorder);
     ASSERT_EQ(recorder.events.size(), 4) << recorder.events.join(u'|').left(200).toStdString();
     EXPECT_EQ(recorder.events[0], u"line first\n"_s);
