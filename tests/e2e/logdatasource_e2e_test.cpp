@@ -73,10 +73,7 @@ TEST(E2eLogDatasource, LegacyRowsCarryAppNamesFromPsAndTheRunEndsOnUnplug) {
 }
 
 TEST(E2eLogDatasource, ModernRowsCarryAppNamesFromPsAndTheRunEndsOnUnplug) {
-    // Android 8+ plain "ps" lists only the shell: the process-table request
-    // has to come from processTableRequest()/psNextStep(), which the store
-    // does not use yet.
-    GTEST_SKIP() << "awaits the logging session's process-table wiring";
+    // Android 8+ plain "ps" lists only the shell: the store asks "ps -A".
     expectAppNamesAndEndOnUnplug({});
 }
 

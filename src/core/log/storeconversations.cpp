@@ -1,8 +1,10 @@
 #include "core/log/storeconversations.h"
 
 #include <algorithm>
+#include <map>
 
 #include "core/adb/logreader.h"
+#include "core/adb/processtable.h"
 #include "core/adb/shellcommandreader.h"
 #include "core/support/threads.h"
 
@@ -26,31 +28,88 @@ private:
     std::unique_ptr<Reader> reader_;
 };
 
-// The process table: "shell:ps", its output decoded for the store.
-class PsConversation final : public StoreConversation, private ShellCommandDelegate {
+// The process-table flavor learned per device, so that a device asked once
+// is asked with the right request from then on. Any thread.
+class PsFlavors final {
 public:
-    PsConversation(PidReaderDelegate* delegate, const QString& deviceId, const AdbEndpoint& endpoint)
-        : delegate_(delegate), reader_(endpoint, QStringLiteral("shell:ps")) {
-        reader_.setDelegate(this);
-        reader_.setDeviceId(deviceId);
-        reader_.connect();
+    PsFlavor of(const QString& deviceId) const {
+        std::lock_guard lock(mutex_);
+        const auto it = flavors_.find(deviceId);
+        return it == flavors_.end() ? PsFlavor::Unknown : it->second;
     }
-    ~PsConversation() override { reader_.setDelegate(nullptr); }
-    void stop() override { reader_.stop(); }
+    void learn(const QString& deviceId, PsFlavor flavor) {
+        std::lock_guard lock(mutex_);
+        flavors_[deviceId] = flavor;
+    }
 
 private:
+    mutable std::mutex mutex_;
+    std::map<QString, PsFlavor> flavors_;
+};
+
+// The process table: "ps -A" on devices of today, plain "ps" on those up to
+// Android 7.1. A reply of the wrong shape is followed at once by the other
+// request (once per lookup); the output is decoded for the store.
+class PsConversation final : public StoreConversation, private ShellCommandDelegate {
+public:
+    PsConversation(PidReaderDelegate* delegate, const QString& deviceId, const AdbEndpoint& endpoint,
+                   std::shared_ptr<PsFlavors> flavors)
+        : delegate_(delegate), deviceId_(deviceId), endpoint_(endpoint), flavors_(std::move(flavors)) {
+        ask(flavors_->of(deviceId_));
+    }
+    ~PsConversation() override { reader_->setDelegate(nullptr); }
+    void stop() override {
+        std::lock_guard lock(readerMutex_);
+        stopped_ = true;
+        reader_->stop();
+    }
+
+private:
+    void ask(PsFlavor flavor) {
+        asked_ = flavor;
+        auto next = std::make_unique<ShellCommandReader>(endpoint_, processTableRequest(flavor));
+        next->setDelegate(this);
+        next->setDeviceId(deviceId_);
+        std::lock_guard lock(readerMutex_);
+        if (reader_) {
+            // Its own callback is running: it goes once that has returned.
+            reader_->setDelegate(nullptr);
+            reader_.release()->deleteLater();
+        }
+        reader_ = std::move(next);
+        reader_->connect();
+    }
+
+    bool isStopped() {
+        std::lock_guard lock(readerMutex_);
+        return stopped_;
+    }
+
     void shellCommandEnded(const QString&, const QByteArray& output, const OptionalError& failure) override {
         // Undecodable output, or a broken reply (logged by the reader),
         // reaches the store as an empty text: the lookup still ends.
-        if (failure) {
-            delegate_->pidReceived(QString());
-            return;
+        const QString text = failure ? QString() : AdbSocket::stringFromData(output).value_or(QString());
+        if (!failure && !text.isEmpty()) {
+            const PsNextStep step = psNextStep(asked_, text);
+            flavors_->learn(deviceId_, step.flavor);
+            if (step.askAgain && !askedAgain_ && !isStopped()) {
+                askedAgain_ = true;
+                ask(step.flavor);
+                return;
+            }
         }
-        delegate_->pidReceived(AdbSocket::stringFromData(output).value_or(QString()));
+        delegate_->pidReceived(text);
     }
 
     PidReaderDelegate* delegate_;
-    ShellCommandReader reader_;
+    const QString deviceId_;
+    const AdbEndpoint endpoint_;
+    const std::shared_ptr<PsFlavors> flavors_;
+    std::mutex readerMutex_;  // reader_ is replaced on the I/O thread, stopped from any
+    std::unique_ptr<ShellCommandReader> reader_;
+    PsFlavor asked_ = PsFlavor::Unknown;  // I/O thread
+    bool askedAgain_ = false;             // I/O thread
+    bool stopped_ = false;                // under readerMutex_
 };
 
 class AdbConnector final : public StoreConnector {
@@ -64,12 +123,13 @@ public:
     }
     std::unique_ptr<StoreConversation> connectPidReader(PidReaderDelegate* delegate,
                                                         const QString& deviceId) override {
-        return std::make_unique<PsConversation>(delegate, deviceId, endpoint_());
+        return std::make_unique<PsConversation>(delegate, deviceId, endpoint_(), flavors_);
     }
 
 private:
     const std::function<AdbEndpoint()> endpoint_;
     const std::function<LogcatOptions()> options_;
+    const std::shared_ptr<PsFlavors> flavors_ = std::make_shared<PsFlavors>();
 };
 
 // Conversations are deleted on the I/O thread only.
