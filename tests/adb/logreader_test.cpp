@@ -138,7 +138,8 @@ TEST_F(LogReaderTest, EndlessLineIsCutAndTheStreamGoesOn) {
 // Stopping mid-stream (twice) closes the stream connection and ends once.
 TEST_F(LogReaderTest, ClearsOnItsOwnConnectionThenStreamsUntilStopped) {
     const QByteArray clear = "0014shell:exec logcat -c";
-    server.addScript(transportAnyThen("OKAY").expect(clear.size()).reply("OKAY"));
+    // The server closes the clear connection once the log is cleared.
+    server.addScript(transportAnyThen("OKAY").expect(clear.size()).reply("OKAY").close());
     server.addScript(transportAnyThen("OKAY").expect(kStream.size()).reply("OKAYx\n"));
     start(reader, recorder);
     ASSERT_TRUE(waitUntil([&] { return recorder.events.size() == 1; }));
