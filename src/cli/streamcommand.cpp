@@ -28,11 +28,23 @@ qsizetype firstNew(const MarkedRows& list, ListMark& seen) {
     return change.reset ? 0 : qMax<qsizetype>(0, list.rows.size() - change.appended);
 }
 
+// The default sink: rows printed as they come.
+class RowPrinter final : public StreamRowSink {
+public:
+    explicit RowPrinter(std::unique_ptr<RowWriter> writer) : writer_(std::move(writer)) {}
+    void takeRow(const RowPtr& row) override { writer_->write(row); }
+    void streamStopped() override {}
+
+private:
+    std::unique_ptr<RowWriter> writer_;
+};
+
 }  // namespace
 
 StreamCommand::StreamCommand(const CliOptions& options, StreamSettings settings, AdbSetup setup,
-                             std::ostream& out, std::ostream& err)
-    : options_(options), settings_(settings), endpoint_(setup.endpoint), logcat_(setup.logcat), out_(out), err_(err) {
+                             std::ostream& out, std::ostream& err, StreamRowSink* sink)
+    : options_(options), settings_(settings), endpoint_(setup.endpoint), logcat_(setup.logcat), out_(out), err_(err),
+      sink_(sink) {
     pollTimer_.setInterval(settings_.pollIntervalMs);
     QObject::connect(&pollTimer_, &QTimer::timeout, this, &StreamCommand::printNewRows);
     reconnectTimer_.setInterval(settings_.reconnectIntervalMs);
@@ -57,7 +69,11 @@ int StreamCommand::run() {
         return kExitUsage;
     }
     filter_ = std::move(build.predicate);
-    writer_ = makeRowWriter(options_.format, out_, settings_.color, settings_.terminal);
+    if (sink_ == nullptr) {
+        printer_ = std::make_unique<RowPrinter>(
+            makeRowWriter(options_.format, out_, settings_.color, settings_.terminal));
+        sink_ = printer_.get();
+    }
 
     store_ = std::make_unique<LogDatasource>(makeAdbConnector(endpoint_, logcat_));
     store_->setDelegate(this);
@@ -75,6 +91,7 @@ int StreamCommand::run() {
     reconnectTimer_.stop();
     if (store_->isLogging()) store_->stopLogger();
     printNewRows();
+    sink_->streamStopped();
     signals_.reset();
     return status_;
 }
@@ -153,6 +170,7 @@ void StreamCommand::onLoggerStarted() {
 
 void StreamCommand::onLoggerStopped() {
     printNewRows();
+    if (sink_ != nullptr) sink_->streamStopped();
     store_->setDeviceId({});
     if (done_) return;
     if (options_.noReconnect) {
@@ -233,12 +251,12 @@ void StreamCommand::handleNoDevice() {
 }
 
 void StreamCommand::printNewRows() {
-    if (!store_ || !writer_) return;
+    if (!store_ || sink_ == nullptr) return;
     const MarkedRows shown = filter_ ? store_->filteredRows() : store_->allRows();
     for (qsizetype i = firstNew(shown, shownMark_); i < shown.rows.size(); ++i) {
         const RowPtr& row = shown.rows.at(i);
         if (lastPrinted_ && row->idx() <= *lastPrinted_) continue;
-        writer_->write(row);
+        sink_->takeRow(row);
         lastPrinted_ = row->idx();
     }
     if (filter_) {

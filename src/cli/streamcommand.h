@@ -26,8 +26,21 @@ class DeviceListDatasource;
 
 namespace vf::cli {
 
-class RowWriter;
 class SignalWatcher;
+
+// Where a stream's rows go. By default they are printed in the chosen
+// format; another sink (the crashes command's detector) replaces that.
+// Main thread, called from StreamCommand::run(); a sink outlives the run.
+class StreamRowSink {
+public:
+    virtual ~StreamRowSink() = default;
+    // Each row that passes the filter, once and in log order. Without a
+    // filter the store's status rows come too.
+    virtual void takeRow(const RowPtr& row) = 0;
+    // Every row received so far has been given: the device went away (the
+    // stream may go on after a reconnection), or the run is ending.
+    virtual void streamStopped() = 0;
+};
 
 struct StreamSettings {
     bool color = false;
@@ -39,8 +52,10 @@ struct StreamSettings {
 class StreamCommand final : public QObject, public LogDatasourceDelegate, public DeviceListDelegate {
     Q_OBJECT
 public:
+    // Rows go to `sink` when one is given, else they are printed on `out`
+    // in the format of the options.
     StreamCommand(const CliOptions& options, StreamSettings settings, AdbSetup setup, std::ostream& out,
-                  std::ostream& err);
+                  std::ostream& err, StreamRowSink* sink = nullptr);
     ~StreamCommand() override;
 
     int run();
@@ -76,7 +91,8 @@ private:
     std::ostream& err_;
 
     PredicatePtr filter_;
-    std::unique_ptr<RowWriter> writer_;
+    std::unique_ptr<StreamRowSink> printer_;  // the default sink
+    StreamRowSink* sink_ = nullptr;
     std::unique_ptr<LogDatasource> store_;
     std::unique_ptr<DeviceListDatasource> devices_;
     std::unique_ptr<SignalWatcher> signals_;
