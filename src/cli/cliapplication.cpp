@@ -34,7 +34,9 @@ int CliApplication::run(const QStringList& arguments) {
     case Command::Convert: return runConvert(options, out_, err_, environment_.stdoutIsTerminal);
     case Command::Detect: return runDetect(options, out_, err_);
     case Command::CheckFilter: return runCheckFilter(options, out_, err_);
-    case Command::Crashes: return runCrashes(options, out_, err_);
+    case Command::Crashes:
+        if (!options.stream) return runCrashes(options, out_, err_);
+        break;
     case Command::Filters: return runFilters(options, out_, err_);
     case Command::Pretty: return runPretty(options, environment_.in ? *environment_.in : std::cin, out_, err_);
     case Command::Devices:
@@ -47,6 +49,10 @@ int CliApplication::run(const QStringList& arguments) {
     StreamSettings settings;
     settings.color = environment_.stdoutIsTerminal && !environment_.noColor && !options.noColor;
     settings.terminal = environment_.stdoutIsTerminal;
+    if (options.command == Command::Crashes) {
+        CrashPrinter crashes(out_, options.format == OutputFormat::Json, settings.terminal);
+        return StreamCommand(options, settings, setup, out_, err_, &crashes).run();
+    }
     return StreamCommand(options, settings, setup, out_, err_).run();
 }
 

@@ -1,5 +1,7 @@
 #include "cli/crashescommand.h"
 
+#include <algorithm>
+
 #include "cli/logfile.h"
 #include "cli/rowwriter.h"
 
@@ -11,6 +13,8 @@ namespace {
 
 constexpr char16_t kCrashesHelp[] =
     uR"(usage: vellumfox-cli crashes FILE [--json]
+       vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] crashes --stream [--json]
+                     [--clear] [--no-reconnect]
 
 Opens a saved log as "convert" does and lists the crashes and ANRs in it, as
 the viewer's Crashes panel shows them: Java and Kotlin exceptions, crashes of
@@ -19,8 +23,19 @@ and ANRs. Lines of other processes that interleave with a crash do not
 belong to it. One line per crash:
   TIME  KIND  APP (PID)  TITLE  [ROWS rows, idx FIRST-LAST]
 
-  --json   one JSON object per line with the keys kind, app, pid, time,
-           title, rows (the number of rows), firstIdx and lastIdx
+  --json          one JSON object per line with the keys kind, app, pid,
+                  time, title, rows (the number of rows), firstIdx, lastIdx
+  --stream        read the device log instead of a file, as "stream" does
+                  (same device choice, ADB server and reconnection), and
+                  print each crash once its block is complete: the thread
+                  that wrote it writes a line that is not part of it, or
+                  2,000 lines pass without one, or the device goes away, or
+                  the stream ends (Ctrl+C or SIGTERM, exit status 0). A
+                  crash cut off that way is printed with the rows it has.
+  --clear         with --stream: clear the device log first, so that only
+                  new crashes are listed
+  --no-reconnect  with --stream: end with exit status 1 when the device
+                  goes away
 )";
 
 }  // namespace
@@ -67,6 +82,43 @@ int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err) 
     for (const CrashRecord& crash : detector.crashes()) out << (json ? crashJsonLine(crash) : crashTextLine(crash)) << '\n';
     out.flush();
     return kExitOk;
+}
+
+CrashPrinter::CrashPrinter(std::ostream& out, bool json, bool terminal)
+    : out_(out), json_(json), terminal_(terminal) {}
+
+void CrashPrinter::takeRow(const RowPtr& row) {
+    detector_.feed(*row);
+    printCompleted();
+}
+
+void CrashPrinter::streamStopped() {
+    detector_.finish();
+    printCompleted();
+}
+
+void CrashPrinter::printCompleted() {
+    if (detector_.revision() == revision_ && unprinted_.empty()) return;
+    revision_ = detector_.revision();
+    const auto& crashes = detector_.crashes();
+    for (const CrashRecord& crash : crashes) {
+        if (crash.id <= lastSeenId_) continue;
+        unprinted_.push_back(crash.id);
+        lastSeenId_ = crash.id;
+    }
+    bool printed = false;
+    std::erase_if(unprinted_, [&](uint64_t id) {
+        if (detector_.isOpen(id)) return false;
+        // Gone when it joined an earlier crash or fell to the bound.
+        const auto it = std::lower_bound(crashes.begin(), crashes.end(), id,
+                                         [](const CrashRecord& c, uint64_t wanted) { return c.id < wanted; });
+        if (it == crashes.end() || it->id != id) return true;
+        const std::string line = json_ ? crashJsonLine(*it) : crashTextLine(*it);
+        out_ << (terminal_ && !json_ ? terminalSafe(line) : line) << '\n';
+        printed = true;
+        return true;
+    });
+    if (printed) out_.flush();
 }
 
 QString crashesHelpText() { return QString::fromUtf16(kCrashesHelp); }

@@ -20,7 +20,8 @@ Commands:
   stream         stream the device log through the viewer's store
   convert FILE   write the rows of a saved log as text, tsv or json
   detect FILE    print the layout of a saved log ("3 threadtime")
-  crashes FILE   list the crashes and ANRs in a saved log
+  crashes FILE | --stream
+                 list the crashes and ANRs in a saved log or the device log
   check-filter PREDICATE
                  parse a filter and print its canonical text
   filters list | show NAME | import FILE | export FILE [NAME...]

@@ -21,7 +21,10 @@ constexpr std::array kCommands{
     CommandEntry{Command::Filters, "filters"},   CommandEntry{Command::Pretty, "pretty"},
 };
 
-enum class Opt { Serial, Host, Port, Filter, Quick, Saved, Clear, Tags, Format, NoColor, NoReconnect, Json, Count, Help, Version };
+enum class Opt {
+    Serial, Host, Port, Filter, Quick, Saved, Clear, Tags, Format, NoColor, NoReconnect, Stream, Json, Count, Help,
+    Version
+};
 
 struct OptionDef {
     Opt id;
@@ -38,11 +41,12 @@ const OptionDef kOptions[] = {
     {Opt::Filter, "--filter", true, {Command::Stream, Command::Convert}},
     {Opt::Quick, "--quick", true, {Command::Stream, Command::Convert}},
     {Opt::Saved, "--saved", true, {Command::Stream, Command::Convert}},
-    {Opt::Clear, "--clear", false, {Command::Stream}},
+    {Opt::Clear, "--clear", false, {Command::Stream, Command::Crashes}},
     {Opt::Tags, "--tags", true, {Command::Stream}},
     {Opt::Format, "--format", true, {Command::Stream, Command::Convert}},
     {Opt::NoColor, "--no-color", false, {Command::Stream}},
-    {Opt::NoReconnect, "--no-reconnect", false, {Command::Stream}},
+    {Opt::NoReconnect, "--no-reconnect", false, {Command::Stream, Command::Crashes}},
+    {Opt::Stream, "--stream", false, {Command::Crashes}},
     {Opt::Json, "--json", false, {Command::Devices, Command::Crashes}},
     {Opt::Count, "--count", false, {Command::Convert}},
     {Opt::Help, "--help", false, {}},
@@ -101,6 +105,7 @@ QString applyOption(CliOptions& o, const SeenOption& seen) {
     }
     case Opt::NoColor: o.noColor = true; break;
     case Opt::NoReconnect: o.noReconnect = true; break;
+    case Opt::Stream: o.stream = true; break;
     case Opt::Json: o.format = OutputFormat::Json; break;
     case Opt::Count: o.count = true; break;
     case Opt::Help: break;
@@ -154,9 +159,15 @@ QString takePositionals(CliOptions& o, const QStringList& positionals) {
         return {};
     };
     switch (o.command) {
+    case Command::Crashes:
+        if (o.stream) {
+            if (!positionals.isEmpty()) return u"crashes: a FILE cannot be read with --stream"_s;
+            return {};
+        }
+        if (o.clear || o.noReconnect) return u"crashes: --clear and --no-reconnect need --stream"_s;
+        return expectOne("FILE", o.file);
     case Command::Convert:
-    case Command::Detect:
-    case Command::Crashes: return expectOne("FILE", o.file);
+    case Command::Detect: return expectOne("FILE", o.file);
     case Command::CheckFilter: return expectOne("PREDICATE", o.predicate);
     case Command::Filters:
     case Command::Pretty: return takeAction(o, positionals);

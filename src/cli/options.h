@@ -39,6 +39,9 @@ struct CliOptions {
     bool noColor = false;
     bool noReconnect = false;
 
+    // crashes
+    bool stream = false;  // --stream: the device log instead of FILE
+
     // Output
     OutputFormat format = OutputFormat::Text;
     bool count = false;  // convert --count

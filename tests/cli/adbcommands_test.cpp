@@ -211,6 +211,44 @@ TEST_F(StreamProcessTest, InterruptEndsCleanlyWithTheRowsReceived) {
     EXPECT_FALSE(out_.contains("\033["));
 }
 
+TEST_F(StreamProcessTest, CrashesStreamPrintsEachCrashWhenItsBlockIsComplete) {
+    // A Java crash of an app missing from the process table (so its tag
+    // stays AndroidRuntime), interleaved with other lines and ended by its
+    // process writing under another tag, so it is printed at once; then a
+    // native crash whose block is still open, printed when Ctrl+C ends it.
+    scriptDevice("01-15 12:00:00.000  1234  1234 I Tag: before\n"
+                 "01-15 12:00:01.000  2222  2222 E AndroidRuntime: FATAL EXCEPTION: main\n"
+                 "01-15 12:00:01.001  1234  5678 E Tag: unrelated error\n"
+                 "01-15 12:00:01.002  2222  2222 E AndroidRuntime: Process: com.example.crashy, PID: 2222\n"
+                 "01-15 12:00:01.003  2222  2222 E AndroidRuntime: java.lang.IllegalStateException: boom\n"
+                 "01-15 12:00:01.004  1234  5678 I Tag: between\n"
+                 "01-15 12:00:01.005  2222  2222 E AndroidRuntime: \tat com.example.crashy.Main.run(Main.java:7)\n"
+                 "01-15 12:00:01.006  2222  2222 I Process: Sending signal. PID: 2222 SIG: 9\n"
+                 "01-15 12:00:02.000  3333  3333 F libc: Fatal signal 11 (SIGSEGV), code 1 (SEGV_MAPERR), "
+                 "fault addr 0x0 in tid 3333 (main), pid 3333 (com.example.game)\n",
+                 false);
+    start({u"crashes"_s, u"--stream"_s, u"--json"_s});
+    ASSERT_TRUE(vf::test::waitUntil([this] { return out_.contains('\n'); }, 15000)) << err_.toStdString();
+    EXPECT_EQ(out_.count('\n'), 1);
+    ::kill(pid_t(process_.processId()), SIGINT);
+    ASSERT_TRUE(waitForExit());
+    EXPECT_EQ(process_.exitCode(), 0) << err_.toStdString();
+
+    const QList<QJsonObject> crashes = jsonRows();
+    ASSERT_EQ(crashes.size(), 2) << out_.toStdString();
+    const QJsonObject java = crashes.at(0);
+    EXPECT_EQ(java.value(u"kind"_s).toString(), u"java"_s);
+    EXPECT_EQ(java.value(u"app"_s).toString(), u"com.example.crashy"_s);
+    EXPECT_EQ(java.value(u"pid"_s).toString(), u"2222"_s);
+    EXPECT_EQ(java.value(u"time"_s).toString(), u"01-15 12:00:01.000"_s);
+    EXPECT_EQ(java.value(u"title"_s).toString(), u"java.lang.IllegalStateException: boom"_s);
+    EXPECT_EQ(java.value(u"rows"_s).toInt(), 4);
+    EXPECT_EQ(java.value(u"lastIdx"_s).toInt() - java.value(u"firstIdx"_s).toInt(), 5);
+    EXPECT_EQ(crashes.at(1).value(u"kind"_s).toString(), u"native"_s);
+    EXPECT_EQ(crashes.at(1).value(u"app"_s).toString(), u"com.example.game"_s);
+    EXPECT_EQ(crashes.at(1).value(u"rows"_s).toInt(), 1);
+}
+
 TEST_F(StreamProcessTest, SeveralDevicesNeedASerial) {
     server_.addScript(deviceListScript("emulator-5554\tdevice\nemulator-5556\tdevice\n"));
     start({u"stream"_s});

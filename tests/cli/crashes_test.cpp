@@ -31,6 +31,8 @@ TEST(CrashesCommand, RejectsAMissingFileAndStrayArguments) {
     EXPECT_EQ(runCli({u"crashes"_s, u"/nonexistent/x.log"_s}).status, 1);
     EXPECT_EQ(runCli({u"crashes"_s}).status, 2);
     EXPECT_EQ(runCli({u"crashes"_s, kNativeLog, u"--count"_s}).status, 2);
+    EXPECT_EQ(runCli({u"crashes"_s, kNativeLog, u"--stream"_s}).status, 2);        // a file or the device
+    EXPECT_EQ(runCli({u"crashes"_s, kNativeLog, u"--no-reconnect"_s}).status, 2);  // only with --stream
 }
 
 }  // namespace

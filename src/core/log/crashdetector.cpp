@@ -237,6 +237,10 @@ void CrashDetector::clear() {
     crashes_.clear();
 }
 
+bool CrashDetector::isOpen(uint64_t id) const {
+    return std::any_of(open_.begin(), open_.end(), [id](const auto& block) { return block->crashId == id; });
+}
+
 CrashDetector::Block* CrashDetector::openBlockOf(const Row& row) {
     const std::string_view pid = row.pid(), tid = row.tid();
     for (const auto& block : open_)

@@ -91,6 +91,9 @@ public:
     const std::deque<CrashRecord>& crashes() const { return crashes_; }
     // Changes whenever crashes() changes (a crash added, grown, merged or dropped).
     uint64_t revision() const { return revision_; }
+    // Whether the crash `id` is still being written: its reporter has not
+    // moved on, fallen silent or been finished, so the crash may grow.
+    bool isOpen(uint64_t id) const;
     // Crashes found since construction, including those dropped by the bound.
     uint64_t detectedCount() const { return detected_; }
 
