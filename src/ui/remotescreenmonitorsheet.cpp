@@ -130,6 +130,7 @@ void RemoteScreenMonitorSheet::showWindow() {
 
 void RemoteScreenMonitorSheet::closeEvent(QCloseEvent* event) {
     screenSource_->stopMonitoring();
+    VF_LOG("Remote Screen Sheet Did End: {}", 0);
     QMainWindow::closeEvent(event);
 }
 
