@@ -96,19 +96,26 @@ private:
         if (type != 0x5 && type != 0x6) return false;
         uint64_t pos = at + 1;
         uint64_t length = data_[at] & 0x0F;
-        if (length == 0x0F) {
-            if (pos >= tableStart_ || (data_[pos] >> 4) != 0x1) return false;
-            const int width = 1 << (data_[pos] & 0x0F);
-            if (width > 8 || pos + 1 + uint64_t(width) > tableStart_) return false;
-            length = readBigEndian(data_ + pos + 1, width);
-            pos += 1 + uint64_t(width);
-        }
+        if (!extendedLength(&pos, &length)) return false;
         const uint64_t unit = type == 0x6 ? 2 : 1;
         if (length > (tableStart_ - pos) / unit) return false;
         for (uint64_t i = 0; i < length; ++i) {
             if (unit == 1 ? data_[pos + i] == 0 : (data_[pos + 2 * i] == 0 && data_[pos + 2 * i + 1] == 0)) return true;
         }
         return false;
+    }
+
+    // A marker's length nibble of 0xF means the real length follows as an
+    // integer object; reads it and moves `pos` past it. False when it does
+    // not fit before the offset table.
+    bool extendedLength(uint64_t* pos, uint64_t* length) const {
+        if (*length != 0x0F) return true;
+        if (*pos >= tableStart_ || (data_[*pos] >> 4) != 0x1) return false;
+        const int width = 1 << (data_[*pos] & 0x0F);
+        if (width > 8 || *pos + 1 + uint64_t(width) > tableStart_) return false;
+        *length = readBigEndian(data_ + *pos + 1, width);
+        *pos += 1 + uint64_t(width);
+        return true;
     }
 
     uint64_t offsetOf(uint64_t object) const {
@@ -125,13 +132,7 @@ private:
         if (type != 0xA && type != 0xC && type != 0xD) return true;
         uint64_t pos = at + 1;
         uint64_t length = marker & 0x0F;
-        if (length == 0x0F) {
-            if (pos >= tableStart_ || (data_[pos] >> 4) != 0x1) return false;
-            const int width = 1 << (data_[pos] & 0x0F);
-            if (width > 8 || pos + 1 + uint64_t(width) > tableStart_) return false;
-            length = readBigEndian(data_ + pos + 1, width);
-            pos += 1 + uint64_t(width);
-        }
+        if (!extendedLength(&pos, &length)) return false;
         if (type == 0xD) {
             if (length > tableStart_) return false;
             length *= 2;
