@@ -34,14 +34,6 @@ double threadCpuSeconds() {
     return double(ts.tv_sec) + double(ts.tv_nsec) / 1e9;
 }
 
-struct NoConversations final : vf::StoreConnector {
-    std::unique_ptr<vf::StoreConversation> connectLogReader(vf::LogReaderDelegate*, const QString&) override {
-        return nullptr;
-    }
-    std::unique_ptr<vf::StoreConversation> connectPidReader(vf::PidReaderDelegate*, const QString&) override {
-        return nullptr;
-    }
-};
 
 const std::vector<std::string>& liveLines() {
     static const std::vector<std::string> lines = [] {
@@ -68,13 +60,13 @@ void BM_LiveWithDetector(benchmark::State& state) {
     double best = 1e9, bestDetector = 1e9;
     size_t found = 0;
     for (auto _ : state) {
-        vf::LogDatasource store(std::make_shared<NoConversations>());
+        vf::LogDatasource store;
         vf::CrashDetector detector;
         uint64_t nextIdx = 0;
         double detectorCpu = 0;
         const double start = threadCpuSeconds();
         for (size_t i = 0; i < lines.size(); ++i) {
-            store.logLineReceived(std::string_view(lines[i]));
+            store.addLiveLine(lines[i]);
             if (detect && (i + 1) % kBatch == 0) {
                 const double before = threadCpuSeconds();
                 feedNew(detector, store.getDataAll(), nextIdx);

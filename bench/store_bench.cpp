@@ -73,15 +73,6 @@ double grepS() {
     return s;
 }
 
-// No device: the store's conversations are never opened.
-struct NoConversations final : vf::StoreConnector {
-    std::unique_ptr<vf::StoreConversation> connectLogReader(vf::LogReaderDelegate*, const QString&) override {
-        return nullptr;
-    }
-    std::unique_ptr<vf::StoreConversation> connectPidReader(vf::PidReaderDelegate*, const QString&) override {
-        return nullptr;
-    }
-};
 
 // A process table naming every pid of `lines`, as ps prints it.
 QString processTable(const std::vector<std::string>& lines) {
@@ -114,8 +105,8 @@ void BM_LiveLines(benchmark::State& state) {
     for (std::string& line : lines) line += '\n';
     double seconds = 0, cpuSeconds = 0, rss40k = 0, rssEnd = 0;
     for (auto _ : state) {
-        vf::LogDatasource store(std::make_shared<NoConversations>());
-        store.pidReceived(processTable(lines));
+        vf::LogDatasource store;
+        store.takeProcessTable(vf::parsePsText(processTable(lines)));
         const int preset = int(state.range(1));
         if (preset >= 0) {
             const vf::PredicatePtr filter =
@@ -126,7 +117,7 @@ void BM_LiveLines(benchmark::State& state) {
         const auto start = std::chrono::steady_clock::now();
         const double cpuStart = threadCpuSeconds();
         for (size_t i = 0; i < lines.size(); ++i) {
-            store.logLineReceived(std::string_view(lines[i]));
+            store.addLiveLine(lines[i]);
             if (i + 1 == 40'000) rss40k = double(vf::bench::residentBytes());
         }
         seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -148,7 +139,7 @@ void BM_LiveLines(benchmark::State& state) {
 // The million rows of the benchmark file, in a store without a cap.
 vf::LogDatasource& loadedStore() {
     static vf::LogDatasource* store = [] {
-        auto* made = new vf::LogDatasource(std::make_shared<NoConversations>());
+        auto* made = new vf::LogDatasource();
         uint64_t next = 0;
         auto rows = vf::readTextFile(QString::fromStdString(vf::bench::benchLogFile()), [&next] { return next++; });
         const qsizetype count = rows ? rows->size() : 0;

@@ -22,7 +22,6 @@
 #include "core/log/logdatasource.h"
 #include "core/support/preferences.h"
 #include "core/support/threads.h"
-#include "ui/connectionbackend.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
 #include "ui/vellumfoxappdelegate.h"
@@ -48,18 +47,14 @@ public:
     }
 };
 
-class StoreBackend final : public vf::ui::ConnectionBackend {
+// One device, listed at once; no server to start.
+class OneDevice final : public vf::SessionAdb {
 public:
-    explicit StoreBackend(vf::LogDatasource& store) : store_(store) {}
-    void loadDeviceList() override {}
-    void startLogger() override { store_.startLogger(); }
-    void stopLogger() override { store_.stopLogger(); }
-    bool isLogging() const override { return store_.isLogging(); }
+    void loadDeviceList(vf::DeviceListDelegate* delegate) override {
+        delegate->onDevicesConnected({vf::DeviceRecord{QStringLiteral("bench-device"), QStringLiteral("bench-device"),
+                                                        {}, {}, QStringLiteral("device")}});
+    }
     void startAdb(std::function<void(bool)> completion) override { completion(false); }
-    void recordEvent(const QString&) override {}
-
-private:
-    vf::LogDatasource& store_;
 };
 
 // Threadtime lines of the sample device log, each ending with LF.
@@ -86,14 +81,11 @@ void BM_GuiDelayUnderFlood(benchmark::State& state) {
         vf::ui::VellumfoxAppDelegate::Options options;
         options.installHooks = false;
         options.connectAtStart = false;
-        options.makeBackend = [](vf::LogDatasource& store, vf::DeviceListDelegate&) {
-            return std::unique_ptr<vf::ui::ConnectionBackend>(std::make_unique<StoreBackend>(store));
-        };
+        options.makeAdb = [] { return std::unique_ptr<vf::SessionAdb>(std::make_unique<OneDevice>()); };
         options.connector = std::make_shared<SilentConnector>();
         vf::ui::VellumfoxAppDelegate app(options);
         app.applicationDidFinishLaunching();
         vf::LogDatasource* store = app.logDatasource();
-        store->setDeviceId(QStringLiteral("bench-device"));
         app.startLogging();
 
         std::atomic<bool> running{true};
@@ -113,7 +105,7 @@ void BM_GuiDelayUnderFlood(benchmark::State& state) {
                     std::snprintf(stamp, sizeof stamp, "03-18 %02ld:%02ld:%02ld.%03ld", (ms / 3600000) % 24,
                                   (ms / 60000) % 60, (ms / 1000) % 60, ms % 1000);
                     if (line.size() > 18) line.replace(0, 18, stamp);
-                    store->logLineReceived(std::string_view(line));
+                    store->addLiveLine(line);
                     fed.fetch_add(1);
                 }
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -1,6 +1,6 @@
 #pragma once
 // What the ADB-facing commands share: the server they talk to, the device
-// choice rules, and starting the server when it is not running.
+// lines of their messages, and starting the server when it is not running.
 //
 // Main thread unless noted.
 
@@ -22,15 +22,6 @@ struct AdbSetup {
     LogcatOptions logcat;
 };
 AdbSetup adbSetupFor(const CliOptions& options);
-
-// The device a stream should use, by the viewer's rule (chooseDevice() of
-// the core), with the companion's messages: several devices without a
-// serial end the run instead of asking.
-struct StreamDeviceChoice {
-    std::optional<DeviceRecord> device;
-    QString error;  // set when there is no choice and the run should end
-};
-StreamDeviceChoice chooseStreamDevice(const DeviceList& devices, const QString& serial, const QString& reconnectTo);
 
 // "  SERIAL" lines for the error messages, in the server's order.
 QString deviceLines(const DeviceList& devices);

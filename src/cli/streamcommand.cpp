@@ -6,7 +6,7 @@
 #include "cli/filters.h"
 #include "cli/rowwriter.h"
 #include "cli/signalwatcher.h"
-#include "core/adb/devicelistdatasource.h"
+#include "core/adb/devicestate.h"
 #include "core/adb/replyframing.h"
 #include "core/support/threads.h"
 
@@ -47,15 +47,11 @@ StreamCommand::StreamCommand(const CliOptions& options, StreamSettings settings,
       sink_(sink) {
     pollTimer_.setInterval(settings_.pollIntervalMs);
     QObject::connect(&pollTimer_, &QTimer::timeout, this, &StreamCommand::printNewRows);
-    reconnectTimer_.setInterval(settings_.reconnectIntervalMs);
-    QObject::connect(&reconnectTimer_, &QTimer::timeout, this, [this] {
-        if (autoReconnect_ && !done_) startLogging();
-    });
 }
 
 StreamCommand::~StreamCommand() {
+    if (session_) session_->setDelegate(nullptr);
     if (store_) store_->setDelegate(nullptr);
-    if (devices_) devices_->setDelegate(nullptr);
 }
 
 int StreamCommand::run() {
@@ -75,21 +71,26 @@ int StreamCommand::run() {
         sink_ = printer_.get();
     }
 
-    store_ = std::make_unique<LogDatasource>(makeAdbConnector(endpoint_, logcat_));
+    store_ = std::make_unique<LogDatasource>();
     store_->setDelegate(this);
-    devices_ = std::make_unique<DeviceListDatasource>(endpoint_);
-    devices_->setDelegate(this);
+    LogSession::Settings session;
+    session.serial = options_.serial;
+    session.reconnect = !options_.noReconnect;
+    session.reconnectIntervalMs = settings_.reconnectIntervalMs;
+    const AdbEndpoint endpoint = endpoint_;
+    session_ = std::make_unique<LogSession>(*store_, makeAdbSessionAdb([endpoint] { return endpoint; }),
+                                            makeAdbConnector(endpoint_, logcat_), session);
+    session_->setDelegate(this);
     if (!installFilter()) return status_;
 
     signals_ = std::make_unique<SignalWatcher>();
     QObject::connect(signals_.get(), &SignalWatcher::terminationRequested, this, [this] { finish(kExitOk); });
     pollTimer_.start();
-    startLogging();
+    session_->startLogging();
     if (!done_) loop_.exec();
 
     pollTimer_.stop();
-    reconnectTimer_.stop();
-    if (store_->isLogging()) store_->stopLogger();
+    session_->stopLogging();
     printNewRows();
     sink_->streamStopped();
     signals_.reset();
@@ -114,76 +115,78 @@ bool StreamCommand::installFilter() {
     return !done_;
 }
 
-void StreamCommand::startLogging() {
-    // As the viewer: with a device in hand start at once, else list first.
-    if (!store_->deviceId().isEmpty()) store_->startLogger();
-    else devices_->loadDeviceList();
-}
+// ---------------------------------------------------------------------------
+// The session's reports
 
-void StreamCommand::onDevicesConnected(const DeviceList& devices) {
-    if (done_ || store_->isLogging()) return;
-    const StreamDeviceChoice choice =
-        chooseStreamDevice(devices, options_.serial, autoReconnect_ ? lastDeviceId_ : QString());
-    if (!choice.device) {
-        if (!choice.error.isEmpty()) {
-            message(choice.error);
-            finish(kExitFailure);
-        }
-        return;  // reconnecting: only the device we had will do
-    }
-    if (choice.device->state == u"unauthorized"_s) {
-        message(u"device %1 is not authorized; allow USB debugging on the device"_s.arg(choice.device->id));
-        finish(kExitFailure);
-        return;
-    }
-    store_->setDeviceId(choice.device->id);
-    store_->startLogger();
-}
-
-void StreamCommand::onDeviceModel(const QString&, const QString&) {}
-
-void StreamCommand::onDeviceListFailed(int code) {
-    if (code == 0) {
-        handleAdbNotRunning();
-    } else if (code == kDeviceListUnexpectedReply) {
-        message(QString::fromLatin1(kUnexpectedReplyText));
-        finish(kExitFailure);
-    } else {
-        handleNoDevice();
-    }
-}
-
-void StreamCommand::onLoggerStarted() {
-    const QString deviceId = store_->deviceId();
-    if (deviceId.isEmpty()) {
-        devices_->loadDeviceList();
-        return;
-    }
-    if (!autoReconnect_) message(u"streaming from %1 (ADB server %2)"_s.arg(deviceId, endpoint_.display()));
+void StreamCommand::onLoggerStarted(const QString& deviceId) {
+    if (!streamed_) message(u"streaming from %1 (ADB server %2)"_s.arg(deviceId, endpoint_.display()));
     else message(u"reconnecting to %1"_s.arg(deviceId));
-    autoReconnect_ = true;
-    triedStartingAdb_ = false;
+    streamed_ = true;
     waitingNoticeShown_ = false;
-    reconnectTimer_.stop();
-    lastDeviceId_ = deviceId;
 }
 
 void StreamCommand::onLoggerStopped() {
     printNewRows();
     if (sink_ != nullptr) sink_->streamStopped();
-    store_->setDeviceId({});
     if (done_) return;
+    const QString device = session_->lastDeviceId().value_or(QString());
     if (options_.noReconnect) {
-        message(u"device %1 disconnected"_s.arg(lastDeviceId_));
+        message(u"device %1 disconnected"_s.arg(device));
         finish(kExitFailure);
         return;
     }
-    if (!autoReconnect_) return;
-    if (!waitingNoticeShown_) {
-        message(u"device %1 disconnected; waiting for it to come back (Ctrl+C ends)"_s.arg(lastDeviceId_));
+    if (session_->isWaiting() && !waitingNoticeShown_) {
+        message(u"device %1 disconnected; waiting for it to come back (Ctrl+C ends)"_s.arg(device));
         waitingNoticeShown_ = true;
     }
-    reconnectTimer_.start();
+}
+
+void StreamCommand::chooseDevice(const DeviceList& devices) {
+    message(u"more than one device/emulator; use -s SERIAL\n%1"_s.arg(deviceLines(devices)));
+    finish(kExitFailure);
+}
+
+void StreamCommand::onDeviceModel(const QString&, const QString&) {}
+
+void StreamCommand::onSessionNotice(const SessionNotice& notice) {
+    if (done_) return;
+    const QString& id = notice.deviceId;
+    switch (notice.kind) {
+        case SessionNotice::StartingAdb:
+            return message(u"no ADB server at %1; trying to start it (adb start-server)"_s.arg(endpoint_.display()));
+        case SessionNotice::AdbStarted:
+            return message(u"ADB server started"_s);
+        case SessionNotice::AdbNotRunning:
+            message(u"the ADB server does not answer at %1"_s.arg(endpoint_.display()));
+            break;
+        case SessionNotice::NoDevice:
+            message(u"no device attached"_s);
+            break;
+        case SessionNotice::SerialNotListed:
+            message(u"device '%1' not found; attached:\n%2"_s.arg(id, deviceLines(session_->devices())));
+            break;
+        case SessionNotice::DeviceNotFound:
+            if (session_->isWaiting()) return;  // reconnecting: it may come back
+            message(u"device '%1' not found"_s.arg(id));
+            break;
+        case SessionNotice::NotAuthorized:
+            message(u"device %1 is not authorized; allow USB debugging on the device"_s.arg(id));
+            break;
+        case SessionNotice::NoPermissions:
+        case SessionNotice::NotStreamable:
+        case SessionNotice::DeviceOffline: {
+            const QString word = notice.record ? notice.record->state : u"offline"_s;
+            DeviceStatus status{deviceStateFromWord(word), word, std::nullopt,
+                                notice.record ? notice.record->usbVendorId : std::nullopt};
+            message(deviceStateAdvice(id, status));
+            if (notice.kind == SessionNotice::DeviceOffline && session_->isWaiting()) return;
+            break;
+        }
+        case SessionNotice::UnexpectedReply:
+            message(QString::fromLatin1(kUnexpectedReplyText));
+            break;
+    }
+    finish(kExitFailure);
 }
 
 void StreamCommand::onLogUpdated(const LogUpdate&) {
@@ -194,60 +197,10 @@ void StreamCommand::onLogUpdated(const LogUpdate&) {
     printNewRows();
 }
 
-void StreamCommand::onMultipleDevicesConnected() {
-    if (!done_) devices_->loadDeviceList();
-}
-
-void StreamCommand::onDeviceNotFound() { store_->setDeviceId({}); }
-
 void StreamCommand::onFilterCorrupt(const QString& reason) {
     message(u"the filter cannot be evaluated: %1"_s.arg(reason));
     finish(kExitUsage);
     if (filterLanding_ != nullptr) filterLanding_->quit();
-}
-
-void StreamCommand::adbNotRunningError(const Error&) {
-    runOnMainThread([self = QPointer<StreamCommand>(this)] {
-        if (self) self->handleAdbNotRunning();
-    });
-}
-
-void StreamCommand::adbDeviceNotFound(const Error&) {
-    runOnMainThread([self = QPointer<StreamCommand>(this)] {
-        if (self) self->handleNoDevice();
-    });
-}
-
-void StreamCommand::handleAdbNotRunning() {
-    if (done_) return;
-    if (triedStartingAdb_) {
-        message(u"the ADB server does not answer at %1"_s.arg(endpoint_.display()));
-        finish(kExitFailure);
-        return;
-    }
-    triedStartingAdb_ = true;
-    message(u"no ADB server at %1; trying to start it (adb start-server)"_s.arg(endpoint_.display()));
-    startAdbServer(endpoint_, [self = QPointer<StreamCommand>(this)](bool started) {
-        if (!self || self->done_) return;
-        if (!started) {
-            self->message(u"could not start the ADB server"_s);
-            self->finish(kExitFailure);
-            return;
-        }
-        self->message(u"ADB server started"_s);
-        self->startLogging();
-    });
-}
-
-void StreamCommand::handleNoDevice() {
-    if (done_) return;
-    store_->setDeviceId({});
-    if (autoReconnect_ && !options_.noReconnect) {
-        if (!reconnectTimer_.isActive()) reconnectTimer_.start();
-        return;
-    }
-    message(autoReconnect_ ? u"device %1 not found"_s.arg(lastDeviceId_) : u"no device attached"_s);
-    finish(kExitFailure);
 }
 
 void StreamCommand::printNewRows() {

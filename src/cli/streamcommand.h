@@ -1,7 +1,7 @@
 #pragma once
-// "stream": the device log through the viewer's own store (LogDatasource),
-// printed as it arrives, with the viewer's device choice and reconnection
-// rules.
+// "stream": the device log through the viewer's own store and logging
+// session (LogSession: the same device choice and reconnection), printed as
+// it arrives.
 //
 // Main thread; run() spins a local event loop until Ctrl+C / SIGTERM (exit
 // 0), a fatal error (1), a filter that cannot be evaluated (2), or the
@@ -19,10 +19,7 @@
 #include "core/adb/delegates.h"
 #include "core/filter/predicate.h"
 #include "core/log/logdatasource.h"
-
-namespace vf {
-class DeviceListDatasource;
-}
+#include "core/session/logsession.h"
 
 namespace vf::cli {
 
@@ -49,7 +46,7 @@ struct StreamSettings {
     int reconnectIntervalMs = 5000;   // the viewer's retry period
 };
 
-class StreamCommand final : public QObject, public LogDatasourceDelegate, public DeviceListDelegate {
+class StreamCommand final : public QObject, public LogDatasourceDelegate, public LogSessionDelegate {
     Q_OBJECT
 public:
     // Rows go to `sink` when one is given, else they are printed on `out`
@@ -62,23 +59,16 @@ public:
 
 private:
     // LogDatasourceDelegate
-    void onLoggerStarted() override;
-    void onLoggerStopped() override;
     void onLogUpdated(const LogUpdate& update) override;
-    void onMultipleDevicesConnected() override;
-    void onDeviceNotFound() override;
     void onFilterCorrupt(const QString& reason) override;
-    void adbNotRunningError(const Error& error) override;
-    void adbDeviceNotFound(const Error& error) override;
-    // DeviceListDelegate
-    void onDevicesConnected(const DeviceList& devices) override;
+    // LogSessionDelegate
+    void onLoggerStarted(const QString& deviceId) override;
+    void onLoggerStopped() override;
+    void chooseDevice(const DeviceList& devices) override;
     void onDeviceModel(const QString& deviceId, const QString& model) override;
-    void onDeviceListFailed(int code) override;
+    void onSessionNotice(const SessionNotice& notice) override;
 
     bool installFilter();
-    void startLogging();
-    void handleAdbNotRunning();
-    void handleNoDevice();
     void printNewRows();
     void finish(int status);
     void message(const QString& text);
@@ -94,7 +84,7 @@ private:
     std::unique_ptr<StreamRowSink> printer_;  // the default sink
     StreamRowSink* sink_ = nullptr;
     std::unique_ptr<LogDatasource> store_;
-    std::unique_ptr<DeviceListDatasource> devices_;
+    std::unique_ptr<LogSession> session_;
     std::unique_ptr<SignalWatcher> signals_;
 
     // What was printed: the marks of the lists (so only appended rows are
@@ -103,14 +93,11 @@ private:
     ListMark allMark_;
     std::optional<uint64_t> lastPrinted_;
 
-    bool autoReconnect_ = false;
-    QString lastDeviceId_;
-    bool triedStartingAdb_ = false;
+    bool streamed_ = false;  // a run has started
     bool waitingNoticeShown_ = false;
     bool done_ = false;
     int status_ = kExitOk;
     QTimer pollTimer_;
-    QTimer reconnectTimer_;
     QEventLoop loop_;
     QEventLoop* filterLanding_ = nullptr;  // while the filter is being installed
 };

@@ -13,6 +13,7 @@
 #include "ui/crashespanel.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
+#include "ui/connectioncontroller.h"
 #include "ui/vellumfoxappdelegate.h"
 
 using namespace Qt::StringLiterals;
@@ -34,8 +35,7 @@ void VellumfoxAppDelegate::openFile(const QString& path) {
         importFilters(path);
         return;
     }
-    stopLogging();
-    isDatasourceDevice_ = false;
+    connection_->showingFile();
     // Reading a large file takes a while: off the GUI thread, then back.
     QPointer<VellumfoxAppDelegate> self(this);
     LogDatasource* store = logDatasource_.get();
@@ -52,8 +52,8 @@ void VellumfoxAppDelegate::openFile(const QString& path) {
 }
 
 void VellumfoxAppDelegate::setFileContents(RowList rows, const QString& title) {
-    isDatasourceDevice_ = false;
-    lastDeviceConnectedId_.reset();
+    connection_->showingFile();
+    session_->forgetLastDevice();
     {
         // The file is shown unfiltered: the quick filter field says so too.
         const QSignalBlocker quiet(window_->quickFilterField());

@@ -4,8 +4,8 @@
 #include <QMessageBox>
 
 #include "core/support/logger.h"
-#include "ui/connectionbackend.h"
 #include "ui/mainwindow.h"
+#include "ui/connectioncontroller.h"
 #include "ui/vellumfoxappdelegate.h"
 
 using namespace Qt::StringLiterals;
@@ -23,7 +23,7 @@ void VellumfoxAppDelegate::applySelectedFilters() { filterList_->applySelectedFi
 void VellumfoxAppDelegate::importFilters(const QString& path) { filterList_->importFilters(path); }
 
 void VellumfoxAppDelegate::onImportStarting() {
-    if (backend_ && backend_->isLogging()) backend_->stopLogger();
+    if (session_->isLogging()) stopLogging();
 }
 
 void VellumfoxAppDelegate::setPredicate(PredicatePtr predicate) {
@@ -37,9 +37,7 @@ void VellumfoxAppDelegate::onFilterCorrupt(const QString& reason) {
                                 QMessageBox::Ok, window_.get());
     box->setInformativeText(reason);
     box->setWindowModality(Qt::ApplicationModal);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    currentAlert_ = box;
-    box->open();
+    connection_->showBox(box);
 }
 
 }  // namespace vf::ui

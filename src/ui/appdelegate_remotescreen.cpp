@@ -21,8 +21,8 @@ void VellumfoxAppDelegate::remoteScreenMonitor() {
         remoteScreen_->close();
         return;
     }
-    VF_LOG("opening mirror window: {}", logDatasource_->deviceId());
-    remoteScreen_->setDeviceId(logDatasource_->deviceId());
+    VF_LOG("opening mirror window: {}", session_->deviceId());
+    remoteScreen_->setDeviceId(session_->deviceId());
     remoteScreen_->showWindow();
 }
 

@@ -17,7 +17,7 @@
 #include "core/support/crashreporter.h"
 #include "core/support/logger.h"
 #include "core/support/preferences.h"
-#include "ui/connectionbackend.h"
+#include "ui/connectioncontroller.h"
 #include "ui/crashespanel.h"
 #include "ui/devicepickersheet.h"
 #include "ui/highlightdelegate.h"
@@ -42,16 +42,24 @@ VellumfoxAppDelegate::VellumfoxAppDelegate(Options options) : options_(std::move
 VellumfoxAppDelegate::~VellumfoxAppDelegate() {
     if (window_) saveTableLayout();
     if (logDatasource_) logDatasource_->setDelegate(nullptr);
-    if (reconnectTimer_ != nullptr) reconnectTimer_->stop();
-    // The backend's conversations report to us: drop them before we go.
-    backend_.reset();
+    // The session's conversations report to us: drop them before we go.
+    if (session_) session_->setDelegate(nullptr);
+    session_.reset();
     // A file still loading holds the store.
     QThreadPool::globalInstance()->waitForDone();
     logDatasource_.reset();
 }
 
-DevicePickerSheet* VellumfoxAppDelegate::devicePicker() const { return sheetDevicePicker_; }
-QMessageBox* VellumfoxAppDelegate::currentAlert() const { return currentAlert_; }
+DevicePickerSheet* VellumfoxAppDelegate::devicePicker() const { return connection_->devicePicker(); }
+QMessageBox* VellumfoxAppDelegate::currentAlert() const { return connection_->currentAlert(); }
+bool VellumfoxAppDelegate::autoReconnect() const { return session_->autoReconnect(); }
+bool VellumfoxAppDelegate::isDatasourceDevice() const { return connection_->isDatasourceDevice(); }
+std::optional<QString> VellumfoxAppDelegate::lastDeviceConnectedId() const { return session_->lastDeviceId(); }
+QTimer* VellumfoxAppDelegate::reconnectTimer() const { return session_->reconnectTimer(); }
+QString VellumfoxAppDelegate::getDeviceTitle(const DeviceRecord& record) { return deviceTitle(record); }
+void VellumfoxAppDelegate::onConnectButtonPressed() { connection_->onConnectButtonPressed(); }
+void VellumfoxAppDelegate::startLogging() { connection_->startLogging(); }
+void VellumfoxAppDelegate::stopLogging() { connection_->stopLogging(); }
 PreferencesWindow* VellumfoxAppDelegate::preferencesWindow() const { return preferences_; }
 
 void VellumfoxAppDelegate::applicationDidFinishLaunching() {
@@ -65,22 +73,23 @@ void VellumfoxAppDelegate::applicationDidFinishLaunching() {
     VF_LOG("{}", QCoreApplication::arguments().join(u' '));
     isReloading_ = false;
 
-    logDatasource_ = std::make_unique<LogDatasource>(
-        options_.connector ? options_.connector : makeAdbConnector(endpointFromPreferences, logcatOptionsFromPreferences));
+    logDatasource_ = std::make_unique<LogDatasource>();
     logDatasource_->setDelegate(this);
+    LogSession::Settings settings;
+    settings.reconnectIntervalMs = options_.reconnectIntervalMs;
+    session_ = std::make_unique<LogSession>(
+        *logDatasource_, options_.makeAdb ? options_.makeAdb() : makeAdbSessionAdb(endpointFromPreferences),
+        options_.connector ? options_.connector : makeAdbConnector(endpointFromPreferences, logcatOptionsFromPreferences),
+        settings);
     buildWindow();
 
     registerDefaults();
     readSettings();
     changeScrollToBottom(true);
 
-    backend_ = options_.makeBackend ? options_.makeBackend(*logDatasource_, *this)
-                                    : makeAdbBackend(*logDatasource_, *this);
-
     window_->filterListTable()->selectRowAlone(0);
     connectActions();
 
-    deviceList_.clear();
     if (options_.connectAtStart) startLogging();
     updateStatus();
     window_->show();
@@ -107,14 +116,15 @@ void VellumfoxAppDelegate::buildWindow() {
 
     filterList_ = new FilterListController(*window_, *this, this);
     messageActions_ = new MessageActions(*window_, *tableModel_, *logDatasource_, *filterList_, this);
-    messageActions_->setDeviceSerialSource([this] { return lastDeviceConnectedId_.value_or(QString()); });
+    messageActions_->setDeviceSerialSource([this] { return session_->lastDeviceId().value_or(QString()); });
     crashes_ = new CrashesPanel(*this);
 
-    reconnectTimer_ = new QTimer(this);
-    reconnectTimer_->setInterval(options_.reconnectIntervalMs);
-    connect(reconnectTimer_, &QTimer::timeout, this, [this] {
-        if (autoReconnect_) startLogging();
-    });
+    ConnectionController::Hooks hooks;
+    hooks.stateChanged = [this] { updateStatus(); };
+    hooks.recordEvent = options_.recordEvent ? options_.recordEvent
+                                             : [](const QString& name) { AnalyticsHelper::recordEvent(name); };
+    connection_ = new ConnectionController(*window_, *session_, std::move(hooks), this);
+    session_->setDelegate(connection_);
     layoutSaveTimer_ = new QTimer(this);
     layoutSaveTimer_->setSingleShot(true);
     layoutSaveTimer_->setInterval(500);

@@ -11,13 +11,13 @@
 #include "core/support/buildinfo.h"
 #include "core/support/logger.h"
 #include "core/support/preferences.h"
-#include "ui/connectionbackend.h"
 #include "ui/crashespanel.h"
 #include "ui/highlightdelegate.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
 #include "ui/statustexts.h"
 #include "ui/tablecolumns.h"
+#include "ui/connectioncontroller.h"
 #include "ui/vellumfoxappdelegate.h"
 
 using namespace Qt::StringLiterals;
@@ -169,7 +169,7 @@ void VellumfoxAppDelegate::updateStatus() {
         const qsizetype total = logDatasource_->logEventCount();
         if (shown != 0 || total != 0) {
             text = u"Viewing %1 of %2"_s.arg(shown).arg(total);
-            if (backend_ && backend_->isLogging()) text += u"+"_s;
+            if (session_->isLogging()) text += u"+"_s;
         }
     } else if (shown != 0) {
         text = u"Viewing: %1"_s.arg(shown);
@@ -177,7 +177,7 @@ void VellumfoxAppDelegate::updateStatus() {
     if (text.isEmpty()) text = u"No Data       v(%1)"_s.arg(QLatin1String(build::kVersion));
     window_->statusViewing()->setText(text);
     window_->logTable()->setPlaceholderText(emptyTableHint(
-        shown, {logDatasource_->logEventCount(), isDatasourceDevice_, backend_ && backend_->isLogging(),
+        shown, {logDatasource_->logEventCount(), connection_->isDatasourceDevice(), session_->isLogging(),
                 window_->statusFilter()->text()}));
 }
 

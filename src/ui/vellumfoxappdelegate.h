@@ -1,14 +1,13 @@
 #pragma once
-// VellumfoxAppDelegate: the controller of the main window. It owns the log
-// store, the connection backend (device list and logger), the window and its
-// models, decides which device is streamed, runs the connect / pause /
-// reconnect cycle, keeps the title and status line, and drives the table,
-// search, filter list, files and preferences. Its methods are spread over
-// appdelegate_*.cpp by concern.
+// VellumfoxAppDelegate: the controller of the main window, the spine that
+// composes the rest. It owns the log store, the logging session (device
+// choice, runs, reconnecting) and the window with its models, and wires the
+// parts that each keep their own state: ConnectionController (title, Run
+// button, picker, alerts), FilterListController, MessageActions, the crash
+// panel, and the table, search and file concerns in appdelegate_*.cpp.
 //
-// Threads: everything runs on the main thread. The entry points that the ADB
-// side calls from the I/O thread (adbNotRunningError, adbDeviceNotFound,
-// onDeviceListFailed) hop to the main thread before touching any state.
+// Threads: everything runs on the main thread; the store and the session
+// deliver their reports there.
 
 #include <QMap>
 #include <QObject>
@@ -21,6 +20,7 @@
 #include "core/adb/delegates.h"
 #include "core/filter/predicate.h"
 #include "core/log/logdatasource.h"
+#include "core/session/logsession.h"
 #include "ui/filterlistcontroller.h"
 #include "ui/levelstyles.h"
 #include "ui/selectabletableview.h"
@@ -32,7 +32,7 @@ class QItemSelection;
 
 namespace vf::ui {
 
-class ConnectionBackend;
+class ConnectionController;
 class CrashesPanel;
 class DevicePickerSheet;
 class HighlightDelegate;
@@ -44,17 +44,19 @@ class RemoteScreenMonitorSheet;
 
 class VellumfoxAppDelegate final : public QObject,
                                    public LogDatasourceDelegate,
-                                   public DeviceListDelegate,
                                    public TableViewMenuDelegate,
                                    public FilterListHost {
     Q_OBJECT
 public:
     struct Options {
-        // Builds the ADB side; empty: the real conversations.
-        std::function<std::unique_ptr<ConnectionBackend>(LogDatasource&, DeviceListDelegate&)> makeBackend;
-        // Opens the store's conversations; empty: the real ones, with the
+        // The device listing and server start; empty: the real ones, with
+        // the server of the preferences at each listing.
+        std::function<std::unique_ptr<SessionAdb>()> makeAdb;
+        // Opens a run's conversations; empty: the real ones, with the
         // server and stream options of the preferences at each start.
         std::shared_ptr<StoreConnector> connector;
+        // Usage events; empty: the analytics helper.
+        std::function<void(const QString&)> recordEvent;
         bool connectAtStart = true;       // startLogging at the end of start-up
         int reconnectIntervalMs = 5000;   // the retry timer while waiting for a lost device
         bool installHooks = true;         // diagnostics outputs, crash reports, usage counters
@@ -75,11 +77,13 @@ public:
     const LevelStyles& styles() const { return styles_; }
     const RowList& logData() const;
     bool scrollToBottom() const { return scrollToBottom_; }
-    bool autoReconnect() const { return autoReconnect_; }
-    bool isDatasourceDevice() const { return isDatasourceDevice_; }
-    std::optional<QString> lastDeviceConnectedId() const { return lastDeviceConnectedId_; }
+    LogSession* session() const { return session_.get(); }
+    ConnectionController* connection() const { return connection_; }
+    bool autoReconnect() const;
+    bool isDatasourceDevice() const;
+    std::optional<QString> lastDeviceConnectedId() const;
     std::optional<uint64_t> selectedLogMessage() const { return selectedLogMessage_; }
-    QTimer* reconnectTimer() const { return reconnectTimer_; }
+    QTimer* reconnectTimer() const;
     DevicePickerSheet* devicePicker() const;
     QMessageBox* currentAlert() const;
     PreferencesWindow* preferencesWindow() const;
@@ -89,30 +93,18 @@ public:
     const PredicatePtr& predicate() const { return predicate_; }
 
     // LogDatasourceDelegate.
-    void onLoggerStarted() override;
-    void onLoggerStopped() override;
     void onLogUpdated(const LogUpdate& update) override;
-    void onMultipleDevicesConnected() override;
-    void onDeviceNotFound() override;
     void onFilterCorrupt(const QString& reason) override;
-    void adbNotRunningError(const Error& error) override;  // any thread
-    void adbDeviceNotFound(const Error& error) override;   // any thread
-
-    // DeviceListDelegate.
-    void onDevicesConnected(const DeviceList& devices) override;
-    void onDeviceModel(const QString& deviceId, const QString& model) override;
-    void onDeviceListFailed(int code) override;  // any thread
 
     // TableViewMenuDelegate.
     QMenu* menuForTableView(SelectableTableView* view, int column, int row) override;
     bool onKeyEventForTableView(SelectableTableView* view, QKeyEvent* event) override;
     void onDoubleClick(SelectableTableView* view, int row) override;
 
-    // Connection (appdelegate_connection.cpp).
+    // Connection (ConnectionController).
     void onConnectButtonPressed();
     void startLogging();
     void stopLogging();
-    void onNoDeviceSelected();
     static QString getDeviceTitle(const DeviceRecord& record);
 
     // Start-up, settings, windows (appdelegate_startup.cpp).
@@ -166,18 +158,6 @@ private:
     void connectActions();
     void restoreTableLayout();
     void saveTableLayout();
-    // Connection.
-    void chooseDevice();
-    void showDevicePicker();
-    void onDevicePickerClosed(int code);
-    void resetConnectButton();
-    void setOfflineTitle();
-    void startReconnectTimer();
-    void stopReconnectTimer();
-    void adbDeviceNotAuthorized(const QString& deviceId);
-    void showAdbNotRunningError();
-    void stopForAlert();
-    void showAlert(const QString& text);
     // Table.
     void applyStyles();
     void followLog();
@@ -199,26 +179,19 @@ private:
 
     Options options_;
     std::unique_ptr<LogDatasource> logDatasource_;
-    std::unique_ptr<ConnectionBackend> backend_;
+    std::unique_ptr<LogSession> session_;
     std::unique_ptr<MainWindow> window_;
     LogTableModel* tableModel_ = nullptr;
     HighlightDelegate* highlight_ = nullptr;
     CrashesPanel* crashes_ = nullptr;  // owned by the window
     FilterListController* filterList_ = nullptr;
     MessageActions* messageActions_ = nullptr;
-    QPointer<DevicePickerSheet> sheetDevicePicker_;
-    QPointer<QMessageBox> currentAlert_;
+    ConnectionController* connection_ = nullptr;
     QPointer<PreferencesWindow> preferences_;
     QPointer<RemoteScreenMonitorSheet> remoteScreen_;
-    QTimer* reconnectTimer_ = nullptr;
     QTimer* layoutSaveTimer_ = nullptr;
 
     LevelStyles styles_;
-    QMap<QString, DeviceRecord> deviceList_;
-    bool autoReconnect_ = false;
-    bool isDatasourceDevice_ = true;
-    std::optional<QString> lastDeviceConnectedId_;
-    std::optional<QString> lastDeviceConnectedTitle_;
     PredicatePtr predicate_;
     bool filterUpdating_ = false;
     bool isReloading_ = false;

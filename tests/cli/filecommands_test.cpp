@@ -185,7 +185,7 @@ TEST_F(FileCommandsTest, FiltersCombineExactlyAsInTheStore) {
         {u"--quick"_s, u"p: x"_s},  // four characters: a plain text search
         {u"--quick"_s, u"1234"_s},
     };
-    vf::LogDatasource store(nullptr);  // no conversations: rows come from a file
+    vf::LogDatasource store;  // rows come from a file
     for (const QStringList& arguments : cases) {
         SCOPED_TRACE(arguments.join(u' ').toStdString());
         QStringList filters;

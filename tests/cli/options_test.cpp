@@ -137,23 +137,10 @@ TEST(RowWriters, TextIsColouredOnlyWhenAskedAndOnlyByLevel) {
     EXPECT_EQ(tsv.str(), "01-15 12:34:56.789\t\t1234\t-\tE\tTag\t boom \n");
 }
 
-TEST(StreamDeviceChoice, EndsTheRunWhereTheViewerWouldAsk) {
+TEST(DeviceLines, NameEachDeviceWithItsModel) {
     const vf::DeviceList two{{u"A"_s, u"A"_s, u"Pixel"_s, {}}, {u"B"_s, u"B"_s, {}, {}}};
-    EXPECT_EQ(chooseStreamDevice({two.first()}, {}, {}).device->id, u"A"_s);
-    const StreamDeviceChoice several = chooseStreamDevice(two, {}, {});
-    EXPECT_FALSE(several.device);
-    EXPECT_TRUE(several.error.startsWith(u"more than one device/emulator; use -s SERIAL"_s));
-    EXPECT_TRUE(several.error.contains(u"  A  Pixel"_s) && several.error.contains(u"  B"_s));
-    EXPECT_EQ(chooseStreamDevice(two, u"B"_s, {}).device->id, u"B"_s);
-    EXPECT_TRUE(chooseStreamDevice(two, u"C"_s, {}).error.contains(u"'C' not found"_s));
-    EXPECT_FALSE(chooseStreamDevice({}, {}, {}).error.isEmpty());
-    // Reconnecting: only the device we had, and quietly wait otherwise.
-    EXPECT_EQ(chooseStreamDevice(two, {}, u"B"_s).device->id, u"B"_s);
-    const StreamDeviceChoice other = chooseStreamDevice({two.first()}, {}, u"B"_s);
-    EXPECT_FALSE(other.device);
-    EXPECT_TRUE(other.error.isEmpty());
+    EXPECT_EQ(deviceLines(two), u"  A  Pixel\n  B"_s);
 }
-
 TEST(DeviceStates, StatesComeFromTheSameReply) {
     const auto states = deviceStatesFromReply(
         u"emulator-5554\tdevice product:sdk model:Pixel_3\r\n0123\tunauthorized\n\nerror: x\n"_s);

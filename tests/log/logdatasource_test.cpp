@@ -5,12 +5,12 @@
 #include <QTimer>
 #include <atomic>
 #include <mutex>
+#include <thread>
 
 #include "core/filter/nodes.h"
 #include "core/log/logdatasource.h"
 #include "core/support/threads.h"
 #include "helpers.h"
-#include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
 namespace vf {
@@ -20,40 +20,13 @@ using namespace Qt::StringLiterals;
 using test::pumpEvents;
 using test::waitUntil;
 
-struct Conversations final : StoreConnector {
-    struct Fake final : StoreConversation {
-        explicit Fake(Conversations* owner) : owner(owner) {}
-        ~Fake() override {
-            if (QThread::currentThread() == ioThread()) ++owner->deletedOnIo;
-        }
-        void stop() override { ++owner->stops; }
-        Conversations* owner;
-    };
-    std::unique_ptr<StoreConversation> connectLogReader(LogReaderDelegate*, const QString&) override {
-        ++logReaders;
-        return std::make_unique<Fake>(this);
-    }
-    std::unique_ptr<StoreConversation> connectPidReader(PidReaderDelegate*, const QString&) override {
-        ++pidReaders;
-        return std::make_unique<Fake>(this);
-    }
-    std::atomic<int> logReaders{0}, pidReaders{0}, stops{0}, deletedOnIo{0};
-};
-
 struct Delegate final : LogDatasourceDelegate {
-    void onLoggerStarted() override { ++started; }
-    void onLoggerStopped() override { ++stopped; }
     void onLogUpdated(const LogUpdate& update) override {
         ++updated;
         last = update;
     }
-    void onMultipleDevicesConnected() override { ++multipleDevices; }
-    void onDeviceNotFound() override { ++deviceNotFound; }
     void onFilterCorrupt(const QString& reason) override { corrupt.append(reason); }
-    void adbNotRunningError(const Error&) override { ++notRunning; }
-    void adbDeviceNotFound(const Error&) override { ++notFound; }
-    int started = 0, stopped = 0, updated = 0, multipleDevices = 0, deviceNotFound = 0;
-    int notRunning = 0, notFound = 0;
+    int updated = 0;
     QStringList corrupt;
     LogUpdate last;
 };
@@ -75,11 +48,8 @@ protected:
         store.setDelegate(&delegate);
         store.setClock([this] { return now.load(); });
     }
-    void feed(const std::string& text) { store.logLineReceived(std::string_view(text)); }
-    void start() {
-        store.startLogger();
-        ASSERT_TRUE(waitUntil([&] { return delegate.started == 1; }));
-    }
+    bool feed(const std::string& text) { return store.addLiveLine(text); }
+    void start() { store.beginRun(); }
     // Sets the filter and waits for its notice (a notice of new rows may
     // come before it).
     void applyFilter(const PredicatePtr& filter) {
@@ -95,15 +65,13 @@ protected:
     }
 
     std::atomic<qint64> now{1'700'000'000'000};
-    std::shared_ptr<Conversations> conversations = std::make_shared<Conversations>();
     Delegate delegate;
-    LogDatasource store{conversations};
+    LogDatasource store;
 };
 
 TEST_F(StoreTest, EmptyAndReplayedLinesMakeNoRowTheLatterOnlyForThirtySeconds) {
     start();
-    store.logLineReceived(std::nullopt);
-    store.logLineReceived(std::string_view());
+    feed("");
     feed("\n");
     EXPECT_EQ(store.logEventCount(), 0);
     feed(line("12-31 23:59:58.000", 10, "I", "T", "last year"));
@@ -116,28 +84,14 @@ TEST_F(StoreTest, EmptyAndReplayedLinesMakeNoRowTheLatterOnlyForThirtySeconds) {
     EXPECT_EQ(store.logEventCount(), 3);
 }
 
-TEST_F(StoreTest, SecondUnknownRowStartsOneLookupAndALaterRequestRunsAfterIt) {
-    feed(line("01-01 10:00:00.000", 1234, "I", "Tag", "one"));
-    pumpEvents(50);
-    EXPECT_EQ(conversations->pidReaders, 0);
-    feed(line("01-01 10:00:00.001", 1234, "I", "Tag", "two"));
-    ASSERT_TRUE(waitUntil([&] { return conversations->pidReaders == 1; }));
-    feed(line("01-01 10:00:00.002", 1234, "I", "Tag", "three"));  // asked for while running
-    now += 1000;
-    pumpEvents(50);
-    EXPECT_EQ(conversations->pidReaders, 1);
-
-    store.pidReceived(QStringLiteral("USER PID PPID NAME\n"
-                                     "u0_a12   1234  1  1000 S com.example.app\n"));
-    ASSERT_TRUE(waitUntil([&] { return conversations->pidReaders == 2; }));
-    const RowList rows = store.getDataAll();
-    ASSERT_EQ(rows.size(), 3);
-    for (const RowPtr& row : rows) {
-        EXPECT_EQ(row->name(), "com.example.app");  // the tag column, as the program always did
-        EXPECT_EQ(row->app(), "");
-    }
+TEST_F(StoreTest, ThePidsSecondUnnamedRowAsksForTheProcessTable) {
+    EXPECT_FALSE(feed(line("01-01 10:00:00.000", 1234, "I", "Tag", "one")));
+    EXPECT_TRUE(feed(line("01-01 10:00:00.001", 1234, "I", "Tag", "two")));
+    store.beginNameLookup();
+    store.takeProcessTable(parsePsText(QStringLiteral("USER PID PPID NAME\n"
+                                                      "u0_a12   1234  1  1000 S com.example.app\n")));
     EXPECT_EQ(store.appNameForPid(u"1234"_s), u"com.example.app"_s);
-    feed(line("01-01 10:00:01.000", 1234, "I", "Tag", "known"));
+    EXPECT_FALSE(feed(line("01-01 10:00:01.000", 1234, "I", "Tag", "known")));
     EXPECT_EQ(store.getDataAll().constLast()->app(), "com.example.app");
 }
 
@@ -271,64 +225,11 @@ TEST_F(StoreTest, ALoadedFileHasNoCapUntilTheNextRun) {
     EXPECT_EQ(store.logEventCount(), 24001);
 }
 
-TEST_F(StoreTest, DeviceErrorsStopTheRunWithTheirNotification) {
-    start();
-    store.pidReceived(u"error: device not found\nUSER PID\nu 1 2 3 x\n"_s);
-    EXPECT_EQ(delegate.deviceNotFound, 1);
-    EXPECT_FALSE(store.isLogging());
-    EXPECT_EQ(store.appNameForPid(u"1"_s), QString());  // reading stopped at the error
-
-    store.startLogger();
-    ASSERT_TRUE(waitUntil([&] { return delegate.started == 2; }));
-    store.pidReceived(u"error: more than one device and emulator\n"_s);
-    EXPECT_EQ(delegate.multipleDevices, 1);
-    EXPECT_FALSE(store.isLogging());
-
-    // The log reader's failure notifies, stops the conversations, then ends the run.
-    store.startLogger();
-    ASSERT_TRUE(waitUntil([&] { return delegate.started == 3; }));
-    pumpEvents(50);
-    const int stops = conversations->stops, stopped = delegate.stopped;
-    Error error;
-    error.failureReason = u"error: more than one device/emulator"_s;
-    store.logReaderStoppedWithError(error);
-    EXPECT_EQ(delegate.multipleDevices, 2);
-    EXPECT_GT(conversations->stops, stops);
-    EXPECT_TRUE(waitUntil([&] { return delegate.stopped == stopped + 1; }));
-}
-
-TEST_F(StoreTest, EndOfStreamAndNoServerAddStatusRows) {
-    store.setDeviceId(u"emulator-5554"_s);
-    start();
-    store.pidReceived(u"USER PID\nu0 42 1 0 from.ps\n"_s);
-    store.setAppName(u"Mine"_s, u"7"_s);
-    store.logReaderStopped();
-    EXPECT_EQ(delegate.stopped, 0);  // posted
-    ASSERT_TRUE(waitUntil([&] { return delegate.stopped == 1; }));
-    EXPECT_FALSE(store.isLogging());
-    EXPECT_EQ(store.getDataAll().constLast()->text(), "Disconnected. emulator-5554");
-    EXPECT_EQ(store.appNameForPid(u"42"_s), QString());
-    EXPECT_EQ(store.appNameForPid(u"7"_s), u"Mine"_s);
-
-    // No server: an error row, and the device is dropped.
-    store.startLogger();
-    ASSERT_TRUE(waitUntil([&] { return delegate.started == 2; }));
-    store.adbNotRunningError(Error{});
-    ASSERT_TRUE(waitUntil([&] { return delegate.notRunning == 1; }));
-    EXPECT_FALSE(store.isLogging());
-    EXPECT_EQ(store.deviceId(), QString());
-    const RowPtr row = store.getDataAll().constLast();
-    EXPECT_EQ(row->type(), "E");
-    EXPECT_EQ(row->text(), "ADB not running. In terminal run \"ADB start-server\"");
-}
-
 // Runs that end by themselves (the stream closes) leave no flush timer running.
 TEST_F(StoreTest, EveryEndOfARunStopsItsFlushTimer) {
     for (int run = 1; run <= 3; ++run) {
-        store.startLogger();
-        ASSERT_TRUE(waitUntil([&] { return delegate.started == run; }));
-        store.logReaderStopped();
-        ASSERT_TRUE(waitUntil([&] { return delegate.stopped == run; }));
+        store.beginRun();
+        std::thread([&] { store.endRun(); }).join();  // the stream's thread
     }
     pumpEvents(50);
     int running = 0;
@@ -358,50 +259,6 @@ TEST_F(StoreTest, OverlappingLargeFilterPassesNeverStallThePool) {
     pool->start([&] { ran = true; });
     EXPECT_TRUE(waitUntil([&] { return ran.load(); }, 20000));
     pool->setMaxThreadCount(threads);
-}
-
-TEST(StoreLifetime, DestroyingTheStoreDeletesItsConversationsOnTheIoThread) {
-    auto conversations = std::make_shared<Conversations>();
-    {
-        LogDatasource store(conversations);
-        store.startLogger();
-        ASSERT_TRUE(waitUntil([&] { return conversations->logReaders == 1 && conversations->pidReaders == 1; }));
-    }
-    EXPECT_EQ(conversations->stops, 2);
-    EXPECT_TRUE(waitUntil([&] { return conversations->deletedOnIo == 2; }));
-}
-
-// The store with its real conversations against a scripted ADB server.
-TEST(StoreOverSocket, StreamsLinesNamesThePidAndEndsWithAStatusRow) {
-    test::ScriptedAdbServer server;
-    const QByteArray transport = "host:transport:emulator-5554";
-    // The process table is asked for before the stream is opened.
-    server.addScript(test::Script().expectRequest(transport).reply("OKAY").expectRequest("shell:ps")
-                         .reply("OKAYUSER PID PPID VSIZE RSS WCHAN PC NAME\n"
-                                "u0_a1     4321  1 0 0 0 0 S com.example.live\n")
-                         .close());
-    server.addScript(test::Script().expectRequest(transport).reply("OKAY").expect(4 + 59).reply("OKAY")
-                         .replyBytewise("01-02 03:04:05.006  4321  4322 I Tag: first\n")
-                         .reply("01-02 03:04:05.007  4321  4321 W Tag: second\r\n"
-                                "01-02 03:04:05.008  4321  4322 E Tag: third\n")
-                         .close());
-    Delegate delegate;
-    LogDatasource store(makeAdbConnector(server.endpoint()));
-    store.setDelegate(&delegate);
-    store.setDeviceId(u"emulator-5554"_s);
-    store.startLogger();
-    ASSERT_TRUE(waitUntil([&] { return delegate.stopped == 1; }));
-    EXPECT_EQ(delegate.started, 1);
-    EXPECT_FALSE(store.isLogging());
-    EXPECT_TRUE(server.received(0).contains("shell:ps"));
-    EXPECT_TRUE(server.received(1).contains("exec logcat -v threadtime"));
-    const RowList rows = store.getDataAll();
-    ASSERT_EQ(rows.size(), 4);
-    EXPECT_EQ(test::fields(*rows.at(0)), "01-02 03:04:05.006|com.example.live|4321|4322|I|Tag| first");
-    EXPECT_EQ(rows.at(1)->tid(), "-");
-    EXPECT_EQ(rows.at(2)->type(), "E");
-    EXPECT_EQ(rows.at(3)->text(), "Disconnected. emulator-5554");
-    EXPECT_EQ(store.appNameForPid(u"4321"_s), QString()) << "the stream's end resets the map to the user's names";
 }
 
 }  // namespace

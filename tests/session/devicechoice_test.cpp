@@ -10,7 +10,10 @@ using D = DeviceDecision;
 TEST(DeviceChoice, OneStartsSeveralAskAndReconnectingTakesOnlyTheRememberedDevice) {
     const DeviceRecord a{QStringLiteral("A"), QStringLiteral("A"), {}, {}};
     const DeviceRecord b{QStringLiteral("B"), QStringLiteral("B"), {}, {}};
-    const DeviceRecord locked{QStringLiteral("L"), QStringLiteral("unauthorized"), {}, {}};
+    auto inState = [](const char* id, const char* state) {
+        return DeviceRecord{QString::fromLatin1(id), QString::fromLatin1(id), {}, {}, QString::fromLatin1(state)};
+    };
+    const DeviceRecord locked = inState("L", "unauthorized");
     const std::optional<QString> fresh;
     const struct {
         DeviceList devices;
@@ -29,6 +32,12 @@ TEST(DeviceChoice, OneStartsSeveralAskAndReconnectingTakesOnlyTheRememberedDevic
         {{a, b}, fresh, QStringLiteral("B"), D::Start, QStringLiteral("B")},
         {{a}, fresh, QStringLiteral("Z"), D::SerialNotListed, {}},
         {{locked}, fresh, {}, D::NotAuthorized, QStringLiteral("L")},
+        {{inState("O", "offline")}, fresh, {}, D::NotReady, QStringLiteral("O")},
+        {{inState("C", "connecting")}, fresh, {}, D::NotReady, QStringLiteral("C")},
+        {{inState("P", "no permissions")}, fresh, {}, D::NotStreamable, QStringLiteral("P")},
+        {{inState("R", "recovery")}, fresh, {}, D::NotStreamable, QStringLiteral("R")},
+        {{inState("S", "sideload")}, QStringLiteral("S"), {}, D::NotStreamable, QStringLiteral("S")},
+        {{inState("D", "device")}, fresh, {}, D::Start, QStringLiteral("D")},
     };
     for (const auto& c : cases) {
         const DeviceChoice choice = chooseDevice(c.devices, c.reconnectTo, c.serial);

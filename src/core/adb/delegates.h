@@ -60,6 +60,7 @@ struct DeviceRecord {
     std::optional<QString> name;
     std::optional<QString> product;
     QString state;  // last, so that existing aggregate initialisers stay valid
+    std::optional<QString> usbVendorId;  // when the listing's long form names it
 };
 using DeviceList = QList<DeviceRecord>;
 

@@ -108,7 +108,9 @@ DeviceRecord DeviceListDatasource::recordFromLine(const QString& line) {
             record.product = field.mid(8);
         }
     }
-    record.state = deviceStatusFromListingLine(line).word;
+    const DeviceStatus status = deviceStatusFromListingLine(line);
+    record.state = status.word;
+    record.usbVendorId = status.usbVendorId;
     return record;
 }
 

@@ -1,10 +1,8 @@
 #include "core/log/logdatasource.h"
 
 #include <QDateTime>
-#include <QMutex>
 #include <QTimer>
 
-#include "core/adb/replyframing.h"
 #include "core/log/filterpass.h"
 #include "core/log/logparser.h"
 #include "core/log/pidnames.h"
@@ -21,18 +19,12 @@ constexpr int kQueueTimerMs = 500;
 
 struct LogDatasource::Impl {
     LogDatasourceDelegate* delegate = nullptr;
-    std::shared_ptr<StoreConnector> connector;
     std::function<qint64()> clock = [] { return QDateTime::currentMSecsSinceEpoch(); };
-
-    mutable QMutex deviceMutex;
-    QString deviceId;
-    std::atomic<bool> isLogging{false};
     std::atomic<uint64_t> counter{0};
 
     RowStore rows;
     PidNames names;
     FilterRunner filters;
-    ConversationSlots conversations;
     RowIndexSource nextIndex;
     AppNameLookup appLookup;
 
@@ -44,9 +36,7 @@ struct LogDatasource::Impl {
     std::atomic<bool> closing{false};
 };
 
-LogDatasource::LogDatasource(std::shared_ptr<StoreConnector> connector, QObject* parent)
-    : QObject(parent), d(std::make_unique<Impl>()) {
-    d->connector = std::move(connector);
+LogDatasource::LogDatasource(QObject* parent) : QObject(parent), d(std::make_unique<Impl>()) {
     d->nextIndex = [this] { return getIndex(); };
     d->appLookup = [this](std::string_view pid, std::string& out) { return d->names.lookup(pid, out); };
     d->queueTimer = new QTimer(this);
@@ -58,66 +48,26 @@ LogDatasource::~LogDatasource() {
     d->closing = true;
     d->queueTimer->stop();
     d->filters.cancelAndWait();
-    if (QCoreApplication::instance() == nullptr) return;
-    // No callback may reach the store once it is gone: the conversations are
-    // stopped and deleted on their own thread before the store's state goes.
-    runOnIoThreadBlocking([this] { d->conversations.closeAll(); });
 }
 
 void LogDatasource::setDelegate(LogDatasourceDelegate* delegate) { d->delegate = delegate; }
 
 void LogDatasource::setClock(std::function<qint64()> nowMs) { d->clock = std::move(nowMs); }
 
-QString LogDatasource::deviceId() const {
-    QMutexLocker lock(&d->deviceMutex);
-    return d->deviceId;
-}
-
-void LogDatasource::setDeviceId(const QString& deviceId) {
-    QMutexLocker lock(&d->deviceMutex);
-    d->deviceId = deviceId;
-}
-
-bool LogDatasource::isLogging() const { return d->isLogging.load(); }
-
 uint64_t LogDatasource::getIndex() { return d->counter.fetch_add(1, std::memory_order_relaxed); }
 
 // ---------------------------------------------------------------------------
-// Run lifecycle
+// A logging run
 
-void LogDatasource::startLogger() {
+void LogDatasource::beginRun() {
     VF_ASSERT_THREAD(this);
-    if (d->isLogging) {
-        VF_LOG("ERROR: startLogger called but it was already running.");
-        return;
-    }
-    d->isLogging = true;
     d->rows.beginRun(d->clock());
-    runOnIoThread([this] {
-        if (!d->closing) internalStartLogger();
-    });
     d->queueTimer->start();
 }
 
-void LogDatasource::internalStartLogger() {
-    if (!d->connector) return;
-    loadPID();
-    const QString device = deviceId();
-    d->conversations.install(ConversationSlots::LogReaderSlot, d->connector->connectLogReader(this, device));
-    VF_LOG("connecting to:{}", device);
-    postToMain([this] { notifyLoggerStarted(); });
-}
-
-void LogDatasource::stopLogger() {
+void LogDatasource::endRun() {
     // Every end of a run stops the flush timer, also one that ended by itself.
     cancelQueueTimer();
-    if (!d->isLogging) {
-        VF_LOG("already stopped");
-        return;
-    }
-    VF_LOG("isLogging:{}, deviceId:{}", int(d->isLogging.load()), deviceId());
-    if (auto reader = d->conversations.current(ConversationSlots::LogReaderSlot)) reader->stop();
-    d->isLogging = false;
 }
 
 void LogDatasource::cancelQueueTimer() {
@@ -132,104 +82,26 @@ void LogDatasource::onQueueCheckTimerTick() {
     if (!d->closing && d->rows.takePendingNotice(d->clock())) notifyDataChanged();
 }
 
-void LogDatasource::logReaderStopped() {
-    VF_LOG("deviceId:{}", deviceId());
-    d->isLogging = false;
-    d->names.forgetDeviceNames();
-    const QString device = deviceId();
-    logMessage(device.isEmpty() ? QStringLiteral("Disconnected") : QStringLiteral("Disconnected. ") + device);
-    postToMain([this] { notifyLoggerStopped(); });
-    stopLogger();
-}
-
-void LogDatasource::logReaderStoppedWithError(const Error& error) {
-    if (error.code == kUnexpectedReplyCode) logMessage(error.description, QStringLiteral("E"));
-    if (error.failureReason.contains(QStringLiteral("more than one device"))) {
-        runOnMainWaiting([this] {
-            notifyMultipleDevicesConnected();
-            stopLogger();
-        });
-    }
-    logReaderStopped();
-}
-
-void LogDatasource::adbNotRunningError(const Error& error) {
-    stopLogger();
-    logMessage(QStringLiteral("ADB not running. In terminal run \"ADB start-server\""), QStringLiteral("E"));
-    reportStoppedOnMain(error, true);
-}
-
-void LogDatasource::adbDeviceNotFound(const Error& error) {
-    stopLogger();
-    logMessage(QStringLiteral("No Android device found. Make sure it is connected and developer mode is enabled."),
-               QStringLiteral("E"));
-    reportStoppedOnMain(error, false);
-}
-
-void LogDatasource::reportStoppedOnMain(const Error& error, bool notRunning) {
-    setDeviceId(QString());
-    d->conversations.install(ConversationSlots::PidReaderSlot, nullptr);
-    postToMain([this, error, notRunning] {
-        if (d->delegate == nullptr) return;
-        if (notRunning) d->delegate->adbNotRunningError(error);
-        else d->delegate->adbDeviceNotFound(error);
-    });
-}
-
-// ---------------------------------------------------------------------------
-// Live lines and process names
-
-void LogDatasource::logLineReceived(std::optional<std::string_view> line) {
-    if (!line || line->empty()) return;
+bool LogDatasource::addLiveLine(std::string_view line) {
+    if (line.empty()) return false;
     RowArena& arena = d->rows.producerArena();
-    const std::string_view text = arena.copyLine(*line);
+    const std::string_view text = arena.copyLine(line);
     RowPtr row = parseThreadTimeLine(arena, text, LogLineFormat::ThreadTimeLive, d->nextIndex, d->appLookup);
-    if (!row) return;
+    if (!row) return false;
     const qint64 now = d->clock();
     const RowStore::Added added = d->rows.addLive(row, now);
-    if (!added.stored) return;
+    if (!added.stored) return false;
     const bool wantLookup = row->app().empty() && d->names.holdUnnamed(row, now);
     if (added.notify) notifyDataChanged();
-    if (wantLookup) loadPID();
+    return wantLookup;
 }
 
-void LogDatasource::loadPID() {
-    if (!d->names.beginLookup(d->clock())) return;
-    auto connect = [this, device = deviceId()] {
-        if (d->closing || !d->connector) return;
-        d->conversations.install(ConversationSlots::PidReaderSlot, d->connector->connectPidReader(this, device));
-    };
-    if (QThread::currentThread() == ioThread()) {
-        connect();
-    } else {
-        runOnIoThread(connect);
-    }
-}
+void LogDatasource::beginNameLookup() { d->names.beginLookup(d->clock()); }
 
-void LogDatasource::pidReceived(const QString& text) {
-    const PsTable table = parsePsText(text);
-    const bool again = d->names.endLookup(table);
-    switch (table.abort) {
-        case PsAbort::MultipleDevices:
-            return stopForAbort(true);
-        case PsAbort::DeviceNotFound:
-            return stopForAbort(false);
-        case PsAbort::None:
-            break;
-    }
-    if (again) loadPID();
-}
-
-void LogDatasource::stopForAbort(bool multipleDevices) {
-    d->isLogging = false;
-    runOnMainWaiting([this, multipleDevices] {
-        if (multipleDevices) {
-            notifyMultipleDevicesConnected();
-        } else {
-            notifyDeviceNotFound();
-        }
-        stopLogger();
-    });
+void LogDatasource::takeProcessTable(const PsTable& table) {
+    // Whether the names asked for another lookup meanwhile is the run's
+    // business: it keeps its own count of wanted lookups.
+    (void)d->names.endLookup(table);
 }
 
 QString LogDatasource::appNameForPid(const QString& pid) const { return d->names.appName(pid); }
@@ -278,7 +150,7 @@ std::optional<RowList> LogDatasource::readTextFile(const QString& path) {
 
 void LogDatasource::setLogDataFromFile(RowList rows) {
     VF_ASSERT_THREAD(this);
-    stopLogger();
+    cancelQueueTimer();
     d->rows.loadRows(std::move(rows));  // the list is moved, not copied
     postToMain([this] { notifyLogUpdated(); });
 }
@@ -348,16 +220,6 @@ void LogDatasource::notifyDataChanged() {
 
 #define VF_ASSERT_MAIN() Q_ASSERT_X(isMainThread(), "LogDatasource", "Method can only be called on main thread!")
 
-void LogDatasource::notifyLoggerStarted() {
-    VF_ASSERT_MAIN();
-    if (d->delegate != nullptr) d->delegate->onLoggerStarted();
-}
-
-void LogDatasource::notifyLoggerStopped() {
-    VF_ASSERT_MAIN();
-    if (d->delegate != nullptr) d->delegate->onLoggerStopped();
-}
-
 // The rows to show and what changed since the previous notice.
 void LogDatasource::notifyLogUpdated() {
     VF_ASSERT_MAIN();
@@ -365,16 +227,6 @@ void LogDatasource::notifyLogUpdated() {
     const StoreChange change = changeBetween(d->lastNotice, shown.mark);
     d->lastNotice = shown.mark;
     if (d->delegate != nullptr) d->delegate->onLogUpdated(LogUpdate{std::move(shown.rows), change});
-}
-
-void LogDatasource::notifyMultipleDevicesConnected() {
-    VF_ASSERT_MAIN();
-    if (d->delegate != nullptr) d->delegate->onMultipleDevicesConnected();
-}
-
-void LogDatasource::notifyDeviceNotFound() {
-    VF_ASSERT_MAIN();
-    if (d->delegate != nullptr) d->delegate->onDeviceNotFound();
 }
 
 }  // namespace vf

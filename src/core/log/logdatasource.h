@@ -1,13 +1,13 @@
 #pragma once
-// LogDatasource: the single model behind the log table and the life of one
-// logging run. The rows live in a RowStore, the names of processes in
-// PidNames, filter passes run on a FilterRunner; this class starts and ends
-// runs, takes in what the conversations report, and tells its delegate
-// (the controller) when to redraw, at a bounded rate.
+// LogDatasource: the single model behind the log table. The rows live in a
+// RowStore, the names of processes in PidNames, filter passes run on a
+// FilterRunner; this class takes in the lines and process tables of a
+// logging run (driven by a LogRun), loaded files and status rows, and tells
+// its delegate when to redraw, at a bounded rate. No ADB in here.
 //
 // Threads: the public operations are called on the main thread unless noted.
-// Lines arrive on the I/O thread; filter passes run on the runner's thread.
-// Every delegate call arrives on the main thread.
+// Live lines arrive on the I/O thread; filter passes run on the runner's
+// thread. Every delegate call arrives on the main thread.
 
 #include <QObject>
 #include <QString>
@@ -15,13 +15,12 @@
 #include <memory>
 #include <atomic>
 #include <optional>
+#include <string_view>
 
-#include "core/adb/delegates.h"
 #include "core/filter/predicate.h"
 #include "core/log/logrow.h"
+#include "core/log/pstable.h"
 #include "core/log/storechange.h"
-#include "core/log/storeconversations.h"
-#include "core/support/error.h"
 
 namespace vf {
 
@@ -29,27 +28,18 @@ class LogDatasourceDelegate {
 public:
     virtual ~LogDatasourceDelegate() = default;
     // Every call arrives on the main thread.
-    virtual void onLoggerStarted() = 0;
-    virtual void onLoggerStopped() = 0;
     // KVT_ON_LOG_DATA_UPDATED: the rows to show and what changed since the
     // previous notice. Several requests made before delivery become one.
     virtual void onLogUpdated(const LogUpdate& update) = 0;
-    virtual void onMultipleDevicesConnected() = 0;
-    virtual void onDeviceNotFound() = 0;
     // A filter failed to evaluate: "Filter is corrupt" with `reason`.
     virtual void onFilterCorrupt(const QString& reason) = 0;
-    virtual void adbNotRunningError(const Error& error) = 0;
-    virtual void adbDeviceNotFound(const Error& error) = 0;
 };
 
-class LogDatasource final : public QObject, public LogReaderDelegate, public PidReaderDelegate {
+class LogDatasource final : public QObject {
     Q_OBJECT
 public:
-    // Main thread. The destructor stops the run and deletes the conversations
-    // on the I/O thread (waiting), and cancels and waits for a filter pass.
-    // Its conversations are opened through `connector` (makeAdbConnector()
-    // for the real ones; none: a store of loaded files that never connects).
-    explicit LogDatasource(std::shared_ptr<StoreConnector> connector, QObject* parent = nullptr);
+    // Main thread. The destructor cancels and waits for a filter pass.
+    explicit LogDatasource(QObject* parent = nullptr);
     ~LogDatasource() override;
 
     // Non-owning; the delegate outlives the store.
@@ -59,18 +49,24 @@ public:
     // before lines arrive.
     void setClock(std::function<qint64()> nowMs);
 
-    // Any thread.
-    QString deviceId() const;
-    void setDeviceId(const QString& deviceId);
-    bool isLogging() const;
+    // A logging run begins: rows are capped again, replays kept out, and
+    // arriving rows flushed to the delegate every 0.5 s. Main thread.
+    void beginRun();
+    // The run ended, however it ended: the flush stops. Any thread.
+    void endRun();
+    // One line of the run's stream. I/O thread (one producer at a time).
+    // True when the process table should be read (a row of an unnamed pid).
+    bool addLiveLine(std::string_view line);
+    // A process-table lookup starts, and ends with what it read (nothing
+    // when it produced no output). Any thread.
+    void beginNameLookup();
+    void takeProcessTable(const PsTable& table);
 
-    void startLogger();
-    void stopLogger();
     void clearLog();
 
     // Reads a saved text log (clears the store first). Any thread.
     std::optional<RowList> readTextFile(const QString& path);
-    // Stops the logger and shows `rows` (no cap) until the next start.
+    // Shows `rows` (no cap) until the next run; the caller stops the run first.
     void setLogDataFromFile(RowList rows);
 
     // Any thread; returns at once, the pass runs on the runner's thread. A
@@ -96,34 +92,16 @@ public:
     // Any thread: the next row index.
     uint64_t getIndex();
 
-    // LogReaderDelegate: the stream reader's thread (one call at a time).
-    void logLineReceived(std::optional<std::string_view> line) override;
-    void logReaderStopped() override;
-    void logReaderStoppedWithError(const Error& error) override;
-    void adbNotRunningError(const Error& error) override;
-    void adbDeviceNotFound(const Error& error) override;
-
-    // PidReaderDelegate: the process-table reader's thread.
-    void pidReceived(const QString& text) override;
-
 private:
     struct Impl;
     std::unique_ptr<Impl> d;
 
-    void internalStartLogger();
-    void loadPID();
     void onQueueCheckTimerTick();
     void cancelQueueTimer();
     void notifyDataChanged();
-    void notifyLoggerStarted();
-    void notifyLoggerStopped();
     void notifyLogUpdated();
-    void notifyMultipleDevicesConnected();
-    void notifyDeviceNotFound();
     void postToMain(std::function<void()> fn);
     void runOnMainWaiting(const std::function<void()>& fn);
-    void stopForAbort(bool multipleDevices);
-    void reportStoppedOnMain(const Error& error, bool notRunning);
     void applyFilter(const PredicatePtr& filter, const std::atomic<bool>& cancelled);
 };
 

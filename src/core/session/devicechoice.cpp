@@ -1,5 +1,6 @@
 #include "core/session/devicechoice.h"
 
+#include "core/adb/devicestate.h"
 #include "core/support/logger.h"
 
 namespace vf {
@@ -13,9 +14,19 @@ std::optional<DeviceRecord> find(const DeviceList& devices, const QString& id) {
 }
 
 DeviceChoice take(const DeviceRecord& record) {
-    // The listing's state word; older records carried it in "type".
-    if (record.state == QStringLiteral("unauthorized") || record.type == QStringLiteral("unauthorized")) return {DeviceDecision::NotAuthorized, record};
-    return {DeviceDecision::Start, record};
+    // The listing's state word; a record without one is a ready device.
+    if (record.state.isEmpty()) return {DeviceDecision::Start, record};
+    switch (deviceStateFromWord(record.state)) {
+        case DeviceState::Device:
+            return {DeviceDecision::Start, record};
+        case DeviceState::Unauthorized:
+            return {DeviceDecision::NotAuthorized, record};
+        case DeviceState::Offline:
+        case DeviceState::Unknown:
+            return {DeviceDecision::NotReady, record};
+        default:
+            return {DeviceDecision::NotStreamable, record};
+    }
 }
 
 }  // namespace

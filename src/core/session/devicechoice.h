@@ -5,7 +5,9 @@
 // No device: nothing. While reconnecting, only the remembered device is
 // taken, whatever else is attached. A serial asked for is taken when
 // listed. Otherwise one device is taken and several are the user's choice.
-// A device in the "unauthorized" state is not started.
+// Only a ready device is started: an unauthorized one must allow debugging
+// first, an offline (or still connecting) one is waited for, and one in
+// another state (no permissions, recovery, sideload, bootloader) is named.
 
 #include <QString>
 #include <optional>
@@ -21,6 +23,8 @@ enum class DeviceDecision {
     WaitForRemembered,   // reconnecting, and the remembered device is not listed
     SerialNotListed,     // the serial asked for is not attached
     NotAuthorized,       // `device` must allow debugging first
+    NotReady,            // `device` is offline or still connecting: wait for it
+    NotStreamable,       // `device` is in a state that has no log to read
 };
 
 struct DeviceChoice {

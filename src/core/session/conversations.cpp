@@ -1,4 +1,4 @@
-#include "core/log/storeconversations.h"
+#include "core/session/conversations.h"
 
 #include <algorithm>
 #include <map>

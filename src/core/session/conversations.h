@@ -1,8 +1,8 @@
 #pragma once
-// The store's ADB conversations: the stream reader and the process-table
-// reader, opened through a connector (tests plug in their own), kept in
-// slots, and deleted only on the I/O thread and never inside one of their
-// own callbacks.
+// A logging run's ADB conversations: the stream reader and the
+// process-table reader, opened through a connector (tests plug in their
+// own), kept in slots, and deleted only on the I/O thread and never inside
+// one of their own callbacks.
 
 #include <QString>
 #include <functional>
@@ -15,7 +15,7 @@
 
 namespace vf {
 
-// One running ADB conversation as the store sees it. Created, and destroyed,
+// One running ADB conversation as a logging run sees it. Created, and destroyed,
 // on the I/O thread; stop() may be called from any thread. Once destroyed it
 // reports nothing more to its delegate.
 class StoreConversation {
@@ -24,7 +24,7 @@ public:
     virtual void stop() = 0;
 };
 
-// Opens the store's conversations. Both calls run on the I/O thread; the
+// Opens a run's conversations. Both calls run on the I/O thread; the
 // delegate outlives the returned conversation.
 class StoreConnector {
 public:

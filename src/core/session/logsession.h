@@ -1,0 +1,159 @@
+#pragma once
+// LogSession: one logging session seen whole, for the viewer and the
+// companion alike. It lists the devices (with their model names), chooses
+// the one to stream, runs the log of that device into the store (LogRun),
+// starts the ADB server once when none answers, and reconnects every 5.0 s
+// to the device it had when that one goes away. While reconnecting only the
+// remembered device is taken, never another one that happens to be there.
+// What the user must be told or asked goes to the front end through
+// LogSessionDelegate; the front end words it.
+//
+// Threads: the main thread only (the session's own thread); every delegate
+// call arrives there.
+
+#include <QMap>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "core/adb/delegates.h"
+#include "core/adb/endpoint.h"
+#include "core/session/conversations.h"
+#include "core/session/logrun.h"
+
+namespace vf {
+
+class LogDatasource;
+
+// What the session asks of the ADB server outside a run. Main thread.
+class SessionAdb {
+public:
+    virtual ~SessionAdb() = default;
+    // Ends in the delegate's onDevicesConnected or onDeviceListFailed, and
+    // later onDeviceModel calls, on the main thread.
+    virtual void loadDeviceList(DeviceListDelegate* delegate) = 0;
+    // Completion on the main thread: whether the server now runs.
+    virtual void startAdb(std::function<void(bool)> completion) = 0;
+};
+
+// The real thing: the device listing and "adb start-server" for the
+// endpoint that `endpoint` gives at each call (a changed server takes
+// effect at the next listing).
+std::unique_ptr<SessionAdb> makeAdbSessionAdb(std::function<AdbEndpoint()> endpoint);
+
+// What the front end is told. `deviceId` names the device concerned (empty
+// when none); `record` is its listing when there is one.
+struct SessionNotice {
+    enum Kind {
+        StartingAdb,      // no server answered: starting one
+        AdbStarted,       // it started; the session goes on
+        AdbNotRunning,    // none answers, and starting one did not help
+        NoDevice,         // nothing attached
+        SerialNotListed,  // the device asked for is not attached
+        DeviceNotFound,   // the server no longer knows the device
+        NotAuthorized,    // allow debugging on the device
+        NoPermissions,    // the host may not open the USB device
+        NotStreamable,    // recovery, sideload, bootloader ...: no log
+        DeviceOffline,    // listed but not answering: waiting for it
+        UnexpectedReply,  // the server's reply made no sense
+    };
+    Kind kind;
+    QString deviceId;
+    std::optional<DeviceRecord> record;
+};
+
+class LogSessionDelegate {
+public:
+    virtual ~LogSessionDelegate() = default;
+    // Main thread: a run started on `deviceId` (the store was cleared first
+    // when it is not the device of the run before).
+    virtual void onLoggerStarted(const QString& deviceId) = 0;
+    // Main thread: the run ended; isWaiting() says whether the session
+    // reconnects.
+    virtual void onLoggerStopped() = 0;
+    // Main thread: several devices are attached; answer with useDevice(),
+    // or not at all.
+    virtual void chooseDevice(const DeviceList& devices) = 0;
+    // Main thread.
+    virtual void onDeviceModel(const QString& deviceId, const QString& model) = 0;
+    // Main thread. A notice is given once until something changes (a run
+    // starts, or the user starts the session again).
+    virtual void onSessionNotice(const SessionNotice& notice) = 0;
+};
+
+class LogSession final : public QObject, private DeviceListDelegate, private LogRunDelegate {
+    Q_OBJECT
+public:
+    struct Settings {
+        QString serial;                 // the device to stream; empty: the rule decides
+        bool reconnect = true;          // follow a lost device
+        int reconnectIntervalMs = 5000;
+    };
+
+    // `store` and the delegate outlive the session.
+    LogSession(LogDatasource& store, std::unique_ptr<SessionAdb> adb, std::shared_ptr<StoreConnector> connector,
+               Settings settings, QObject* parent = nullptr);
+    ~LogSession() override;
+
+    void setDelegate(LogSessionDelegate* delegate) { delegate_ = delegate; }
+    void setLookupClock(std::function<int64_t()> nowMs) { run_.setClock(std::move(nowMs)); }
+
+    // Starts streaming: the device in hand, else the one the listing gives.
+    void startLogging();
+    // Stops, and stops reconnecting.
+    void stopLogging();
+    // The Run/Stop button: stops a run, gives up waiting for a lost device,
+    // or starts.
+    void toggle();
+    // The user's choice among several devices.
+    void useDevice(const QString& deviceId);
+    // Lists the devices again (a changed server, a replugged device).
+    void loadDeviceList() { adb_->loadDeviceList(this); }
+
+    bool isLogging() const { return run_.isLogging(); }
+    // A device went away, and the session waits for it to come back.
+    bool isWaiting() const { return autoReconnect_ && !run_.isLogging(); }
+    bool autoReconnect() const { return autoReconnect_; }
+    // The device being streamed (or about to be); empty when none.
+    QString deviceId() const;
+    std::optional<QString> lastDeviceId() const { return lastDeviceId_; }
+    std::optional<DeviceRecord> device(const QString& deviceId) const;
+    QList<DeviceRecord> devices() const { return devices_.values(); }
+    QTimer* reconnectTimer() { return &reconnectTimer_; }
+    // A file replaced the log: the next device starts a fresh one.
+    void forgetLastDevice() { lastDeviceId_.reset(); }
+
+private:
+    // DeviceListDelegate.
+    void onDevicesConnected(const DeviceList& devices) override;
+    void onDeviceModel(const QString& deviceId, const QString& model) override;
+    void onDeviceListFailed(int code) override;
+    // LogRunDelegate.
+    void onRunStarted() override;
+    void onRunEnded(RunEnd how, const Error& error) override;
+
+    void startRun(const QString& deviceId);
+    void waitFor(const QString& deviceId);
+    void adbNotRunning();
+    void tell(SessionNotice::Kind kind, const QString& deviceId = {});
+    void keepWaiting();
+
+    LogDatasource& store_;
+    std::unique_ptr<SessionAdb> adb_;
+    Settings settings_;
+    LogRun run_;
+    LogSessionDelegate* delegate_ = nullptr;
+    QTimer reconnectTimer_;
+
+    QMap<QString, DeviceRecord> devices_;
+    QString nextDevice_;                  // chosen, run not yet started
+    std::optional<QString> lastDeviceId_;  // the device of the last run
+    bool autoReconnect_ = false;
+    bool triedStartingAdb_ = false;
+    std::optional<std::pair<int, QString>> lastNotice_;  // said once until something changes
+};
+
+}  // namespace vf
