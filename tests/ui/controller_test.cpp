@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QSignalSpy>
+#include <QStatusBar>
 
 #include "core/support/buildinfo.h"
 #include "ui/devicepickersheet.h"
@@ -18,148 +19,88 @@ class ControllerTest : public UiTest {};
 
 TEST_F(ControllerTest, StartUpWithoutDeviceStaysIdleAndQuiet) {
     start();
-    EXPECT_EQ(backend->loadDeviceListCalls, 1);  // start-up lists the devices
-    app->onDevicesConnected({});
+    EXPECT_EQ(adb->listings, 1);  // start-up lists the devices
+    adb->list({});
     EXPECT_EQ(app->window()->statusViewing()->text(), u"No Data       v(%1)"_s.arg(QLatin1String(build::kVersion)));
     EXPECT_EQ(title(), u"Vellumfox"_s);
     EXPECT_EQ(button(), u"Run"_s);
     EXPECT_EQ(app->currentAlert(), nullptr);
-    EXPECT_EQ(backend->startLoggerCalls, 0);
+    EXPECT_EQ(conversations->logReaders, 0);
 }
 
 TEST_F(ControllerTest, TwoDevicesOpenThePickerAndCancelLeavesIdle) {
     start();
-    app->onDevicesConnected({device(u"A1"_s, u"Pixel"_s), device(u"B2"_s)});
+    adb->list({device(u"A1"_s, u"Pixel"_s), device(u"B2"_s, std::nullopt, u"offline"_s)});
     DevicePickerSheet* picker = app->devicePicker();
     ASSERT_NE(picker, nullptr);
     EXPECT_TRUE(picker->isVisible());
     EXPECT_EQ(picker->deviceButton()->count(), 2);
     EXPECT_EQ(picker->deviceButton()->itemText(0), u"A1 - Pixel"_s);
+    EXPECT_TRUE(picker->deviceButton()->itemText(1).contains(u"offline"_s));
     picker->cancelDevicePicker();
     EXPECT_FALSE(picker->isVisible());
-    EXPECT_EQ(backend->startLoggerCalls, 0);
     EXPECT_EQ(button(), u"Run"_s);
 
     // Choosing the second entry streams that device.
-    app->onDevicesConnected({device(u"A1"_s), device(u"B2"_s)});
+    adb->list({device(u"A1"_s), device(u"B2"_s)});
     picker->deviceButton()->setCurrentIndex(1);
     picker->startLogForDevice();
-    EXPECT_EQ(app->logDatasource()->deviceId(), u"B2"_s);
-    EXPECT_EQ(backend->startLoggerCalls, 1);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"B2"_s; }));
+    EXPECT_EQ(app->lastDeviceConnectedId(), u"B2"_s);
+    EXPECT_EQ(button(), u"Stop"_s);
 }
 
-TEST_F(ControllerTest, LostDeviceIsRetriedAndOnlyTheSameOneReconnects) {
-    start(20);
-    app->onDevicesConnected({device(u"A1"_s, u"Pixel"_s)});
-    ASSERT_EQ(backend->startLoggerCalls, 1);
-    app->onLoggerStarted();
-    EXPECT_EQ(title(), u"A1 - Pixel"_s);
-    app->logDatasource()->logMessage(u"kept across the reconnect"_s);
-
-    backend->logging = false;  // the stream ended
-    app->onLoggerStopped();
-    EXPECT_EQ(title(), u"A1 - Pixel [PAUSED]"_s);
+// The title follows the run: the model when known, paused while waiting for
+// the device, offline once the user gives up on it.
+TEST_F(ControllerTest, TitleAndButtonFollowTheRun) {
+    start();
+    adb->list({device(u"A1"_s)});
+    ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"A1"_s; }));
+    adb->lister->onDeviceModel(u"B2"_s, u"Other"_s);
+    EXPECT_EQ(title(), u"A1"_s);
+    adb->lister->onDeviceModel(u"A1"_s, u"Pixel"_s);
+    EXPECT_EQ(title(), u"Pixel - A1"_s);
+    conversations->endStream();
+    ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"Pixel - A1 [PAUSED]"_s; }));
     EXPECT_EQ(button(), u"Stop"_s);
     EXPECT_TRUE(app->reconnectTimer()->isActive());
-    const int listings = backend->loadDeviceListCalls;
-    ASSERT_TRUE(vf::test::waitUntil([&] { return backend->loadDeviceListCalls >= listings + 2; }));
-
-    app->onDevicesConnected({device(u"C3"_s)});  // a different single device
-    EXPECT_EQ(backend->startLoggerCalls, 1);
-    EXPECT_TRUE(app->logDatasource()->deviceId().isEmpty());
-
-    app->onDevicesConnected({device(u"C3"_s), device(u"A1"_s)});  // the old one is back
-    EXPECT_EQ(backend->startLoggerCalls, 2);
-    app->onLoggerStarted();
-    EXPECT_FALSE(app->reconnectTimer()->isActive());
-    EXPECT_EQ(app->logDatasource()->getDataAll().size(), 1);  // not cleared
-}
-
-TEST_F(ControllerTest, ReconnectTimerRunsEveryFiveSecondsByDefault) {
-    start();
-    app->onDevicesConnected({device(u"A1"_s)});
-    app->onLoggerStarted();
-    backend->logging = false;
-    app->onLoggerStopped();
-    EXPECT_EQ(app->reconnectTimer()->interval(), 5000);
-    EXPECT_FALSE(app->reconnectTimer()->isSingleShot());
-}
-
-TEST_F(ControllerTest, ConnectingToANewDeviceClearsTheLog) {
-    start();
-    app->logDatasource()->logMessage(u"from before"_s);
-    app->onDevicesConnected({device(u"A1"_s)});
-    app->onLoggerStarted();
-    EXPECT_EQ(app->logDatasource()->getDataAll().size(), 0);
-    EXPECT_EQ(app->lastDeviceConnectedId(), u"A1"_s);
-}
-
-TEST_F(ControllerTest, StopWhileWaitingGoesOffline) {
-    start();
-    app->onDevicesConnected({device(u"A1"_s)});
-    app->onLoggerStarted();
-    backend->logging = false;
-    app->onLoggerStopped();
     app->onConnectButtonPressed();
-    EXPECT_EQ(title(), u"A1 [OFFLINE]"_s);
+    EXPECT_EQ(title(), u"Pixel - A1 [OFFLINE]"_s);
     EXPECT_EQ(button(), u"Run"_s);
-    EXPECT_FALSE(app->reconnectTimer()->isActive());
-    EXPECT_FALSE(app->autoReconnect());
-
-    // Run again lists devices; Stop while streaming stops the logger.
-    app->onConnectButtonPressed();
-    app->onDevicesConnected({device(u"A1"_s)});
-    app->onLoggerStarted();
-    app->onConnectButtonPressed();
-    EXPECT_EQ(backend->stopLoggerCalls, 1);
     EXPECT_FALSE(app->autoReconnect());
 }
 
-TEST_F(ControllerTest, ModelNameRetitlesTheStreamingDeviceModelFirst) {
+TEST_F(ControllerTest, FailuresShowAlertsAndAdvice) {
     start();
-    app->onDevicesConnected({device(u"A1"_s)});
-    app->onLoggerStarted();
-    app->onDeviceModel(u"B2"_s, u"Other"_s);
-    EXPECT_EQ(title(), u"A1"_s);
-    app->onDeviceModel(u"A1"_s, u"Pixel"_s);
-    EXPECT_EQ(title(), u"Pixel - A1"_s);
-    // Unplugged and back: the model name stays in the title.
-    app->onLoggerStopped();
-    EXPECT_EQ(title(), u"Pixel - A1 [PAUSED]"_s);
-    app->onDevicesConnected({device(u"A1"_s)});
-    app->onLoggerStarted();
-    EXPECT_EQ(title(), u"A1 - Pixel"_s);
-}
-
-TEST_F(ControllerTest, FailuresShowAlertsAfterStopping) {
-    start();
-    DeviceRecord locked = device(u"X9"_s);
-    locked.state = u"unauthorized"_s;
-    app->onDevicesConnected({locked});
+    adb->list({device(u"X9"_s, std::nullopt, u"unauthorized"_s)});
     ASSERT_NE(app->currentAlert(), nullptr);
     EXPECT_EQ(app->currentAlert()->text(), u"Alert"_s);
     EXPECT_EQ(app->currentAlert()->informativeText(), u"Device Not Authorized\n\nAllow USB debugging from device X9"_s);
     EXPECT_EQ(app->currentAlert()->windowModality(), Qt::WindowModal);
-    EXPECT_EQ(backend->startLoggerCalls, 0);
-    EXPECT_TRUE(backend->events.contains(u"error-not-authorized"_s));
+    EXPECT_EQ(conversations->logReaders, 0);
+    EXPECT_TRUE(events.contains(u"error-not-authorized"_s));
 
-    app->onDeviceListFailed(1);  // no device, not reconnecting
-    ASSERT_TRUE(vf::test::waitUntil([&] {
-        return app->currentAlert() != nullptr && app->currentAlert()->informativeText().startsWith(u"No Android"_s);
-    }));
+    DeviceRecord denied = device(u"P1"_s, std::nullopt, u"no permissions"_s);
+    denied.usbVendorId = u"18d1"_s;
+    adb->list({denied});
+    EXPECT_TRUE(app->currentAlert()->informativeText().contains(u"plugdev"_s));
+    EXPECT_TRUE(app->currentAlert()->informativeText().contains(u"18d1"_s));
 
-    app->onDeviceListFailed(0);  // no server: try to start it
-    ASSERT_TRUE(vf::test::waitUntil([&] { return bool(backend->adbCompletion); }));
+    adb->list({device(u"O1"_s, std::nullopt, u"offline"_s)});
+    EXPECT_TRUE(app->window()->statusBar()->currentMessage().contains(u"offline"_s));
+    app->stopLogging();
+
+    app->startLogging();
+    adb->lister->onDeviceListFailed(1);  // no device, not reconnecting
+    EXPECT_TRUE(app->currentAlert()->informativeText().startsWith(u"No Android"_s));
+
+    adb->lister->onDeviceListFailed(0);  // no server: try to start it
+    ASSERT_TRUE(bool(adb->adbCompletion));
     EXPECT_EQ(title(), u"Starting ADB server.."_s);
-    backend->adbCompletion(false);
+    EXPECT_TRUE(events.contains(u"error-adb-not-running"_s));
+    adb->adbCompletion(false);
     EXPECT_EQ(title(), u"No devices connected"_s);
     EXPECT_TRUE(app->currentAlert()->informativeText().startsWith(u"ADB not running"_s));
-
-    const int listings = backend->loadDeviceListCalls;
-    app->onDeviceListFailed(0);
-    ASSERT_TRUE(vf::test::waitUntil([&] { return backend->events.count(u"error-adb-not-running"_s) == 2; }));
-    backend->adbCompletion(true);
-    EXPECT_EQ(backend->loadDeviceListCalls, listings + 1);
 }
 
 // A saved-log suffix in upper case still reads the property list.

@@ -1,6 +1,6 @@
 #pragma once
-// Shared set-up for the viewer's tests: the controller with its real window
-// and store, but a fake ADB side, and preferences in a temporary file.
+// Shared set-up for the viewer's tests: the controller with its real window,
+// store and session, but a fake ADB side, and preferences in a temporary file.
 
 #include <gtest/gtest.h>
 
@@ -11,37 +11,13 @@
 #include "core/log/logrow.h"
 #include "core/support/preferences.h"
 #include "support/fixtures/wait.h"
-#include "ui/connectionbackend.h"
+#include "support/fixtures/fakesession.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
 #include "ui/selectabletableview.h"
 #include "ui/vellumfoxappdelegate.h"
 
 namespace vf::ui::test {
-
-// Records what the controller asks of the ADB side; logging is a flag the test sets.
-class FakeBackend final : public ConnectionBackend {
-public:
-    void loadDeviceList() override { ++loadDeviceListCalls; }
-    void startLogger() override {
-        ++startLoggerCalls;
-        logging = true;
-    }
-    void stopLogger() override {
-        ++stopLoggerCalls;
-        logging = false;
-    }
-    bool isLogging() const override { return logging; }
-    void startAdb(std::function<void(bool)> completion) override { adbCompletion = std::move(completion); }
-    void recordEvent(const QString& name) override { events << name; }
-
-    int loadDeviceListCalls = 0;
-    int startLoggerCalls = 0;
-    int stopLoggerCalls = 0;
-    bool logging = false;
-    std::function<void(bool)> adbCompletion;
-    QStringList events;
-};
 
 class UiTest : public ::testing::Test {
 protected:
@@ -61,11 +37,13 @@ protected:
         VellumfoxAppDelegate::Options options;
         options.installHooks = false;
         options.reconnectIntervalMs = reconnectIntervalMs;
-        options.makeBackend = [this](LogDatasource&, DeviceListDelegate&) {
-            auto fake = std::make_unique<FakeBackend>();
-            backend = fake.get();
-            return std::unique_ptr<ConnectionBackend>(std::move(fake));
+        options.makeAdb = [this] {
+            auto fake = std::make_unique<vf::test::FakeSessionAdb>();
+            adb = fake.get();
+            return std::unique_ptr<SessionAdb>(std::move(fake));
         };
+        options.connector = conversations;
+        options.recordEvent = [this](const QString& name) { events << name; };
         app = std::make_unique<VellumfoxAppDelegate>(options);
         app->applicationDidFinishLaunching();
         app->window()->resize(1000, 600);
@@ -105,12 +83,15 @@ protected:
 
     QTemporaryDir dir;
     RowArena arena;
-    FakeBackend* backend = nullptr;
+    vf::test::FakeSessionAdb* adb = nullptr;
+    std::shared_ptr<vf::test::FakeConversations> conversations = std::make_shared<vf::test::FakeConversations>();
+    QStringList events;
     std::unique_ptr<VellumfoxAppDelegate> app;
 };
 
-inline DeviceRecord device(const QString& id, std::optional<QString> name = std::nullopt) {
-    return DeviceRecord{id, id, std::move(name), std::nullopt};
+inline DeviceRecord device(const QString& id, std::optional<QString> name = std::nullopt,
+                           const QString& state = QStringLiteral("device")) {
+    return DeviceRecord{id, id, std::move(name), std::nullopt, state};
 }
 
 }  // namespace vf::ui::test

@@ -150,9 +150,7 @@ void LogSession::onDevicesConnected(const DeviceList& devices) {
                         id);
         case DeviceDecision::SerialNotListed:
             return tell(SessionNotice::SerialNotListed, settings_.serial);
-        case DeviceDecision::NoDevice:
-            if (!autoReconnect_) tell(SessionNotice::NoDevice);
-            return;
+        case DeviceDecision::NoDevice:  // the listing's failure code says it
         case DeviceDecision::WaitForRemembered:
             return;
     }

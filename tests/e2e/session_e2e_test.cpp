@@ -1,0 +1,85 @@
+// A whole logging session on a live device: the device is chosen from the
+// listing, rows carry app names from the device's process table, and an
+// unplugged device is waited for (offline) and streamed again when it comes
+// back. On a device of today and on one up to Android 7.1.
+#include <gtest/gtest.h>
+
+#include "core/log/logdatasource.h"
+#include "core/session/logsession.h"
+#include "e2e.h"
+#include "support/fixtures/wait.h"
+
+namespace vf::test {
+namespace {
+
+class FrontEnd final : public LogSessionDelegate {
+public:
+    void onLoggerStarted(const QString&) override { ++started; }
+    void onLoggerStopped() override { ++stopped; }
+    void chooseDevice(const DeviceList&) override { ++asked; }
+    void onDeviceModel(const QString&, const QString& model) override { this->model = model; }
+    void onSessionNotice(const SessionNotice& notice) override { notices.push_back(notice.kind); }
+
+    int started = 0, stopped = 0, asked = 0;
+    QString model;
+    std::vector<SessionNotice::Kind> notices;
+};
+
+bool hasRow(const LogDatasource& store, const QString& text, const QString& app) {
+    const RowList rows = store.getDataAll();
+    return std::any_of(rows.cbegin(), rows.cend(), [&](const RowPtr& row) {
+        return row->string(RowKey::Text).contains(text) && row->string(RowKey::App) == app;
+    });
+}
+
+class E2eSession : public ::testing::TestWithParam<bool> {};
+
+TEST_P(E2eSession, NamesAppsWaitsForTheUnpluggedDeviceAndStreamsItAgain) {
+    const bool legacy = GetParam();
+    AdbHarness harness = makeHarness();
+    VF_REQUIRE_ADB(harness);
+    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+    QStringList kind;
+    if (legacy) kind << QStringLiteral("--legacy");
+    SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness, 400), kind));
+    ASSERT_TRUE(device) << harness.lastError().toStdString();
+
+    FrontEnd front;
+    LogDatasource store;
+    LogSession::Settings settings;
+    settings.reconnectIntervalMs = 500;
+    const AdbEndpoint endpoint = harness.endpoint();
+    LogSession session(store, makeAdbSessionAdb([endpoint] { return endpoint; }), makeAdbConnector(endpoint),
+                       settings);
+    session.setDelegate(&front);
+    session.startLogging();
+    ASSERT_TRUE(waitUntil([&] { return front.started == 1; }, 10000));
+    const QString app = QStringLiteral("org.example.fieldnotes");
+    ASSERT_TRUE(waitUntil([&] { return hasRow(store, QStringLiteral("replayed line 399"), app); }, 15000))
+        << "rows: " << store.logEventCount();
+    // Every row of the replayed app got its name in the APP column, also
+    // those that came before the process table answered; the tag stays.
+    for (const RowPtr& row : store.getDataAll()) {
+        if (!row->string(RowKey::Text).contains(QStringLiteral("replayed line"))) continue;
+        EXPECT_EQ(row->string(RowKey::App), app);
+        EXPECT_NE(row->string(RowKey::Name), app);
+    }
+    EXPECT_FALSE(front.model.isEmpty());
+
+    device->unplug();
+    ASSERT_TRUE(waitUntil([&] { return front.stopped == 1; }, 10000));
+    EXPECT_TRUE(session.isWaiting());
+    EXPECT_TRUE(waitUntil([&] { return hasRow(store, QStringLiteral("Disconnected"), QStringLiteral("Vellumfox")); }));
+    device->replug();
+    // The server lists it offline until its own retry (about every 10 s).
+    ASSERT_TRUE(waitUntil([&] { return front.started == 2; }, 40000));
+    EXPECT_EQ(front.asked, 0);
+    session.stopLogging();
+    EXPECT_TRUE(waitUntil([&] { return front.stopped == 2; }, 10000));
+}
+
+INSTANTIATE_TEST_SUITE_P(BothKinds, E2eSession, ::testing::Values(false, true),
+                         [](const auto& info) { return info.param ? "Legacy" : "Modern"; });
+
+}  // namespace
+}  // namespace vf::test
