@@ -11,6 +11,7 @@
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
 #include "ui/messageactions.h"
+#include "ui/tablefollower.h"
 #include "ui/vellumfoxappdelegate.h"
 
 using namespace Qt::StringLiterals;
@@ -64,7 +65,7 @@ void VellumfoxAppDelegate::doSearch(const QString& text, int direction) {
         return;
     }
     const RowSearch rowSearch(text);
-    const int selected = selectedRow();
+    const int selected = selectedRowOf(*table);
     const SearchOutcome outcome =
         vf::findNext(rows, rowSearch, selected >= 0 ? std::optional<qsizetype>(selected) : std::nullopt, direction);
     for (int i = 0; i < outcome.beeps; ++i) QApplication::beep();

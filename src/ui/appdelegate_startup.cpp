@@ -7,7 +7,6 @@
 #include <QMessageBox>
 #include <QPalette>
 #include <QProcess>
-#include <QScrollBar>
 #include <QStatusBar>
 #include <QStringListModel>
 #include <QThreadPool>
@@ -26,6 +25,7 @@
 #include "ui/messageactions.h"
 #include "ui/preferenceswindow.h"
 #include "ui/tablecolumns.h"
+#include "ui/tablefollower.h"
 #include "ui/vellumfoxappdelegate.h"
 #include "ui/windowstate.h"
 
@@ -55,7 +55,6 @@ QMessageBox* VellumfoxAppDelegate::currentAlert() const { return currentAlert_; 
 PreferencesWindow* VellumfoxAppDelegate::preferencesWindow() const { return preferences_; }
 
 void VellumfoxAppDelegate::applicationDidFinishLaunching() {
-    filterUpdating_ = false;
     if (options_.installHooks) {
         CrashReporter::install(Logger::logDirectory());
         Logger::getInstance().registerLogger();
@@ -63,7 +62,6 @@ void VellumfoxAppDelegate::applicationDidFinishLaunching() {
         AnalyticsHelper::recordStart();
     }
     VF_LOG("{}", QCoreApplication::arguments().join(u' '));
-    isReloading_ = false;
 
     logDatasource_ = std::make_unique<LogDatasource>(
         options_.connector ? options_.connector : makeAdbConnector(endpointFromPreferences, logcatOptionsFromPreferences));
@@ -109,6 +107,7 @@ void VellumfoxAppDelegate::buildWindow() {
     messageActions_ = new MessageActions(*window_, *tableModel_, *logDatasource_, *filterList_, this);
     messageActions_->setDeviceSerialSource([this] { return lastDeviceConnectedId_.value_or(QString()); });
     crashes_ = new CrashesPanel(*this);
+    follower_ = std::make_unique<TableFollower>(*window_, *tableModel_);
 
     reconnectTimer_ = new QTimer(this);
     reconnectTimer_->setInterval(options_.reconnectIntervalMs);
@@ -145,9 +144,6 @@ void VellumfoxAppDelegate::connectActions() {
     connect(w->searchField(), &QLineEdit::returnPressed, this, &VellumfoxAppDelegate::findNext);
 
     SelectableTableView* table = w->logTable();
-    connect(table->verticalScrollBar(), &QScrollBar::valueChanged, this, &VellumfoxAppDelegate::onScrollChanged);
-    connect(table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-            &VellumfoxAppDelegate::onLogTableSelectionChanged);
     connect(table->horizontalHeader(), &QHeaderView::sectionResized, layoutSaveTimer_,
             qOverload<>(&QTimer::start));
     connect(table->horizontalHeader(), &QHeaderView::sectionMoved, layoutSaveTimer_, qOverload<>(&QTimer::start));
@@ -176,7 +172,7 @@ void VellumfoxAppDelegate::readSettings() {
     const QPalette palette = QApplication::palette();
     const bool dark = palette.color(QPalette::Base).lightness() < 128;
     styles_ = readLevelStyles(QApplication::font(), dark);
-    applyStyles();
+    follower_->applyStyles(styles_);
     loadFilters();
 }
 

@@ -41,6 +41,7 @@ class MainWindow;
 class MessageActions;
 class PreferencesWindow;
 class RemoteScreenMonitorSheet;
+class TableFollower;
 
 class VellumfoxAppDelegate final : public QObject,
                                    public LogDatasourceDelegate,
@@ -74,11 +75,11 @@ public:
     CrashesPanel* crashesPanel() const { return crashes_; }
     const LevelStyles& styles() const { return styles_; }
     const RowList& logData() const;
-    bool scrollToBottom() const { return scrollToBottom_; }
+    bool scrollToBottom() const;
     bool autoReconnect() const { return autoReconnect_; }
     bool isDatasourceDevice() const { return isDatasourceDevice_; }
     std::optional<QString> lastDeviceConnectedId() const { return lastDeviceConnectedId_; }
-    std::optional<uint64_t> selectedLogMessage() const { return selectedLogMessage_; }
+    std::optional<uint64_t> selectedLogMessage() const;
     QTimer* reconnectTimer() const { return reconnectTimer_; }
     DevicePickerSheet* devicePicker() const;
     QMessageBox* currentAlert() const;
@@ -124,7 +125,7 @@ public:
     void remoteScreenMonitor();
     RemoteScreenMonitorSheet* remoteScreen() const;
 
-    // Table (appdelegate_table.cpp).
+    // Table (appdelegate_table.cpp; follow mode, selection and fonts are TableFollower).
     void clearLog();
     void changeScrollToBottom(bool follow);
     void toggleAutoFollow();
@@ -145,7 +146,7 @@ public:
     void importFilters(const QString& path);
     // FilterListHost.
     void setPredicate(PredicatePtr predicate) override;
-    void onFilterUpdating() override { filterUpdating_ = true; }
+    void onFilterUpdating() override;
     void onFilterChosen() override { changeScrollToBottom(true); }
     void onImportStarting() override;
 
@@ -178,16 +179,6 @@ private:
     void showAdbNotRunningError();
     void stopForAlert();
     void showAlert(const QString& text);
-    // Table.
-    void applyStyles();
-    void followLog();
-    void onScrollChanged();
-    bool nearEnd() const;
-    void onLogTableSelectionChanged();
-    void restoreRowSelections();
-    int selectedRow() const;
-    std::optional<uint64_t> firstVisibleIdx() const;
-    void keepFirstVisible(uint64_t idx);
     // Search.
     void doSearch(const QString& text, int direction);
     void setSearchText(const QString& text);
@@ -206,6 +197,7 @@ private:
     CrashesPanel* crashes_ = nullptr;  // owned by the window
     FilterListController* filterList_ = nullptr;
     MessageActions* messageActions_ = nullptr;
+    std::unique_ptr<TableFollower> follower_;
     QPointer<DevicePickerSheet> sheetDevicePicker_;
     QPointer<QMessageBox> currentAlert_;
     QPointer<PreferencesWindow> preferences_;
@@ -220,10 +212,6 @@ private:
     std::optional<QString> lastDeviceConnectedId_;
     std::optional<QString> lastDeviceConnectedTitle_;
     PredicatePtr predicate_;
-    bool filterUpdating_ = false;
-    bool isReloading_ = false;
-    bool scrollToBottom_ = false;
-    std::optional<uint64_t> selectedLogMessage_;
     bool isLiveSearching_ = false;
 };
 
