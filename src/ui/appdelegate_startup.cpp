@@ -24,6 +24,7 @@
 #include "ui/mainwindow.h"
 #include "ui/messageactions.h"
 #include "ui/preferenceswindow.h"
+#include "ui/searchcontroller.h"
 #include "ui/tablecolumns.h"
 #include "ui/tablefollower.h"
 #include "ui/vellumfoxappdelegate.h"
@@ -108,6 +109,7 @@ void VellumfoxAppDelegate::buildWindow() {
     messageActions_->setDeviceSerialSource([this] { return lastDeviceConnectedId_.value_or(QString()); });
     crashes_ = new CrashesPanel(*this);
     follower_ = std::make_unique<TableFollower>(*window_, *tableModel_);
+    search_ = std::make_unique<SearchController>(*window_, *tableModel_, *highlight_);
 
     reconnectTimer_ = new QTimer(this);
     reconnectTimer_->setInterval(options_.reconnectIntervalMs);
@@ -148,9 +150,6 @@ void VellumfoxAppDelegate::connectActions() {
             qOverload<>(&QTimer::start));
     connect(table->horizontalHeader(), &QHeaderView::sectionMoved, layoutSaveTimer_, qOverload<>(&QTimer::start));
     onPaletteChange(w, [this] { fontsChanged(); });
-    connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
-        if (state != Qt::ApplicationActive) isLiveSearching_ = false;
-    });
 }
 
 void VellumfoxAppDelegate::restoreTableLayout() {

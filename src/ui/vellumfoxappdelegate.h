@@ -41,6 +41,7 @@ class MainWindow;
 class MessageActions;
 class PreferencesWindow;
 class RemoteScreenMonitorSheet;
+class SearchController;
 class TableFollower;
 
 class VellumfoxAppDelegate final : public QObject,
@@ -133,12 +134,12 @@ public:
     void copy();
     void updateStatus();
 
-    // Search (appdelegate_search.cpp).
+    // Search (appdelegate_search.cpp forwards to SearchController).
     void search(const QString& text);
     void find();
     void findNext();
     void findPrevious();
-    bool isLiveSearching() const { return isLiveSearching_; }
+    bool isLiveSearching() const;
 
     // Filters (appdelegate_filters.cpp; the list itself is FilterListController).
     void quickFilter();
@@ -179,10 +180,6 @@ private:
     void showAdbNotRunningError();
     void stopForAlert();
     void showAlert(const QString& text);
-    // Search.
-    void doSearch(const QString& text, int direction);
-    void setSearchText(const QString& text);
-    bool onLogTableKey(QKeyEvent* event);
     // Filters.
     void loadFilters();
     // Files.
@@ -198,6 +195,7 @@ private:
     FilterListController* filterList_ = nullptr;
     MessageActions* messageActions_ = nullptr;
     std::unique_ptr<TableFollower> follower_;
+    std::unique_ptr<SearchController> search_;
     QPointer<DevicePickerSheet> sheetDevicePicker_;
     QPointer<QMessageBox> currentAlert_;
     QPointer<PreferencesWindow> preferences_;
@@ -212,7 +210,6 @@ private:
     std::optional<QString> lastDeviceConnectedId_;
     std::optional<QString> lastDeviceConnectedTitle_;
     PredicatePtr predicate_;
-    bool isLiveSearching_ = false;
 };
 
 }  // namespace vf::ui
