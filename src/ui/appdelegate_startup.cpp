@@ -110,6 +110,8 @@ void VellumfoxAppDelegate::buildWindow() {
     crashes_ = new CrashesPanel(*this);
     follower_ = std::make_unique<TableFollower>(*window_, *tableModel_);
     search_ = std::make_unique<SearchController>(*window_, *tableModel_, *highlight_);
+    files_ = std::make_unique<FileController>(*window_, *logDatasource_, *tableModel_, *this);
+    connect(files_.get(), &FileController::fileOpened, this, &VellumfoxAppDelegate::fileOpened);
 
     reconnectTimer_ = new QTimer(this);
     reconnectTimer_->setInterval(options_.reconnectIntervalMs);

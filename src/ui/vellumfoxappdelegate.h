@@ -2,8 +2,10 @@
 // VellumfoxAppDelegate: the controller of the main window. It owns the log
 // store, the connection backend (device list and logger), the window and its
 // models, decides which device is streamed, runs the connect / pause /
-// reconnect cycle, keeps the title and status line, and drives the table,
-// search, filter list, files and preferences. Its methods are spread over
+// reconnect cycle, keeps the title and status line, and wires the parts it
+// is composed of: TableFollower (follow mode, selection), SearchController,
+// FilterListController, FileController, MessageActions. Their public names
+// are kept here as forwarders for the menus. Its own methods are spread over
 // appdelegate_*.cpp by concern.
 //
 // Threads: everything runs on the main thread. The entry points that the ADB
@@ -21,6 +23,7 @@
 #include "core/adb/delegates.h"
 #include "core/filter/predicate.h"
 #include "core/log/logdatasource.h"
+#include "ui/filecontroller.h"
 #include "ui/filterlistcontroller.h"
 #include "ui/levelstyles.h"
 #include "ui/selectabletableview.h"
@@ -48,7 +51,8 @@ class VellumfoxAppDelegate final : public QObject,
                                    public LogDatasourceDelegate,
                                    public DeviceListDelegate,
                                    public TableViewMenuDelegate,
-                                   public FilterListHost {
+                                   public FilterListHost,
+                                   public FileHost {
     Q_OBJECT
 public:
     struct Options {
@@ -144,19 +148,22 @@ public:
     // Filters (appdelegate_filters.cpp; the list itself is FilterListController).
     void quickFilter();
     void applySelectedFilters();
-    void importFilters(const QString& path);
+    void importFilters(const QString& path) override;  // also FileHost
     // FilterListHost.
     void setPredicate(PredicatePtr predicate) override;
     void onFilterUpdating() override;
     void onFilterChosen() override { changeScrollToBottom(true); }
     void onImportStarting() override;
 
-    // Files (appdelegate_files.cpp).
+    // Files (appdelegate_files.cpp forwards to FileController).
     void openFile(const QString& path);
     void openLogcatFile();
     void setFileContents(RowList rows, const QString& title);
     void saveDocument();
     void saveDocumentAsText();
+    // FileHost.
+    void onFileOpening() override;
+    void onFileContents() override;
 
 Q_SIGNALS:
     // A file finished loading into the store (tests, the command line).
@@ -182,8 +189,6 @@ private:
     void showAlert(const QString& text);
     // Filters.
     void loadFilters();
-    // Files.
-    void saveFile(const QStringList& extensions);
 
     Options options_;
     std::unique_ptr<LogDatasource> logDatasource_;
@@ -196,6 +201,7 @@ private:
     MessageActions* messageActions_ = nullptr;
     std::unique_ptr<TableFollower> follower_;
     std::unique_ptr<SearchController> search_;
+    std::unique_ptr<FileController> files_;
     QPointer<DevicePickerSheet> sheetDevicePicker_;
     QPointer<QMessageBox> currentAlert_;
     QPointer<PreferencesWindow> preferences_;
