@@ -7,7 +7,6 @@
 #include <QMessageBox>
 #include <QPalette>
 #include <QProcess>
-#include <QScrollBar>
 #include <QStatusBar>
 #include <QStringListModel>
 #include <QThreadPool>
@@ -25,7 +24,9 @@
 #include "ui/mainwindow.h"
 #include "ui/messageactions.h"
 #include "ui/preferenceswindow.h"
+#include "ui/searchcontroller.h"
 #include "ui/tablecolumns.h"
+#include "ui/tablefollower.h"
 #include "ui/vellumfoxappdelegate.h"
 #include "ui/windowstate.h"
 
@@ -63,7 +64,6 @@ void VellumfoxAppDelegate::stopLogging() { connection_->stopLogging(); }
 PreferencesWindow* VellumfoxAppDelegate::preferencesWindow() const { return preferences_; }
 
 void VellumfoxAppDelegate::applicationDidFinishLaunching() {
-    filterUpdating_ = false;
     if (options_.installHooks) {
         CrashReporter::install(Logger::logDirectory());
         Logger::getInstance().registerLogger();
@@ -71,7 +71,6 @@ void VellumfoxAppDelegate::applicationDidFinishLaunching() {
         AnalyticsHelper::recordStart();
     }
     VF_LOG("{}", QCoreApplication::arguments().join(u' '));
-    isReloading_ = false;
 
     logDatasource_ = std::make_unique<LogDatasource>();
     logDatasource_->setDelegate(this);
@@ -118,6 +117,10 @@ void VellumfoxAppDelegate::buildWindow() {
     messageActions_ = new MessageActions(*window_, *tableModel_, *logDatasource_, *filterList_, this);
     messageActions_->setDeviceSerialSource([this] { return session_->lastDeviceId().value_or(QString()); });
     crashes_ = new CrashesPanel(*this);
+    follower_ = std::make_unique<TableFollower>(*window_, *tableModel_);
+    search_ = std::make_unique<SearchController>(*window_, *tableModel_, *highlight_);
+    files_ = std::make_unique<FileController>(*window_, *logDatasource_, *tableModel_, *this);
+    connect(files_.get(), &FileController::fileOpened, this, &VellumfoxAppDelegate::fileOpened);
 
     ConnectionController::Hooks hooks;
     hooks.stateChanged = [this] { updateStatus(); };
@@ -155,16 +158,10 @@ void VellumfoxAppDelegate::connectActions() {
     connect(w->searchField(), &QLineEdit::returnPressed, this, &VellumfoxAppDelegate::findNext);
 
     SelectableTableView* table = w->logTable();
-    connect(table->verticalScrollBar(), &QScrollBar::valueChanged, this, &VellumfoxAppDelegate::onScrollChanged);
-    connect(table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-            &VellumfoxAppDelegate::onLogTableSelectionChanged);
     connect(table->horizontalHeader(), &QHeaderView::sectionResized, layoutSaveTimer_,
             qOverload<>(&QTimer::start));
     connect(table->horizontalHeader(), &QHeaderView::sectionMoved, layoutSaveTimer_, qOverload<>(&QTimer::start));
     onPaletteChange(w, [this] { fontsChanged(); });
-    connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
-        if (state != Qt::ApplicationActive) isLiveSearching_ = false;
-    });
 }
 
 void VellumfoxAppDelegate::restoreTableLayout() {
@@ -186,7 +183,7 @@ void VellumfoxAppDelegate::readSettings() {
     const QPalette palette = QApplication::palette();
     const bool dark = palette.color(QPalette::Base).lightness() < 128;
     styles_ = readLevelStyles(QApplication::font(), dark);
-    applyStyles();
+    follower_->applyStyles(styles_);
     loadFilters();
 }
 

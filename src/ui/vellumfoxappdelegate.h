@@ -3,13 +3,14 @@
 // composes the rest. It owns the log store, the logging session (device
 // choice, runs, reconnecting) and the window with its models, and wires the
 // parts that each keep their own state: ConnectionController (title, Run
-// button, picker, alerts), FilterListController, MessageActions, the crash
-// panel, and the table, search and file concerns in appdelegate_*.cpp.
+// button, picker, alerts), TableFollower (follow mode, selection),
+// SearchController, FilterListController, FileController, MessageActions and
+// the crash panel. Their public names are kept here as forwarders for the
+// menus and tests.
 //
 // Threads: everything runs on the main thread; the store and the session
 // deliver their reports there.
 
-#include <QMap>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
@@ -21,6 +22,7 @@
 #include "core/filter/predicate.h"
 #include "core/log/logdatasource.h"
 #include "core/session/logsession.h"
+#include "ui/filecontroller.h"
 #include "ui/filterlistcontroller.h"
 #include "ui/levelstyles.h"
 #include "ui/selectabletableview.h"
@@ -41,11 +43,14 @@ class MainWindow;
 class MessageActions;
 class PreferencesWindow;
 class RemoteScreenMonitorSheet;
+class SearchController;
+class TableFollower;
 
 class VellumfoxAppDelegate final : public QObject,
                                    public LogDatasourceDelegate,
                                    public TableViewMenuDelegate,
-                                   public FilterListHost {
+                                   public FilterListHost,
+                                   public FileHost {
     Q_OBJECT
 public:
     struct Options {
@@ -76,13 +81,13 @@ public:
     CrashesPanel* crashesPanel() const { return crashes_; }
     const LevelStyles& styles() const { return styles_; }
     const RowList& logData() const;
-    bool scrollToBottom() const { return scrollToBottom_; }
+    bool scrollToBottom() const;
     LogSession* session() const { return session_.get(); }
     ConnectionController* connection() const { return connection_; }
     bool autoReconnect() const;
     bool isDatasourceDevice() const;
     std::optional<QString> lastDeviceConnectedId() const;
-    std::optional<uint64_t> selectedLogMessage() const { return selectedLogMessage_; }
+    std::optional<uint64_t> selectedLogMessage() const;
     QTimer* reconnectTimer() const;
     DevicePickerSheet* devicePicker() const;
     QMessageBox* currentAlert() const;
@@ -116,7 +121,7 @@ public:
     void remoteScreenMonitor();
     RemoteScreenMonitorSheet* remoteScreen() const;
 
-    // Table (appdelegate_table.cpp).
+    // Table (appdelegate_table.cpp; follow mode, selection and fonts are TableFollower).
     void clearLog();
     void changeScrollToBottom(bool follow);
     void toggleAutoFollow();
@@ -124,29 +129,32 @@ public:
     void copy();
     void updateStatus();
 
-    // Search (appdelegate_search.cpp).
+    // Search (appdelegate_search.cpp forwards to SearchController).
     void search(const QString& text);
     void find();
     void findNext();
     void findPrevious();
-    bool isLiveSearching() const { return isLiveSearching_; }
+    bool isLiveSearching() const;
 
     // Filters (appdelegate_filters.cpp; the list itself is FilterListController).
     void quickFilter();
     void applySelectedFilters();
-    void importFilters(const QString& path);
+    void importFilters(const QString& path) override;  // also FileHost
     // FilterListHost.
     void setPredicate(PredicatePtr predicate) override;
-    void onFilterUpdating() override { filterUpdating_ = true; }
+    void onFilterUpdating() override;
     void onFilterChosen() override { changeScrollToBottom(true); }
     void onImportStarting() override;
 
-    // Files (appdelegate_files.cpp).
+    // Files (appdelegate_files.cpp forwards to FileController).
     void openFile(const QString& path);
     void openLogcatFile();
     void setFileContents(RowList rows, const QString& title);
     void saveDocument();
     void saveDocumentAsText();
+    // FileHost.
+    void onFileOpening() override;
+    void onFileContents() override;
 
 Q_SIGNALS:
     // A file finished loading into the store (tests, the command line).
@@ -158,24 +166,8 @@ private:
     void connectActions();
     void restoreTableLayout();
     void saveTableLayout();
-    // Table.
-    void applyStyles();
-    void followLog();
-    void onScrollChanged();
-    bool nearEnd() const;
-    void onLogTableSelectionChanged();
-    void restoreRowSelections();
-    int selectedRow() const;
-    std::optional<uint64_t> firstVisibleIdx() const;
-    void keepFirstVisible(uint64_t idx);
-    // Search.
-    void doSearch(const QString& text, int direction);
-    void setSearchText(const QString& text);
-    bool onLogTableKey(QKeyEvent* event);
     // Filters.
     void loadFilters();
-    // Files.
-    void saveFile(const QStringList& extensions);
 
     Options options_;
     std::unique_ptr<LogDatasource> logDatasource_;
@@ -187,17 +179,15 @@ private:
     FilterListController* filterList_ = nullptr;
     MessageActions* messageActions_ = nullptr;
     ConnectionController* connection_ = nullptr;
+    std::unique_ptr<TableFollower> follower_;
+    std::unique_ptr<SearchController> search_;
+    std::unique_ptr<FileController> files_;
     QPointer<PreferencesWindow> preferences_;
     QPointer<RemoteScreenMonitorSheet> remoteScreen_;
     QTimer* layoutSaveTimer_ = nullptr;
 
     LevelStyles styles_;
     PredicatePtr predicate_;
-    bool filterUpdating_ = false;
-    bool isReloading_ = false;
-    bool scrollToBottom_ = false;
-    std::optional<uint64_t> selectedLogMessage_;
-    bool isLiveSearching_ = false;
 };
 
 }  // namespace vf::ui

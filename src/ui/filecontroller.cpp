@@ -1,0 +1,90 @@
+#include "ui/filecontroller.h"
+
+#include <QCheckBox>
+#include <QDir>
+#include <QFileDialog>
+#include <QGridLayout>
+#include <QPointer>
+#include <QThreadPool>
+
+#include "core/log/logdatasource.h"
+#include "core/log/logexport.h"
+#include "core/support/logger.h"
+#include "core/support/threads.h"
+#include "ui/logtablemodel.h"
+#include "ui/mainwindow.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf::ui {
+
+FileController::FileController(MainWindow& window, LogDatasource& store, LogTableModel& model, FileHost& host,
+                               QObject* parent)
+    : QObject(parent), window_(window), store_(store), model_(model), host_(host) {}
+
+void FileController::openLogcatFile() {
+    auto* dialog = new QFileDialog(&window_, u"Open Log"_s, QDir::homePath());
+    dialog->setFileMode(QFileDialog::ExistingFile);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QFileDialog::fileSelected, this, &FileController::openFile);
+    dialog->open();
+}
+
+void FileController::openFile(const QString& path) {
+    VF_LOG("file:{}", path);
+    const QString lower = path.toLower();
+    if (lower.endsWith(u"filters"_s)) {
+        host_.importFilters(path);
+        return;
+    }
+    host_.onFileOpening();
+    // Reading a large file takes a while: off the GUI thread, then back.
+    QPointer<FileController> self(this);
+    LogDatasource* store = &store_;
+    QThreadPool::globalInstance()->start([self, store, path, lower] {
+        std::optional<RowList> rows;
+        if (lower.endsWith(u"vellumfox"_s)) rows = readVellumfoxFile(path, [store] { return store->getIndex(); });
+        if (!rows) rows = store->readTextFile(path);
+        runOnMainThread([self, path, rows = std::move(rows)]() mutable {
+            if (self == nullptr) return;
+            self->setFileContents(rows.value_or(RowList()), path);
+            Q_EMIT self->fileOpened(path);
+        });
+    });
+}
+
+void FileController::setFileContents(RowList rows, const QString& title) {
+    host_.onFileContents();
+    store_.setLogDataFromFile(std::move(rows));
+    window_.setWindowTitle(title);
+}
+
+void FileController::saveDocument() { saveFile({u"vellumfox"_s, u"log"_s, u"txt"_s}); }
+
+void FileController::saveDocumentAsText() { saveFile({u"log"_s, u"txt"_s, u"vellumfox"_s}); }
+
+void FileController::saveFile(const QStringList& extensions) {
+    auto* dialog = new QFileDialog(&window_, u"Save Log"_s, QDir::homePath());
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setOption(QFileDialog::DontUseNativeDialog);
+    QStringList filters;
+    for (const QString& ext : extensions) filters << u"%1 (*.%2)"_s.arg(ext.toUpper(), ext);
+    dialog->setNameFilters(filters);
+    dialog->setDefaultSuffix(extensions.first());
+    auto* onlyVisible = new QCheckBox(u"Save only visible rows"_s, dialog);
+    onlyVisible->setObjectName(u"saveOnlyVisible"_s);
+    if (auto* grid = qobject_cast<QGridLayout*>(dialog->layout()))
+        grid->addWidget(onlyVisible, grid->rowCount(), 0, 1, -1);
+    connect(dialog, &QFileDialog::filterSelected, dialog, [dialog, extensions, filters](const QString& filter) {
+        dialog->setDefaultSuffix(extensions.value(int(filters.indexOf(filter)), extensions.first()));
+    });
+    connect(dialog, &QFileDialog::fileSelected, this, [this, onlyVisible, extensions](const QString& path) {
+        const bool visible = onlyVisible->isChecked();
+        const RowList rows = visible ? model_.rows() : store_.getDataAll();
+        vf::saveFile(path, rows, visible, extensions);
+    });
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->open();
+}
+
+}  // namespace vf::ui

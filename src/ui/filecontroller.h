@@ -1,0 +1,70 @@
+#pragma once
+// FileController: the viewer's files. It opens a file by its lower-cased
+// suffix ("…filters": imported into the filter library; "…vellumfox": the
+// saved log; anything else: logcat text), reads logs off the GUI thread and
+// puts their rows into the store, and saves the log (all rows, or only the
+// visible ones) as a saved log or as text through the save panel.
+//
+// Main thread only; the reading runs on the global thread pool and comes back
+// to the main thread. The window, store, model and host are not owned and
+// outlive the controller; whoever destroys the store first waits for the
+// thread pool.
+
+#include <QObject>
+#include <QStringList>
+
+#include "core/log/logrow.h"
+
+namespace vf {
+class LogDatasource;
+}
+
+namespace vf::ui {
+
+class LogTableModel;
+class MainWindow;
+
+// What opening a file asks of the viewer's controller. Main thread.
+class FileHost {
+public:
+    virtual ~FileHost() = default;
+    // A "…filters" file: into the filter library.
+    virtual void importFilters(const QString& path) = 0;
+    // A log file is about to be read: the device's log stops.
+    virtual void onFileOpening() = 0;
+    // The file's rows are about to replace the store's: no device, no
+    // filter, follow the log.
+    virtual void onFileContents() = 0;
+};
+
+class FileController final : public QObject {
+    Q_OBJECT
+public:
+    FileController(MainWindow& window, LogDatasource& store, LogTableModel& model, FileHost& host,
+                   QObject* parent = nullptr);
+
+    // The open panel; the chosen file goes to openFile().
+    void openLogcatFile();
+    // Opens `path` by its suffix; a log is read off the GUI thread and
+    // fileOpened() follows setFileContents().
+    void openFile(const QString& path);
+    // Shows `rows` unfiltered as the store's log, `title` as the window's.
+    void setFileContents(RowList rows, const QString& title);
+    // The save panel: saved log first, or text first.
+    void saveDocument();
+    void saveDocumentAsText();
+
+Q_SIGNALS:
+    // A log file finished loading into the store.
+    void fileOpened(const QString& path);
+
+private:
+    void saveFile(const QStringList& extensions);
+
+    MainWindow& window_;
+    LogDatasource& store_;
+    LogTableModel& model_;
+    FileHost& host_;
+};
+
+}  // namespace vf::ui
