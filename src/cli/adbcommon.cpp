@@ -1,5 +1,6 @@
 #include "cli/adbcommon.h"
 
+#include "core/session/sessionpreferences.h"
 #include "core/adb/adbsocket.h"
 #include "core/support/utils.h"
 

@@ -1,5 +1,6 @@
 // The controller's remote screen toggle: one window, created on first use,
 // shown for the device the log store follows.
+#include "core/session/sessionpreferences.h"
 #include "core/adb/endpoint.h"
 #include "core/support/logger.h"
 #include "ui/mainwindow.h"

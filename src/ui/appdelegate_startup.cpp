@@ -12,6 +12,7 @@
 #include <QThreadPool>
 #include <QTimer>
 
+#include "core/session/sessionpreferences.h"
 #include "core/support/analytics.h"
 #include "core/support/crashreporter.h"
 #include "core/support/logger.h"

@@ -10,6 +10,7 @@
 #include <QProcess>
 #include <QStandardPaths>
 
+#include "core/session/sessionpreferences.h"
 #include "core/log/logdatasource.h"
 #include "core/log/logexport.h"
 #include "core/support/logger.h"
@@ -209,7 +210,7 @@ void MessageActions::userDefinedAppName() {
 void MessageActions::openTypingTerminal() {
     TypingTerminalRequest request;
     request.terminalVariable = qEnvironmentVariable("TERMINAL");
-    request.adbProgram = Utils::getAdbPath().value_or(QString());
+    request.adbProgram = Utils::getAdbPath(endpointFromPreferences().adbProgram).value_or(QString());
     request.host = Preferences::string(QLatin1String(prefs::kAdbServer));
     request.port = Preferences::string(QLatin1String(prefs::kAdbPort));
     if (serialSource_) request.serial = serialSource_();

@@ -42,22 +42,6 @@ TEST(AdbSocket, StatusWordsTextHexLengthsAndErrors) {
         EXPECT_EQ(text, u"device offline"_s);
 }
 
-// What the front ends read: empty values fall back to 127.0.0.1:5037.
-TEST(AdbEndpoint, ServerAndPortFromThePreferences) {
-    test::ScopedAdbPreferences prefs(5037, QString());
-    Preferences::setValue(u"adbPort"_s, u"70000"_s);
-    EXPECT_EQ(endpointFromPreferences().host, u"127.0.0.1"_s);
-    EXPECT_EQ(endpointFromPreferences().port, 4464);
-    Preferences::setValue(u"adbServer"_s, u"adb.example"_s);
-    Preferences::setValue(u"adbPort"_s, u"5038abc"_s);
-    EXPECT_EQ(endpointFromPreferences().host, u"adb.example"_s);
-    EXPECT_EQ(endpointFromPreferences().port, 5038);
-    Preferences::setValue(u"adbPort"_s, u"abc"_s);
-    EXPECT_EQ(endpointFromPreferences().port, 0);
-    Preferences::remove(u"adbPort"_s);
-    EXPECT_EQ(endpointFromPreferences().port, 5037);
-}
-
 TEST(AdbSocket, StopBeforeTheConnectionCompletesLeavesItNotConnecting) {
     test::ScriptedAdbServer server;
     ShellCommandReader reader(server.endpoint(), QStringLiteral("shell:ps"));

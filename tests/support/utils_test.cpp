@@ -1,5 +1,4 @@
 #include "core/support/analytics.h"
-#include "core/support/preferences.h"
 #include "core/support/threads.h"
 #include "core/support/utils.h"
 
@@ -61,17 +60,16 @@ protected:
         env_.set("PATH", home_.filePath(u"bin"_s));
         env_.unset("ANDROID_HOME");
         env_.unset("ANDROID_SDK_ROOT");
-        Preferences::setStorageFile(at(u"prefs.ini"_s));
     }
-    void TearDown() override { Preferences::setStorageFile({}); }
     QString at(const QString& relative) const { return home_.filePath(relative); }
 
     // Starts adb through the fake script and waits for the completion.
-    std::optional<bool> startAdbWith(const QByteArray& script, bool executable) {
+    std::optional<bool> startAdbWith(const QByteArray& script, bool executable,
+                                     std::optional<quint16> port = std::nullopt) {
         writeFile(at(u"android-sdks/platform-tools/adb"_s), script, executable);
         auto result = std::make_shared<std::optional<bool>>();
         auto onMain = std::make_shared<bool>(false);
-        Utils::startAdb(QString(), std::nullopt, [result, onMain](bool ok) {
+        Utils::startAdb(QString(), port, [result, onMain](bool ok) {
             *onMain = isMainThread();
             *result = ok;
         });
@@ -98,12 +96,11 @@ TEST_F(UtilsTest, GetAdbPathTriesTheSdkFoldersInOrder) {
     env_.set("ANDROID_SDK_ROOT", at(u"root-sdk"_s));
     for (const QString& path : candidates) writeFile(path, "#!/bin/sh\n", true);
 
-    // The program chosen in the preferences comes first, when it can run.
+    // The program the user chose comes first, when it can run.
     writeFile(at(u"chosen/adb"_s), "#!/bin/sh\n", true);
-    Preferences::setValue(QString::fromLatin1(prefs::kAdbPath), at(u"chosen/adb"_s));
-    EXPECT_EQ(Utils::getAdbPath(), at(u"chosen/adb"_s));
+    EXPECT_EQ(Utils::getAdbPath(at(u"chosen/adb"_s)), at(u"chosen/adb"_s));
     writeFile(at(u"chosen/adb"_s), "#!/bin/sh\n", false);
-    EXPECT_EQ(Utils::getAdbPath(), candidates.first());
+    EXPECT_EQ(Utils::getAdbPath(at(u"chosen/adb"_s)), candidates.first());
 
     // Each removal exposes the next candidate.
     for (const QString& path : candidates) {
@@ -119,16 +116,15 @@ TEST_F(UtilsTest, GetAdbPathTriesTheSdkFoldersInOrder) {
 
 TEST_F(UtilsTest, StartAdbReportsTheDaemonStartingThroughMergedOutput) {
     // The success text arrives on standard error and only for the expected
-    // arguments: the configured port, when there is one.
+    // arguments: the port, when one is given.
     const QByteArray script =
         "#!/bin/sh\n"
         "[ \"$*\" = \"$EXPECTED\" ] && echo '* Daemon Started Successfully *' >&2\n";
     env_.set("EXPECTED", u"start-server"_s);
     EXPECT_EQ(startAdbWith(script, true), true);
-    Preferences::setValue(QString::fromLatin1(prefs::kAdbPort), u"6123"_s);
-    EXPECT_EQ(startAdbWith(script, true), false);
+    EXPECT_EQ(startAdbWith(script, true, 6123), false);
     env_.set("EXPECTED", u"-P 6123 start-server"_s);
-    EXPECT_EQ(startAdbWith(script, true), true);
+    EXPECT_EQ(startAdbWith(script, true, 6123), true);
 }
 
 TEST_F(UtilsTest, StartAdbFailsWhenNothingIsPrintedOrAdbCannotRun) {

@@ -2,8 +2,8 @@
 // AdbEndpoint: where the ADB server is and which adb program starts it, and
 // LogcatOptions: what a log stream asks the device for. Every conversation
 // and session is given them when it is made; only the front ends read them
-// from the preferences (the two functions at the end). Plain values: copy
-// them freely, any thread.
+// from the preferences (core/session/sessionpreferences.h). Plain values:
+// copy them freely, any thread.
 
 #include <QString>
 #include <QtGlobal>
@@ -26,11 +26,5 @@ struct LogcatOptions {
     QString logTags;            // the tag expression, inserted verbatim
     bool clearOnStart = false;  // "logcat -c" before each stream
 };
-
-// For the front ends: "adbServer" (empty: 127.0.0.1) and "adbPort" (empty:
-// 5037; read as a leading integer, wrapped to 16 bits) as they are now.
-AdbEndpoint endpointFromPreferences();
-// "adbLogTags" and "clearLogOnStart" as they are now.
-LogcatOptions logcatOptionsFromPreferences();
 
 }  // namespace vf

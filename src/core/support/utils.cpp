@@ -1,7 +1,6 @@
 #include "core/support/utils.h"
 
 #include "core/support/logger.h"
-#include "core/support/preferences.h"
 #include "core/support/threads.h"
 
 #include <QDir>
@@ -29,18 +28,10 @@ QStringList candidatePaths() {
     return paths;
 }
 
-// The port of the preferences when it is set and valid.
-std::optional<quint16> configuredPort() {
-    bool ok = false;
-    const uint port = Preferences::string(QString::fromLatin1(prefs::kAdbPort)).trimmed().toUInt(&ok);
-    if (!ok || port == 0 || port > 0xFFFF) return std::nullopt;
-    return quint16(port);
-}
-
 }  // namespace
 
-std::optional<QString> Utils::getAdbPath() {
-    const QString chosen = Preferences::string(QString::fromLatin1(prefs::kAdbPath)).trimmed();
+std::optional<QString> Utils::getAdbPath(const QString& choice) {
+    const QString chosen = choice.trimmed();
     if (!chosen.isEmpty()) {
         const QFileInfo info(chosen);
         if (info.isFile() && info.isExecutable()) {
@@ -92,13 +83,13 @@ bool Utils::runStartServer(const QString& adbPath, std::optional<quint16> port) 
 
 void Utils::startAdb(const QString& adbProgram, std::optional<quint16> port,
                      std::function<void(bool)> completion) {
-    const std::optional<QString> path = adbProgram.isEmpty() ? getAdbPath() : std::optional<QString>(adbProgram);
+    const std::optional<QString> path = getAdbPath(adbProgram);
     if (!path) {
         VF_LOG("adb not found");
         if (completion) completion(false);
         return;
     }
-    QThreadPool::globalInstance()->start([adb = *path, chosen = port ? port : configuredPort(),
+    QThreadPool::globalInstance()->start([adb = *path, chosen = port,
                                            completion = std::move(completion)] {
         const bool success = runStartServer(adb, chosen);
         if (completion) runOnMainThread([completion, success] { completion(success); });

@@ -9,18 +9,18 @@ namespace vf {
 
 class Utils final {
 public:
-    // Path of the adb program: the one chosen in the preferences ("adbPath")
-    // when it names an executable file; else the first existing file among
+    // Path of the adb program: `chosen` (the user's choice, e.g. a
+    // preference) when it names an executable file; else the first existing
+    // file among
     //   ~/android-sdks/platform-tools/adb, ~/Library/Android/sdk/platform-tools/adb,
     //   ~/Android/Sdk/platform-tools/adb, $ANDROID_HOME/platform-tools/adb,
     //   $ANDROID_SDK_ROOT/platform-tools/adb, then adb on the PATH.
     // nullopt when none exists. Any thread.
-    static std::optional<QString> getAdbPath();
+    static std::optional<QString> getAdbPath(const QString& chosen = {});
 
-    // Runs "<adbProgram> -P <port> start-server" (empty program: getAdbPath())
-    // on a pool thread and calls `completion` with whether the output said
-    // the daemon started. Without `port`, the port of the preferences
-    // ("adbPort"; no -P when it is unset). Without adb, `completion` runs at
+    // Runs "<adb> -P <port> start-server" with getAdbPath(adbProgram) on a
+    // pool thread and calls `completion` with whether the output said the
+    // daemon started. Without `port`, no -P. Without adb, `completion` runs at
     // once on the calling thread with false; otherwise it runs later on the
     // main thread (never when there is no application object).
     static void startAdb(const QString& adbProgram, std::optional<quint16> port,

@@ -1,7 +1,7 @@
-#include "core/adb/endpoint.h"
+#include "core/session/sessionpreferences.h"
 
-#include "core/support/preferences.h"
 #include "core/adb/adbsocket.h"
+#include "core/support/preferences.h"
 
 namespace vf {
 
@@ -11,6 +11,7 @@ AdbEndpoint endpointFromPreferences() {
     if (!server.isEmpty()) endpoint.host = server;
     const QString port = Preferences::string(QString::fromLatin1(prefs::kAdbPort));
     if (!port.isEmpty()) endpoint.port = quint16(uint64_t(AdbSocket::leadingInteger(port)) & 0xFFFFu);
+    endpoint.adbProgram = Preferences::string(QString::fromLatin1(prefs::kAdbPath)).trimmed();
     return endpoint;
 }
 

@@ -1,0 +1,17 @@
+#pragma once
+// What a front end reads from the preferences for its logging session: the
+// ADB server, the adb program and the stream's options, as they are now.
+// Only the front ends (the viewer, the companion) call these; the sessions
+// and conversations they make are handed the values. Any thread.
+
+#include "core/adb/endpoint.h"
+
+namespace vf {
+
+// "adbServer" (empty: 127.0.0.1), "adbPort" (empty: 5037; read as a leading
+// integer, wrapped to 16 bits) and "adbPath" (the chosen adb program).
+AdbEndpoint endpointFromPreferences();
+// "adbLogTags" and "clearLogOnStart".
+LogcatOptions logcatOptionsFromPreferences();
+
+}  // namespace vf
