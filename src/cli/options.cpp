@@ -200,60 +200,84 @@ std::optional<Command> commandFromName(const QString& name) {
     return std::nullopt;
 }
 
-ParsedCommandLine parseCommandLine(const QStringList& arguments) {
+namespace {
+
+// The command line read once from left to right, before anything is applied.
+struct Scan {
     std::optional<Command> command;
     QStringList positionals;
     QList<SeenOption> seen;
     bool wantHelp = false;
     bool wantVersion = false;
-    bool optionsEnded = false;
-    QString firstError;  // kept until the end: --help anywhere still wins
+    QString firstError;     // kept until the end: --help anywhere still wins
+    QString unknownCommand;  // fatal at once
+};
 
+// One option (and its value, inline or the next argument) into `scan`.
+void scanOption(const QStringList& arguments, qsizetype& i, Scan& scan) {
+    const QString& arg = arguments.at(i);
+    QString name = arg;
+    std::optional<QString> inlineValue;
+    if (const qsizetype eq = arg.indexOf(u'='); arg.startsWith(u"--"_s) && eq > 0) {
+        name = arg.left(eq);
+        inlineValue = arg.mid(eq + 1);
+    }
+    const OptionDef* def = findOption(name);
+    if (!def) {
+        if (scan.firstError.isEmpty()) scan.firstError = u"unknown option '%1'"_s.arg(name);
+        return;
+    }
+    SeenOption option{def, {}};
+    if (def->takesValue) {
+        if (inlineValue) {
+            option.value = *inlineValue;
+        } else if (i + 1 < arguments.size()) {
+            option.value = arguments.at(++i);
+        } else if (scan.firstError.isEmpty()) {
+            scan.firstError = u"option '%1' needs a value"_s.arg(name);
+        }
+    } else if (inlineValue && scan.firstError.isEmpty()) {
+        scan.firstError = u"option '%1' takes no value"_s.arg(name);
+    }
+    scan.wantHelp = scan.wantHelp || def->id == Opt::Help;
+    scan.wantVersion = scan.wantVersion || def->id == Opt::Version;
+    scan.seen.append(option);
+}
+
+Scan scanArguments(const QStringList& arguments) {
+    Scan scan;
+    bool optionsEnded = false;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& arg = arguments.at(i);
         if (optionsEnded || !arg.startsWith(u'-') || arg == u"-"_s) {
-            if (!command) {
-                command = commandFromName(arg);
-                if (!command) return failure(u"unknown command '%1'"_s.arg(arg));
-            } else {
-                positionals.append(arg);
+            if (scan.command) {
+                scan.positionals.append(arg);
+                continue;
             }
-            continue;
-        }
-        if (arg == u"--"_s) {
+            scan.command = commandFromName(arg);
+            if (!scan.command) {
+                scan.unknownCommand = arg;
+                return scan;
+            }
+        } else if (arg == u"--"_s) {
             optionsEnded = true;
-            continue;
+        } else {
+            scanOption(arguments, i, scan);
         }
-        QString name = arg;
-        std::optional<QString> inlineValue;
-        if (const qsizetype eq = arg.indexOf(u'='); arg.startsWith(u"--"_s) && eq > 0) {
-            name = arg.left(eq);
-            inlineValue = arg.mid(eq + 1);
-        }
-        const OptionDef* def = findOption(name);
-        if (!def) {
-            if (firstError.isEmpty()) firstError = u"unknown option '%1'"_s.arg(name);
-            continue;
-        }
-        SeenOption option{def, {}};
-        if (def->takesValue) {
-            if (inlineValue) {
-                option.value = *inlineValue;
-            } else if (i + 1 < arguments.size()) {
-                option.value = arguments.at(++i);
-            } else if (firstError.isEmpty()) {
-                firstError = u"option '%1' needs a value"_s.arg(name);
-            }
-        } else if (inlineValue && firstError.isEmpty()) {
-            firstError = u"option '%1' takes no value"_s.arg(name);
-        }
-        wantHelp = wantHelp || def->id == Opt::Help;
-        wantVersion = wantVersion || def->id == Opt::Version;
-        seen.append(option);
     }
+    return scan;
+}
+
+}  // namespace
+
+ParsedCommandLine parseCommandLine(const QStringList& arguments) {
+    const Scan scan = scanArguments(arguments);
+    if (!scan.unknownCommand.isEmpty()) return failure(u"unknown command '%1'"_s.arg(scan.unknownCommand));
+    const std::optional<Command>& command = scan.command;
+    const QStringList& positionals = scan.positionals;
 
     CliOptions o;
-    if (wantHelp) {
+    if (scan.wantHelp) {
         // "CMD --help" documents the command; anything else on the line is ignored.
         o.command = Command::Help;
         if (command && *command != Command::Help) o.helpTopic = commandName(*command);
@@ -261,15 +285,15 @@ ParsedCommandLine parseCommandLine(const QStringList& arguments) {
             o.helpTopic = positionals.first();
         return {o, {}};
     }
-    if (wantVersion || command == Command::Version) {
+    if (scan.wantVersion || command == Command::Version) {
         o.command = Command::Version;
         return {o, {}};
     }
-    if (!firstError.isEmpty()) return failure(firstError);
+    if (!scan.firstError.isEmpty()) return failure(scan.firstError);
     if (!command) return {o, {}};  // no command: the overview
     o.command = *command;
 
-    for (const SeenOption& option : seen) {
+    for (const SeenOption& option : scan.seen) {
         if (!appliesTo(*option.def, o.command))
             return failure(u"option '%1' does not apply to %2"_s.arg(QLatin1StringView(option.def->name),
                                                                      commandName(o.command)));
