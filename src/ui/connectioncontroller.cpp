@@ -8,6 +8,7 @@
 #include "core/adb/devicestate.h"
 #include "core/adb/replyframing.h"
 #include "core/support/logger.h"
+#include "core/support/threads.h"
 #include "ui/devicepickersheet.h"
 #include "ui/icons.h"
 #include "ui/mainwindow.h"
@@ -54,6 +55,7 @@ void ConnectionController::showingFile() {
 // The session's reports
 
 void ConnectionController::onLoggerStarted(const QString& deviceId) {
+    VF_ASSERT_THREAD(this);
     const std::optional<DeviceRecord> record = session_.device(deviceId);
     const QString title = record ? deviceTitle(*record) : deviceId;
     window_.setWindowTitle(title);
@@ -63,6 +65,7 @@ void ConnectionController::onLoggerStarted(const QString& deviceId) {
 }
 
 void ConnectionController::onLoggerStopped() {
+    VF_ASSERT_THREAD(this);
     VF_LOG("isDatasourceDevice:{}", int(isDatasourceDevice_));
     resetConnectButton();
     if (isDatasourceDevice_) setOfflineTitle();
@@ -75,6 +78,7 @@ void ConnectionController::onDeviceModel(const QString& deviceId, const QString&
 }
 
 void ConnectionController::onSessionNotice(const SessionNotice& notice) {
+    VF_ASSERT_THREAD(this);
     VF_LOG("notice:{}, device:{}", int(notice.kind), notice.deviceId);
     switch (notice.kind) {
         case SessionNotice::StartingAdb:
@@ -125,6 +129,7 @@ QString ConnectionController::stateAdvice(const SessionNotice& notice) const {
 // The picker, the button, the title, the alerts
 
 void ConnectionController::chooseDevice(const DeviceList& devices) {
+    VF_ASSERT_THREAD(this);
     if (devices.isEmpty()) {
         VF_LOG("No devices to show!!!");
         return;

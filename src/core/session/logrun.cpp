@@ -125,7 +125,7 @@ void LogRun::adbNotRunningError(const Error& error) { end(RunEnd::AdbNotRunning,
 
 void LogRun::adbDeviceNotFound(const Error& error) { end(RunEnd::DeviceNotFound, error); }
 
-void LogRun::end(RunEnd how, const Error& error) {
+void LogRun::end(RunEnd how, const Error& error, bool fromTable) {
     QString device;
     {
         std::lock_guard lock(mutex_);
@@ -147,7 +147,10 @@ void LogRun::end(RunEnd how, const Error& error) {
             statusRow(device.isEmpty() ? QStringLiteral("Disconnected") : QStringLiteral("Disconnected. ") + device);
     }
     conversations_.install(ConversationSlots::PidReaderSlot, nullptr);
-    if (auto reader = conversations_.current(ConversationSlots::LogReaderSlot)) reader->stop();
+    // The stream is stopped only when the end came from elsewhere: a reader
+    // reporting its own end is closing already, and is not re-entered.
+    if (fromTable)
+        if (auto reader = conversations_.current(ConversationSlots::LogReaderSlot)) reader->stop();
     store_.endRun();
     QMetaObject::invokeMethod(this, [this, how, error] { reportEnd(how, error); }, Qt::QueuedConnection);
 }
@@ -215,9 +218,9 @@ void LogRun::pidReceived(const QString& text) {
     store_.takeProcessTable(table);
     switch (table.abort) {
         case PsAbort::MultipleDevices:
-            return end(RunEnd::MultipleDevices, {});
+            return end(RunEnd::MultipleDevices, {}, true);
         case PsAbort::DeviceNotFound:
-            return end(RunEnd::DeviceNotFound, {});
+            return end(RunEnd::DeviceNotFound, {}, true);
         case PsAbort::None:
             break;
     }

@@ -85,7 +85,7 @@ private:
     void wantNames();
     void startLookup();
     void scheduleLookup(std::optional<int64_t> dueAt);
-    void end(RunEnd how, const Error& error);
+    void end(RunEnd how, const Error& error, bool fromTable = false);
     void statusRow(const QString& text, const QString& level = QStringLiteral("I"));
     // Main thread.
     void pollLookup();

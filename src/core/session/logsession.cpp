@@ -66,7 +66,16 @@ LogSession::LogSession(LogDatasource& store, std::unique_ptr<SessionAdb> adb, st
     });
 }
 
-LogSession::~LogSession() { run_.setDelegate(nullptr); }
+LogSession::~LogSession() {
+    // Destroying the listing and the run waits for the I/O thread while the
+    // main thread's events flow: a report still queued must find the
+    // session whole and quiet, so both go first, in the destructor's body.
+    closing_ = true;
+    delegate_ = nullptr;
+    reconnectTimer_.stop();
+    run_.setDelegate(nullptr);
+    adb_.reset();
+}
 
 QString LogSession::deviceId() const { return run_.isLogging() ? run_.deviceId() : nextDevice_; }
 
@@ -120,6 +129,7 @@ void LogSession::startRun(const QString& deviceId) {
 
 void LogSession::onDevicesConnected(const DeviceList& devices) {
     VF_ASSERT_THREAD(this);
+    if (closing_) return;
     VF_LOG("Connected Devices: {}", describe(devices));
     const QMap<QString, DeviceRecord> previous = std::exchange(devices_, {});
     for (DeviceRecord record : devices) {
@@ -159,6 +169,7 @@ void LogSession::onDevicesConnected(const DeviceList& devices) {
 void LogSession::onDeviceModel(const QString& deviceId, const QString& model) {
     VF_ASSERT_THREAD(this);
     VF_LOG("DeviceID: {}, Model: {}", deviceId, model);
+    if (closing_) return;
     const auto it = devices_.find(deviceId);
     if (it != devices_.end()) it->name = model;
     if (delegate_ != nullptr) delegate_->onDeviceModel(deviceId, model);
@@ -166,6 +177,7 @@ void LogSession::onDeviceModel(const QString& deviceId, const QString& model) {
 
 void LogSession::onDeviceListFailed(int code) {
     VF_ASSERT_THREAD(this);
+    if (closing_) return;
     if (code == 0) adbNotRunning();
     else if (code == kDeviceListUnexpectedReply) tell(SessionNotice::UnexpectedReply);
     else if (!autoReconnect_) tell(SessionNotice::NoDevice);
@@ -194,7 +206,7 @@ void LogSession::adbNotRunning() {
     tell(SessionNotice::StartingAdb);
     QPointer<LogSession> self(this);
     adb_->startAdb([self](bool started) {
-        if (self == nullptr) return;
+        if (self == nullptr || self->closing_) return;
         if (!started) {
             self->tell(SessionNotice::AdbNotRunning);
             self->keepWaiting();

@@ -153,6 +153,7 @@ private:
     std::optional<QString> lastDeviceId_;  // the device of the last run
     bool autoReconnect_ = false;
     bool triedStartingAdb_ = false;
+    bool closing_ = false;
     std::optional<std::pair<int, QString>> lastNotice_;  // said once until something changes
 };
 
