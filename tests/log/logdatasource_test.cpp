@@ -125,8 +125,8 @@ TEST_F(StoreTest, SecondUnknownRowStartsOneLookupAndALaterRequestRunsAfterIt) {
     const RowList rows = store.getDataAll();
     ASSERT_EQ(rows.size(), 3);
     for (const RowPtr& row : rows) {
-        EXPECT_EQ(row->name(), "com.example.app");  // the tag column, as the program always did
-        EXPECT_EQ(row->app(), "");
+        EXPECT_EQ(row->app(), "com.example.app");
+        EXPECT_EQ(row->name(), "Tag");
     }
     EXPECT_EQ(store.appNameForPid(u"1234"_s), u"com.example.app"_s);
     feed(line("01-01 10:00:01.000", 1234, "I", "Tag", "known"));
@@ -300,7 +300,7 @@ TEST_F(StoreTest, EndOfStreamAndNoServerAddStatusRows) {
     ASSERT_TRUE(waitUntil([&] { return delegate.stopped == 1; }));
     EXPECT_FALSE(store.isLogging());
     EXPECT_EQ(store.getDataAll().constLast()->text(), "Disconnected. emulator-5554");
-    EXPECT_EQ(store.appNameForPid(u"42"_s), QString());
+    EXPECT_EQ(store.appNameForPid(u"42"_s), u"from.ps"_s);  // names outlive the run
     EXPECT_EQ(store.appNameForPid(u"7"_s), u"Mine"_s);
 
     // No server: an error row, and the device is dropped.
@@ -394,7 +394,7 @@ TEST(StoreOverSocket, StreamsLinesNamesThePidAndEndsWithAStatusRow) {
     EXPECT_EQ(rows.at(1)->tid(), "-");
     EXPECT_EQ(rows.at(2)->type(), "E");
     EXPECT_EQ(rows.at(3)->text(), "Disconnected. emulator-5554");
-    EXPECT_EQ(store.appNameForPid(u"4321"_s), QString()) << "the stream's end resets the map to the user's names";
+    EXPECT_EQ(store.appNameForPid(u"4321"_s), u"com.example.live"_s) << "names outlive the run";
 }
 
 }  // namespace

@@ -135,7 +135,6 @@ void LogDatasource::onQueueCheckTimerTick() {
 void LogDatasource::logReaderStopped() {
     VF_LOG("deviceId:{}", deviceId());
     d->isLogging = false;
-    d->names.forgetDeviceNames();
     const QString device = deviceId();
     logMessage(device.isEmpty() ? QStringLiteral("Disconnected") : QStringLiteral("Disconnected. ") + device);
     postToMain([this] { notifyLoggerStopped(); });
