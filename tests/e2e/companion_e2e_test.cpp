@@ -23,6 +23,7 @@ struct Kind {
 // The device of today runs an hour ahead of the host, the old one an hour
 // behind: what is a replay is decided on the device's clock either way.
 const Kind kKinds[] = {{"modern", {}, 3600}, {"legacy", {QStringLiteral("--legacy")}, -3600}};
+void PrintTo(const Kind& kind, std::ostream* os) { *os << kind.name; }
 
 // The companion as a child process with a private home, its output
 // collected as it comes (while a wait runs the event loop).
