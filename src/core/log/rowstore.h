@@ -47,9 +47,10 @@ public:
     // The timer's flush: whether rows came since the last notice.
     bool takePendingNotice(qint64 nowMs);
 
-    // Both forget what the device sent (nothing is left to be replayed).
+    // No rows; what the device sent is forgotten (nothing is left to replay).
     void clear();
-    // A loaded file: replaces all rows, without a cap until the next run.
+    // A loaded file: replaces all rows, without a cap until the next run;
+    // what the device sent is forgotten.
     void loadRows(RowList rows);
     // Sets `name` as the app of every row of `pid`; returns how many.
     int setApp(const std::string& pid, const std::string& name);
