@@ -46,19 +46,29 @@ TEST(PidNames, LookupsEndAlwaysAndNameWaitingRowsOnce) {
     EXPECT_FALSE(names.beginLookup(201));
     EXPECT_TRUE(names.endLookup(PsTable{}));  // no output: ended, and once more
     EXPECT_EQ(names.waitingRows(), 0);        // first seen before the lookup: given up
-    EXPECT_TRUE(names.beginLookup(300));
+}
 
-    const RowPtr row = unnamedRow(arena, 2, "8");
+// A late name fills the app column of the rows that waited for it (their
+// tag stays); a new table updates changed pids and keeps those that are
+// gone; only clearing forgets the device's names, never the user's.
+TEST(PidNames, LateNamesFillTheAppAndStayUntilCleared) {
+    RowArena arena;
+    PidNames names;
+    const RowPtr row = unnamedRow(arena, 0, "8");
     names.holdUnnamed(row, 300);
-    EXPECT_FALSE(names.endLookup(PsTable{{{"8", "com.example"}}, PsAbort::None}));
-    EXPECT_EQ(row->name(), "com.example");  // the tag column, as the program always did
-    EXPECT_EQ(names.appName(QStringLiteral("8")), QStringLiteral("com.example"));
+    names.beginLookup(300);
+    names.endLookup(PsTable{{{"8", "com.example"}, {"9", "com.gone"}}, PsAbort::None});
+    EXPECT_EQ(row->app(), "com.example");
+    EXPECT_EQ(row->name(), "Tag");
+    EXPECT_EQ(names.waitingRows(), 0);
 
-    names.setUserName("8", "Mine");
+    names.setUserName("10", "Mine");
     names.beginLookup(400);
-    names.endLookup(PsTable{{{"8", "com.example"}}, PsAbort::None});
+    names.endLookup(PsTable{{{"8", "com.restarted"}, {"10", "com.device"}}, PsAbort::None});
+    const auto app = [&](const char* pid) { return names.appName(QString::fromLatin1(pid)).toStdString(); };
+    EXPECT_EQ(app("8") + ' ' + app("9") + ' ' + app("10"), "com.restarted com.gone Mine");
     names.clear();
-    EXPECT_EQ(names.appName(QStringLiteral("8")), QStringLiteral("Mine"));
+    EXPECT_EQ(app("8") + ' ' + app("9") + ' ' + app("10"), "  Mine");
 }
 
 // Rows of pids that never get a name do not pile up.

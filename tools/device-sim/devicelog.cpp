@@ -89,7 +89,7 @@ void DeviceLog::tick() {
 
 void DeviceLog::append(int slot, int tid, char level, const QString& tag, const QString& message) {
     const int pid = processes_.slot(slot).pid;
-    entries_.push_back({level, tag, formatThreadtime(QDateTime::currentDateTime(), pid, tid, level, tag, message)});
+    entries_.push_back({level, tag, formatThreadtime(QDateTime::currentDateTime().addSecs(options_.clockOffsetSeconds), pid, tid, level, tag, message)});
     ++endSeq_;
     if (entries_.size() > kCapacity) entries_.pop_front();
 }

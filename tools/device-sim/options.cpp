@@ -48,6 +48,8 @@ QString usage() {
         "  --screen WxH          screenshot size (default 1080x2400)\n"
         "  --capture-delay MS    how long a screenshot takes at least (default 150)\n"
         "  --seed N              seed of the generated log (default 7)\n"
+        "  --clock-offset S      the device's clock runs S seconds ahead of the host's (negative:\n"
+        "                        behind); log lines carry the device's time\n"
         "  --exit-with-parent    end when the starting process ends\n"
         "SIGUSR1 unplugs the device, SIGUSR2 plugs it back in.\n");
 }
@@ -127,6 +129,10 @@ std::optional<Options> parseOptions(const QStringList& arguments, QString& error
         } else if (name == u"--seed") {
             bool ok = false;
             options.seed = value->toUInt(&ok);
+            if (!ok) return bad(*value);
+        } else if (name == u"--clock-offset") {
+            bool ok = false;
+            options.clockOffsetSeconds = value->toInt(&ok);
             if (!ok) return bad(*value);
         } else {
             error = QStringLiteral("unknown option %1").arg(name);

@@ -32,6 +32,7 @@ struct Options {
     QSize screenSize{1080, 2400};
     int captureDelayMs = 150;  // a phone's screencap takes about this long
     quint32 seed = 7;
+    int clockOffsetSeconds = 0;  // the device's clock against the host's
     bool exitWithParent = false;
 
     // The port part of the serial the ADB server gives the device.

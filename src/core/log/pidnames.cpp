@@ -59,8 +59,8 @@ bool PidNames::endLookup(const PsTable& table) {
     std::lock_guard lock(mutex_);
     for (const auto& [pid, name] : table.entries) {
         if (userDefined_.contains(pid)) continue;
-        const auto [it, inserted] = pidMap_.insert_or_assign(pid, name);
-        if (inserted) nameWaitingRows(pid, name);
+        pidMap_.insert_or_assign(pid, name);
+        nameWaitingRows(pid, name);
     }
     if (table.abort == PsAbort::None) {
         std::erase_if(waiting_, [this](const auto& entry) {
@@ -76,8 +76,7 @@ bool PidNames::endLookup(const PsTable& table) {
 void PidNames::nameWaitingRows(const std::string& pid, const std::string& name) {
     const auto it = waiting_.find(pid);
     if (it == waiting_.end()) return;
-    // The tag column gets the name, not the app column: the program has always done so.
-    for (const RowPtr& row : it->second.rows) row->setName(name);
+    for (const RowPtr& row : it->second.rows) row->setApp(name);
     waitingRows_ -= it->second.rows.size();
     waiting_.erase(it);
 }
@@ -92,14 +91,11 @@ void PidNames::setUserName(const std::string& pid, const std::string& name) {
     }
 }
 
-void PidNames::forgetDeviceNames() {
-    std::lock_guard lock(mutex_);
-    pidMap_ = userDefined_;
-}
-
 void PidNames::clear() {
     std::lock_guard lock(mutex_);
     pidMap_ = userDefined_;
+    waiting_.clear();
+    waitingRows_ = 0;
     lookupRunning_ = false;
     lookupWanted_ = false;
     lookupTimeMs_ = 0;

@@ -1,10 +1,14 @@
 #pragma once
 // PidNames: the application names of process ids, from the device's process
 // table and from the user (whose names win), the rows still waiting for a
-// name, and the state of the process-table lookup.
+// name, and the state of the process-table lookup. Names of processes that
+// have exited stay until the log is cleared: their rows are still shown.
 //
 // Any thread: one lock guards everything, and every member takes it. It is
-// never held while another lock of the store is taken.
+// never held while another lock of the store is taken. Waiting rows get their
+// app written under this lock; setUserName() takes a pid's rows out of
+// waiting first, so the store's own writes to them (RowStore::setApp) come
+// after, never at the same time.
 
 #include <QString>
 #include <mutex>
@@ -40,17 +44,17 @@ public:
     // asked for once more when that one ends).
     bool beginLookup(qint64 nowMs);
     // Ends the running lookup, however it ended, with the entries it read
-    // (none when it produced no output): names them, fills their waiting
-    // rows' tag column, and gives up waiting lists older than the lookup.
-    // Returns whether another lookup was asked for meanwhile.
+    // (none when it produced no output): merges them into the names (pids
+    // missing from the table keep theirs), fills their waiting rows' app
+    // column, and gives up waiting lists older than the lookup. Returns
+    // whether another lookup was asked for meanwhile.
     bool endLookup(const PsTable& table);
 
     // A name chosen by the user; it wins over the process table for as long
     // as the store lives.
     void setUserName(const std::string& pid, const std::string& name);
-    // The end of a run: only the user's names stay.
-    void forgetDeviceNames();
-    // Clearing the log: as forgetDeviceNames, and no lookup is running.
+    // Clearing the log: only the user's names stay, no row waits and no
+    // lookup is running.
     void clear();
 
 private:

@@ -1,26 +1,37 @@
 #include "core/log/replayguard.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace vf {
 
+namespace {
+
+uint64_t mixWord(uint64_t h, uint64_t word) {
+    h = (h ^ word) * 0x9E3779B97F4A7C15ull;
+    return h ^ (h >> 32);
+}
+
+// Eight bytes at a time (every row is hashed as it arrives); the last word
+// carries the field's length, which also separates one field from the next.
+uint64_t mixField(uint64_t h, std::string_view s) {
+    size_t i = 0;
+    for (; i + 8 <= s.size(); i += 8) {
+        uint64_t word;
+        std::memcpy(&word, s.data() + i, 8);
+        h = mixWord(h, word);
+    }
+    uint64_t tail = uint64_t(s.size()) << 56;
+    for (size_t k = 0; i + k < s.size(); ++k) tail |= uint64_t(static_cast<unsigned char>(s[i + k])) << (8 * k);
+    return mixWord(h, tail);
+}
+
+}  // namespace
+
 uint64_t ReplayGuard::fingerprint(std::string_view pid, std::string_view tid, std::string_view level,
                                   std::string_view tag, std::string_view text) {
-    // FNV-1a over the fields, each closed by a separator byte.
     uint64_t h = 14695981039346656037ull;
-    const auto mix = [&h](std::string_view s) {
-        for (const char c : s) {
-            h ^= static_cast<unsigned char>(c);
-            h *= 1099511628211ull;
-        }
-        h ^= 0x1f;
-        h *= 1099511628211ull;
-    };
-    mix(pid);
-    mix(tid);
-    mix(level);
-    mix(tag);
-    mix(text);
+    for (const std::string_view field : {pid, tid, level, tag, text}) h = mixField(h, field);
     return h;
 }
 

@@ -8,26 +8,22 @@ namespace vf {
 
 void RowStore::beginRun(qint64 nowMs) {
     std::lock_guard lock(mutex_);
-    runStartMs_ = nowMs;
-    hasRunStart_ = true;
+    replay_.startRun(nowMs);
     logData_.setCapacity(kLiveCapacity);
-}
-
-// Reconnecting makes the device send its buffer again: keep the replay out.
-bool RowStore::isReplay(const Row& row, qint64 nowMs) const {
-    return hasRunStart_ && nowMs - runStartMs_ < kReplayGuardMs && logData_.count() > 0 &&
-           row.time() < logData_.dataArray().constLast()->time();
 }
 
 RowStore::Added RowStore::addLive(const RowPtr& row, qint64 nowMs) {
     const uint64_t seen = filterVersion_.load(std::memory_order_acquire);
     const PredicatePtr current = seen != appendFilter_.version() ? filter() : appendFilter_.filter();
     bool accepted = appendFilter_.test(*row, current, seen);
+    const uint64_t print = ReplayGuard::fingerprint(row->pid(), row->tid(), row->type(), row->name(), row->text());
     std::lock_guard lock(mutex_);
     const uint64_t now = filterVersion_.load(std::memory_order_relaxed);
     // The filter changed while this row was tested: test it against the new one.
     if (now != appendFilter_.version()) accepted = appendFilter_.test(*row, filter_, now);
-    if (isReplay(*row, nowMs)) return {};
+    // Reconnecting makes the device send its buffer again: keep the replay out.
+    if (replay_.isReplay(row->time(), print, nowMs)) return {};
+    replay_.rowStored(row->time(), print);
     bool pruned = logData_.addObject(row);
     if (pruned) compactOrphans();
     if (accepted) {
@@ -63,12 +59,14 @@ void RowStore::clear() {
     std::lock_guard lock(mutex_);
     logData_.reset();
     resetView();
+    replay_.forget();
 }
 
 void RowStore::loadRows(RowList rows) {
     std::lock_guard lock(mutex_);
     logData_.setCapacity(0);
     logData_.addAllObjects(std::move(rows));
+    replay_.forget();
 }
 
 int RowStore::setApp(const std::string& pid, const std::string& name) {

@@ -1,6 +1,7 @@
 #pragma once
 // RowStore: every row (bounded while logging), the view of rows that pass
-// the filter in force, the replay guard of a new run and the rate of table
+// the filter in force, the guard that keeps a reconnected device's replayed
+// buffer out (on the device's clock, see ReplayGuard) and the rate of table
 // notices. No ADB in here.
 //
 // Any thread: one lock (the row lock) guards the state and every member
@@ -14,6 +15,7 @@
 #include "core/log/boundedbuffer.h"
 #include "core/log/filterpass.h"
 #include "core/log/logrow.h"
+#include "core/log/replayguard.h"
 #include "core/log/storechange.h"
 
 namespace vf {
@@ -21,14 +23,14 @@ namespace vf {
 class RowStore final {
 public:
     static constexpr qsizetype kLiveCapacity = 20000;
-    static constexpr qint64 kReplayGuardMs = 30000;
     static constexpr qint64 kNotifyIntervalMs = 250;
 
     RowStore() = default;
     RowStore(const RowStore&) = delete;
     RowStore& operator=(const RowStore&) = delete;
 
-    // A run starts: rows are capped again and replays are kept out for 30 s.
+    // A run starts: rows are capped again and, for at most
+    // ReplayGuard::kWindowMs, lines the device already sent are kept out.
     void beginRun(qint64 nowMs);
 
     struct Added {
@@ -39,13 +41,16 @@ public:
     Added addLive(const RowPtr& row, qint64 nowMs);
     // Where the producer copies each line before parsing it. Producer only.
     RowArena& producerArena() { return arena_; }
-    // A status row: among all rows, not in the filtered view.
+    // A status row: among all rows, not in the filtered view; never taken
+    // for a device row by the replay guard.
     void addMessage(const RowValues& values);
     // The timer's flush: whether rows came since the last notice.
     bool takePendingNotice(qint64 nowMs);
 
+    // No rows; what the device sent is forgotten (nothing is left to replay).
     void clear();
-    // A loaded file: replaces all rows, without a cap until the next run.
+    // A loaded file: replaces all rows, without a cap until the next run;
+    // what the device sent is forgotten.
     void loadRows(RowList rows);
     // Sets `name` as the app of every row of `pid`; returns how many.
     int setApp(const std::string& pid, const std::string& name);
@@ -67,15 +72,13 @@ public:
 private:
     void resetView();
     void compactOrphans();
-    bool isReplay(const Row& row, qint64 nowMs) const;
 
     mutable std::mutex mutex_;
     BoundedBuffer logData_;
     BoundedBuffer viewData_;
     PredicatePtr filter_;
     std::atomic<uint64_t> filterVersion_{0};  // changed under the lock
-    qint64 runStartMs_ = 0;
-    bool hasRunStart_ = false;
+    ReplayGuard replay_;
     qint64 lastNoticeMs_ = 0;
     quint64 rowsSinceNotice_ = 0;
     RowArena messageArena_;     // status rows
