@@ -106,7 +106,7 @@ void ConnectionController::onSessionNotice(const SessionNotice& notice) {
             showAlert(stateAdvice(notice));
             break;
         case SessionNotice::DeviceOffline:
-            setOfflineTitle();
+            window_.setWindowTitle(notice.record ? deviceTitle(*notice.record) : notice.deviceId);
             window_.statusBar()->showMessage(stateAdvice(notice));
             break;
         case SessionNotice::UnexpectedReply:
