@@ -1,6 +1,7 @@
 #include "options.h"
 
 #include <QRegularExpression>
+#include <limits>
 
 namespace vf::sim {
 
@@ -18,6 +19,84 @@ bool toRate(const QString& text, double& rate) {
     bool ok = false;
     rate = text.toDouble(&ok);
     return ok && rate >= 0;
+}
+
+bool toInt(const QString& text, int& out, int min, int max = std::numeric_limits<int>::max()) {
+    bool ok = false;
+    out = text.toInt(&ok);
+    return ok && out >= min && out <= max;
+}
+
+// What an option that takes a value made of it.
+enum class Value { Taken, Bad, Unknown };
+
+struct Given {
+    bool ps = false;
+    bool sdk = false;
+};
+
+Value applyValue(const QString& name, const QString& value, Options& options, Given& given) {
+    if (name == u"--port") {
+        if (!toPort(value, options.port)) return Value::Bad;
+    } else if (name == u"--connect-server") {
+        if (!toPort(value, options.connectServerPort) || options.connectServerPort == 0) return Value::Bad;
+    } else if (name == u"--model") {
+        options.model = value;
+    } else if (name == u"--product") {
+        options.product = value;
+    } else if (name == u"--sdk") {
+        if (!toInt(value, options.sdk, 1)) return Value::Bad;
+        given.sdk = true;
+    } else if (name == u"--log") {
+        options.logFile = value;
+    } else if (name == u"--record") {
+        options.recordFile = value;
+    } else if (name == u"--rate") {
+        if (!toRate(value, options.rate)) return Value::Bad;
+    } else if (name == u"--idle-rate") {
+        if (!toRate(value, options.idleRate)) return Value::Bad;
+    } else if (name == u"--churn") {
+        if (!toInt(value, options.churnSeconds, 0)) return Value::Bad;
+    } else if (name == u"--ps") {
+        if (value != u"toybox" && value != u"toolbox") return Value::Bad;
+        options.toolboxPs = value == u"toolbox";
+        given.ps = true;
+    } else if (name == u"--apps") {
+        if (!toInt(value, options.extraApps, 0, 500)) return Value::Bad;
+    } else if (name == u"--state") {
+        static const QStringList kStates{
+            QStringLiteral("device"),    QStringLiteral("unauthorized"), QStringLiteral("offline"),
+            QStringLiteral("recovery"),  QStringLiteral("sideload"),     QStringLiteral("bootloader"),
+            QStringLiteral("rescue")};
+        if (!kStates.contains(value)) return Value::Bad;
+        options.state = value;
+    } else if (name == u"--screen") {
+        const auto match = QRegularExpression(QStringLiteral("^(\\d{2,4})x(\\d{2,4})$")).match(value);
+        if (!match.hasMatch()) return Value::Bad;
+        options.screenSize = QSize(match.captured(1).toInt(), match.captured(2).toInt());
+    } else if (name == u"--capture-delay") {
+        if (!toInt(value, options.captureDelayMs, 0)) return Value::Bad;
+    } else if (name == u"--seed") {
+        bool ok = false;
+        options.seed = value.toUInt(&ok);
+        if (!ok) return Value::Bad;
+    } else if (name == u"--clock-offset") {
+        if (!toInt(value, options.clockOffsetSeconds, std::numeric_limits<int>::min())) return Value::Bad;
+    } else {
+        return Value::Unknown;
+    }
+    return Value::Taken;
+}
+
+// Options without a value; false when `name` is none of them.
+bool applyFlag(const QString& name, Options& options) {
+    if (name == u"--legacy") options.legacy = true;
+    else if (name == u"--unauthorized") options.state = QStringLiteral("unauthorized");
+    else if (name == u"--no-build-prop-model") options.buildPropModel = false;
+    else if (name == u"--trace-services") options.traceServices = true;
+    else if (name == u"--exit-with-parent") options.exitWithParent = true;
+    else return false;
+    return true;
 }
 
 }  // namespace
@@ -56,91 +135,28 @@ QString usage() {
 
 std::optional<Options> parseOptions(const QStringList& arguments, QString& error) {
     Options options;
-    bool psGiven = false;
-    bool sdkGiven = false;
+    Given given;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& name = arguments.at(i);
-        const auto needValue = [&]() -> std::optional<QString> {
-            if (i + 1 >= arguments.size()) {
-                error = QStringLiteral("missing value for %1").arg(name);
-                return std::nullopt;
-            }
-            return arguments.at(++i);
-        };
-        const auto bad = [&](const QString& value) {
-            error = QStringLiteral("bad value for %1: %2").arg(name, value);
-            return std::nullopt;
-        };
-        if (name == u"--legacy") { options.legacy = true; continue; }
-        if (name == u"--unauthorized") { options.state = QStringLiteral("unauthorized"); continue; }
-        if (name == u"--no-build-prop-model") { options.buildPropModel = false; continue; }
-        if (name == u"--trace-services") { options.traceServices = true; continue; }
-        if (name == u"--exit-with-parent") { options.exitWithParent = true; continue; }
-        const std::optional<QString> value = needValue();
-        if (!value) return std::nullopt;
-        if (name == u"--port") {
-            if (!toPort(*value, options.port)) return bad(*value);
-        } else if (name == u"--connect-server") {
-            if (!toPort(*value, options.connectServerPort) || options.connectServerPort == 0) return bad(*value);
-        } else if (name == u"--model") {
-            options.model = *value;
-        } else if (name == u"--product") {
-            options.product = *value;
-        } else if (name == u"--sdk") {
-            bool ok = false;
-            options.sdk = value->toInt(&ok);
-            if (!ok || options.sdk <= 0) return bad(*value);
-            sdkGiven = true;
-        } else if (name == u"--log") {
-            options.logFile = *value;
-        } else if (name == u"--record") {
-            options.recordFile = *value;
-        } else if (name == u"--rate") {
-            if (!toRate(*value, options.rate)) return bad(*value);
-        } else if (name == u"--idle-rate") {
-            if (!toRate(*value, options.idleRate)) return bad(*value);
-        } else if (name == u"--churn") {
-            bool ok = false;
-            options.churnSeconds = value->toInt(&ok);
-            if (!ok || options.churnSeconds < 0) return bad(*value);
-        } else if (name == u"--ps") {
-            if (*value != u"toybox" && *value != u"toolbox") return bad(*value);
-            options.toolboxPs = *value == u"toolbox";
-            psGiven = true;
-        } else if (name == u"--apps") {
-            bool ok = false;
-            options.extraApps = value->toInt(&ok);
-            if (!ok || options.extraApps < 0 || options.extraApps > 500) return bad(*value);
-        } else if (name == u"--state") {
-            static const QStringList kStates{
-                QStringLiteral("device"),    QStringLiteral("unauthorized"), QStringLiteral("offline"),
-                QStringLiteral("recovery"),  QStringLiteral("sideload"),     QStringLiteral("bootloader"),
-                QStringLiteral("rescue")};
-            if (!kStates.contains(*value)) return bad(*value);
-            options.state = *value;
-        } else if (name == u"--screen") {
-            const auto match = QRegularExpression(QStringLiteral("^(\\d{2,4})x(\\d{2,4})$")).match(*value);
-            if (!match.hasMatch()) return bad(*value);
-            options.screenSize = QSize(match.captured(1).toInt(), match.captured(2).toInt());
-        } else if (name == u"--capture-delay") {
-            bool ok = false;
-            options.captureDelayMs = value->toInt(&ok);
-            if (!ok || options.captureDelayMs < 0) return bad(*value);
-        } else if (name == u"--seed") {
-            bool ok = false;
-            options.seed = value->toUInt(&ok);
-            if (!ok) return bad(*value);
-        } else if (name == u"--clock-offset") {
-            bool ok = false;
-            options.clockOffsetSeconds = value->toInt(&ok);
-            if (!ok) return bad(*value);
-        } else {
-            error = QStringLiteral("unknown option %1").arg(name);
+        if (applyFlag(name, options)) continue;
+        if (i + 1 >= arguments.size()) {
+            error = QStringLiteral("missing value for %1").arg(name);
             return std::nullopt;
         }
+        const QString& value = arguments.at(++i);
+        switch (applyValue(name, value, options, given)) {
+            case Value::Taken:
+                break;
+            case Value::Bad:
+                error = QStringLiteral("bad value for %1: %2").arg(name, value);
+                return std::nullopt;
+            case Value::Unknown:
+                error = QStringLiteral("unknown option %1").arg(name);
+                return std::nullopt;
+        }
     }
-    if (options.legacy && !psGiven) options.toolboxPs = true;
-    if (options.legacy && !sdkGiven) options.sdk = 23;
+    if (options.legacy && !given.ps) options.toolboxPs = true;
+    if (options.legacy && !given.sdk) options.sdk = 23;
     return options;
 }
 
