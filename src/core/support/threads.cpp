@@ -1,10 +1,8 @@
 #include "core/support/threads.h"
 
-#include <QDeadlineTimer>
+#include <QEventLoop>
 #include <QMutex>
-#include <QSemaphore>
-#include <atomic>
-#include <memory>
+#include <semaphore>
 
 namespace vf {
 
@@ -59,16 +57,23 @@ void runOnIoThreadBlocking(const std::function<void()>& fn) {
         fn();
         return;
     }
-    auto done = std::make_shared<std::atomic<bool>>(false);
-    runOnIoThread([fn, done] {
-        fn();
-        done->store(true);
-    });
-    const bool onMain = isMainThread();
-    while (!done->load()) {
-        if (onMain) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        QThread::usleep(100);
+    if (!isMainThread()) {
+        std::binary_semaphore done{0};
+        runOnIoThread([&fn, &done] {
+            fn();
+            done.release();
+        });
+        done.acquire();
+        return;
     }
+    // The main thread's events keep flowing while it waits: the work may in
+    // turn wait for the main thread. The loop ends when the work has run.
+    QEventLoop loop;
+    runOnIoThread([&fn, &loop] {
+        fn();
+        QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
+    });
+    loop.exec();
 }
 
 void shutdownIoThread() {
@@ -80,11 +85,16 @@ void shutdownIoThread() {
         gIoContext = nullptr;  // deleted on the thread when it finishes
     }
     if (thread == nullptr) return;
-    thread->quit();
-    const bool onMain = isMainThread();
-    while (!thread->wait(QDeadlineTimer(5))) {
-        if (onMain) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    if (isMainThread()) {
+        // Work still queued there may wait for the main thread: serve it.
+        QEventLoop loop;
+        QObject::connect(thread, &QThread::finished, &loop, &QEventLoop::quit, Qt::QueuedConnection);
+        thread->quit();
+        if (!thread->isFinished()) loop.exec();
+    } else {
+        thread->quit();
     }
+    thread->wait();
     delete thread;
 }
 
