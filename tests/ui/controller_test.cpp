@@ -86,6 +86,13 @@ TEST_F(ControllerTest, FailuresShowAlertsAndAdvice) {
     EXPECT_TRUE(app->currentAlert()->informativeText().contains(u"plugdev"_s));
     EXPECT_TRUE(app->currentAlert()->informativeText().contains(u"18d1"_s));
 
+    // The device went away between the listing and the stream (adb 29 words it so).
+    adb->list({device(u"G1"_s)});
+    ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"G1"_s; }));
+    conversations->refuse(u"device 'G1' not found"_s);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return app->currentAlert()->informativeText().startsWith(u"No Android"_s); }));
+    app->stopLogging();
+
     adb->list({device(u"O1"_s, std::nullopt, u"offline"_s)});
     EXPECT_TRUE(app->window()->statusBar()->currentMessage().contains(u"offline"_s));
     app->stopLogging();
@@ -99,7 +106,7 @@ TEST_F(ControllerTest, FailuresShowAlertsAndAdvice) {
     EXPECT_EQ(title(), u"Starting ADB server.."_s);
     EXPECT_TRUE(events.contains(u"error-adb-not-running"_s));
     adb->adbCompletion(false);
-    EXPECT_EQ(title(), u"No devices connected"_s);
+    EXPECT_EQ(title(), u"G1 [OFFLINE]"_s);  // the last device, not streaming
     EXPECT_TRUE(app->currentAlert()->informativeText().startsWith(u"ADB not running"_s));
 }
 
