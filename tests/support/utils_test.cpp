@@ -138,18 +138,6 @@ TEST_F(UtilsTest, StartAdbWithoutAdbAnswersAtOnce) {
     EXPECT_EQ(result, false);
 }
 
-TEST(UtilsSandboxTest, SandboxIsDetectedFromTheEnvironment) {
-    EnvGuard env;
-    env.unset("APP_SANDBOX_CONTAINER_ID");
-    env.unset("FLATPAK_ID");
-    EXPECT_FALSE(Utils::isSandboxed());
-    env.set("FLATPAK_ID", u"org.example.Viewer"_s);
-    EXPECT_TRUE(Utils::isSandboxed());
-    env.unset("FLATPAK_ID");
-    env.set("APP_SANDBOX_CONTAINER_ID", u"x"_s);
-    EXPECT_TRUE(Utils::isSandboxed());
-}
-
 TEST(AnalyticsTest, CountsEventsInALocalFile) {
     QTemporaryDir dir;
     const QString path = dir.filePath(u"nested/usage.json"_s);
