@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <QStringDecoder>
 #include <QStringList>
 
 #include "core/adb/logreader.h"
 #include "core/adb/replyframing.h"
-#include "core/support/utf8.h"
 #include "core/support/preferences.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
@@ -154,26 +152,6 @@ TEST_F(LogReaderTest, ClearsOnItsOwnConnectionThenStreamsUntilStopped) {
     finish(recorder);
     EXPECT_EQ(recorder.events, strings({"line x\n", "stopped"}));
     EXPECT_TRUE(waitUntil([&] { return server.isClosed(1); }));
-}
-
-TEST(LogReaderUtf8, AgreesWithAStrictDecoder) {
-    const QByteArray samples[] = {
-        "", "plain ascii line\n", "caf\xc3\xa9", "\xe2\x82\xac euro", "\xf0\x9f\x98\x80 smile",
-        "\xc0\x80",          // overlong NUL
-        "\xe0\x80\xaf",      // overlong
-        "\xed\xa0\x80",      // surrogate
-        "\xf4\x90\x80\x80",  // above U+10FFFF
-        "\xf0\x9f\x98",      // truncated at the end
-        "abcdefgh\xc3",      // truncated after the fast path
-        "\x80 lone continuation", "\xc3\x28 bad continuation", "12345678abcdefgh\xc3\xa9xyz",
-    };
-    for (const QByteArray& sample : samples) {
-        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-        const QString decoded = decoder.decode(sample);
-        EXPECT_EQ(utf8::isValid(std::string_view(sample.constData(), size_t(sample.size()))),
-                  !decoder.hasError())
-            << sample.toHex().constData();
-    }
 }
 
 }  // namespace
