@@ -144,10 +144,6 @@ TEST_F(FileCommandsTest, ReadsVellumfoxPropertyLists) {
     const auto result = runCli({u"convert"_s, path, u"--format"_s, u"tsv"_s, u"--filter"_s, u"type == 'E'"_s});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, "01-15 12:34:56.789\tcom.example\t1234\t-\tE\tTag\tboom\n");
-
-    // The same name holding text is read as text.
-    const QString textPath = write(u"text.vellumfox"_s, layoutCases().at(1).lines);
-    EXPECT_EQ(runCli({u"detect"_s, textPath}).out, "3 threadtime\n");
 }
 
 TEST_F(FileCommandsTest, FiltersCombineExactlyAsInTheStore) {
