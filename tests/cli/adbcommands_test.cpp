@@ -7,16 +7,16 @@
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
-#include <csignal>
 
 #include "clirun.h"
+#include "support/fixtures/companionprocess.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
 using namespace Qt::StringLiterals;
 using vf::cli::test::runCli;
+using vf::test::CompanionProcess;
 using vf::test::Script;
 using vf::test::ScriptedAdbServer;
 
@@ -103,32 +103,9 @@ TEST(DevicesCommand, NoDeviceAndNoServerAreErrors) {
     EXPECT_TRUE(noServer.out.empty());
 }
 
-// The built companion as a child process, with a private home.
+// The built companion against the scripted server.
 class StreamProcessTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"HOME"_s, home_.path());
-        env.insert(u"XDG_CONFIG_HOME"_s, home_.path());
-        env.insert(u"PATH"_s, home_.path());  // no adb to start by accident
-        env.remove(u"ANDROID_SERIAL"_s);
-        process_.setProcessEnvironment(env);
-        QObject::connect(&process_, &QProcess::readyReadStandardOutput, [this] { out_ += process_.readAllStandardOutput(); });
-        QObject::connect(&process_, &QProcess::readyReadStandardError, [this] { err_ += process_.readAllStandardError(); });
-    }
-    void TearDown() override {
-        if (process_.state() != QProcess::NotRunning) {
-            process_.kill();
-            process_.waitForFinished();
-        }
-    }
-    void start(const QStringList& arguments) {
-        process_.start(QStringLiteral(VF_CLI), QStringList{u"-P"_s, QString::number(server_.port())} + arguments);
-        ASSERT_TRUE(process_.waitForStarted());
-    }
-    bool waitForExit() {
-        return vf::test::waitUntil([this] { return process_.state() == QProcess::NotRunning; }, 15000);
-    }
     // A device, its process table, then the log stream with `lines`.
     void scriptDevice(const QByteArray& lines, bool closeStream, const QByteArray& tags = {}) {
         server_.addScript(deviceListScript("emulator-5554\tdevice product:sdk model:Pixel_3\n"));
@@ -144,38 +121,33 @@ protected:
         if (closeStream) stream.close();
         server_.addScript(stream);
     }
-    QList<QJsonObject> jsonRows() const {
+    static QList<QJsonObject> jsonRows(const QByteArray& out) {
         QList<QJsonObject> rows;
-        for (const QByteArray& line : out_.split('\n'))
+        for (const QByteArray& line : out.split('\n'))
             if (!line.isEmpty()) rows.append(QJsonDocument::fromJson(line).object());
         return rows;
     }
 
-    QTemporaryDir home_;
     ScriptedAdbServer server_;
-    QProcess process_;
-    QByteArray out_;
-    QByteArray err_;
 };
 
 TEST_F(StreamProcessTest, PrintsEveryRowBeforeEndingOnADisconnect) {
     constexpr int kLines = 3000;
     scriptDevice(logLines(kLines), true, "*:S Tag:V");
-    start({u"stream"_s, u"--format"_s, u"json"_s, u"--no-reconnect"_s, u"--tags"_s, u"*:S Tag:V"_s});
-    ASSERT_TRUE(waitForExit()) << err_.toStdString();
-    EXPECT_EQ(process_.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(process_.exitCode(), 1);
-    EXPECT_TRUE(err_.contains("device emulator-5554 disconnected")) << err_.toStdString();
+    CompanionProcess stream(server_.port(), {u"stream"_s, u"--format"_s, u"json"_s, u"--no-reconnect"_s,
+                                             u"--tags"_s, u"*:S Tag:V"_s});
+    EXPECT_EQ(stream.waitForExit(15000), 1) << stream.err.toStdString();
+    EXPECT_TRUE(stream.err.contains("device emulator-5554 disconnected")) << stream.err.toStdString();
 
     // Every line in order, then the store's own status row.
-    const QList<QJsonObject> rows = jsonRows();
-    ASSERT_EQ(rows.size(), kLines + 1) << err_.toStdString();
+    const QList<QJsonObject> rows = jsonRows(stream.out);
+    ASSERT_EQ(rows.size(), kLines + 1) << stream.err.toStdString();
     for (int i = 0; i < kLines; ++i)
         ASSERT_EQ(rows.at(i).value(u"text"_s).toString(), u" line %1"_s.arg(i)) << i;
     EXPECT_EQ(rows.last().value(u"app"_s).toString(), u"Vellumfox"_s);
     EXPECT_EQ(rows.last().value(u"text"_s).toString(), u"Disconnected. emulator-5554"_s);
     // The tags went to the device; the viewer's settings file was never written.
-    EXPECT_TRUE(QDir(home_.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
+    EXPECT_TRUE(QDir(stream.home()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
 }
 
 TEST_F(StreamProcessTest, CrashesStreamPrintsEachCrashWhenItsBlockIsComplete) {
@@ -194,16 +166,15 @@ TEST_F(StreamProcessTest, CrashesStreamPrintsEachCrashWhenItsBlockIsComplete) {
                  "01-15 12:00:02.000  3333  3333 F libc: Fatal signal 11 (SIGSEGV), code 1 (SEGV_MAPERR), "
                  "fault addr 0x0 in tid 3333 (main), pid 3333 (com.example.game)\n",
                  false);
-    start({u"crashes"_s, u"--stream"_s, u"--json"_s});
-    ASSERT_TRUE(vf::test::waitUntil([this] { return out_.contains('\n'); }, 15000)) << err_.toStdString();
-    EXPECT_EQ(out_.count('\n'), 1);
-    ::kill(pid_t(process_.processId()), SIGINT);
-    ASSERT_TRUE(waitForExit());
-    EXPECT_EQ(process_.exitCode(), 0) << err_.toStdString();
+    CompanionProcess crashes(server_.port(), {u"crashes"_s, u"--stream"_s, u"--json"_s});
+    ASSERT_TRUE(vf::test::waitUntil([&] { return crashes.out.contains('\n'); }, 15000)) << crashes.err.toStdString();
+    EXPECT_EQ(crashes.out.count('\n'), 1);
+    crashes.interrupt();
+    EXPECT_EQ(crashes.waitForExit(15000), 0) << crashes.err.toStdString();
 
-    const QList<QJsonObject> crashes = jsonRows();
-    ASSERT_EQ(crashes.size(), 2) << out_.toStdString();
-    const QJsonObject java = crashes.at(0);
+    const QList<QJsonObject> found = jsonRows(crashes.out);
+    ASSERT_EQ(found.size(), 2) << crashes.out.toStdString();
+    const QJsonObject java = found.at(0);
     EXPECT_EQ(java.value(u"kind"_s).toString(), u"java"_s);
     EXPECT_EQ(java.value(u"app"_s).toString(), u"com.example.crashy"_s);
     EXPECT_EQ(java.value(u"pid"_s).toString(), u"2222"_s);
@@ -211,19 +182,18 @@ TEST_F(StreamProcessTest, CrashesStreamPrintsEachCrashWhenItsBlockIsComplete) {
     EXPECT_EQ(java.value(u"title"_s).toString(), u"java.lang.IllegalStateException: boom"_s);
     EXPECT_EQ(java.value(u"rows"_s).toInt(), 4);
     EXPECT_EQ(java.value(u"lastIdx"_s).toInt() - java.value(u"firstIdx"_s).toInt(), 5);
-    EXPECT_EQ(crashes.at(1).value(u"kind"_s).toString(), u"native"_s);
-    EXPECT_EQ(crashes.at(1).value(u"app"_s).toString(), u"com.example.game"_s);
-    EXPECT_EQ(crashes.at(1).value(u"rows"_s).toInt(), 1);
+    EXPECT_EQ(found.at(1).value(u"kind"_s).toString(), u"native"_s);
+    EXPECT_EQ(found.at(1).value(u"app"_s).toString(), u"com.example.game"_s);
+    EXPECT_EQ(found.at(1).value(u"rows"_s).toInt(), 1);
 }
 
 TEST_F(StreamProcessTest, SeveralDevicesNeedASerial) {
     server_.addScript(deviceListScript("emulator-5554\tdevice\nemulator-5556\tdevice\n"));
-    start({u"stream"_s});
-    ASSERT_TRUE(waitForExit());
-    EXPECT_EQ(process_.exitCode(), 1);
-    EXPECT_TRUE(err_.contains("more than one device/emulator; use -s SERIAL\n  emulator-5554\n  emulator-5556\n"))
-        << err_.toStdString();
-    EXPECT_TRUE(out_.isEmpty());
+    CompanionProcess stream(server_.port(), {u"stream"_s});
+    EXPECT_EQ(stream.waitForExit(15000), 1);
+    EXPECT_TRUE(stream.err.contains("more than one device/emulator; use -s SERIAL\n  emulator-5554\n  emulator-5556\n"))
+        << stream.err.toStdString();
+    EXPECT_TRUE(stream.out.isEmpty());
 }
 
 }  // namespace
