@@ -20,8 +20,6 @@ const QByteArray kComplete = kStored + "\xAE\x42\x60\x82";
 
 QByteArray terminalTranslated(QByteArray bytes) { return bytes.replace("\n", "\r\n"); }
 
-AdbEndpoint endpointOf(const ScriptedAdbServer& server) { return AdbEndpoint{QStringLiteral("127.0.0.1"), server.port(), {}}; }
-
 TEST(ScreencapBytes, RawAndTerminalTranslatedCapturesGiveTheStoredPng) {
     const struct {
         const char* name;
@@ -80,7 +78,7 @@ TEST(ScreencapReader, SendsTheExactRequestsAndReportsOnceWhenTheDeviceCloses) {
     server.addScript(captureScript("host:transport:emu-1", png));
     server.addScript(Script().expectRequest("host:transport-any").reply(test::failReply("device offline")));
     CaptureRecorder recorder;
-    ScreencapReader reader(endpointOf(server));
+    ScreencapReader reader(server.endpoint());
     reader.setDelegate(&recorder);
     reader.setDeviceId(QStringLiteral("emu-1"));
     reader.connect();
@@ -103,7 +101,7 @@ TEST(DeviceScreenDatasource, EachImageStartsTheNextCaptureUntilStopped) {
     server.addScript(Script().expectRequest("host:transport:emu-1").reply("OKAY").expect(22).reply("OKAY"));
     CaptureRecorder recorder;
     {
-        DeviceScreenDatasource source(endpointOf(server));
+        DeviceScreenDatasource source(server.endpoint());
         source.setDelegate(&recorder);
         source.setDeviceId(QStringLiteral("emu-1"));
         source.startMonitoring(true);
@@ -124,7 +122,7 @@ TEST(DeviceScreenDatasource, SingleCaptureStaysRunningAndAFailureStops) {
     server.addScript(captureScript("host:transport-any", kStored));
     server.addScript(Script().expectRequest("host:transport-any").reply(test::failReply("no devices")));
     CaptureRecorder recorder;
-    DeviceScreenDatasource source(endpointOf(server));
+    DeviceScreenDatasource source(server.endpoint());
     source.setDelegate(&recorder);
     source.startMonitoring(false);
     ASSERT_TRUE(test::waitThenSettle([&] { return recorder.captures.size() == 1; }, 100));
