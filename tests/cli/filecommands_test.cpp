@@ -8,9 +8,7 @@
 
 #include "cli/filters.h"
 #include "clirun.h"
-#include "core/log/logdatasource.h"
 #include "core/log/logexport.h"
-#include "support/fixtures/wait.h"
 
 using namespace Qt::StringLiterals;
 using vf::cli::test::outputLines;
@@ -144,47 +142,6 @@ TEST_F(FileCommandsTest, ReadsVellumfoxPropertyLists) {
     const auto result = runCli({u"convert"_s, path, u"--format"_s, u"tsv"_s, u"--filter"_s, u"type == 'E'"_s});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, "01-15 12:34:56.789\tcom.example\t1234\t-\tE\tTag\tboom\n");
-}
-
-TEST_F(FileCommandsTest, FiltersCombineExactlyAsInTheStore) {
-    const QString path = write(u"mixed.log"_s, layoutCases().at(0).lines);
-    const QList<QStringList> cases = {
-        {u"--filter"_s, u"type IN[cd] 'E,F,A'"_s},
-        {u"--filter"_s, u"type IN[cd] 'I,W,E,F,A'"_s, u"--filter"_s, u"type IN[cd] 'E,F,A'"_s},
-        {u"--filter"_s, u"type IN[cd] 'V,D,I,W,E,F,A'"_s, u"--quick"_s, u"TIMEOUT"_s},
-        {u"--quick"_s, u"p: type ==[cd] 'w'"_s},
-        {u"--quick"_s, u"p: x"_s},  // four characters: a plain text search
-        {u"--quick"_s, u"1234"_s},
-    };
-    vf::LogDatasource store;  // rows come from a file
-    for (const QStringList& arguments : cases) {
-        SCOPED_TRACE(arguments.join(u' ').toStdString());
-        QStringList filters;
-        QString quick;
-        for (qsizetype i = 0; i + 1 < arguments.size(); i += 2) {
-            if (arguments.at(i) == u"--filter"_s) filters.append(arguments.at(i + 1));
-            else quick = arguments.at(i + 1);
-        }
-        const vf::cli::FilterBuild build = vf::cli::buildFilter(filters, quick);
-        ASSERT_TRUE(build.predicate);
-
-        store.setLogDataFromFile(load(path));
-        ASSERT_TRUE(vf::test::waitUntil([&] { return store.logEventCount() == 6; }));
-        store.setLogDataFilter(build.predicate);
-        ASSERT_TRUE(vf::test::waitUntil([&] { return store.logDataFilter() == build.predicate; }));
-        QStringList expected;
-        for (const vf::RowPtr& row : store.getDataFiltered()) expected.append(QString::number(row->idx()));
-
-        const auto result = runCli(QStringList{u"convert"_s, path, u"--format"_s, u"json"_s} + arguments);
-        ASSERT_EQ(result.status, 0) << result.err;
-        QStringList actual;
-        for (const QString& line : outputLines(result.out))
-            actual.append(QString::number(QJsonDocument::fromJson(line.toUtf8()).object().value(u"idx"_s).toInteger()));
-        // Both loads number the rows from 0, so the idx lists must be equal.
-        EXPECT_EQ(actual, expected);
-        store.setLogDataFilter(nullptr);
-        ASSERT_TRUE(vf::test::waitUntil([&] { return store.logDataFilter() == nullptr; }));
-    }
 }
 
 TEST_F(FileCommandsTest, ErrorsExitNonZeroWithAMessage) {
