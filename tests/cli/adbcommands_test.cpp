@@ -11,6 +11,7 @@
 
 #include "clirun.h"
 #include "support/fixtures/companionprocess.h"
+#include "support/fixtures/scopedenv.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
@@ -45,20 +46,6 @@ QByteArray logLines(int count) {
     return text;
 }
 
-// Keeps the process's environment variables of one test from leaking.
-class ScopedEnv final {
-public:
-    ScopedEnv(const char* name, const QByteArray& value) : name_(name), old_(qgetenv(name)), had_(qEnvironmentVariableIsSet(name)) {
-        qputenv(name, value);
-    }
-    ~ScopedEnv() { had_ ? void(qputenv(name_, old_)) : void(qunsetenv(name_)); }
-
-private:
-    const char* name_;
-    QByteArray old_;
-    bool had_;
-};
-
 // The text listing with looked-up names is run against the real server in
 // companion_e2e_test; the JSON form takes the listing's own fields.
 TEST(DevicesCommand, JsonTakesTheFieldsOfTheListing) {
@@ -92,10 +79,8 @@ TEST(DevicesCommand, NoDeviceAndNoServerAreErrors) {
 
     // No adb to start here: the run says so and fails.
     QTemporaryDir empty;
-    const ScopedEnv path("PATH", empty.path().toUtf8());
-    const ScopedEnv home("HOME", empty.path().toUtf8());
-    const ScopedEnv sdk("ANDROID_HOME", empty.path().toUtf8());
-    const ScopedEnv root("ANDROID_SDK_ROOT", empty.path().toUtf8());
+    vf::test::ScopedEnv env;
+    for (const char* name : {"PATH", "HOME", "ANDROID_HOME", "ANDROID_SDK_ROOT"}) env.set(name, empty.path());
     const auto noServer = runCli({u"-P"_s, QString::number(ScriptedAdbServer::unusedPort()), u"devices"_s});
     EXPECT_EQ(noServer.status, 1);
     EXPECT_NE(noServer.err.find("no ADB server at 127.0.0.1:"), std::string::npos) << noServer.err;
