@@ -5,6 +5,7 @@
 #include "core/adb/logreader.h"
 #include "core/adb/replyframing.h"
 #include "core/support/preferences.h"
+#include "support/fixtures/logrecorder.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
@@ -12,26 +13,11 @@ namespace vf {
 namespace {
 
 using namespace Qt::StringLiterals;
+using test::LogRecorder;
 using test::Script;
 using test::ScriptedAdbServer;
 using test::strings;
 using test::waitUntil;
-
-class LogRecorder final : public LogReaderDelegate {
-public:
-    void logLineReceived(std::optional<std::string_view> line) override {
-        events.append(line ? u"line "_s + QString::fromUtf8(line->data(), qsizetype(line->size()))
-                           : u"line null"_s);
-    }
-    void logReaderStopped() override { events.append(u"stopped"_s); }
-    void logReaderStoppedWithError(const Error& e) override {
-        events.append(u"error %1 %2"_s.arg(e.code).arg(e.description));
-    }
-    void adbNotRunningError(const Error& e) override { events.append(u"not running %1"_s.arg(e.code)); }
-    void adbDeviceNotFound(const Error& e) override { events.append(u"not found "_s + e.failureReason); }
-    bool ended() const { return events.contains(u"stopped"_s); }
-    QStringList events;
-};
 
 const QByteArray kTransportAny = "0012host:transport-any";
 const QByteArray kStream = "003bshell:export ANDROID_LOG_TAGS=\"\"; exec logcat -v threadtime";
