@@ -140,17 +140,6 @@ TEST_F(DiscoveryTest, SkipsInvalidLinesAndQueuesEachNamelessSerialOnce) {
     EXPECT_EQ(server.received(0), "0010host:transport:*");
 }
 
-TEST(DeviceNames, ModelLineWinsAndEndsTheScanNothingTrimmed) {
-    using R = DeviceListDatasource;
-    EXPECT_EQ(R::nameFromBuildProperties(u"ro.product.name=foo\nro.product.model=Bar\n"_s), u"Bar"_s);
-    EXPECT_EQ(R::nameFromBuildProperties(u"a=b\nro.product.name=foo\n"_s), u"foo"_s);
-    EXPECT_EQ(R::nameFromBuildProperties(u"ro.product.name=foo\nro.product.name=baz\n"_s), u"baz"_s);
-    EXPECT_EQ(R::nameFromBuildProperties(u"ro.product.model=Bar\r\nro.product.name=foo\r\n"_s), u"Bar"_s);
-    EXPECT_EQ(R::nameFromBuildProperties(u"ro.product.model= Pixel 3 \n"_s), u" Pixel 3 "_s);
-    EXPECT_EQ(R::nameFromBuildProperties(u" ro.product.model=X\n"_s), std::nullopt);
-    EXPECT_EQ(R::nameFromBuildProperties(u"ro.build.id=1\n"_s), std::nullopt);
-}
-
 // The whole discovery: the list on the I/O thread, lookups one after another,
 // a refused lookup ending without holding up the chain.
 TEST_F(DiscoveryTest, ListsDevicesThenLooksUpNamesOneAtATime) {

@@ -178,6 +178,9 @@ TEST(ModelName, BuildPropThenGetprop) {
               u"Bar"_s);
     EXPECT_EQ(modelNameFromBuildProp(u"ro.product.name=foo\r\nro.build.id=x\r\n"), u"foo"_s);
     EXPECT_EQ(modelNameFromBuildProp(u"# no product keys\nro.build.id=x\n"), std::nullopt);
+    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.model= Pixel 3 \n"), u" Pixel 3 "_s);  // nothing trimmed
+    EXPECT_EQ(modelNameFromBuildProp(u" ro.product.model=X\n"), std::nullopt);
+    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.name=foo\nro.product.name=baz\n"), u"baz"_s);  // the last name
 
     const QString getprop = u"[ro.build.id]: [QP1A]\n[ro.product.model]: []\n[ro.product.vendor.model]: "
                             "[Pixel 4]\n[ro.product.name]: [flame]\n"_s;

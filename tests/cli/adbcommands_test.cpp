@@ -1,21 +1,23 @@
 // devices (in-process) and stream (the built binary) against the scripted
-// ADB server.
+// ADB server: exit codes, output formats and crashes --stream. The logging
+// cycle itself is tested in tests/session, Ctrl+C and replugs of the built
+// companion in tests/e2e/companion_e2e_test.cpp.
 #include <gtest/gtest.h>
 
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
-#include <csignal>
 
 #include "clirun.h"
+#include "support/fixtures/companionprocess.h"
+#include "support/fixtures/scopedenv.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
 using namespace Qt::StringLiterals;
-using vf::cli::test::outputLines;
 using vf::cli::test::runCli;
+using vf::test::CompanionProcess;
 using vf::test::Script;
 using vf::test::ScriptedAdbServer;
 
@@ -44,38 +46,13 @@ QByteArray logLines(int count) {
     return text;
 }
 
-// Keeps the process's environment variables of one test from leaking.
-class ScopedEnv final {
-public:
-    ScopedEnv(const char* name, const QByteArray& value) : name_(name), old_(qgetenv(name)), had_(qEnvironmentVariableIsSet(name)) {
-        qputenv(name, value);
-    }
-    ~ScopedEnv() { had_ ? void(qputenv(name_, old_)) : void(qunsetenv(name_)); }
-
-private:
-    const char* name_;
-    QByteArray old_;
-    bool had_;
-};
-
-TEST(DevicesCommand, ListsIdStateAndLooksUpModelNames) {
+// The text listing with looked-up names is run against the real server in
+// companion_e2e_test; the JSON form takes the listing's own fields.
+TEST(DevicesCommand, JsonTakesTheFieldsOfTheListing) {
     ScriptedAdbServer server;
     vf::test::ScopedAdbPreferences preferences(ScriptedAdbServer::unusedPort());
-    server.addScript(deviceListScript("0123456789ABCDEF\tdevice\nemulator-5554\tunauthorized product:sdk model:Pixel_3\n"));
-    server.addScript(Script()
-                         .expectRequest("host:transport:0123456789ABCDEF")
-                         .reply("OKAY")
-                         .expectRequest("shell:cat /system/build.prop; getprop")
-                         .reply("OKAYro.product.name=foo\nro.product.model=Bar\n")
-                         .close());
-    const QString port = QString::number(server.port());
-    const auto text = runCli({u"-P"_s, port, u"devices"_s});
-    EXPECT_EQ(text.status, 0) << text.err;
-    EXPECT_EQ(text.out, "0123456789ABCDEF\tdevice\tBar\nemulator-5554\tunauthorized\tPixel_3\n");
-    EXPECT_EQ(server.received(0), "000chost:devices");
-
     server.addScript(deviceListScript("emulator-5554\tdevice product:sdk model:Pixel \"3\"\n"));
-    const auto json = runCli({u"devices"_s, u"--json"_s, u"-H"_s, u"127.0.0.1"_s, u"-P"_s, port});
+    const auto json = runCli({u"devices"_s, u"--json"_s, u"-H"_s, u"127.0.0.1"_s, u"-P"_s, QString::number(server.port())});
     EXPECT_EQ(json.status, 0) << json.err;
     const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(json.out)).object();
     EXPECT_EQ(object.value(u"id"_s).toString(), u"emulator-5554"_s);
@@ -102,10 +79,8 @@ TEST(DevicesCommand, NoDeviceAndNoServerAreErrors) {
 
     // No adb to start here: the run says so and fails.
     QTemporaryDir empty;
-    const ScopedEnv path("PATH", empty.path().toUtf8());
-    const ScopedEnv home("HOME", empty.path().toUtf8());
-    const ScopedEnv sdk("ANDROID_HOME", empty.path().toUtf8());
-    const ScopedEnv root("ANDROID_SDK_ROOT", empty.path().toUtf8());
+    vf::test::ScopedEnv env;
+    for (const char* name : {"PATH", "HOME", "ANDROID_HOME", "ANDROID_SDK_ROOT"}) env.set(name, empty.path());
     const auto noServer = runCli({u"-P"_s, QString::number(ScriptedAdbServer::unusedPort()), u"devices"_s});
     EXPECT_EQ(noServer.status, 1);
     EXPECT_NE(noServer.err.find("no ADB server at 127.0.0.1:"), std::string::npos) << noServer.err;
@@ -113,32 +88,9 @@ TEST(DevicesCommand, NoDeviceAndNoServerAreErrors) {
     EXPECT_TRUE(noServer.out.empty());
 }
 
-// The built companion as a child process, with a private home.
+// The built companion against the scripted server.
 class StreamProcessTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"HOME"_s, home_.path());
-        env.insert(u"XDG_CONFIG_HOME"_s, home_.path());
-        env.insert(u"PATH"_s, home_.path());  // no adb to start by accident
-        env.remove(u"ANDROID_SERIAL"_s);
-        process_.setProcessEnvironment(env);
-        QObject::connect(&process_, &QProcess::readyReadStandardOutput, [this] { out_ += process_.readAllStandardOutput(); });
-        QObject::connect(&process_, &QProcess::readyReadStandardError, [this] { err_ += process_.readAllStandardError(); });
-    }
-    void TearDown() override {
-        if (process_.state() != QProcess::NotRunning) {
-            process_.kill();
-            process_.waitForFinished();
-        }
-    }
-    void start(const QStringList& arguments) {
-        process_.start(QStringLiteral(VF_CLI), QStringList{u"-P"_s, QString::number(server_.port())} + arguments);
-        ASSERT_TRUE(process_.waitForStarted());
-    }
-    bool waitForExit() {
-        return vf::test::waitUntil([this] { return process_.state() == QProcess::NotRunning; }, 15000);
-    }
     // A device, its process table, then the log stream with `lines`.
     void scriptDevice(const QByteArray& lines, bool closeStream, const QByteArray& tags = {}) {
         server_.addScript(deviceListScript("emulator-5554\tdevice product:sdk model:Pixel_3\n"));
@@ -154,61 +106,33 @@ protected:
         if (closeStream) stream.close();
         server_.addScript(stream);
     }
-    QList<QJsonObject> jsonRows() const {
+    static QList<QJsonObject> jsonRows(const QByteArray& out) {
         QList<QJsonObject> rows;
-        for (const QByteArray& line : out_.split('\n'))
+        for (const QByteArray& line : out.split('\n'))
             if (!line.isEmpty()) rows.append(QJsonDocument::fromJson(line).object());
         return rows;
     }
 
-    QTemporaryDir home_;
     ScriptedAdbServer server_;
-    QProcess process_;
-    QByteArray out_;
-    QByteArray err_;
 };
 
 TEST_F(StreamProcessTest, PrintsEveryRowBeforeEndingOnADisconnect) {
     constexpr int kLines = 3000;
     scriptDevice(logLines(kLines), true, "*:S Tag:V");
-    start({u"stream"_s, u"--format"_s, u"json"_s, u"--no-reconnect"_s, u"--tags"_s, u"*:S Tag:V"_s});
-    ASSERT_TRUE(waitForExit()) << err_.toStdString();
-    EXPECT_EQ(process_.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(process_.exitCode(), 1);
-    EXPECT_TRUE(err_.contains("device emulator-5554 disconnected")) << err_.toStdString();
+    CompanionProcess stream(server_.port(), {u"stream"_s, u"--format"_s, u"json"_s, u"--no-reconnect"_s,
+                                             u"--tags"_s, u"*:S Tag:V"_s});
+    EXPECT_EQ(stream.waitForExit(15000), 1) << stream.err.toStdString();
+    EXPECT_TRUE(stream.err.contains("device emulator-5554 disconnected")) << stream.err.toStdString();
 
     // Every line in order, then the store's own status row.
-    const QList<QJsonObject> rows = jsonRows();
-    ASSERT_EQ(rows.size(), kLines + 1) << err_.toStdString();
+    const QList<QJsonObject> rows = jsonRows(stream.out);
+    ASSERT_EQ(rows.size(), kLines + 1) << stream.err.toStdString();
     for (int i = 0; i < kLines; ++i)
         ASSERT_EQ(rows.at(i).value(u"text"_s).toString(), u" line %1"_s.arg(i)) << i;
     EXPECT_EQ(rows.last().value(u"app"_s).toString(), u"Vellumfox"_s);
     EXPECT_EQ(rows.last().value(u"text"_s).toString(), u"Disconnected. emulator-5554"_s);
     // The tags went to the device; the viewer's settings file was never written.
-    EXPECT_TRUE(QDir(home_.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
-}
-
-TEST_F(StreamProcessTest, InterruptEndsCleanlyWithTheRowsReceived) {
-    constexpr int kLines = 2000;
-    scriptDevice(logLines(kLines), false);
-    start({u"stream"_s, u"--filter"_s, u"type ==[cd] 'e'"_s, u"--no-color"_s});
-    ASSERT_TRUE(vf::test::waitUntil([this] { return out_.contains('\n'); }, 15000)) << err_.toStdString();
-    ::kill(pid_t(process_.processId()), SIGINT);
-    ASSERT_TRUE(waitForExit());
-    EXPECT_EQ(process_.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(process_.exitCode(), 0) << err_.toStdString();
-
-    // Only E rows, in order, none skipped or repeated.
-    const QList<QByteArray> lines = out_.trimmed().split('\n');
-    ASSERT_FALSE(lines.isEmpty());
-    // (The tag of a row whose pid was still unknown may have become the
-    // process name when the process table answered: the store does that.)
-    for (qsizetype i = 0; i < lines.size(); ++i) {
-        const QByteArray& line = lines.at(i);
-        ASSERT_TRUE(line.contains(" 5678 E ") && line.endsWith(QByteArray(":  line " + QByteArray::number(2 * i + 1))))
-            << line.toStdString();
-    }
-    EXPECT_FALSE(out_.contains("\033["));
+    EXPECT_TRUE(QDir(stream.home()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
 }
 
 TEST_F(StreamProcessTest, CrashesStreamPrintsEachCrashWhenItsBlockIsComplete) {
@@ -227,16 +151,15 @@ TEST_F(StreamProcessTest, CrashesStreamPrintsEachCrashWhenItsBlockIsComplete) {
                  "01-15 12:00:02.000  3333  3333 F libc: Fatal signal 11 (SIGSEGV), code 1 (SEGV_MAPERR), "
                  "fault addr 0x0 in tid 3333 (main), pid 3333 (com.example.game)\n",
                  false);
-    start({u"crashes"_s, u"--stream"_s, u"--json"_s});
-    ASSERT_TRUE(vf::test::waitUntil([this] { return out_.contains('\n'); }, 15000)) << err_.toStdString();
-    EXPECT_EQ(out_.count('\n'), 1);
-    ::kill(pid_t(process_.processId()), SIGINT);
-    ASSERT_TRUE(waitForExit());
-    EXPECT_EQ(process_.exitCode(), 0) << err_.toStdString();
+    CompanionProcess crashes(server_.port(), {u"crashes"_s, u"--stream"_s, u"--json"_s});
+    ASSERT_TRUE(vf::test::waitUntil([&] { return crashes.out.contains('\n'); }, 15000)) << crashes.err.toStdString();
+    EXPECT_EQ(crashes.out.count('\n'), 1);
+    crashes.interrupt();
+    EXPECT_EQ(crashes.waitForExit(15000), 0) << crashes.err.toStdString();
 
-    const QList<QJsonObject> crashes = jsonRows();
-    ASSERT_EQ(crashes.size(), 2) << out_.toStdString();
-    const QJsonObject java = crashes.at(0);
+    const QList<QJsonObject> found = jsonRows(crashes.out);
+    ASSERT_EQ(found.size(), 2) << crashes.out.toStdString();
+    const QJsonObject java = found.at(0);
     EXPECT_EQ(java.value(u"kind"_s).toString(), u"java"_s);
     EXPECT_EQ(java.value(u"app"_s).toString(), u"com.example.crashy"_s);
     EXPECT_EQ(java.value(u"pid"_s).toString(), u"2222"_s);
@@ -244,19 +167,18 @@ TEST_F(StreamProcessTest, CrashesStreamPrintsEachCrashWhenItsBlockIsComplete) {
     EXPECT_EQ(java.value(u"title"_s).toString(), u"java.lang.IllegalStateException: boom"_s);
     EXPECT_EQ(java.value(u"rows"_s).toInt(), 4);
     EXPECT_EQ(java.value(u"lastIdx"_s).toInt() - java.value(u"firstIdx"_s).toInt(), 5);
-    EXPECT_EQ(crashes.at(1).value(u"kind"_s).toString(), u"native"_s);
-    EXPECT_EQ(crashes.at(1).value(u"app"_s).toString(), u"com.example.game"_s);
-    EXPECT_EQ(crashes.at(1).value(u"rows"_s).toInt(), 1);
+    EXPECT_EQ(found.at(1).value(u"kind"_s).toString(), u"native"_s);
+    EXPECT_EQ(found.at(1).value(u"app"_s).toString(), u"com.example.game"_s);
+    EXPECT_EQ(found.at(1).value(u"rows"_s).toInt(), 1);
 }
 
 TEST_F(StreamProcessTest, SeveralDevicesNeedASerial) {
     server_.addScript(deviceListScript("emulator-5554\tdevice\nemulator-5556\tdevice\n"));
-    start({u"stream"_s});
-    ASSERT_TRUE(waitForExit());
-    EXPECT_EQ(process_.exitCode(), 1);
-    EXPECT_TRUE(err_.contains("more than one device/emulator; use -s SERIAL\n  emulator-5554\n  emulator-5556\n"))
-        << err_.toStdString();
-    EXPECT_TRUE(out_.isEmpty());
+    CompanionProcess stream(server_.port(), {u"stream"_s});
+    EXPECT_EQ(stream.waitForExit(15000), 1);
+    EXPECT_TRUE(stream.err.contains("more than one device/emulator; use -s SERIAL\n  emulator-5554\n  emulator-5556\n"))
+        << stream.err.toStdString();
+    EXPECT_TRUE(stream.out.isEmpty());
 }
 
 }  // namespace

@@ -8,9 +8,7 @@
 
 #include "cli/filters.h"
 #include "clirun.h"
-#include "core/log/logdatasource.h"
 #include "core/log/logexport.h"
-#include "support/fixtures/wait.h"
 
 using namespace Qt::StringLiterals;
 using vf::cli::test::outputLines;
@@ -23,6 +21,8 @@ struct LayoutCase {
     const char* name;
     QByteArray lines;  // a few real-looking lines of the layout
 };
+// Detection of every layout is in tests/log/logparser_test.cpp; here the
+// command's output for single-line and multi-line layouts.
 
 QByteArray repeatLines(const QList<QByteArray>& lines) {
     QByteArray text;
@@ -46,33 +46,6 @@ QList<LayoutCase> layoutCases() {
              "01-15 12:34:56.792  1234  5678 E AndroidRuntime: FATAL EXCEPTION: main",
              "01-15 12:34:56.793  2001  2002 I zygote  : Late-enabling -Xcheck:jni",
              "01-15 12:34:56.794  1234  5678 F libc    : Fatal signal 11 (SIGSEGV)"})},
-        {4, "dated", repeatLines({
-             "01-15 12:34:56.789: I/ActivityManager(1234): Start proc",
-             "01-15 12:34:56.790: D/Choreographer(1234): Skipped 30 frames",
-             "01-15 12:34:56.791: W/WindowManager( 812): timeout waiting",
-             "01-15 12:34:56.792: E/AndroidRuntime(1234): FATAL EXCEPTION: main",
-             "01-15 12:34:56.793: I/zygote(2001): Late-enabling -Xcheck:jni",
-             "01-15 12:34:56.794: F/libc(1234): Fatal signal 11"})},
-        {5, "brief", repeatLines({
-             "I/ActivityManager( 1234): Start proc", "D/Choreographer( 1234): Skipped 30 frames",
-             "W/WindowManager(  812): timeout waiting", "E/AndroidRuntime( 1234): FATAL EXCEPTION: main",
-             "I/zygote ( 2001): Late-enabling", "F/libc    ( 1234): Fatal signal 11"})},
-        {6, "process", repeatLines({
-             "I( 1234) Start proc  (ActivityManager)", "D( 1234) Skipped 30 frames  (Choreographer)",
-             "W(  812) timeout waiting  (WindowManager)", "E( 1234) FATAL EXCEPTION: main  (AndroidRuntime)",
-             "I( 2001) Late-enabling  (zygote)", "F( 1234) Fatal signal 11  (libc)"})},
-        {7, "raw", repeatLines({"Start proc com.example.app", "Skipped 30 frames", "timeout waiting",
-                                "FATAL EXCEPTION: main", "Late-enabling -Xcheck:jni", "Fatal signal 11"})},
-        {8, "tag", repeatLines({
-             "I/ActivityManager: Start proc", "D/Choreographer: Skipped 30 frames", "W/WindowManager: timeout waiting",
-             "E/AndroidRuntime: FATAL EXCEPTION: main", "I/zygote: Late-enabling", "F/libc: Fatal signal 11"})},
-        {9, "time", repeatLines({
-             "01-15 12:34:56.789 I/ActivityManager( 1234): Start proc",
-             "01-15 12:34:56.790 D/Choreographer( 1234): Skipped 30 frames",
-             "01-15 12:34:56.791 W/WindowManager(  812): timeout waiting",
-             "01-15 12:34:56.792 E/AndroidRuntime( 1234): FATAL EXCEPTION: main",
-             "01-15 12:34:56.793 I/zygote( 2001): Late-enabling",
-             "01-15 12:34:56.794 F/libc( 1234): Fatal signal 11"})},
         {10, "long", repeatLines({
              "[ 01-15 12:34:56.789  1234: 5678 I/ActivityManager ]", "Start proc", "",
              "[ 01-15 12:34:56.790  1234: 1234 D/Choreographer ]", "Skipped 30 frames", "",
@@ -169,51 +142,6 @@ TEST_F(FileCommandsTest, ReadsVellumfoxPropertyLists) {
     const auto result = runCli({u"convert"_s, path, u"--format"_s, u"tsv"_s, u"--filter"_s, u"type == 'E'"_s});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, "01-15 12:34:56.789\tcom.example\t1234\t-\tE\tTag\tboom\n");
-
-    // The same name holding text is read as text.
-    const QString textPath = write(u"text.vellumfox"_s, layoutCases().at(1).lines);
-    EXPECT_EQ(runCli({u"detect"_s, textPath}).out, "3 threadtime\n");
-}
-
-TEST_F(FileCommandsTest, FiltersCombineExactlyAsInTheStore) {
-    const QString path = write(u"mixed.log"_s, layoutCases().at(0).lines);
-    const QList<QStringList> cases = {
-        {u"--filter"_s, u"type IN[cd] 'E,F,A'"_s},
-        {u"--filter"_s, u"type IN[cd] 'I,W,E,F,A'"_s, u"--filter"_s, u"type IN[cd] 'E,F,A'"_s},
-        {u"--filter"_s, u"type IN[cd] 'V,D,I,W,E,F,A'"_s, u"--quick"_s, u"TIMEOUT"_s},
-        {u"--quick"_s, u"p: type ==[cd] 'w'"_s},
-        {u"--quick"_s, u"p: x"_s},  // four characters: a plain text search
-        {u"--quick"_s, u"1234"_s},
-    };
-    vf::LogDatasource store;  // rows come from a file
-    for (const QStringList& arguments : cases) {
-        SCOPED_TRACE(arguments.join(u' ').toStdString());
-        QStringList filters;
-        QString quick;
-        for (qsizetype i = 0; i + 1 < arguments.size(); i += 2) {
-            if (arguments.at(i) == u"--filter"_s) filters.append(arguments.at(i + 1));
-            else quick = arguments.at(i + 1);
-        }
-        const vf::cli::FilterBuild build = vf::cli::buildFilter(filters, quick);
-        ASSERT_TRUE(build.predicate);
-
-        store.setLogDataFromFile(load(path));
-        ASSERT_TRUE(vf::test::waitUntil([&] { return store.logEventCount() == 6; }));
-        store.setLogDataFilter(build.predicate);
-        ASSERT_TRUE(vf::test::waitUntil([&] { return store.logDataFilter() == build.predicate; }));
-        QStringList expected;
-        for (const vf::RowPtr& row : store.getDataFiltered()) expected.append(QString::number(row->idx()));
-
-        const auto result = runCli(QStringList{u"convert"_s, path, u"--format"_s, u"json"_s} + arguments);
-        ASSERT_EQ(result.status, 0) << result.err;
-        QStringList actual;
-        for (const QString& line : outputLines(result.out))
-            actual.append(QString::number(QJsonDocument::fromJson(line.toUtf8()).object().value(u"idx"_s).toInteger()));
-        // Both loads number the rows from 0, so the idx lists must be equal.
-        EXPECT_EQ(actual, expected);
-        store.setLogDataFilter(nullptr);
-        ASSERT_TRUE(vf::test::waitUntil([&] { return store.logDataFilter() == nullptr; }));
-    }
 }
 
 TEST_F(FileCommandsTest, ErrorsExitNonZeroWithAMessage) {

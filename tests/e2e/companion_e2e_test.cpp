@@ -7,9 +7,9 @@
 #include <QJsonObject>
 #include <QMap>
 #include <QRegularExpression>
-#include <csignal>
 
 #include "e2e.h"
+#include "support/fixtures/companionprocess.h"
 #include "support/fixtures/wait.h"
 
 namespace vf::test {
@@ -24,43 +24,6 @@ struct Kind {
 // behind: what is a replay is decided on the device's clock either way.
 const Kind kKinds[] = {{"modern", {}, 3600}, {"legacy", {QStringLiteral("--legacy")}, -3600}};
 void PrintTo(const Kind& kind, std::ostream* os) { *os << kind.name; }
-
-// The companion as a child process with a private home, its output
-// collected as it comes (while a wait runs the event loop).
-class Companion final {
-public:
-    Companion(AdbHarness& harness, const QStringList& arguments) {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const char* name : {"HOME", "XDG_CONFIG_HOME", "PATH"})  // PATH: no adb to start by accident
-            env.insert(QString::fromLatin1(name), home_.path());
-        env.remove(QStringLiteral("ANDROID_SERIAL"));
-        process_.setProcessEnvironment(env);
-        QObject::connect(&process_, &QProcess::readyReadStandardOutput, [this] { out += process_.readAllStandardOutput(); });
-        QObject::connect(&process_, &QProcess::readyReadStandardError, [this] { err += process_.readAllStandardError(); });
-        process_.start(QStringLiteral(VF_CLI),
-                       QStringList{QStringLiteral("-P"), QString::number(harness.serverPort())} + arguments);
-    }
-    ~Companion() {
-        if (process_.state() == QProcess::NotRunning) return;
-        process_.kill();
-        process_.waitForFinished();
-    }
-    // The exit status, or -1 when it did not end in time.
-    int waitForExit(int timeoutMs = 20000) {
-        if (!waitUntil([this] { return process_.state() == QProcess::NotRunning; }, timeoutMs)) return -1;
-        out += process_.readAllStandardOutput();
-        err += process_.readAllStandardError();
-        return process_.exitStatus() == QProcess::NormalExit ? process_.exitCode() : -1;
-    }
-    void interrupt() { ::kill(pid_t(process_.processId()), SIGINT); }
-
-    QByteArray out;
-    QByteArray err;
-
-private:
-    QTemporaryDir home_;
-    QProcess process_;
-};
 
 // A device row as time|pid|tid|text: the same line streamed twice has one
 // key. The store writes the tid of a process's main thread as "-".
@@ -125,7 +88,7 @@ TEST_P(CompanionE2e, DevicesShowModelAndStateAlsoWithoutBuildPropModel) {
     SimulatedDevice* recovery = startDevice({QStringLiteral("--state"), QStringLiteral("recovery")}, QStringLiteral("recovery"));
     ASSERT_TRUE(plain && bare && locked && offline && recovery) << harness.lastError().toStdString();
 
-    Companion devices(harness, {QStringLiteral("devices")});
+    CompanionProcess devices(harness.serverPort(), {QStringLiteral("devices")});
     EXPECT_EQ(devices.waitForExit(), 0) << devices.err.toStdString();
     QStringList lines = QString::fromUtf8(devices.out).split(u'\n', Qt::SkipEmptyParts);
     lines.sort();
@@ -147,7 +110,7 @@ TEST_P(CompanionE2e, StreamFailsForAMissingOrUnauthorizedDevice) {
     } cases[] = {{QStringLiteral("MISSING"), QStringLiteral("device 'MISSING' not found")},
                  {locked->serial(), QStringLiteral("device %1 is not authorized").arg(locked->serial())}};
     for (const auto& c : cases) {
-        Companion stream(harness, {QStringLiteral("-s"), c.serial, QStringLiteral("stream")});
+        CompanionProcess stream(harness.serverPort(), {QStringLiteral("-s"), c.serial, QStringLiteral("stream")});
         EXPECT_EQ(stream.waitForExit(), 1) << c.serial.toStdString();
         EXPECT_TRUE(QString::fromUtf8(stream.err).contains(c.error)) << stream.err.toStdString();
         EXPECT_TRUE(stream.out.isEmpty()) << stream.out.toStdString();
@@ -158,7 +121,7 @@ TEST_P(CompanionE2e, StreamFailsForAMissingOrUnauthorizedDevice) {
 TEST_P(CompanionE2e, StreamWaitsForAnOfflineDevice) {
     SimulatedDevice* offline = startDevice({QStringLiteral("--state"), QStringLiteral("offline")}, QStringLiteral("offline"));
     ASSERT_TRUE(offline) << harness.lastError().toStdString();
-    Companion stream(harness, {QStringLiteral("-s"), offline->serial(), QStringLiteral("stream")});
+    CompanionProcess stream(harness.serverPort(), {QStringLiteral("-s"), offline->serial(), QStringLiteral("stream")});
     ASSERT_TRUE(waitUntil([&] { return stream.err.contains("is offline"); }, 10000)) << stream.err.toStdString();
     stream.interrupt();
     EXPECT_EQ(stream.waitForExit(), 0);
@@ -173,7 +136,7 @@ TEST_P(CompanionE2e, StreamWaitsForAnOfflineDevice) {
 TEST_P(CompanionE2e, StreamKeepsGoingAcrossAReplugWithAppNames) {
     SimulatedDevice* device = startDevice({QStringLiteral("--clock-offset"), QString::number(GetParam().clockOffset)});
     ASSERT_TRUE(device) << harness.lastError().toStdString();
-    Companion stream(harness, {QStringLiteral("-s"), device->serial(), QStringLiteral("stream"),
+    CompanionProcess stream(harness.serverPort(), {QStringLiteral("-s"), device->serial(), QStringLiteral("stream"),
                                QStringLiteral("--format"), QStringLiteral("json")});
     ASSERT_TRUE(waitUntil([&] { return deviceRows(stream.out).size() > 80; }, 15000)) << stream.err.toStdString();
 

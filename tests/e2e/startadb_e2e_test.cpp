@@ -4,33 +4,11 @@
 #include "core/adb/logreader.h"
 #include "core/support/utils.h"
 #include "e2e.h"
+#include "support/fixtures/scopedenv.h"
 #include "support/fixtures/wait.h"
 
 namespace vf::test {
 namespace {
-
-// Sets environment variables for one test and puts the old values back.
-class ScopedEnvironment final {
-public:
-    void set(const char* name, const QByteArray& value) {
-        saved_.append({name, qEnvironmentVariableIsSet(name), qgetenv(name)});
-        qputenv(name, value);
-    }
-    ~ScopedEnvironment() {
-        for (auto it = saved_.crbegin(); it != saved_.crend(); ++it) {
-            if (it->wasSet) qputenv(it->name, it->value);
-            else qunsetenv(it->name);
-        }
-    }
-
-private:
-    struct Saved {
-        const char* name;
-        bool wasSet;
-        QByteArray value;
-    };
-    QList<Saved> saved_;
-};
 
 TEST(E2eStartAdb, StartsTheServerThatWasNotRunning) {
     AdbHarness harness = makeHarness();
@@ -40,11 +18,11 @@ TEST(E2eStartAdb, StartsTheServerThatWasNotRunning) {
 
     // "adb start-server" reads the port from the environment and keeps its
     // keys under HOME: both private to this test.
-    ScopedEnvironment env;
+    ScopedEnv env;
     env.set("ANDROID_ADB_SERVER_PORT", QByteArray::number(port));
     env.set("HOME", harness.home().toUtf8());
-    env.set("ADB_EMU", "0");
-    env.set("ADB_MDNS", "0");
+    env.set("ADB_EMU", QByteArray("0"));
+    env.set("ADB_MDNS", QByteArray("0"));
     struct DaemonCleanup {
         quint16 port;
         ~DaemonCleanup() { AdbHarness::stopDaemonServer(port); }

@@ -139,19 +139,6 @@ TEST(FilterLanguage, QuickFilterText) {
     EXPECT_EQ(quickFilterPredicate(u"p: type =="_s).error->position, 10);
 }
 
-TEST(FilterLanguage, ErrorLevelWithQuickFilterText) {
-    const PredicatePtr combined =
-        combineFilters({parsed("type IN[cd] 'E,F,A'")}, quickFilterPredicate(u"timeout"_s).predicate);
-    ASSERT_TRUE(combined);
-    EXPECT_TRUE(combined->evaluate(FakeRow{{RowKey::Type, "E"}, {RowKey::Text, "Socket TimeOut"}}, nullptr));
-    EXPECT_TRUE(combined->evaluate(FakeRow{{RowKey::Type, "f"}, {RowKey::Name, "TIMEOUTS"}}, nullptr));
-    EXPECT_TRUE(combined->evaluate(FakeRow{{RowKey::Type, "A"}, {RowKey::App, "com.timeout"}}, nullptr));
-    EXPECT_FALSE(combined->evaluate(FakeRow{{RowKey::Type, "W"}, {RowKey::Text, "timeout"}}, nullptr));
-    EXPECT_FALSE(combined->evaluate(FakeRow{{RowKey::Type, "E"}, {RowKey::Text, "time out"}}, nullptr));
-    EXPECT_FALSE(combined->evaluate(FakeRow{{RowKey::Type, "E"}, {RowKey::Time, "timeout"}}, nullptr));
-    expectStable(combined);
-}
-
 TEST(FilterLanguage, CombiningFilters) {
     EXPECT_FALSE(combineFilters({}, nullptr));
     const PredicatePtr info = parsed(kLogLevelPresets[2].text);

@@ -171,17 +171,6 @@ TEST_F(StoreTest, LevelPresetAndQuickFilterCombine) {
     EXPECT_EQ(store.getDataFiltered().size(), 6);
 }
 
-TEST_F(StoreTest, TheFilterRequestedLastWins) {
-    for (int i = 0; i < 5000; ++i) feed(line("01-01 10:00:00.000", 10, i % 2 ? "E" : "I", "T", "x"));
-    const PredicatePtr last = parse("type == 'E'");
-    for (int i = 0; i < 10; ++i) store.setLogDataFilter(parse("type == 'I'"));
-    store.setLogDataFilter(last);
-    ASSERT_TRUE(waitUntil([&] { return store.logDataFilter() == last; }));
-    pumpEvents(100);
-    EXPECT_EQ(store.logDataFilter(), last);
-    EXPECT_EQ(store.getDataFiltered().size(), 2500);
-}
-
 // Holds the first evaluation until the test opens the gate.
 struct GatedErrorLevel final : Predicate {
     bool evaluate(const FieldSource& row, QString*) const override {

@@ -92,28 +92,5 @@ TEST_F(TextFile, BinaryAndGiantFiles) {
     EXPECT_EQ(giant[0]->text().size(), 3'000'000u);
 }
 
-TEST_F(TextFile, LongLayoutKeepsTheFirstMessageLine) {
-    std::string entries;
-    for (int i = 0; i < 7; ++i)
-        entries += "[ 01-15 12:34:56.78" + std::to_string(i) + "  1234: 1234 I/Tag ]\nfirst " + std::to_string(i) +
-                   (i == 6 ? "\nsecond\nthird\n\n" : "\n\n");
-    const RowList rows = load(u"long.log"_s, entries);
-    ASSERT_EQ(rows.size(), 7);
-    EXPECT_EQ(test::fields(*rows[6]), "01-15 12:34:56.786||1234|-|I|Tag |first 6");
-}
-
-TEST_F(TextFile, SampleDeviceLog) {
-    // The project's own sample log, with the line ends of a copy made on
-    // Windows and no final line break.
-    QFile sample(QStringLiteral(VF_SAMPLE_DIR "/fieldnotes-threadtime.log"));
-    ASSERT_TRUE(sample.open(QIODevice::ReadOnly));
-    const QByteArray bytes = sample.readAll().trimmed().replace("\n", "\r\n");
-    const RowList rows = load(u"sample.log"_s, bytes);
-    ASSERT_EQ(rows.size(), bytes.count("\r\n") + 1);
-    EXPECT_EQ(test::fields(*rows.first()).substr(0, 54), "03-17 09:41:02.155||1102|1114|I|ActivityManager| START");
-    EXPECT_EQ(rows.last()->idx(), uint64_t(rows.size() - 1));
-    for (const RowPtr& row : rows) ASSERT_FALSE(row->text().ends_with('\r'));
-}
-
 }  // namespace
 }  // namespace vf

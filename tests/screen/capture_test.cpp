@@ -13,14 +13,13 @@ using test::ScriptedAdbServer;
 using test::waitUntil;
 
 // A PNG as stored on the device, cut where the reads stop (after "IEND"):
-// LF, CR LF and a lone CR inside the data, as compressed data has them.
+// LF, CR LF, LF CR and a lone CR inside the data, as compressed data has
+// them; translated, these are every case of undoing CR LF.
 const QByteArray kStored = QByteArray("\x89PNG\r\n\x1a\n", 8) + QByteArray("\0\0\0\rIHDR\n\r\n\r", 13) +
                            "IDAT x\r\ny\r" + QByteArray("\0\0\0\0", 4) + "IEND";
 const QByteArray kComplete = kStored + "\xAE\x42\x60\x82";
 
 QByteArray terminalTranslated(QByteArray bytes) { return bytes.replace("\n", "\r\n"); }
-
-AdbEndpoint endpointOf(const ScriptedAdbServer& server) { return AdbEndpoint{QStringLiteral("127.0.0.1"), server.port(), {}}; }
 
 TEST(ScreencapBytes, RawAndTerminalTranslatedCapturesGiveTheStoredPng) {
     const struct {
@@ -39,16 +38,6 @@ TEST(ScreencapBytes, RawAndTerminalTranslatedCapturesGiveTheStoredPng) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(ScreencapReader::createImageFromData(c.received), c.png);
     }
-}
-
-TEST(ScreencapBytes, CrLfUndoKeepsLoneCarriageReturns) {
-    const struct {
-        QByteArray in, out;
-    } cases[] = {{"", ""}, {"\r", "\r"}, {"a\r\nb", "a\nb"}, {"\r\r\n", "\r\n"}, {"a\rb\r", "a\rb\r"},
-                 {"\r\n\r\n", "\n\n"}, {"\n\r", "\n\r"}};
-    for (const auto& c : cases) EXPECT_EQ(ScreencapReader::undoCrLf(c.in), c.out) << c.in.toHex().toStdString();
-    EXPECT_FALSE(ScreencapReader::hasTerminalNewlines(kStored));
-    EXPECT_TRUE(ScreencapReader::hasTerminalNewlines(terminalTranslated(kStored)));
 }
 
 class CaptureRecorder final : public ScreencapReaderDelegate, public DeviceScreenDatasourceDelegate {
@@ -80,7 +69,7 @@ TEST(ScreencapReader, SendsTheExactRequestsAndReportsOnceWhenTheDeviceCloses) {
     server.addScript(captureScript("host:transport:emu-1", png));
     server.addScript(Script().expectRequest("host:transport-any").reply(test::failReply("device offline")));
     CaptureRecorder recorder;
-    ScreencapReader reader(endpointOf(server));
+    ScreencapReader reader(server.endpoint());
     reader.setDelegate(&recorder);
     reader.setDeviceId(QStringLiteral("emu-1"));
     reader.connect();
@@ -103,7 +92,7 @@ TEST(DeviceScreenDatasource, EachImageStartsTheNextCaptureUntilStopped) {
     server.addScript(Script().expectRequest("host:transport:emu-1").reply("OKAY").expect(22).reply("OKAY"));
     CaptureRecorder recorder;
     {
-        DeviceScreenDatasource source(endpointOf(server));
+        DeviceScreenDatasource source(server.endpoint());
         source.setDelegate(&recorder);
         source.setDeviceId(QStringLiteral("emu-1"));
         source.startMonitoring(true);
@@ -124,7 +113,7 @@ TEST(DeviceScreenDatasource, SingleCaptureStaysRunningAndAFailureStops) {
     server.addScript(captureScript("host:transport-any", kStored));
     server.addScript(Script().expectRequest("host:transport-any").reply(test::failReply("no devices")));
     CaptureRecorder recorder;
-    DeviceScreenDatasource source(endpointOf(server));
+    DeviceScreenDatasource source(server.endpoint());
     source.setDelegate(&recorder);
     source.startMonitoring(false);
     ASSERT_TRUE(test::waitThenSettle([&] { return recorder.captures.size() == 1; }, 100));

@@ -13,8 +13,6 @@ using test::Script;
 using test::ScriptedAdbServer;
 using test::waitUntil;
 
-AdbEndpoint endpointOf(const ScriptedAdbServer& server) { return AdbEndpoint{u"127.0.0.1"_s, server.port(), {}}; }
-
 QByteArray framedRequest(const QByteArray& text) { return AdbSocket::frame(QString::fromUtf8(text)); }
 
 // One conversation of an input command: transport, command, the device
@@ -27,7 +25,7 @@ TEST(TouchWriter, GesturesAreRoundedAndTheNewestGoesFirst) {
     ScriptedAdbServer server;
     server.addScript(commandScript("shell:input swipe 10 20 300 400 100", "host:transport:emu-1"));
     server.addScript(commandScript("shell:input tap 100 201", "host:transport:emu-1"));
-    TouchWriter writer(endpointOf(server));
+    TouchWriter writer(server.endpoint());
     writer.setDeviceId(u"emu-1"_s);
     // Both are queued before the first connection is bound to the device.
     writer.sendTouchForPoint({100.4, 200.6});
@@ -42,7 +40,7 @@ TEST(TouchWriter, GesturesAreRoundedAndTheNewestGoesFirst) {
 TEST(TouchWriter, ARefusedTransportSendsNothing) {
     ScriptedAdbServer server;
     server.addScript(Script().expectRequest("host:transport-any").reply(test::failReply("more than one device")).close());
-    TouchWriter writer(endpointOf(server));
+    TouchWriter writer(server.endpoint());
     writer.sendTouchForPoint({1, 2});
     ASSERT_TRUE(test::waitThenSettle([&] { return server.isClosed(0); }, 100));
     EXPECT_EQ(server.received(0), framedRequest("host:transport-any"));
@@ -103,7 +101,7 @@ TEST(TypeWriter, BatchesKeepTheOrderTyped) {
     server.addScript(commandScript("shell:input text a%sb"));
     server.addScript(commandScript("shell:input keyevent 66 "));
     server.addScript(commandScript("shell:input text 5\\\\&"));
-    TypeWriter writer(endpointOf(server));
+    TypeWriter writer(server.endpoint());
     // Queued together: the text runs up to the key code, which goes next alone.
     for (const char c : QByteArray("a b")) EXPECT_FALSE(writer.addInput(TypeWriter::inputForChar(c, false)));
     EXPECT_FALSE(writer.sendKeyEvent(Qt::Key_Return, {}, u"\r"_s));
@@ -119,7 +117,7 @@ TEST(TypeWriter, BatchesKeepTheOrderTyped) {
 
 TEST(TypeWriter, TheTwelfthWaitingInputIsRefused) {
     ScriptedAdbServer server;  // no script: the batch waits for the transport
-    TypeWriter writer(endpointOf(server));
+    TypeWriter writer(server.endpoint());
     for (int i = 0; i < 11; ++i) EXPECT_FALSE(writer.sendHomeKey()) << i;
     EXPECT_TRUE(writer.sendKeyEvent(Qt::Key_X, {}, u"x"_s));
     EXPECT_TRUE(waitUntil([&] { return server.connectionCount() == 1; }));

@@ -1,12 +1,9 @@
 #include "core/support/logger.h"
 #include "core/support/logsinks.h"
 
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QRegularExpression>
 #include <QTemporaryDir>
-#include <QTimeZone>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -22,12 +19,6 @@ namespace {
 QString readFile(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
-void appendToFile(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::Append));
-    file.write(bytes);
 }
 
 class LoggerTest : public ::testing::Test {
@@ -109,23 +100,6 @@ TEST_F(LoggerTest, RegisteringTwiceKeepsOneFile) {
     EXPECT_TRUE(path.startsWith(dir_.path()));
     logger().flush();
     EXPECT_EQ(readFile(path).count(u"logging to file: "_s + path), 1);
-}
-
-TEST_F(LoggerTest, LogToStringKeepsTheLast15000Characters) {
-    logger().registerLogger();
-    logger().flush();
-    const QString path = logger().logFilePath();
-    const qint64 size = QFileInfo(path).size();
-    ASSERT_LT(size, 15000);
-    appendToFile(path, QByteArray(15000 - size, 'x'));
-
-    const QString whole = logger().logToString();
-    EXPECT_EQ(whole.size(), 15000);
-    EXPECT_EQ(whole, readFile(path));
-
-    appendToFile(path, "y");
-    const QString cut = logger().logToString();
-    EXPECT_EQ(cut, u"<truncated>\n"_s + whole.mid(1) + u'y');
 }
 
 TEST_F(LoggerTest, NothingIsWrittenOnceShutDown) {

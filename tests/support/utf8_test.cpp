@@ -16,12 +16,15 @@ TEST(Utf8, StrayBytesBecomeReplacementCharacters) {
         {"caf\xE9 ok", "caf" + fffd + " ok"},  // a Latin-1 byte in UTF-8 text
         {"\xC0\x80", fffd + fffd},            // overlong: each byte
         {"\xED\xA0\x80", fffd + fffd + fffd},  // surrogate
+        {"\xF4\x90\x80\x80", fffd + fffd + fffd + fffd},  // above U+10FFFF
+        {"abcdefgh\xC3", "abcdefgh" + fffd},  // truncated after the fast path
         {"12345678abcdefgh\xF0\x9F\x98", "12345678abcdefgh" + fffd + fffd + fffd},  // truncated at the end
         {"\xC3\x28", fffd + "("},
         {"\xFF\xF0\x9F\x98\x80", fffd + "\xF0\x9F\x98\x80"},
     };
     for (const auto& [in, out] : cases) {
         EXPECT_EQ(utf8::replaceInvalid(in), out) << in;
+        EXPECT_EQ(utf8::isValid(in), in == out) << in;
         EXPECT_TRUE(utf8::isValid(utf8::replaceInvalid(in))) << in;
     }
 }

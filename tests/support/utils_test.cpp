@@ -2,6 +2,7 @@
 #include "core/support/threads.h"
 #include "core/support/utils.h"
 
+#include "fixtures/scopedenv.h"
 #include "fixtures/wait.h"
 
 #include <QDir>
@@ -9,38 +10,11 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-#include <map>
 
 using namespace Qt::StringLiterals;
 
 namespace vf {
 namespace {
-
-// Sets environment variables for one test and puts the old values back.
-class EnvGuard final {
-public:
-    void set(const char* name, const QString& value) {
-        remember(name);
-        qputenv(name, value.toLocal8Bit());
-    }
-    void unset(const char* name) {
-        remember(name);
-        qunsetenv(name);
-    }
-    ~EnvGuard() {
-        for (const auto& [name, value] : saved_) {
-            if (value) qputenv(name.c_str(), *value);
-            else qunsetenv(name.c_str());
-        }
-    }
-
-private:
-    void remember(const char* name) {
-        if (saved_.count(name) != 0) return;
-        saved_[name] = qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt;
-    }
-    std::map<std::string, std::optional<QByteArray>> saved_;
-};
 
 void writeFile(const QString& path, const QByteArray& content, bool executable) {
     QDir().mkpath(QFileInfo(path).absolutePath());
@@ -80,7 +54,7 @@ protected:
     }
 
     QTemporaryDir home_;
-    EnvGuard env_;
+    test::ScopedEnv env_;
 };
 
 TEST_F(UtilsTest, GetAdbPathTriesTheSdkFoldersInOrder) {
@@ -136,18 +110,6 @@ TEST_F(UtilsTest, StartAdbWithoutAdbAnswersAtOnce) {
     std::optional<bool> result;
     Utils::startAdb(QString(), std::nullopt, [&](bool ok) { result = ok; });
     EXPECT_EQ(result, false);
-}
-
-TEST(UtilsSandboxTest, SandboxIsDetectedFromTheEnvironment) {
-    EnvGuard env;
-    env.unset("APP_SANDBOX_CONTAINER_ID");
-    env.unset("FLATPAK_ID");
-    EXPECT_FALSE(Utils::isSandboxed());
-    env.set("FLATPAK_ID", u"org.example.Viewer"_s);
-    EXPECT_TRUE(Utils::isSandboxed());
-    env.unset("FLATPAK_ID");
-    env.set("APP_SANDBOX_CONTAINER_ID", u"x"_s);
-    EXPECT_TRUE(Utils::isSandboxed());
 }
 
 TEST(AnalyticsTest, CountsEventsInALocalFile) {

@@ -30,15 +30,9 @@ TEST(TextUtils, XmlPrinter) {
     EXPECT_EQ(TextUtils::lenientXMLPrettyPrinter(u"<?xml v?><!-- c --><a/>"), u"\n<?xml v?>\n<!-- c -->\n    <a/>"_s);
 }
 
-TEST(TextUtils, SmallHelpers) {
+TEST(TextUtils, Truncate) {
     EXPECT_EQ(TextUtils::truncate(u"abcdef"_s, 3), u"abc..."_s);
     EXPECT_EQ(TextUtils::truncate(u"abcdef"_s, 6), u"abcdef"_s);
-    QString text = u"a\t\r \n \n"_s;
-    TextUtils::trimEnd(text);
-    EXPECT_EQ(text, u"a\t\r"_s);
-    TextUtils::addTabs(-1, text);
-    TextUtils::addTabs(2, text);
-    EXPECT_EQ(text, u"a\t\r        "_s);
 }
 
 TEST(TextUtils, Base64) {

@@ -1,5 +1,6 @@
 // Search through the window: the field, Find Next/Previous and live search
-// typed into the table. The walk itself is the core's; these check the wiring.
+// typed into the table. The walk itself and what a pattern matches are the
+// core's (tests/log/logsearch_test.cpp); these check the wiring.
 #include <QKeyEvent>
 #include <QLineEdit>
 
@@ -35,32 +36,6 @@ TEST_F(SearchTest, FindsFromTheSelectionOrBackwardsFromTheEnd) {
     EXPECT_EQ(selected(), 0);  // wrapped
     app->findPrevious();
     EXPECT_EQ(selected(), 2);
-}
-
-TEST_F(SearchTest, OneMatchingRowIsItsOwnNextAndFoundAtOnceWithDirectionZero) {
-    start();
-    show({row(1, "I", "needle"), row(2, "I", "hay")});
-    table()->selectRowAlone(0);
-    app->window()->searchField()->setText(u"needle"_s);
-    app->findNext();
-    EXPECT_EQ(selected(), 0);
-    app->search(u"needle"_s);
-    EXPECT_EQ(selected(), 0);
-}
-
-TEST_F(SearchTest, PatternsAreCaseSensitiveRegexesOverTheTextColumnsOnly) {
-    start();
-    show({row(1, "I", "abc"), row(2, "E", "plain")});
-    app->search(u"a.c"_s);
-    EXPECT_EQ(selected(), 0);
-    table()->selectRowAlone(1);
-    app->search(u"ABC"_s);
-    EXPECT_EQ(selected(), 1);  // no match: selection unchanged
-    app->search(u"^E$"_s);     // only the level letter
-    EXPECT_EQ(selected(), 1);
-    table()->selectRowAlone(1);
-    app->search(u"^1$"_s);     // only the idx
-    EXPECT_EQ(selected(), 1);
 }
 
 TEST_F(SearchTest, TypingIntoTheTableRunsALiveSearch) {
