@@ -23,7 +23,6 @@ constexpr std::uint64_t kMaxFileBytes = 524288;
 constexpr std::chrono::seconds kRollingFrequency{86400};
 constexpr int kArchivedFiles = 1;
 constexpr std::size_t kQueueSize = 8192;
-constexpr qsizetype kTailCharacters = 15000;
 constexpr std::chrono::milliseconds kFlushWait{5000};
 
 std::mutex gDirectoryMutex;
@@ -153,22 +152,6 @@ void Logger::shutdown() {
     d->fileSink.reset();
     d->barrier.reset();
     d->filePath.clear();
-}
-
-QString Logger::logToString() {
-    if (!isRegistered()) registerLogger();
-    flush();
-    const QString path = RollingFileSink::newestLogFile(logDirectory());
-    if (path.isEmpty()) return QStringLiteral("no log found!");
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        const std::string text = fmt::format("ERROR reading file: {}", path);
-        writeSync(LogFlag::Error, __FILE__, __func__, __LINE__, text);
-        return QString::fromStdString(text);
-    }
-    const QString text = QString::fromUtf8(file.readAll());
-    if (text.size() > kTailCharacters) return u"<truncated>\n" + text.right(kTailCharacters);
-    return text;
 }
 
 QString Logger::logFilePath() const {

@@ -83,11 +83,6 @@ public:
     // Waits until every line handed over so far is in the file. Any thread.
     void flush();
 
-    // The newest log file's text, cut to its last 15000 characters (then
-    // preceded by "<truncated>\n"); registers first if needed; "no log
-    // found!" without a file. Any thread; waits for queued lines.
-    QString logToString();
-
     // Path of the log file written to (empty before registerLogger()). Any thread.
     QString logFilePath() const;
     // The per-user folder that holds the log file and crash reports:

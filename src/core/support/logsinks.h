@@ -1,7 +1,7 @@
 #pragma once
 // The outputs behind the diagnostics logger: the line formatter shared by
 // every output, the rolling log file, the recent-lines feed of the crash
-// reporter and the flush barrier that lets logToString() read a complete file.
+// reporter and the flush barrier that lets a reader wait for queued lines.
 //
 // Sinks are called by spdlog's worker thread (and, for synchronous lines, by
 // the writing thread); each guards itself with its own mutex.

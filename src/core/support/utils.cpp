@@ -96,8 +96,4 @@ void Utils::startAdb(const QString& adbProgram, std::optional<quint16> port,
     });
 }
 
-bool Utils::isSandboxed() {
-    return qEnvironmentVariableIsSet("APP_SANDBOX_CONTAINER_ID") || qEnvironmentVariableIsSet("FLATPAK_ID");
-}
-
 }  // namespace vf

@@ -30,10 +30,6 @@ public:
     // above. Blocking; any thread except the main one should call it.
     static bool runStartServer(const QString& adbPath, std::optional<quint16> port = std::nullopt);
 
-    // Whether the program runs inside a sandbox (an app sandbox container
-    // or a Flatpak). Any thread.
-    static bool isSandboxed();
-
     Utils() = delete;
 };
 
