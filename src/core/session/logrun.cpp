@@ -168,12 +168,18 @@ void LogRun::statusRow(const QString& text, const QString& level) {
 // Process names
 
 void LogRun::wantNames() {
+    lookupStep([](ProcessLookupLimiter& limiter, int64_t now) { return limiter.request(now); });
+}
+
+// Asks the limiter under the lock, then starts the lookup it allows or
+// waits for the time it names.
+void LogRun::lookupStep(const std::function<bool(ProcessLookupLimiter&, int64_t)>& decide) {
     bool start = false;
     std::optional<int64_t> due;
     {
         std::lock_guard lock(mutex_);
         if (ended_) return;
-        start = limiter_.request(clock_());
+        start = decide(limiter_, clock_());
         due = limiter_.dueAt();
     }
     if (start) startLookup();
@@ -199,17 +205,7 @@ void LogRun::scheduleLookup(std::optional<int64_t> dueAt) {
 
 void LogRun::pollLookup() {
     runOnIoThread([this] {
-        if (closing_) return;
-        bool start = false;
-        std::optional<int64_t> due;
-        {
-            std::lock_guard lock(mutex_);
-            if (ended_) return;
-            start = limiter_.pollDue(clock_());
-            due = limiter_.dueAt();
-        }
-        if (start) startLookup();
-        else scheduleLookup(due);
+        if (!closing_) lookupStep([](ProcessLookupLimiter& limiter, int64_t now) { return limiter.pollDue(now); });
     });
 }
 
@@ -224,16 +220,7 @@ void LogRun::pidReceived(const QString& text) {
         case PsAbort::None:
             break;
     }
-    bool start = false;
-    std::optional<int64_t> due;
-    {
-        std::lock_guard lock(mutex_);
-        if (ended_) return;
-        start = limiter_.finished(clock_());
-        due = limiter_.dueAt();
-    }
-    if (start) startLookup();
-    else scheduleLookup(due);
+    lookupStep([](ProcessLookupLimiter& limiter, int64_t now) { return limiter.finished(now); });
 }
 
 }  // namespace vf

@@ -83,6 +83,7 @@ private:
     // I/O thread.
     void connectReader();
     void wantNames();
+    void lookupStep(const std::function<bool(ProcessLookupLimiter&, int64_t)>& decide);
     void startLookup();
     void scheduleLookup(std::optional<int64_t> dueAt);
     void end(RunEnd how, const Error& error, bool fromTable = false);
