@@ -23,12 +23,8 @@ using vf::test::ScriptedAdbServer;
 
 namespace {
 
-QByteArray lengthPrefixed(const QByteArray& payload) {
-    return QByteArray::number(payload.size(), 16).rightJustified(4, '0') + payload;
-}
-
 Script deviceListScript(const QByteArray& list) {
-    return Script().expectRequest("host:devices").reply("OKAY" + lengthPrefixed(list)).close();
+    return Script().expectRequest("host:devices").reply("OKAY" + vf::test::framed(list)).close();
 }
 
 QByteArray streamRequest(const QByteArray& tags = {}) {
@@ -162,8 +158,6 @@ TEST_F(StreamProcessTest, CrashesStreamPrintsEachCrashWhenItsBlockIsComplete) {
     const QJsonObject java = found.at(0);
     EXPECT_EQ(java.value(u"kind"_s).toString(), u"java"_s);
     EXPECT_EQ(java.value(u"app"_s).toString(), u"com.example.crashy"_s);
-    EXPECT_EQ(java.value(u"pid"_s).toString(), u"2222"_s);
-    EXPECT_EQ(java.value(u"time"_s).toString(), u"01-15 12:00:01.000"_s);
     EXPECT_EQ(java.value(u"title"_s).toString(), u"java.lang.IllegalStateException: boom"_s);
     EXPECT_EQ(java.value(u"rows"_s).toInt(), 4);
     EXPECT_EQ(java.value(u"lastIdx"_s).toInt() - java.value(u"firstIdx"_s).toInt(), 5);

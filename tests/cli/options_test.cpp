@@ -112,13 +112,7 @@ TEST(RowWriters, TerminalOutputShowsControlCharacters) {
 
 TEST(RowWriters, TextIsColouredOnlyWhenAskedAndOnlyByLevel) {
     vf::RowArena arena;
-    vf::RowValues values;
-    values.time = "01-15 12:34:56.789";
-    values.pid = "1234";
-    values.tid = "-";
-    values.type = "E";
-    values.name = "Tag";
-    values.text = " boom\n";
+    vf::RowValues values{0, "01-15 12:34:56.789", "", "1234", "-", "E", "Tag", " boom\n"};
     const vf::RowPtr error = arena.make(values);
     values.type = "D";
     const vf::RowPtr debug = arena.make(values);
