@@ -88,7 +88,7 @@ TEST_F(LoggerTest, WritesLinesOfEveryThreadToTheFile) {
     EXPECT_FALSE(text.contains(u"verbose lines"));
 }
 
-TEST_F(LoggerTest, RegisteringTwiceKeepsOneFile) {
+TEST_F(LoggerTest, RegisteringTwiceKeepsOneFileAndShutdownStopsIt) {
     logger().registerLogger();
     const QString path = logger().logFilePath();
     logger().registerLogger();
@@ -96,11 +96,6 @@ TEST_F(LoggerTest, RegisteringTwiceKeepsOneFile) {
     EXPECT_TRUE(path.startsWith(dir_.path()));
     logger().flush();
     EXPECT_EQ(readFile(path).count(u"logging to file: "_s + path), 1);
-}
-
-TEST_F(LoggerTest, NothingIsWrittenOnceShutDown) {
-    logger().registerLogger();
-    const QString path = logger().logFilePath();
     logger().shutdown();
     EXPECT_FALSE(logger().enabled());
     VF_LOG("after shutdown");

@@ -123,12 +123,9 @@ TEST(AnalyticsTest, CountsEventsInALocalFile) {
     AnalyticsHelper::recordEvent(u"error-not-authorized"_s);
     AnalyticsHelper::recordStop();
 
-    const QJsonObject events = AnalyticsHelper::counters().value(u"events").toObject();
-    EXPECT_EQ(events.value(u"error-adb-not-running").toInteger(), 2);
-    EXPECT_EQ(events.value(u"error-not-authorized").toInteger(), 1);
-    EXPECT_EQ(events.value(u"app-start").toInteger(), 1);
-    EXPECT_EQ(events.value(u"app-stop").toInteger(), 1);
-    EXPECT_EQ(events.value(u"app-register").toInteger(), 1);
+    EXPECT_EQ(AnalyticsHelper::counters().value(u"events").toObject(),
+              (QJsonObject{{u"error-adb-not-running"_s, 2}, {u"error-not-authorized"_s, 1}, {u"app-start"_s, 1},
+                           {u"app-stop"_s, 1}, {u"app-register"_s, 1}}));
 
     // A damaged file is started afresh rather than blocking the counts.
     writeFile(path, "{not json", false);
