@@ -106,10 +106,6 @@ TEST_F(FileCommandsTest, TextAndTsvUseTheViewersLayouts) {
     EXPECT_EQ(QByteArray::fromStdString(text.out), vf::writeSavedText(rows));
     const auto tsv = runCli({u"convert"_s, path, u"--format=tsv"_s});
     EXPECT_EQ(QString::fromStdString(tsv.out), vf::copyText(rows));
-
-    // The saved text reads back as the app(pid) layout.
-    const QString saved = write(u"saved.log"_s, QByteArray::fromStdString(text.out));
-    EXPECT_EQ(runCli({u"detect"_s, saved}).out, "2 threadtime with app\n");
 }
 
 TEST_F(FileCommandsTest, ReadsVellumfoxPropertyLists) {

@@ -121,11 +121,7 @@ TEST(FilterLanguage, CombiningFilters) {
     const PredicatePtr info = parsed(kLogLevelPresets[2].text);
     const PredicatePtr error = parsed(kLogLevelPresets[4].text);
     // Saved filters narrow each other.
-    const PredicatePtr both = combineFilters({info, error}, nullptr);
-    ASSERT_TRUE(both);
-    EXPECT_TRUE(both->evaluate(FakeRow{{RowKey::Type, "E"}}, nullptr));
-    EXPECT_FALSE(both->evaluate(FakeRow{{RowKey::Type, "W"}}, nullptr));
-    EXPECT_EQ(both->format(), u"type IN[cd] \"I,W,E,F,A\" AND type IN[cd] \"E,F,A\"");
+    EXPECT_EQ(combineFilters({info, error}, nullptr)->format(), u"type IN[cd] \"I,W,E,F,A\" AND type IN[cd] \"E,F,A\"");
     EXPECT_EQ(combineFilters({info}, nullptr)->format(), info->format());
 }
 
