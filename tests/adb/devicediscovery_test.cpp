@@ -75,11 +75,9 @@ TEST(DeviceListParsing, RecordsTakeTheSerialAsTypeAndLaterPrefixedFields) {
         {u"\tserial device model:m"_s, QString(), u"serial"_s, u"m"_s, {}},
     };
     for (const auto& c : cases) {
-        const DeviceRecord record = DeviceListDatasource::recordFromLine(c.line);
-        EXPECT_EQ(record.id, c.id) << c.line.toStdString();
-        EXPECT_EQ(record.type, c.type) << c.line.toStdString();
-        EXPECT_EQ(record.name, c.name) << c.line.toStdString();
-        EXPECT_EQ(record.product, c.product) << c.line.toStdString();
+        const DeviceRecord r = DeviceListDatasource::recordFromLine(c.line);
+        EXPECT_EQ(std::tie(r.id, r.type, r.name, r.product), std::tie(c.id, c.type, c.name, c.product))
+            << c.line.toStdString();
     }
 }
 

@@ -40,10 +40,8 @@ TEST(DeviceState, ListingLinesShortAndLongForm) {
     });
     for (const Case& c : cases) {
         const DeviceStatus s = deviceStatusFromListingLine(c.line);
-        EXPECT_EQ(s.state, c.state) << c.line.toStdString();
-        EXPECT_EQ(s.word, c.word) << c.line.toStdString();
-        EXPECT_EQ(s.usbPath, c.path) << c.line.toStdString();
-        EXPECT_EQ(s.usbVendorId, c.vendor) << c.line.toStdString();
+        EXPECT_EQ(std::tie(s.state, s.word, s.usbPath, s.usbVendorId), std::tie(c.state, c.word, c.path, c.vendor))
+            << c.line.toStdString();
     }
 }
 
