@@ -98,12 +98,8 @@ TEST(CrashDetector, FindsEveryFormInTheTestLogs) {
 class DetectorFeed : public ::testing::Test {
 protected:
     void feed(std::string pid, std::string tid, char level, std::string tag, std::string text) {
-        RowValues v;
-        v.idx = next_++;
-        v.time = "03-17 10:00:00.000";
-        v.pid = std::move(pid), v.tid = std::move(tid), v.type = std::string(1, level);
-        v.name = std::move(tag), v.text = std::move(text);
-        detector.feed(*arena_.make(v));
+        detector.feed(*arena_.make(RowValues{next_++, "03-17 10:00:00.000", "", std::move(pid), std::move(tid),
+                                             std::string(1, level), std::move(tag), std::move(text)}));
     }
     CrashDetector detector;
 
