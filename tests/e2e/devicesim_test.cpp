@@ -26,7 +26,7 @@ TEST(DeviceSimShell, ReadsTheViewersLogcatRequest) {
 // Without "*:S" other tags keep the default (everything); a bare tag means V.
 TEST(DeviceSimShell, LogTagFilterFollowsLogcatRules) {
     const struct {
-        const char* spec;
+        const char* rules;
         const char* tag;
         char level;
         bool allowed;
@@ -38,8 +38,8 @@ TEST(DeviceSimShell, LogTagFilterFollowsLogcatRules) {
         {"*:W MyTag:S", "Other", 'I', false}, {"*:W MyTag:S", "MyTag", 'F', false},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(LogTagFilter(QString::fromLatin1(c.spec)).allows(QString::fromLatin1(c.tag), c.level), c.allowed)
-            << c.spec << " " << c.tag << " " << c.level;
+        EXPECT_EQ(LogTagFilter(QString::fromLatin1(c.rules)).allows(QString::fromLatin1(c.tag), c.level), c.allowed)
+            << c.rules << " " << c.tag << " " << c.level;
 }
 
 TEST(DeviceSimOptions, RejectsBadValues) {
