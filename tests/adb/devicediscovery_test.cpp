@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <QMutex>
 #include <QStringList>
 
 #include "core/adb/devicelistdatasource.h"
@@ -81,24 +80,21 @@ TEST(DeviceListParsing, RecordsTakeTheSerialAsTypeAndLaterPrefixedFields) {
     }
 }
 
+// Delegate calls arrive on the main thread, as the flags check.
 class Controller final : public DeviceListDelegate {
 public:
     void onDevicesConnected(const DeviceList& devices) override {
-        QMutexLocker lock(&mutex);
         lists.append(devices);
         onMain = onMain && isMainThread();
     }
     void onDeviceModel(const QString& deviceId, const QString& model) override {
-        QMutexLocker lock(&mutex);
         models.append(deviceId + u'=' + model);
         onMain = onMain && isMainThread();
     }
     void onDeviceListFailed(int code) override {
-        QMutexLocker lock(&mutex);
         failures.append(code);
         failedOnMain = isMainThread();
     }
-    QMutex mutex;
     QList<DeviceList> lists;
     QStringList models;
     QList<int> failures;
@@ -109,10 +105,6 @@ public:
 class DiscoveryTest : public ::testing::Test {
 protected:
     DiscoveryTest() { datasource.setDelegate(&controller); }
-    int failureCount() {
-        QMutexLocker lock(&controller.mutex);
-        return int(controller.failures.size());
-    }
 
     ScriptedAdbServer server;
     Controller controller;
@@ -175,12 +167,11 @@ TEST_F(DiscoveryTest, ListsDevicesThenLooksUpNamesOneAtATime) {
 TEST_F(DiscoveryTest, FailuresReachTheControllerOnTheMainThread) {
     server.addScript(Script().expect(16).reply("OKAY0000").close());
     datasource.loadDeviceList();
-    ASSERT_TRUE(waitUntil([&] { return failureCount() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return controller.failures.size() == 1; }));
     DeviceListDatasource nowhere(ScriptedAdbServer::nowhere());
     nowhere.setDelegate(&controller);
     nowhere.loadDeviceList();
-    ASSERT_TRUE(test::waitThenSettle([&] { return failureCount() == 2; }));
-    QMutexLocker lock(&controller.mutex);
+    ASSERT_TRUE(test::waitThenSettle([&] { return controller.failures.size() == 2; }));
     EXPECT_EQ(controller.failures, QList<int>({1, 0}));
     EXPECT_TRUE(controller.failedOnMain);
     EXPECT_TRUE(controller.lists.isEmpty());
