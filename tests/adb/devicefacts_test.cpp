@@ -100,9 +100,6 @@ TEST(ProcessTable, FlavorFromSdkAndReplies) {
     EXPECT_EQ(psFlavorFromSdk(u"25\n"), PsFlavor::Toolbox);
     EXPECT_EQ(psFlavorFromSdk(u"26\r\n"), PsFlavor::Toybox);
     EXPECT_EQ(psFlavorFromSdk(u"\n"), PsFlavor::Unknown);
-    EXPECT_EQ(processTableRequest(PsFlavor::Toolbox), u"shell:ps"_s);
-    EXPECT_EQ(processTableRequest(PsFlavor::Toybox), u"shell:ps -A"_s);
-    EXPECT_EQ(processTableRequest(PsFlavor::Unknown), u"shell:ps -A"_s);
 
     struct Case {
         PsFlavor asked;
