@@ -34,12 +34,10 @@ TEST(DeviceListReader, AsksForTheListAndReportsTextOrFailureCode) {
         {"OKAY" + test::framed("emulator-5554\tdevice\n"), {u"emulator-5554\tdevice\n"_s}, {}},
         {"OKAY0000", {}, {1}},
         {"FAIL0004oops", {}, {}},
-        // A broken reply ends the conversation with a report instead of a wait.
-        {"okay0015emulator-5554\tdevice\n", {}, {2}},
-        {"OKAY00x5emulator", {}, {2}},
+        // A broken reply ends the conversation with a report instead of a wait
+        // (each way to break one is a ReplyFraming case).
         {"OKAY0015emulator", {}, {2}},  // closed before the promised bytes
         {"HTTP/1.1 400 Bad Request\r\n", {}, {2}},
-        {"OK", {}, {2}},
         {{}, {}, {0}},
     };
     int connection = 0;

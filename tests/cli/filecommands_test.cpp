@@ -71,11 +71,10 @@ TEST_F(FileCommandsTest, DetectsAndConvertsEveryLayout) {
 }
 
 TEST_F(FileCommandsTest, JsonOutputParsesBackToTheSameRows) {
-    // Control characters, quotes, backslashes and non-ASCII text in the message.
-    const QByteArray text = "01-15 12:34:56.789  1234  5678 I Tag: quote \" back\\slash tab\tbell\x07 \xc3\xa9\xe2\x80\xa8 end\n";
-    const QString path = write(u"odd.log"_s, layoutCases().at(1).lines + text);
+    // Escaping itself is RowWriters' case (options_test).
+    const QString path = write(u"rows.log"_s, layoutCases().at(1).lines);
     const vf::RowList rows = load(path);
-    ASSERT_EQ(rows.size(), 7);
+    ASSERT_EQ(rows.size(), 6);
 
     const auto result = runCli({u"convert"_s, path, u"--format"_s, u"json"_s});
     ASSERT_EQ(result.status, 0) << result.err;
