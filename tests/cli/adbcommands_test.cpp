@@ -65,13 +65,11 @@ TEST(DevicesCommand, NoDeviceAndNoServerAreErrors) {
     EXPECT_EQ(none.status, 1);
     EXPECT_NE(none.err.find("no device"), std::string::npos) << none.err;
 
-    // Another program on the port, and a reply cut short: said, not waited on.
-    for (const QByteArray& reply : {QByteArray("HTTP/1.1 400 Bad Request\r\n\r\n"), QByteArray("OKAY0040emu")}) {
-        server.addScript(Script().expectRequest("host:devices").reply(reply).close());
-        const auto broken = runCli({u"-P"_s, QString::number(server.port()), u"devices"_s});
-        EXPECT_EQ(broken.status, 1);
-        EXPECT_NE(broken.err.find("the ADB server sent an unexpected reply"), std::string::npos) << broken.err;
-    }
+    // Another program on the port: said, not waited on.
+    server.addScript(Script().expectRequest("host:devices").reply("HTTP/1.1 400 Bad Request\r\n\r\n").close());
+    const auto broken = runCli({u"-P"_s, QString::number(server.port()), u"devices"_s});
+    EXPECT_EQ(broken.status, 1);
+    EXPECT_NE(broken.err.find("the ADB server sent an unexpected reply"), std::string::npos) << broken.err;
 
     // No adb to start here: the run says so and fails.
     QTemporaryDir empty;
