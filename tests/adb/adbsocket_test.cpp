@@ -20,7 +20,7 @@ TEST(AdbSocket, FramesWithTheUtf16LengthInFourLowerCaseHexDigits) {
     EXPECT_EQ(AdbSocket::frame(u"\u00e9\u00e9"_s), "0002\xc3\xa9\xc3\xa9");
 }
 
-TEST(AdbSocket, StatusWordsTextHexLengthsAndErrors) {
+TEST(AdbSocket, StatusWordsTextAndHexLengths) {
     EXPECT_TRUE(AdbSocket::isOkay("OKAY"));
     for (const char* status : {"okay", "OKAY\n", "FAIL"}) EXPECT_FALSE(AdbSocket::isOkay(status)) << status;
 
@@ -34,12 +34,6 @@ TEST(AdbSocket, StatusWordsTextHexLengthsAndErrors) {
     for (const char* bad : {"00g1", "zzzz", "\xff\xff"}) EXPECT_EQ(AdbSocket::hexDataToInteger(bad), 0u) << bad;
     EXPECT_EQ(AdbSocket::hexStringToInteger(u"  0x1fq"_s), 31u);
     EXPECT_EQ(AdbSocket::hexStringToInteger(u"fffffffff"_s), 0xFFFFFFFFu);
-
-    const Error error = AdbSocket::logReaderError(2, u"device offline"_s);
-    EXPECT_EQ(error.domain, u"logReader"_s);
-    EXPECT_EQ(error.code, 2);
-    for (const QString& text : {error.description, error.failureReason, error.recoverySuggestion})
-        EXPECT_EQ(text, u"device offline"_s);
 }
 
 TEST(AdbSocket, StopBeforeTheConnectionCompletesLeavesItNotConnecting) {

@@ -52,20 +52,29 @@ protected:
     AsyncSocket socket{&recorder};
 };
 
-// The same reply, coalesced or byte by byte, completes the same reads.
-TEST(AsyncSocket, ReadsCompleteInOrderWhateverTheSegmentation) {
-    const QByteArray reply = QByteArrayLiteral("OKAY0005hello\nwor\nIENDxx");
+// Runs `reads` against `reply` sent whole and then byte by byte after the
+// steps of `script`; both runs must record `events`.
+void expectReads(const QByteArray& reply, const Script& script, const std::function<void(AsyncSocket&)>& reads,
+                 const QStringList& events) {
     for (const bool bytewise : {false, true}) {
         ScriptedAdbServer server;
-        Script script;
-        script.expect(6);
-        bytewise ? script.replyBytewise(reply) : script.reply(reply);
-        server.addScript(script);
-
+        Script steps = script;
+        bytewise ? steps.replyBytewise(reply) : steps.reply(reply);
+        server.addScript(steps.close());
         Recorder recorder;
         AsyncSocket socket(&recorder);
         // Everything is queued before the connection exists.
         ASSERT_TRUE(socket.connectToHost(QStringLiteral("127.0.0.1"), server.port()));
+        reads(socket);
+        ASSERT_TRUE(waitUntil([&] { return recorder.disconnects > 0; })) << recorder.events.join(u'|').toStdString();
+        EXPECT_EQ(recorder.events, events) << "bytewise=" << bytewise;
+        EXPECT_EQ(server.received(0), script.steps().isEmpty() ? "" : "abcdef");
+    }
+}
+
+// The same reply, coalesced or byte by byte, completes the same reads.
+TEST(AsyncSocket, ReadsCompleteInOrderWhateverTheSegmentation) {
+    expectReads("OKAY0005hello\nwor\nIENDxx", Script().expect(6), [](AsyncSocket& socket) {
         socket.writeData("abc", -1, 1);
         socket.writeData("def", -1, 1);
         socket.readDataToLength(4, -1, 1);
@@ -74,13 +83,8 @@ TEST(AsyncSocket, ReadsCompleteInOrderWhateverTheSegmentation) {
         socket.readDataToData(AsyncSocket::LFData(), -1, 4);
         socket.readDataToData(AsyncSocket::LFData(), -1, 5);
         socket.readDataToData("IEND", -1, 6);
-        ASSERT_TRUE(waitUntil([&] { return recorder.events.size() == 7; })) << recorder.events.join(u'|').toStdString();
-        EXPECT_EQ(recorder.events, strings({"connect", "read 1 OKAY", "read 2 0005", "read 3 hello", "read 4 \n",
-                                            "read 5 wor\n", "read 6 IEND"}))
-            << "bytewise=" << bytewise;
-        EXPECT_EQ(server.received(0), "abcdef");
-        EXPECT_TRUE(socket.isConnected());
-    }
+    }, strings({"connect", "read 1 OKAY", "read 2 0005", "read 3 hello", "read 4 \n", "read 5 wor\n", "read 6 IEND",
+                "disconnect"}));
 }
 
 // On a peer close every read the buffered bytes satisfy completes first,
@@ -98,24 +102,12 @@ TEST_F(AsyncSocketTest, PeerCloseDrainsBufferedReadsThenReportsOnce) {
 // A bounded read hands out its limit and drops the rest of the record, up
 // to a delimiter that may straddle the cut; whatever the segmentation.
 TEST(AsyncSocket, BoundedReadsCutAndSkipToTheNextRecord) {
-    const QByteArray reply = "abcdefgh\nxy\nabcIENDok\n";
-    for (const bool bytewise : {false, true}) {
-        ScriptedAdbServer server;
-        Script script;
-        bytewise ? script.replyBytewise(reply) : script.reply(reply);
-        server.addScript(script.close());
-        Recorder recorder;
-        AsyncSocket socket(&recorder);
-        ASSERT_TRUE(socket.connectToHost(QStringLiteral("127.0.0.1"), server.port()));
+    expectReads("abcdefgh\nxy\nabcIENDok\n", Script(), [](AsyncSocket& socket) {
         socket.readDataToData(AsyncSocket::LFData(), -1, 1, 4);
         socket.readDataToData(AsyncSocket::LFData(), -1, 2, 4);
         socket.readDataToData("IEND", -1, 3, 4);
         socket.readDataToData(AsyncSocket::LFData(), -1, 4, 4);
-        ASSERT_TRUE(waitUntil([&] { return recorder.disconnects > 0; })) << recorder.events.join(u'|').toStdString();
-        EXPECT_EQ(recorder.events, strings({"connect", "read 1 abcd", "read 2 xy\n", "read 3 abcI", "read 4 ok\n",
-                                            "disconnect"}))
-            << "bytewise=" << bytewise;
-    }
+    }, strings({"connect", "read 1 abcd", "read 2 xy\n", "read 3 abcI", "read 4 ok\n", "disconnect"}));
 }
 
 // A peer that floods a connection nobody reads from is cut off.

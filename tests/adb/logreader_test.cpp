@@ -70,8 +70,6 @@ TEST_F(LogReaderTest, ConversationsReportThenEndOnce) {
          kTransportAny, strings({"error 2 more than one device/emulator", "stopped"})},
         // Replies that break the framing end the run with the same report (each
         // way to break it is a ReplyFraming case).
-        {"lower-case status", {}, {}, transportAnyThen("okay0004oops").close(), kTransportAny,
-         strings({"error 3 the ADB server sent an unexpected reply", "stopped"})},
         {"closed inside the failure message", {}, {}, transportAnyThen("FAIL0010oops").close(), kTransportAny,
          strings({"error 3 the ADB server sent an unexpected reply", "stopped"})},
         {"no server", {}, {}, std::nullopt, {},

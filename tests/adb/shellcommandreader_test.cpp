@@ -44,14 +44,8 @@ TEST(ShellCommandReader, DeliversTheOutputOnceHoweverTheConversationEnds) {
         qsizetype maxBytes = ShellCommandReader::kDefaultMaxBytes;
     } cases[] = {
         {u"abc1"_s,
-         Script()
-             .expectRequest("host:transport:abc1")
-             .reply("OKAY")
-             .expect(12)
-             .reply("OKAY")
-             .replyBytewise(output.left(50))
-             .reply(output.mid(50) + "no newline at the end")
-             .close(),
+         Script().expectRequest("host:transport:abc1").reply("OKAY").expect(12).reply("OKAY")
+             .replyBytewise(output.left(50)).reply(output.mid(50) + "no newline at the end").close(),
          "0013host:transport:abc1" "0008shell:ps", {QString::fromUtf8(output)}},
         {{}, Script().expectRequest("host:transport-any").reply("FAIL0010device not found"),
          "0012host:transport-any", {QString()}},
@@ -70,9 +64,8 @@ TEST(ShellCommandReader, DeliversTheOutputOnceHoweverTheConversationEnds) {
         reader.setDelegate(&recorder);
         reader.setDeviceId(c.deviceId);
         reader.connect();
-        ASSERT_TRUE(test::waitThenSettle([&] { 
-            return c.script ? server.isClosed(connection) && recorder.texts.size() == c.texts.size()
-                            : !reader.isConnecting() && recorder.texts.size() == c.texts.size();
+        ASSERT_TRUE(test::waitThenSettle([&] {
+            return (c.script ? server.isClosed(connection) : !reader.isConnecting()) && recorder.texts.size() == c.texts.size();
         }));
         EXPECT_EQ(recorder.texts, c.texts);
         EXPECT_FALSE(reader.isConnecting());
@@ -81,7 +74,6 @@ TEST(ShellCommandReader, DeliversTheOutputOnceHoweverTheConversationEnds) {
         }
     }
 }
-
 
 // A process table that never ends is cut at the output limit and the rows
 // read so far still arrive; a reply cut short reports the failure instead.

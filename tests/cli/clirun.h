@@ -19,11 +19,8 @@ struct CliResult {
 inline CliResult runCli(const QStringList& arguments, CliEnvironment environment = {}) {
     std::ostringstream out;
     std::ostringstream err;
-    CliResult result;
-    result.status = CliApplication(out, err, environment).run(arguments);
-    result.out = out.str();
-    result.err = err.str();
-    return result;
+    // Braced initialisers run in order: the run first, then its output.
+    return CliResult{CliApplication(out, err, environment).run(arguments), out.str(), err.str()};
 }
 
 inline QStringList outputLines(const std::string& out) {

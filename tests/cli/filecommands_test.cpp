@@ -24,35 +24,18 @@ struct LayoutCase {
 // Detection of every layout is in tests/log/logparser_test.cpp; here the
 // command's output for single-line and multi-line layouts.
 
-QByteArray repeatLines(const QList<QByteArray>& lines) {
+// Six lines of a layout: %1 is the line number, %2 a level.
+QByteArray sixLines(const char* pattern) {
     QByteArray text;
-    for (const QByteArray& line : lines) text += line + '\n';
+    for (int i = 0; i < 6; ++i) text += QString::fromLatin1(pattern).arg(i).arg(QChar(u"IDWEIF"[i])).toUtf8() + '\n';
     return text;
 }
 
 QList<LayoutCase> layoutCases() {
     return {
-        {2, "threadtime with app", repeatLines({
-             "01-15 12:34:56.789 com.example.app(1234) 5678 I ActivityManager: Start proc",
-             "01-15 12:34:56.790 com.example.app(1234) 1234 D Choreographer: Skipped 30 frames",
-             "01-15 12:34:56.791 system_server(812) 901 W WindowManager: timeout waiting",
-             "01-15 12:34:56.792 com.example.app(1234) 5678 E AndroidRuntime: FATAL EXCEPTION: main",
-             "01-15 12:34:56.793 (2001) 2002 I zygote: Late-enabling -Xcheck:jni",
-             "01-15 12:34:56.794 com.example.app(1234) 5678 V Timeout: nothing"})},
-        {3, "threadtime", repeatLines({
-             "01-15 12:34:56.789  1234  5678 I ActivityManager: Start proc com.example.app",
-             "01-15 12:34:56.790  1234  1234 D Choreographer: Skipped 30 frames",
-             "01-15 12:34:56.791   812   901 W WindowManager: timeout waiting",
-             "01-15 12:34:56.792  1234  5678 E AndroidRuntime: FATAL EXCEPTION: main",
-             "01-15 12:34:56.793  2001  2002 I zygote  : Late-enabling -Xcheck:jni",
-             "01-15 12:34:56.794  1234  5678 F libc    : Fatal signal 11 (SIGSEGV)"})},
-        {10, "long", repeatLines({
-             "[ 01-15 12:34:56.789  1234: 5678 I/ActivityManager ]", "Start proc", "",
-             "[ 01-15 12:34:56.790  1234: 1234 D/Choreographer ]", "Skipped 30 frames", "",
-             "[ 01-15 12:34:56.791   812:  901 W/WindowManager ]", "timeout waiting", "",
-             "[ 01-15 12:34:56.792  1234: 5678 E/AndroidRuntime ]", "FATAL EXCEPTION: main", "",
-             "[ 01-15 12:34:56.793  2001: 2002 I/zygote ]", "Late-enabling", "",
-             "[ 01-15 12:34:56.794  1234: 5678 F/libc ]", "Fatal signal 11", ""})},
+        {2, "threadtime with app", sixLines("01-15 12:34:56.78%1 com.example.app(1234) 5678 %2 Tag%1: Start proc")},
+        {3, "threadtime", sixLines("01-15 12:34:56.78%1  1234  5678 %2 Tag%1   : Start proc")},
+        {10, "long", sixLines("[ 01-15 12:34:56.78%1  1234: 5678 %2/Tag%1 ]\nStart proc\n")},
     };
 }
 
@@ -69,7 +52,6 @@ protected:
         uint64_t counter = 0;
         return vf::openLogFile(path, [&counter] { return counter++; }).value_or(vf::RowList{});
     }
-    static QString field(const vf::RowPtr& row, vf::RowKey key) { return row->string(key); }
 
     QTemporaryDir dir_;
 };
@@ -89,11 +71,10 @@ TEST_F(FileCommandsTest, DetectsAndConvertsEveryLayout) {
 }
 
 TEST_F(FileCommandsTest, JsonOutputParsesBackToTheSameRows) {
-    // Control characters, quotes, backslashes and non-ASCII text in the message.
-    const QByteArray text = "01-15 12:34:56.789  1234  5678 I Tag: quote \" back\\slash tab\tbell\x07 \xc3\xa9\xe2\x80\xa8 end\n";
-    const QString path = write(u"odd.log"_s, layoutCases().at(1).lines + text);
+    // Escaping itself is RowWriters' case (options_test).
+    const QString path = write(u"rows.log"_s, layoutCases().at(1).lines);
     const vf::RowList rows = load(path);
-    ASSERT_EQ(rows.size(), 7);
+    ASSERT_EQ(rows.size(), 6);
 
     const auto result = runCli({u"convert"_s, path, u"--format"_s, u"json"_s});
     ASSERT_EQ(result.status, 0) << result.err;
@@ -109,7 +90,7 @@ TEST_F(FileCommandsTest, JsonOutputParsesBackToTheSameRows) {
         EXPECT_EQ(uint64_t(object.value(u"idx"_s).toDouble()), rows.at(i)->idx());
         for (int k = 1; k < vf::kRowKeyCount; ++k) {
             const auto key = vf::RowKey(k);
-            EXPECT_EQ(object.value(QString::fromLatin1(vf::rowKeyName(key))).toString(), field(rows.at(i), key));
+            EXPECT_EQ(object.value(QString::fromLatin1(vf::rowKeyName(key))).toString(), rows.at(i)->string(key));
         }
     }
     // Keys come in the row's order.
@@ -124,10 +105,6 @@ TEST_F(FileCommandsTest, TextAndTsvUseTheViewersLayouts) {
     EXPECT_EQ(QByteArray::fromStdString(text.out), vf::writeSavedText(rows));
     const auto tsv = runCli({u"convert"_s, path, u"--format=tsv"_s});
     EXPECT_EQ(QString::fromStdString(tsv.out), vf::copyText(rows));
-
-    // The saved text reads back as the app(pid) layout.
-    const QString saved = write(u"saved.log"_s, QByteArray::fromStdString(text.out));
-    EXPECT_EQ(runCli({u"detect"_s, saved}).out, "2 threadtime with app\n");
 }
 
 TEST_F(FileCommandsTest, ReadsVellumfoxPropertyLists) {
@@ -159,15 +136,6 @@ TEST_F(FileCommandsTest, ErrorsExitNonZeroWithAMessage) {
     EXPECT_NE(bad.err.find("position 15"), std::string::npos) << bad.err;
     EXPECT_NE(bad.err.find("\n  type == 'E' AND\n  " + std::string(15, ' ') + "^\n"), std::string::npos) << bad.err;
     EXPECT_TRUE(bad.out.empty());
-
-    // Parses, but names a key rows do not have: an error, not a silent pass.
-    const auto unknownKey = runCli({u"convert"_s, path, u"--filter"_s, u"level == 'E'"_s, u"--count"_s});
-    EXPECT_EQ(unknownKey.status, 2);
-    EXPECT_TRUE(unknownKey.out.empty());
-    // Hidden behind AND, found on the first row that gets that far.
-    const auto late = runCli({u"convert"_s, path, u"--filter"_s, u"type == 'E' AND level == 'x'"_s});
-    EXPECT_EQ(late.status, 2);
-    EXPECT_TRUE(late.out.empty());
 
     const auto quote = runCli({u"convert"_s, path, u"--quick"_s, u"it's"_s});
     EXPECT_EQ(quote.status, 2);

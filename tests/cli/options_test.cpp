@@ -34,15 +34,11 @@ TEST(CliOptions, AdbOptionsGoAnywhereAndFiltersRepeat) {
                                   u"-H"_s, u"10.0.0.2"_s, u"--filter=app == 'x'"_s, u"-P"_s, u"5038"_s,
                                   u"--tags"_s, u"*:S MyTag:V"_s, u"--clear"_s, u"--format"_s, u"json"_s,
                                   u"--no-color"_s, u"--no-reconnect"_s, u"--quick"_s, u"boom"_s});
-    EXPECT_EQ(o.command, Command::Stream);
-    EXPECT_EQ(o.serial, u"emulator-5554"_s);
-    EXPECT_EQ(o.host, u"10.0.0.2"_s);
-    EXPECT_EQ(o.port, u"5038"_s);
+    EXPECT_EQ(std::tie(o.command, o.format, o.serial, o.host, o.port, o.quick, o.tags),
+              std::make_tuple(Command::Stream, OutputFormat::Json, u"emulator-5554"_s, u"10.0.0.2"_s, u"5038"_s,
+                              u"boom"_s, u"*:S MyTag:V"_s));
     EXPECT_EQ(o.filters, (QStringList{u"type == 'E'"_s, u"app == 'x'"_s}));
-    EXPECT_EQ(o.quick, u"boom"_s);
-    EXPECT_EQ(o.tags, u"*:S MyTag:V"_s);
     EXPECT_TRUE(o.clear && o.noColor && o.noReconnect);
-    EXPECT_EQ(o.format, OutputFormat::Json);
 
     EXPECT_EQ(parseOk({u"devices"_s, u"--json"_s}).format, OutputFormat::Json);
     const CliOptions convert = parseOk({u"convert"_s, u"--count"_s, u"--"_s, u"-odd name.log"_s});
@@ -112,13 +108,7 @@ TEST(RowWriters, TerminalOutputShowsControlCharacters) {
 
 TEST(RowWriters, TextIsColouredOnlyWhenAskedAndOnlyByLevel) {
     vf::RowArena arena;
-    vf::RowValues values;
-    values.time = "01-15 12:34:56.789";
-    values.pid = "1234";
-    values.tid = "-";
-    values.type = "E";
-    values.name = "Tag";
-    values.text = " boom\n";
+    vf::RowValues values{0, "01-15 12:34:56.789", "", "1234", "-", "E", "Tag", " boom\n"};
     const vf::RowPtr error = arena.make(values);
     values.type = "D";
     const vf::RowPtr debug = arena.make(values);
@@ -137,11 +127,9 @@ TEST(RowWriters, TextIsColouredOnlyWhenAskedAndOnlyByLevel) {
     EXPECT_EQ(tsv.str(), "01-15 12:34:56.789\t\t1234\t-\tE\tTag\t boom \n");
 }
 
-TEST(DeviceLines, NameEachDeviceWithItsModel) {
+TEST(DeviceLines, NamesAndStatesComeFromTheListing) {
     const vf::DeviceList two{{u"A"_s, u"A"_s, u"Pixel"_s, {}}, {u"B"_s, u"B"_s, {}, {}}};
     EXPECT_EQ(deviceLines(two), u"  A  Pixel\n  B"_s);
-}
-TEST(DeviceStates, StatesComeFromTheSameReply) {
     const auto states = deviceStatesFromReply(
         u"emulator-5554\tdevice product:sdk model:Pixel_3\r\n0123\tunauthorized\n\nerror: x\n"_s);
     EXPECT_EQ(states.value(u"emulator-5554"_s), u"device"_s);

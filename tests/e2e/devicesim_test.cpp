@@ -23,38 +23,32 @@ TEST(DeviceSimShell, ReadsTheViewersLogcatRequest) {
     EXPECT_EQ(text.argv.value(2), QStringLiteral("5\\&a(b)"));
 }
 
+// Without "*:S" other tags keep the default (everything); a bare tag means V.
 TEST(DeviceSimShell, LogTagFilterFollowsLogcatRules) {
-    const LogTagFilter all{QString()};
-    EXPECT_TRUE(all.allows(QStringLiteral("Any"), 'V'));
-
-    const LogTagFilter only(QStringLiteral("*:S MyTag:D"));
-    EXPECT_TRUE(only.allows(QStringLiteral("MyTag"), 'D'));
-    EXPECT_TRUE(only.allows(QStringLiteral("MyTag"), 'F'));
-    EXPECT_FALSE(only.allows(QStringLiteral("MyTag"), 'V'));
-    EXPECT_FALSE(only.allows(QStringLiteral("Other"), 'F'));
-
-    // Without "*:S" other tags keep the default (everything); a bare tag means V.
-    const LogTagFilter loose(QStringLiteral("Noisy:E Quiet"));
-    EXPECT_TRUE(loose.allows(QStringLiteral("Other"), 'V'));
-    EXPECT_FALSE(loose.allows(QStringLiteral("Noisy"), 'W'));
-    EXPECT_TRUE(loose.allows(QStringLiteral("Quiet"), 'V'));
-
-    const LogTagFilter warnings(QStringLiteral("*:W MyTag:S"));
-    EXPECT_TRUE(warnings.allows(QStringLiteral("Other"), 'W'));
-    EXPECT_FALSE(warnings.allows(QStringLiteral("Other"), 'I'));
-    EXPECT_FALSE(warnings.allows(QStringLiteral("MyTag"), 'F'));
+    const struct {
+        const char* rules;
+        const char* tag;
+        char level;
+        bool allowed;
+    } cases[] = {
+        {"", "Any", 'V', true}, {"*:S MyTag:D", "MyTag", 'D', true}, {"*:S MyTag:D", "MyTag", 'F', true},
+        {"*:S MyTag:D", "MyTag", 'V', false}, {"*:S MyTag:D", "Other", 'F', false},
+        {"Noisy:E Quiet", "Other", 'V', true}, {"Noisy:E Quiet", "Noisy", 'W', false},
+        {"Noisy:E Quiet", "Quiet", 'V', true}, {"*:W MyTag:S", "Other", 'W', true},
+        {"*:W MyTag:S", "Other", 'I', false}, {"*:W MyTag:S", "MyTag", 'F', false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(LogTagFilter(QString::fromLatin1(c.rules)).allows(QString::fromLatin1(c.tag), c.level), c.allowed)
+            << c.rules << " " << c.tag << " " << c.level;
 }
 
 TEST(DeviceSimOptions, RejectsBadValues) {
     QString error;
     EXPECT_TRUE(parseOptions({QStringLiteral("--ps"), QStringLiteral("toolbox"), QStringLiteral("--legacy")}, error));
-    EXPECT_FALSE(parseOptions({QStringLiteral("--ps"), QStringLiteral("busybox")}, error));
-    EXPECT_FALSE(parseOptions({QStringLiteral("--state"), QStringLiteral("asleep")}, error));
     const auto legacy = parseOptions({QStringLiteral("--legacy")}, error);
     ASSERT_TRUE(legacy);
     EXPECT_TRUE(legacy->toolboxPs);
     EXPECT_EQ(legacy->sdk, 23);
-    EXPECT_FALSE(parseOptions({QStringLiteral("--port")}, error));
-    EXPECT_FALSE(parseOptions({QStringLiteral("--port"), QStringLiteral("70000")}, error));
-    EXPECT_FALSE(parseOptions({QStringLiteral("--frobnicate"), QStringLiteral("1")}, error));
+    for (const char* bad : {"--ps busybox", "--state asleep", "--port", "--port 70000", "--frobnicate 1"})
+        EXPECT_FALSE(parseOptions(QString::fromLatin1(bad).split(u' '), error)) << bad;
 }

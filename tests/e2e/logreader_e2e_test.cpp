@@ -12,7 +12,7 @@ namespace {
 // Refusals and a missing server are told apart in tests/adb/logreader_test.cpp
 // (scripted) and the real server's texts in devicestates_e2e_test.cpp; the
 // unplug and replug of a stream in session_e2e_test.cpp.
-TEST(E2eLogReader, StreamsOnlyTheLinesTheLogTagsLetThrough) {
+TEST(E2eLogReader, StreamsWhatTheTagsLetThroughAndClearsOnStart) {
     AdbHarness harness = makeHarness();
     VF_REQUIRE_ADB(harness);
     ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
@@ -37,28 +37,22 @@ TEST(E2eLogReader, StreamsOnlyTheLinesTheLogTagsLetThrough) {
     reader.stop();
     EXPECT_TRUE(waitUntil([&] { return delegate.ended(); }));
     for (const QString& e : delegate.events) EXPECT_TRUE(e.startsWith(u"line ") || e == u"stopped") << e.toStdString();
-}
 
-TEST(E2eLogReader, ClearOnStartLeavesOnlyNewLines) {
-    AdbHarness harness = makeHarness();
-    VF_REQUIRE_ADB(harness);
-    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-    SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness)));
-    ASSERT_TRUE(device) << harness.lastError().toStdString();
-    // The whole file is in the device's buffer before the reader starts.
+    // Clearing on start leaves only new lines: the whole file is in the
+    // device's buffer before the second reader starts.
     ASSERT_TRUE(waitUntil([&] { return harness.shell(device->serial(), QStringLiteral("logcat -d"))
                                            .contains("replayed line 39"); }, 10000));
-    LogRecorder delegate;
-    LogReader reader(harness.endpoint(), LogcatOptions{{}, true});
-    reader.setDelegate(&delegate);
-    reader.setDeviceId(device->serial());
-    reader.connect();
+    LogRecorder cleared;
+    LogReader clearing(harness.endpoint(), LogcatOptions{{}, true});
+    clearing.setDelegate(&cleared);
+    clearing.setDeviceId(device->serial());
+    clearing.connect();
     // Generated lines keep coming after the replay; wait for a few of them.
-    ASSERT_TRUE(waitUntil([&] { return delegate.events.size() >= 4; }, 10000));
-    EXPECT_FALSE(delegate.saw(QStringLiteral("replayed line")));
-    EXPECT_FALSE(delegate.ended()) << "the clearing connection's end must not look like the end of the stream";
-    reader.stop();
-    EXPECT_TRUE(waitUntil([&] { return delegate.ended(); }));
+    ASSERT_TRUE(waitUntil([&] { return cleared.events.size() >= 4; }, 10000));
+    EXPECT_FALSE(cleared.saw(QStringLiteral("replayed line")));
+    EXPECT_FALSE(cleared.ended()) << "the clearing connection's end must not look like the end of the stream";
+    clearing.stop();
+    EXPECT_TRUE(waitUntil([&] { return cleared.ended(); }));
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ QMap<QString, QString> pidsByName(const QByteArray& ps) {
     return pids;
 }
 
-TEST(E2eSimulatedDevice, ScreenshotsDecodeAndOldDevicesMangleThemWithCrLf) {
+TEST(E2eSimulatedDevice, ScreenshotsOfBothKindsAndAppsThatRestart) {
     AdbHarness harness = makeHarness();
     VF_REQUIRE_ADB(harness);
     ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
@@ -39,14 +39,9 @@ TEST(E2eSimulatedDevice, ScreenshotsDecodeAndOldDevicesMangleThemWithCrLf) {
     QByteArray mangled = harness.shell(old->serial(), QStringLiteral("screencap -p"));
     EXPECT_TRUE(mangled.startsWith("\x89PNG\r\r\n\x1a\r\n"));
     EXPECT_EQ(QImage::fromData(mangled.replace("\r\n", "\n"), "PNG").size(), QSize(90, 160));
-}
 
-TEST(E2eSimulatedDevice, AppsRestartUnderNewPids) {
-    AdbHarness harness = makeHarness();
-    VF_REQUIRE_ADB(harness);
-    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-    SimulatedDevice* device = harness.startDevice(
-        {QStringLiteral("--log"), writeReplayLog(harness), QStringLiteral("--churn"), QStringLiteral("1")});
+    // Apps restart under new pids.
+    SimulatedDevice* device = harness.startDevice({QStringLiteral("--log"), log, QStringLiteral("--churn"), QStringLiteral("1")});
     ASSERT_TRUE(device) << harness.lastError().toStdString();
 
     const QMap<QString, QString> before = pidsByName(harness.shell(device->serial(), QStringLiteral("ps -A")));

@@ -15,81 +15,51 @@ using test::parsed;
 
 FakeRow typed(const char* type) { return FakeRow{{RowKey::Type, type}}; }
 
+// Every filter in `pass` holds on `row`, none in `fail` does.
+void expectOn(const FieldSource& row, std::initializer_list<const char*> pass, std::initializer_list<const char*> fail) {
+    for (const char* text : pass) EXPECT_TRUE(holds(text, row)) << text;
+    for (const char* text : fail) EXPECT_FALSE(holds(text, row)) << text;
+}
+
 TEST(FilterEvaluate, LevelPresetTakesItsLevelsInEitherCaseAndNothingElse) {
     const char* warn = "type IN[cd] 'W,E,F,A'";
-    for (const char* level : {"W", "E", "F", "A", "w", "e", "f", "a"}) EXPECT_TRUE(holds(warn, typed(level))) << level;
-    for (const char* level : {"V", "D", "I", "v", ""}) EXPECT_FALSE(holds(warn, typed(level))) << level;
     // The commas mean nothing: a comma, or a run of the list, is "in" it.
-    EXPECT_TRUE(holds(warn, typed(",")));
-    EXPECT_TRUE(holds(warn, typed("w,e")));
-    EXPECT_FALSE(holds(warn, typed("WF")));
-    // Without [c] case matters.
-    EXPECT_FALSE(holds("type IN 'W,E'", typed("w")));
-    EXPECT_TRUE(holds("type IN 'W,E'", typed("W")));
+    for (const char* level : {"W", "E", "F", "A", "w", "e", "f", "a", ",", "w,e"})
+        EXPECT_TRUE(holds(warn, typed(level))) << level;
+    for (const char* level : {"V", "D", "I", "v", "", "WF"}) EXPECT_FALSE(holds(warn, typed(level))) << level;
+    expectOn(typed("W"), {"type IN 'W,E'"}, {});
+    expectOn(typed("w"), {}, {"type IN 'W,E'"});  // without [c] case matters
 }
 
-TEST(FilterEvaluate, EmptyTextIsFoundNowhereAndContainsNothing) {
-    const FakeRow row{{RowKey::Text, "hello"}};
-    EXPECT_FALSE(holds("text CONTAINS ''", row));
-    EXPECT_FALSE(holds("text CONTAINS[cd] ''", row));
-    EXPECT_FALSE(holds("text BEGINSWITH[c] ''", row));
-    EXPECT_FALSE(holds("name IN 'abc'", row));
-    EXPECT_TRUE(holds("name == ''", row));
-    EXPECT_FALSE(holds("name != ''", row));
-}
-
-TEST(FilterEvaluate, EqualityAndCaseOptions) {
-    const FakeRow row{{RowKey::App, "com.Example.App"}, {RowKey::Pid, "1234"}};
-    EXPECT_TRUE(holds("app == 'com.Example.App'", row));
-    EXPECT_FALSE(holds("app == 'com.example.app'", row));
-    EXPECT_TRUE(holds("app ==[c] 'COM.EXAMPLE.APP'", row));
-    EXPECT_TRUE(holds("app =[cd] 'com.example.app'", row));
-    EXPECT_FALSE(holds("app ==[cd] 'com.example'", row));
-    EXPECT_TRUE(holds("app !=[cd] 'com.example'", row));
-    EXPECT_FALSE(holds("app <>[c] 'COM.EXAMPLE.APP'", row));
-    // Values are text: no number conversion.
-    EXPECT_TRUE(holds("pid == 1234", row));
-    EXPECT_FALSE(holds("pid == '01234'", row));
+TEST(FilterEvaluate, EqualityAndEmptyText) {
+    // Values are text: no number conversion. Empty text is found nowhere.
+    expectOn(FakeRow{{RowKey::App, "com.Example.App"}, {RowKey::Pid, "1234"}, {RowKey::Text, "hello"}},
+             {"app == 'com.Example.App'", "app ==[c] 'COM.EXAMPLE.APP'", "app =[cd] 'com.example.app'",
+              "app !=[cd] 'com.example'", "pid == 1234", "name == ''"},
+             {"app == 'com.example.app'", "app ==[cd] 'com.example'", "app <>[c] 'COM.EXAMPLE.APP'", "pid == '01234'",
+              "text CONTAINS ''", "text CONTAINS[cd] ''", "text BEGINSWITH[c] ''", "name IN 'abc'", "name != ''"});
     EXPECT_TRUE(holds("idx == '42'", FakeRow({}, 42)));
 }
 
 TEST(FilterEvaluate, SubstringOperators) {
-    const FakeRow row{{RowKey::Text, "Connection TIMEOUT after 30s"}, {RowKey::Name, "NetTag"}};
-    EXPECT_TRUE(holds("text CONTAINS[c] 'timeout'", row));
-    EXPECT_FALSE(holds("text CONTAINS 'timeout'", row));
-    EXPECT_TRUE(holds("text CONTAINS 'TIMEOUT'", row));
-    EXPECT_TRUE(holds("text BEGINSWITH[cd] 'connection'", row));
-    EXPECT_FALSE(holds("text BEGINSWITH 'connection'", row));
-    EXPECT_TRUE(holds("text ENDSWITH[c] '30S'", row));
-    EXPECT_FALSE(holds("text ENDSWITH[c] 'after'", row));
-    EXPECT_TRUE(holds("name LIKE[c] 'net*'", row));
-    EXPECT_TRUE(holds("name LIKE 'N?t*g'", row));
-    EXPECT_FALSE(holds("name LIKE 'Net'", row));
+    expectOn(FakeRow{{RowKey::Text, "Connection TIMEOUT after 30s"}, {RowKey::Name, "NetTag"}},
+             {"text CONTAINS[c] 'timeout'", "text CONTAINS 'TIMEOUT'", "text BEGINSWITH[cd] 'connection'",
+              "text ENDSWITH[c] '30S'", "name LIKE[c] 'net*'", "name LIKE 'N?t*g'"},
+             {"text CONTAINS 'timeout'", "text BEGINSWITH 'connection'", "text ENDSWITH[c] 'after'", "name LIKE 'Net'"});
     // Long texts take the wide scan; hits at the very start and end count.
     std::string longText(300, 'x');
     longText.replace(0, 4, "Ab12");
     longText.replace(longText.size() - 5, 5, "ZyXwV");
-    const FakeRow big{{RowKey::Text, longText}};
-    EXPECT_TRUE(holds("text CONTAINS[cd] 'ab12'", big));
-    EXPECT_TRUE(holds("text CONTAINS[cd] 'xzyxwv'", big));
-    EXPECT_FALSE(holds("text CONTAINS[cd] 'xab12'", big));
-    EXPECT_FALSE(holds("text CONTAINS[cd] 'zyxwvx'", big));
+    expectOn(FakeRow{{RowKey::Text, longText}}, {"text CONTAINS[cd] 'ab12'", "text CONTAINS[cd] 'xzyxwv'"},
+             {"text CONTAINS[cd] 'xab12'", "text CONTAINS[cd] 'zyxwvx'"});
 }
 
 TEST(FilterEvaluate, DiacriticsAndUnicodeCase) {
-    const FakeRow cafe{{RowKey::Text, "Le Café est ouvert"}, {RowKey::Name, "É"}};
-    EXPECT_TRUE(holds("text CONTAINS[cd] 'cafe'", cafe));
-    EXPECT_TRUE(holds("text CONTAINS[d] 'Cafe'", cafe));
-    EXPECT_FALSE(holds("text CONTAINS[c] 'cafe '", cafe));
-    EXPECT_TRUE(holds("text CONTAINS[c] 'CAFÉ'", cafe));
-    EXPECT_TRUE(holds("name ==[d] 'E'", cafe));
-    EXPECT_FALSE(holds("name ==[c] 'E'", cafe));
-    EXPECT_TRUE(holds("name ==[c] 'é'", cafe));
-    EXPECT_FALSE(holds("name ==[d] 'e'", cafe));
-    EXPECT_TRUE(holds("name ==[cd] 'e'", cafe));
-    EXPECT_TRUE(holds("name ==[cd] 'ê'", cafe));
     // Decomposed and precomposed spellings are the same text once folded.
-    EXPECT_TRUE(holds("name ==[c] 'E\\u0301'", cafe));
+    expectOn(FakeRow{{RowKey::Text, "Le Café est ouvert"}, {RowKey::Name, "É"}},
+             {"text CONTAINS[cd] 'cafe'", "text CONTAINS[d] 'Cafe'", "text CONTAINS[c] 'CAFÉ'", "name ==[d] 'E'",
+              "name ==[c] 'é'", "name ==[cd] 'e'", "name ==[cd] 'ê'", "name ==[c] 'E\\u0301'"},
+             {"text CONTAINS[c] 'cafe '", "name ==[c] 'E'", "name ==[d] 'e'"});
     // An ASCII row never holds a needle that stays non-ASCII after folding.
     EXPECT_FALSE(holds("text CONTAINS[c] 'ü'", FakeRow{{RowKey::Text, "u plain ascii text that is long enough"}}));
     EXPECT_TRUE(holds("text CONTAINS[c] 'ÜBER'", FakeRow{{RowKey::Text, "Grüße über alles"}}));
@@ -97,16 +67,12 @@ TEST(FilterEvaluate, DiacriticsAndUnicodeCase) {
 }
 
 TEST(FilterEvaluate, PrecedenceAndNegation) {
-    const FakeRow row{{RowKey::Type, "E"}, {RowKey::Name, "net"}, {RowKey::Text, "boom"}};
     // NOT binds tighter than AND, AND tighter than OR.
-    EXPECT_TRUE(holds("type == 'W' AND name == 'x' OR text == 'boom'", row));
-    EXPECT_FALSE(holds("type == 'W' AND (name == 'x' OR text == 'boom')", row));
-    EXPECT_TRUE(holds("NOT type == 'W' AND name == 'net'", row));
-    EXPECT_FALSE(holds("NOT (type == 'E' AND name == 'net')", row));
-    EXPECT_TRUE(holds("!(type == 'W') && name == 'net' || FALSEPREDICATE", row));
-    EXPECT_TRUE(holds("not not type == 'E'", row));
-    EXPECT_TRUE(holds("TRUEPREDICATE", row));
-    EXPECT_FALSE(holds("FALSEPREDICATE OR type == 'W'", row));
+    expectOn(FakeRow{{RowKey::Type, "E"}, {RowKey::Name, "net"}, {RowKey::Text, "boom"}},
+             {"type == 'W' AND name == 'x' OR text == 'boom'", "NOT type == 'W' AND name == 'net'",
+              "!(type == 'W') && name == 'net' || FALSEPREDICATE", "not not type == 'E'", "TRUEPREDICATE"},
+             {"type == 'W' AND (name == 'x' OR text == 'boom')", "NOT (type == 'E' AND name == 'net')",
+              "FALSEPREDICATE OR type == 'W'"});
 }
 
 // A key rows lack used to parse and then fail every row silently: with an

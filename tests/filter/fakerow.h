@@ -35,8 +35,7 @@ private:
 
 // Parses `text`, which the test expects to be valid.
 inline PredicatePtr parsed(const char* text) {
-    ParseResult result = Predicate::parse(QString::fromUtf8(text));
-    return result.predicate;
+    return Predicate::parse(QString::fromUtf8(text)).predicate;
 }
 
 // Whether `text` holds on `row` (false on parse or evaluation errors).

@@ -7,12 +7,8 @@ namespace {
 
 RowList makeRows(RowArena& arena, uint64_t first, qsizetype count) {
     RowList rows;
-    for (qsizetype i = 0; i < count; ++i) {
-        RowValues values;
-        values.idx = first + uint64_t(i);
-        values.text = "row";
-        rows.append(arena.make(values));
-    }
+    for (qsizetype i = 0; i < count; ++i)
+        rows.append(arena.make(RowValues{first + uint64_t(i), "", "", "", "", "", "", "row"}));
     return rows;
 }
 

@@ -67,7 +67,6 @@ TEST(ScreencapReader, SendsTheExactRequestsAndReportsOnceWhenTheDeviceCloses) {
     ScriptedAdbServer server;
     const QByteArray png = "\x89PNG\r\n\x1a\nIENDmore" + kStored;
     server.addScript(captureScript("host:transport:emu-1", png));
-    server.addScript(Script().expectRequest("host:transport-any").reply(test::failReply("device offline")));
     CaptureRecorder recorder;
     ScreencapReader reader(server.endpoint());
     reader.setDelegate(&recorder);
@@ -76,13 +75,6 @@ TEST(ScreencapReader, SendsTheExactRequestsAndReportsOnceWhenTheDeviceCloses) {
     ASSERT_TRUE(test::waitThenSettle([&] { return recorder.captures.size() == 1; }));
     EXPECT_EQ(server.received(0), "0014host:transport:emu-1" "0012shell:screencap -p");
     EXPECT_EQ(recorder.captures, QList<QByteArray>{png});
-
-    // A refused transport: the reader hangs up and reports that nothing came.
-    reader.setDeviceId({});
-    reader.connect();
-    ASSERT_TRUE(test::waitThenSettle([&] { return recorder.failures.size() == 1; }));
-    EXPECT_EQ(server.received(1), "0012host:transport-any");
-    EXPECT_EQ(recorder.captures.size(), 1);
 }
 
 TEST(DeviceScreenDatasource, EachImageStartsTheNextCaptureUntilStopped) {

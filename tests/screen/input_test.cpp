@@ -98,9 +98,8 @@ TEST(TypeWriter, EscapingKeepsTheOrderOfThePassesAndDisarmsTheShell) {
 
 TEST(TypeWriter, BatchesKeepTheOrderTyped) {
     ScriptedAdbServer server;
-    server.addScript(commandScript("shell:input text a%sb"));
-    server.addScript(commandScript("shell:input keyevent 66 "));
-    server.addScript(commandScript("shell:input text 5\\\\&"));
+    const QByteArray commands[] = {"shell:input text a%sb", "shell:input keyevent 66 ", "shell:input text 5\\\\&"};
+    for (const QByteArray& command : commands) server.addScript(commandScript(command));
     TypeWriter writer(server.endpoint());
     // Queued together: the text runs up to the key code, which goes next alone.
     for (const char c : QByteArray("a b")) EXPECT_FALSE(writer.addInput(TypeWriter::inputForChar(c, false)));
@@ -109,9 +108,8 @@ TEST(TypeWriter, BatchesKeepTheOrderTyped) {
     EXPECT_FALSE(writer.sendKeyEvent(Qt::Key_Percent, Qt::ShiftModifier, u"%"_s));
     ASSERT_TRUE(test::waitThenSettle([&] { return server.isClosed(2); }));
     EXPECT_EQ(server.connectionCount(), 3);
-    EXPECT_EQ(server.received(0), framedRequest("host:transport-any") + framedRequest("shell:input text a%sb"));
-    EXPECT_EQ(server.received(1), framedRequest("host:transport-any") + framedRequest("shell:input keyevent 66 "));
-    EXPECT_EQ(server.received(2), framedRequest("host:transport-any") + framedRequest("shell:input text 5\\\\&"));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(server.received(i), framedRequest("host:transport-any") + framedRequest(commands[i])) << i;
     EXPECT_EQ(writer.pendingInputs(), 0);
 }
 

@@ -59,15 +59,11 @@ TEST_F(LoggerTest, FormatsTheFixedLineLayout) {
 }
 
 TEST(LoggerNamesTest, ExtractsTheMethodName) {
-    EXPECT_EQ(Logger::extractMethodName("-[AdbSocket connect]"), "connect");
-    EXPECT_EQ(Logger::extractMethodName("+[Utils startAdb:]"), "startAdb");
-    // No blank: only the cut at ":" or "]" applies.
-    EXPECT_EQ(Logger::extractMethodName("parseLine"), "parseLine");
-    EXPECT_EQ(Logger::extractMethodName("helper:rest]"), "helper");
-    EXPECT_EQ(Logger::extractMethodName("plain]"), "plain");
-    // A blank as the last character is not a split point.
-    EXPECT_EQ(Logger::extractMethodName("odd "), "odd");
-    EXPECT_EQ(Logger::extractMethodName(""), "");
+    // Without a blank only the cut at ":" or "]" applies; a last blank is no split point.
+    const std::pair<const char*, const char*> cases[] = {
+        {"-[AdbSocket connect]", "connect"}, {"+[Utils startAdb:]", "startAdb"}, {"parseLine", "parseLine"},
+        {"helper:rest]", "helper"}, {"plain]", "plain"}, {"odd ", "odd"}, {"", ""}};
+    for (const auto& [in, out] : cases) EXPECT_EQ(Logger::extractMethodName(in), out) << in;
 }
 
 TEST_F(LoggerTest, WritesLinesOfEveryThreadToTheFile) {
@@ -92,7 +88,7 @@ TEST_F(LoggerTest, WritesLinesOfEveryThreadToTheFile) {
     EXPECT_FALSE(text.contains(u"verbose lines"));
 }
 
-TEST_F(LoggerTest, RegisteringTwiceKeepsOneFile) {
+TEST_F(LoggerTest, RegisteringTwiceKeepsOneFileAndShutdownStopsIt) {
     logger().registerLogger();
     const QString path = logger().logFilePath();
     logger().registerLogger();
@@ -100,11 +96,6 @@ TEST_F(LoggerTest, RegisteringTwiceKeepsOneFile) {
     EXPECT_TRUE(path.startsWith(dir_.path()));
     logger().flush();
     EXPECT_EQ(readFile(path).count(u"logging to file: "_s + path), 1);
-}
-
-TEST_F(LoggerTest, NothingIsWrittenOnceShutDown) {
-    logger().registerLogger();
-    const QString path = logger().logFilePath();
     logger().shutdown();
     EXPECT_FALSE(logger().enabled());
     VF_LOG("after shutdown");

@@ -46,10 +46,8 @@ TEST_F(CrashesPanelTest, ANewCrashWhileFollowingMarksTheCountUntilThePanelIsShow
     start();
     ASSERT_TRUE(app->scrollToBottom());
     RowList rows = levelRows(10);
-    RowValues v;
-    v.idx = 10, v.time = "01-01 00:00:01.000", v.pid = "77", v.tid = "78", v.type = "F", v.name = "libc";
-    v.text = "Fatal signal 11 (SIGSEGV), code 1 (SEGV_MAPERR), fault addr 0x0 in tid 78 (T), pid 77 (com.example.x)";
-    rows << arena.make(v);
+    rows << arena.make(RowValues{10, "01-01 00:00:01.000", "", "77", "78", "F", "libc",
+                                 "Fatal signal 11 (SIGSEGV), code 1 (SEGV_MAPERR), fault addr 0x0 in tid 78 (T), pid 77 (x)"});
     show(rows);
     ASSERT_TRUE(vf::test::waitUntil([&] { return panel()->isMarked(); }));
     EXPECT_EQ(panel()->countAction()->text(), u"Crashes: 1 new"_s);
@@ -60,12 +58,9 @@ TEST_F(CrashesPanelTest, ANewCrashWhileFollowingMarksTheCountUntilThePanelIsShow
 
 TEST_F(CrashesPanelTest, TheShownCrashKeepsShowingTheRowsItGains) {
     start();
-    RowValues v;
-    v.time = "01-01 00:00:01.000", v.pid = "55", v.tid = "55", v.type = "E", v.name = "AndroidRuntime";
     RowList rows = levelRows(5);
     const auto add = [&](uint64_t idx, std::string text) {
-        v.idx = idx, v.text = std::move(text);
-        rows << arena.make(v);
+        rows << arena.make(RowValues{idx, "01-01 00:00:01.000", "", "55", "55", "E", "AndroidRuntime", std::move(text)});
     };
     add(5, "FATAL EXCEPTION: main");
     add(6, "java.lang.IllegalStateException: boom");

@@ -37,7 +37,6 @@ TEST(RemoteScreen, NormalizePointScalesPerAxisAndCapsOnlyRightAndBelow) {
 TEST(RemoteScreen, ToolbarFollowsAutoRefreshAndClicksWaitForTheFirstImage) {
     test::ScriptedAdbServer server;  // records any connection, answers none
     RemoteScreenMonitorSheet window(AdbEndpoint{QStringLiteral("127.0.0.1"), server.port(), {}});
-    EXPECT_EQ(window.windowTitle(), QStringLiteral("Remote Screen Monitor (BETA)"));
     EXPECT_EQ(window.autoRefreshItem()->text(), QStringLiteral("Stop"));
     EXPECT_FALSE(window.snapshotItem()->isEnabled());
     window.onToggleAutoRefresh();

@@ -62,10 +62,8 @@ TEST_F(SearchTest, TypingIntoTheTableRunsALiveSearch) {
     EXPECT_TRUE(key(Qt::Key_E, u"e"_s));  // a new live search starts fresh
     EXPECT_EQ(searchText(), u"e"_s);
 
-    EXPECT_FALSE(key(Qt::Key_Down));
-    EXPECT_FALSE(key(Qt::Key_PageUp));
+    for (const int code : {Qt::Key_Down, Qt::Key_PageUp, Qt::Key_F5}) EXPECT_FALSE(key(code)) << code;
     EXPECT_FALSE(key(Qt::Key_Tab, u"\t"_s));
-    EXPECT_FALSE(key(Qt::Key_F5));
     EXPECT_FALSE(key(Qt::Key_C, u"c"_s, Qt::ControlModifier));
     table()->selectRowAlone(0);
     app->window()->searchField()->setText(u"alp"_s);

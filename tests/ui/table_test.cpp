@@ -39,8 +39,6 @@ TEST_F(TableTest, EmptyTypeUsesTheDebugFontAndNoColour) {
     EXPECT_FALSE(model()->index(0, 6).data(Qt::ForegroundRole).isValid());
     EXPECT_EQ(model()->index(1, 6).data(Qt::ForegroundRole).value<QBrush>().color(), QColor(Qt::red));
     EXPECT_FALSE(model()->index(2, 6).data(Qt::FontRole).value<QFont>().bold());
-    EXPECT_EQ(model()->index(1, kTypeColumn).data(Qt::TextAlignmentRole).toInt(), int(Qt::AlignCenter));
-    EXPECT_EQ(model()->headerData(1, Qt::Horizontal, Qt::DisplayRole).toString(), u"APP"_s);
 }
 
 TEST_F(TableTest, ScrollingSixRowsUpStopsFollowing) {

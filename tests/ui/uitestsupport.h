@@ -51,15 +51,7 @@ protected:
 
     // A row; `n` goes into idx, time and text so rows are told apart.
     RowPtr row(uint64_t n, const std::string& type, const std::string& text) {
-        RowValues values;
-        values.idx = n;
-        values.time = "01-01 00:00:00." + std::to_string(n);
-        values.pid = "100";
-        values.tid = "101";
-        values.type = type;
-        values.name = "Tag";
-        values.text = text;
-        return arena.make(values);
+        return arena.make(RowValues{n, "01-01 00:00:00." + std::to_string(n), "", "100", "101", type, "Tag", text});
     }
 
     // Rows 0..count-1 cycling through the levels V D I W E F.
