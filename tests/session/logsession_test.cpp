@@ -110,6 +110,9 @@ TEST_F(SessionTest, TheServerIsStartedOnceAndNoticesAreNotRepeated) {
     adb->lister->onDeviceListFailed(0);
     EXPECT_EQ(adb->adbStarts, 1);
     EXPECT_EQ(front.notices, (std::vector<N::Kind>{N::StartingAdb, N::AdbStarted, N::AdbNotRunning}));
+    session->startLogging();  // the user asks again: one more try
+    adb->lister->onDeviceListFailed(0);
+    EXPECT_EQ(adb->adbStarts, 2);
     adb->lister->onDeviceListFailed(1);
     adb->lister->onDeviceListFailed(kDeviceListUnexpectedReply);
     EXPECT_EQ(front.notices.back(), N::UnexpectedReply);

@@ -62,7 +62,7 @@ LogSession::LogSession(LogDatasource& store, std::unique_ptr<SessionAdb> adb, st
     run_.setDelegate(this);
     reconnectTimer_.setInterval(settings_.reconnectIntervalMs);
     QObject::connect(&reconnectTimer_, &QTimer::timeout, this, [this] {
-        if (autoReconnect_ && !run_.isLogging()) startLogging();
+        if (autoReconnect_ && !run_.isLogging()) resume();
     });
 }
 
@@ -89,7 +89,14 @@ std::optional<DeviceRecord> LogSession::device(const QString& deviceId) const {
 
 void LogSession::startLogging() {
     VF_ASSERT_THREAD(this);
-    if (!reconnectTimer_.isActive()) lastNotice_.reset();  // the user asks again: say it again
+    // The user asks again: notices are said again, and a server that does
+    // not answer is started again (once).
+    lastNotice_.reset();
+    triedStartingAdb_ = false;
+    resume();
+}
+
+void LogSession::resume() {
     if (!nextDevice_.isEmpty()) startRun(nextDevice_);
     else adb_->loadDeviceList(this);
 }
@@ -213,7 +220,7 @@ void LogSession::adbNotRunning() {
             return;
         }
         self->tell(SessionNotice::AdbStarted);
-        self->startLogging();
+        self->resume();
     });
 }
 

@@ -101,7 +101,8 @@ public:
     void setDelegate(LogSessionDelegate* delegate) { delegate_ = delegate; }
     void setLookupClock(std::function<int64_t()> nowMs) { run_.setClock(std::move(nowMs)); }
 
-    // Starts streaming: the device in hand, else the one the listing gives.
+    // The user starts streaming: the device in hand, else the one the
+    // listing gives.
     void startLogging();
     // Stops, and stops reconnecting.
     void stopLogging();
@@ -135,6 +136,9 @@ private:
     void onRunStarted() override;
     void onRunEnded(RunEnd how, const Error& error) override;
 
+    // Lists the devices again, or starts the device in hand: the retry
+    // timer's and the started server's way on.
+    void resume();
     void startRun(const QString& deviceId);
     void waitFor(const QString& deviceId);
     void adbNotRunning();
