@@ -110,7 +110,7 @@ ComparisonPredicate::ComparisonPredicate(QString key, CompareOp op, uint8_t opti
 Outcome ComparisonPredicate::test(const FieldSource& row, FieldScratch& scratch, QString* error) const {
     if (!rowKey_) {
         if (error != nullptr)
-            *error = u"The key \"%1\" is not a field of log rows (known keys: idx, time, app, pid, tid, type, name, text)."_s
+            *error = u"The key \"%1\" is not a field of log rows (known keys: idx, time, app, pid, tid, type, name, text, package)."_s
                          .arg(key_);
         return Outcome::Error;
     }

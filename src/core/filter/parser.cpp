@@ -213,7 +213,7 @@ private:
         // log gives nothing to fail on), so it is refused here, where the
         // user can still see where.
         if (!rowKeyFromName(key.toStdString()))
-            fail(u"Unknown key '%1': a row has idx, time, app, pid, tid, type, name and text."_s.arg(key));
+            fail(u"Unknown key '%1': a row has idx, time, app, pid, tid, type, name, text and package."_s.arg(key));
         advance();
         const CompareOp op = parseOperator();
         const QString opText = current_.text;
