@@ -280,7 +280,7 @@ bool isReservedWord(QStringView word) {
     static constexpr QStringView kReserved[] = {
         u"AND", u"OR", u"NOT", u"IN", u"CONTAINS", u"BEGINSWITH", u"ENDSWITH", u"LIKE", u"MATCHES",
         u"TRUEPREDICATE", u"FALSEPREDICATE", u"ANY", u"ALL", u"SOME", u"NONE", u"BETWEEN", u"NULL",
-        u"NIL", u"SELF", u"TRUE", u"FALSE", u"YES", u"NO", u"FIRST", u"LAST", u"SIZE", u"SUBQUERY"};
+        u"NIL", u"SELF", u"TRUE", u"FALSE", u"YES", u"NO", u"FIRST", u"LAST", u"SIZE", u"SUBQUERY", u"QUERY"};
     for (QStringView reserved : kReserved)
         if (word.compare(reserved, Qt::CaseInsensitive) == 0) return true;
     return false;

@@ -1,0 +1,499 @@
+// Reading queries: a lexer that cuts the text into terms and the symbols
+// | & ( ) -, and a compiler that turns them into the predicate tree.
+//
+// Without | & ( ) (the everyday form, "tag:Net tag:Http -level:V timeout"):
+// positive terms of the same key are ORed, and those groups, negated terms
+// and bare words are ANDed. With any of them:
+//   or    := and ( "|" and )*
+//   and   := unary ( "&"? unary )*
+//   unary := "-" unary | "(" or ")" | term
+// The parts of an AND are put cheapest first (a level or a pid before a
+// text search, a regex last); AND does not care about order.
+
+#include "core/filter/query.h"
+
+#include <algorithm>
+
+#include "core/filter/querynodes.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf {
+
+namespace {
+
+using filter::CompareOp;
+using filter::Node;
+
+enum class Field : uint8_t { Tag, Message, Package, Process, Pid, Tid, Level, Age, Is };
+enum class Op : uint8_t { Contains, Equals, Regex };
+
+struct KeyEntry {
+    QStringView name;
+    Field field;
+};
+constexpr KeyEntry kKeys[] = {{u"tag", Field::Tag},         {u"message", Field::Message}, {u"msg", Field::Message},
+                              {u"package", Field::Package}, {u"process", Field::Process}, {u"pid", Field::Pid},
+                              {u"tid", Field::Tid},         {u"level", Field::Level},     {u"age", Field::Age},
+                              {u"is", Field::Is}};
+
+struct Term {
+    bool negated = false;
+    std::optional<Field> field;  // none: a bare word or a quoted phrase
+    Op op = Op::Contains;
+    QString value;
+    qsizetype valuePosition = 0;  // the value's first character (after an opening quote)
+    QString source;               // the term as written
+};
+
+struct Token {
+    enum class Type : uint8_t { End, Term, Open, Close, Or, And, Not } type = Type::End;
+    qsizetype position = 0;
+    Term term;
+};
+
+struct Failure {
+    ParseError error;
+};
+
+[[noreturn]] void fail(const QString& message, qsizetype position) { throw Failure{ParseError{message, position}}; }
+
+bool endsRun(QChar c) { return c.isSpace() || c == u'(' || c == u')' || c == u'|' || c == u'&'; }
+
+std::optional<Field> fieldNamed(QStringView name) {
+    for (const KeyEntry& key : kKeys)
+        if (name.compare(key.name, Qt::CaseInsensitive) == 0) return key.field;
+    return std::nullopt;
+}
+
+class Lexer {
+public:
+    explicit Lexer(QStringView text) : text_(text) {}
+
+    // Every token, ending with End. A key term seen before a failure still
+    // sets sawKey.
+    std::vector<Token> tokens() {
+        std::vector<Token> result;
+        for (;;) {
+            while (pos_ < text_.size() && text_[pos_].isSpace()) ++pos_;
+            Token token;
+            token.position = pos_;
+            if (pos_ >= text_.size()) {
+                result.push_back(token);
+                return result;
+            }
+            const QChar c = text_[pos_];
+            if (c == u'(' || c == u')') {
+                token.type = c == u'(' ? Token::Type::Open : Token::Type::Close;
+                ++pos_;
+            } else if (c == u'|' || c == u'&') {
+                token.type = c == u'|' ? Token::Type::Or : Token::Type::And;
+                ++pos_;
+                if (pos_ < text_.size() && text_[pos_] == c) ++pos_;  // "||" and "&&" too
+            } else if (c == u'-' && pos_ + 1 < text_.size() && text_[pos_ + 1] == u'(') {
+                token.type = Token::Type::Not;
+                ++pos_;
+            } else {
+                token.type = Token::Type::Term;
+                token.term = readTerm();
+            }
+            result.push_back(std::move(token));
+        }
+    }
+
+    bool sawKey = false;
+
+private:
+    Term readTerm() {
+        const qsizetype start = pos_;
+        Term term;
+        if (text_[pos_] == u'-') {
+            term.negated = true;
+            ++pos_;
+            if (pos_ >= text_.size() || endsRun(text_[pos_])) fail(u"Expected a term after '-'."_s, start);
+        }
+        readKey(term);
+        term.valuePosition = pos_;
+        if (pos_ >= text_.size() || endsRun(text_[pos_]))
+            fail(u"Empty value after '%1' (a value with blanks or ( ) | & goes in quotes)."_s.arg(
+                     text_.mid(start, pos_ - start)),
+                 pos_);
+        if (text_[pos_] == u'"' || text_[pos_] == u'\'') {
+            term.valuePosition = pos_ + 1;
+            term.value = readQuoted();
+            if (term.value.isEmpty()) fail(u"The quotes hold nothing."_s, term.valuePosition - 1);
+        } else {
+            term.value = readRun();
+        }
+        term.source = text_.mid(start, pos_ - start).toString();
+        return term;
+    }
+
+    // "key:", "key=:" or "key~:" with a key of the table; otherwise the word
+    // is a bare word and the cursor stays.
+    void readKey(Term& term) {
+        if (pos_ < text_.size() && (text_[pos_] == u'"' || text_[pos_] == u'\'')) return;
+        qsizetype end = pos_;
+        while (end < text_.size() && text_[end].isLetter()) ++end;
+        const QStringView rest = text_.mid(end);
+        const Op op = rest.startsWith(u"=:") ? Op::Equals : rest.startsWith(u"~:") ? Op::Regex : Op::Contains;
+        const qsizetype opLength = op == Op::Contains ? 1 : 2;
+        if (op == Op::Contains && !rest.startsWith(u':')) return;
+        const auto field = fieldNamed(text_.mid(pos_, end - pos_));
+        if (!field) return;
+        sawKey = true;
+        term.field = field;
+        term.op = op;
+        pos_ = end + opLength;
+    }
+
+    // A quoted value: a backslash escapes a quote, every other character
+    // (a backslash of a regex too) stands for itself.
+    QString readQuoted() {
+        const QChar quote = text_[pos_];
+        const qsizetype start = pos_;
+        QString value;
+        for (++pos_; pos_ < text_.size(); ++pos_) {
+            const QChar c = text_[pos_];
+            if (c == quote) {
+                ++pos_;
+                return value;
+            }
+            if (c == u'\\' && pos_ + 1 < text_.size() && (text_[pos_ + 1] == u'"' || text_[pos_ + 1] == u'\'')) ++pos_;
+            value += text_[pos_];
+        }
+        fail(u"Unterminated quote."_s, start);
+    }
+
+    QString readRun() {
+        const qsizetype start = pos_;
+        while (pos_ < text_.size() && !endsRun(text_[pos_])) ++pos_;
+        return text_.mid(start, pos_ - start).toString();
+    }
+
+    QStringView text_;
+    qsizetype pos_ = 0;
+};
+
+// A compiled piece and how costly it is per row, for ordering ANDs.
+struct Part {
+    PredicatePtr predicate;
+    int cost = 0;
+};
+
+PredicatePtr compound(Node::Kind kind, std::vector<Part> parts) {
+    if (parts.size() == 1) return parts.front().predicate;
+    if (kind == Node::Kind::And)
+        std::stable_sort(parts.begin(), parts.end(), [](const Part& a, const Part& b) { return a.cost < b.cost; });
+    std::vector<PredicatePtr> predicates;
+    for (Part& part : parts) predicates.push_back(std::move(part.predicate));
+    return std::make_shared<filter::CompoundPredicate>(kind, std::move(predicates));
+}
+
+int maxCost(const std::vector<Part>& parts) {
+    int cost = 0;
+    for (const Part& part : parts) cost = std::max(cost, part.cost);
+    return cost;
+}
+
+PredicatePtr comparison(RowKey key, CompareOp op, uint8_t options, const QString& value) {
+    return std::make_shared<filter::ComparisonPredicate>(QString::fromLatin1(rowKeyName(key)), op, options, value);
+}
+
+class Compiler {
+public:
+    explicit Compiler(const QueryContext& context) : context_(context) {}
+
+    PredicatePtr compile(std::vector<Token> tokens) {
+        tokens_ = std::move(tokens);
+        if (tokens_.front().type == Token::Type::End) fail(u"The query is empty."_s, 0);
+        const bool grouped = std::any_of(tokens_.begin(), tokens_.end(), [](const Token& t) {
+            return t.type != Token::Type::Term && t.type != Token::Type::End;
+        });
+        if (!grouped) return everyday();
+        Part result = parseOr();
+        if (current().type == Token::Type::Close) fail(u"This ')' closes no '('."_s, current().position);
+        return result.predicate;
+    }
+
+    bool expressible = true;
+    uint8_t uses = 0;
+
+private:
+    const Token& current() const { return tokens_[next_]; }
+
+    // Positive terms of one key ORed; those groups and the rest ANDed.
+    PredicatePtr everyday() {
+        std::vector<std::pair<Field, std::vector<Part>>> groups;
+        std::vector<Part> parts;
+        for (const Token& token : tokens_) {
+            if (token.type != Token::Type::Term) continue;
+            Part part = term(token.term);
+            if (token.term.negated || !token.term.field) {
+                parts.push_back(std::move(part));
+                continue;
+            }
+            auto group = std::find_if(groups.begin(), groups.end(),
+                                      [&](const auto& g) { return g.first == *token.term.field; });
+            if (group == groups.end()) group = groups.insert(groups.end(), {*token.term.field, {}});
+            group->second.push_back(std::move(part));
+        }
+        std::vector<Part> all;
+        for (auto& [field, members] : groups) {
+            const int cost = maxCost(members);
+            all.push_back({compound(Node::Kind::Or, std::move(members)), cost});
+        }
+        all.insert(all.end(), std::make_move_iterator(parts.begin()), std::make_move_iterator(parts.end()));
+        return compound(Node::Kind::And, std::move(all));
+    }
+
+    Part parseOr() {
+        std::vector<Part> parts{parseAnd()};
+        while (current().type == Token::Type::Or) {
+            ++next_;
+            parts.push_back(parseAnd());
+        }
+        const int cost = maxCost(parts);
+        return {compound(Node::Kind::Or, std::move(parts)), cost};
+    }
+
+    Part parseAnd() {
+        std::vector<Part> parts{parseUnary()};
+        for (;;) {
+            const Token::Type type = current().type;
+            if (type == Token::Type::And) ++next_;
+            else if (type != Token::Type::Term && type != Token::Type::Open && type != Token::Type::Not) break;
+            parts.push_back(parseUnary());
+        }
+        const int cost = maxCost(parts);
+        return {compound(Node::Kind::And, std::move(parts)), cost};
+    }
+
+    Part parseUnary() {
+        static constexpr int kMaxDepth = 200;
+        if (++depth_ > kMaxDepth) fail(u"The query is nested too deeply."_s, current().position);
+        Part part = parseAtom();
+        --depth_;
+        return part;
+    }
+
+    Part parseAtom() {
+        const Token& token = current();
+        switch (token.type) {
+            case Token::Type::Not: {
+                ++next_;
+                Part inner = parseUnary();
+                return {negation(std::move(inner.predicate)), inner.cost};
+            }
+            case Token::Type::Open: {
+                ++next_;
+                if (current().type == Token::Type::Close) fail(u"Expected a term inside '( )'."_s, current().position);
+                Part inner = parseOr();
+                if (current().type != Token::Type::Close) fail(u"This '(' is never closed."_s, token.position);
+                ++next_;
+                return inner;
+            }
+            case Token::Type::Term: ++next_; return term(token.term);
+            case Token::Type::Close: fail(u"This ')' closes no '('."_s, token.position);
+            case Token::Type::Or:
+            case Token::Type::And:
+                fail(u"Expected a term before '%1'."_s.arg(QChar(token.type == Token::Type::Or ? u'|' : u'&')), token.position);
+            case Token::Type::End: break;
+        }
+        fail(u"Expected a term at the end of the query."_s, token.position);
+    }
+
+    static PredicatePtr negation(PredicatePtr inner) {
+        return std::make_shared<filter::CompoundPredicate>(Node::Kind::Not, std::vector<PredicatePtr>{std::move(inner)});
+    }
+
+    Part term(const Term& term) {
+        Part part = positive(term);
+        if (term.negated) part.predicate = negation(std::move(part.predicate));
+        return part;
+    }
+
+    Part positive(const Term& term) {
+        constexpr uint8_t kAnyCase = textmatch::kCaseInsensitive;
+        const QString& v = term.value;
+        if (!term.field) {
+            std::vector<Part> anywhere;
+            for (RowKey key : {RowKey::Name, RowKey::Text, RowKey::Package})
+                anywhere.push_back({comparison(key, CompareOp::Contains, kAnyCase, v), 0});
+            return {compound(Node::Kind::Or, std::move(anywhere)), 3};
+        }
+        switch (*term.field) {
+            case Field::Tag: return text(term, RowKey::Name, 1);
+            case Field::Message: return text(term, RowKey::Text, 2);
+            case Field::Package: return text(term, RowKey::Package, 1);
+            case Field::Process: return text(term, RowKey::App, 1);
+            case Field::Pid:
+            case Field::Tid: return number(term);
+            case Field::Level: return level(term);
+            case Field::Age: return age(term);
+            case Field::Is: return is(term);
+        }
+        return {};
+    }
+
+    Part text(const Term& term, RowKey key, int cost) {
+        if (term.op != Op::Regex) {
+            const CompareOp op = term.op == Op::Equals ? CompareOp::Equal : CompareOp::Contains;
+            return {comparison(key, op, textmatch::kCaseInsensitive, term.value), cost};
+        }
+        filter::RegexPredicate::Error error;
+        const QByteArray pattern = term.value.toUtf8();
+        auto regex = filter::RegexPredicate::make(key, pattern.toStdString(), term.source, &error);
+        if (!regex) {
+            // The offset is in UTF-8 bytes; positions are in UTF-16 units.
+            const qsizetype at = QString::fromUtf8(pattern.left(qsizetype(error.offset))).size();
+            fail(u"Bad regular expression: %1."_s.arg(error.message), term.valuePosition + at);
+        }
+        expressible = false;
+        return {std::move(regex), 4};
+    }
+
+    // pid and tid: equal to the number, whichever operator. A main-thread
+    // row shows its tid as "-", so tid:N also takes such rows of pid N.
+    Part number(const Term& term) {
+        const QString& v = term.value;
+        const bool isNumber = std::all_of(v.begin(), v.end(), [](QChar c) { return c.isDigit() && c.unicode() < 0x80; });
+        const bool pid = term.field == Field::Pid;
+        if (!isNumber) fail(u"%1 takes a number."_s.arg(pid ? u"pid"_s : u"tid"_s), term.valuePosition);
+        if (pid) return {comparison(RowKey::Pid, CompareOp::Equal, 0, v), 0};
+        std::vector<Part> mainThread{{comparison(RowKey::Tid, CompareOp::Equal, 0, u"-"_s), 0},
+                                     {comparison(RowKey::Pid, CompareOp::Equal, 0, v), 0}};
+        std::vector<Part> either{{comparison(RowKey::Tid, CompareOp::Equal, 0, v), 0},
+                                 {compound(Node::Kind::And, std::move(mainThread)), 0}};
+        return {compound(Node::Kind::Or, std::move(either)), 0};
+    }
+
+    // The level's rank or higher, as the level presets write it; =: the rank alone.
+    Part level(const Term& term) {
+        static constexpr QStringView kLetters = u"VDIWEFA";
+        static constexpr QStringView kWords[] = {u"verbose", u"debug", u"info",   u"warn",
+                                                 u"error",   u"fatal", u"assert", u"warning"};
+        const QString v = term.value.toLower();
+        qsizetype rank = -1;
+        if (v.size() == 1) rank = kLetters.indexOf(v.at(0).toUpper());
+        for (qsizetype i = 0; i < 8 && rank < 0; ++i)
+            if (v == kWords[i]) rank = i == 7 ? 3 : i;
+        if (rank < 0)
+            fail(u"Unknown level '%1': use V, D, I, W, E, F, A or verbose, debug, info, warn, error, fatal, assert."_s.arg(
+                     term.value),
+                 term.valuePosition);
+        rank = std::min<qsizetype>(rank, 5);  // F and A are one rank
+        static constexpr QStringView kFrom[] = {u"V,D,I,W,E,F,A", u"D,I,W,E,F,A", u"I,W,E,F,A",
+                                                u"W,E,F,A",       u"E,F,A",       u"F,A"};
+        constexpr uint8_t kAnyCase = textmatch::kCaseInsensitive | textmatch::kDiacriticInsensitive;
+        if (term.op == Op::Equals && rank < 5)
+            return {comparison(RowKey::Type, CompareOp::Equal, textmatch::kCaseInsensitive, kLetters.mid(rank, 1).toString()), 0};
+        return {comparison(RowKey::Type, CompareOp::In, kAnyCase, kFrom[rank].toString()), 0};
+    }
+
+    Part age(const Term& term) {
+        const QString& v = term.value;
+        static constexpr int64_t kUnits[] = {1000, 60'000, 3'600'000, 86'400'000};
+        const qsizetype unit = v.isEmpty() ? -1 : QStringView(u"smhd").indexOf(v.back().toLower());
+        bool ok = unit >= 0 && v.size() >= 2 && v.size() <= 10;
+        const qint64 count = ok ? QStringView(v).chopped(1).toLongLong(&ok) : 0;
+        if (!ok || count < 0 || !v.front().isDigit())
+            fail(u"Bad age '%1': use a number and s, m, h or d, as in age:5m."_s.arg(v), term.valuePosition);
+        const int64_t reference = context_.newestTime.empty()
+                                      ? filter::yearMillisecondsNow()
+                                      : filter::yearMilliseconds(context_.newestTime).value_or(filter::yearMillisecondsNow());
+        expressible = false;
+        uses |= kQueryUsesAge;
+        return {std::make_shared<filter::AgePredicate>(count * kUnits[unit], reference, term.source), 0};
+    }
+
+    Part is(const Term& term) {
+        expressible = false;
+        if (term.value.compare(u"crash", Qt::CaseInsensitive) == 0) {
+            uses |= kQueryUsesCrashes;
+            return {std::make_shared<filter::IdxSetPredicate>(context_.crashRows, term.source), 0};
+        }
+        if (term.value.compare(u"stacktrace", Qt::CaseInsensitive) == 0)
+            return {std::make_shared<filter::StackTracePredicate>(term.source), 2};
+        fail(u"Unknown '%1': use is:crash or is:stacktrace."_s.arg(term.source), term.valuePosition);
+    }
+
+    const QueryContext& context_;
+    std::vector<Token> tokens_;
+    size_t next_ = 0;
+    int depth_ = 0;
+};
+
+}  // namespace
+
+QueryResult compileQuery(QStringView query, const QueryContext& context) {
+    QueryResult result;
+    try {
+        Lexer lexer(query);
+        Compiler compiler(context);
+        PredicatePtr tree = compiler.compile(lexer.tokens());
+        result.uses = compiler.uses;
+        if (compiler.expressible) {
+            result.filterText = tree->format();
+            result.predicate = std::move(tree);
+        } else {
+            result.predicate = std::make_shared<filter::QueryPredicate>(query.toString(), std::move(tree), compiler.uses);
+        }
+    } catch (const Failure& failure) {
+        result.error = failure.error;
+    }
+    return result;
+}
+
+bool looksLikeQuery(QStringView text) {
+    Lexer lexer(text);
+    try {
+        lexer.tokens();
+    } catch (const Failure&) {
+    }
+    return lexer.sawKey;
+}
+
+uint8_t queryUses(const PredicatePtr& predicate) {
+    const auto* node = dynamic_cast<const Node*>(predicate.get());
+    if (node == nullptr) return 0;
+    if (node->kind() == Node::Kind::Query) return static_cast<const filter::QueryPredicate*>(node)->uses();
+    uint8_t uses = 0;
+    if (const auto* parts = dynamic_cast<const filter::CompoundPredicate*>(node))
+        for (const PredicatePtr& part : parts->parts()) uses |= queryUses(part);
+    return uses;
+}
+
+PredicatePtr bindQueryContext(const PredicatePtr& predicate, const QueryContext& context) {
+    const auto* node = dynamic_cast<const Node*>(predicate.get());
+    if (node == nullptr) return predicate;
+    if (node->kind() == Node::Kind::Query) {
+        const auto* query = static_cast<const filter::QueryPredicate*>(node);
+        if (query->uses() == 0) return predicate;
+        QueryResult bound = compileQuery(query->text(), context);
+        return bound.predicate ? bound.predicate : predicate;
+    }
+    const auto* compound = dynamic_cast<const filter::CompoundPredicate*>(node);
+    if (compound == nullptr) return predicate;
+    std::vector<PredicatePtr> parts;
+    bool changed = false;
+    for (const PredicatePtr& part : compound->parts()) {
+        parts.push_back(bindQueryContext(part, context));
+        changed = changed || parts.back() != part;
+    }
+    return changed ? std::make_shared<filter::CompoundPredicate>(node->kind(), std::move(parts)) : predicate;
+}
+
+const QStringList& queryKeyNames() {
+    static const QStringList names{u"tag"_s,   u"message"_s, u"msg"_s,   u"package"_s, u"process"_s,
+                                   u"pid"_s,   u"tid"_s,     u"level"_s, u"age"_s,     u"is"_s};
+    return names;
+}
+
+const QStringList& queryLevelNames() {
+    static const QStringList names{u"verbose"_s, u"debug"_s, u"info"_s,  u"warn"_s,
+                                   u"error"_s,   u"fatal"_s, u"assert"_s};
+    return names;
+}
+
+}  // namespace vf
