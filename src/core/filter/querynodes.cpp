@@ -117,6 +117,7 @@ Outcome StackTracePredicate::test(const FieldSource& row, FieldScratch& scratch,
 
 struct RegexPredicate::Compiled {
     pcre2_code* code = nullptr;
+    bool jit = false;
     ~Compiled() {
         if (code != nullptr) pcre2_code_free(code);
     }
@@ -152,7 +153,7 @@ std::shared_ptr<const RegexPredicate> RegexPredicate::make(RowKey key, const std
         }
         return nullptr;
     }
-    pcre2_jit_compile(compiled->code, PCRE2_JIT_COMPLETE);  // where there is no JIT, the interpreter runs
+    compiled->jit = pcre2_jit_compile(compiled->code, PCRE2_JIT_COMPLETE) == 0;  // else the interpreter runs
     return std::make_shared<RegexPredicate>(key, std::move(compiled), std::move(term));
 }
 
@@ -164,7 +165,8 @@ RegexPredicate::~RegexPredicate() = default;
 Outcome RegexPredicate::test(const FieldSource& row, FieldScratch& scratch, QString*) const {
     const std::string_view field = row.field(key_, scratch);
     const auto* subject = reinterpret_cast<PCRE2_SPTR>(field.data() != nullptr ? field.data() : "");
-    const int rc = pcre2_match(compiled_->code, subject, field.size(), 0, 0, threadMatchData(), nullptr);
+    const int rc = compiled_->jit ? pcre2_jit_match(compiled_->code, subject, field.size(), 0, 0, threadMatchData(), nullptr)
+                                  : pcre2_match(compiled_->code, subject, field.size(), 0, 0, threadMatchData(), nullptr);
     return rc >= 0 ? Outcome::True : Outcome::False;
 }
 
