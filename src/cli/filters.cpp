@@ -12,9 +12,9 @@ namespace vf::cli {
 namespace {
 
 // The text a quick-filter error position points into: the field's own text
-// for a "p: " predicate, else the filled template.
+// for a "p: " predicate or a query, else the filled template.
 QString quickFilterShownText(const QString& quick) {
-    return isQuickFilterPredicate(quick) ? quick : quickFilterText(quick);
+    return quickFilterMode(quick) == QuickFilterMode::Words ? quickFilterText(quick) : quick;
 }
 
 FilterProblem problemFrom(const QString& source, const QString& text, const ParseError& error) {

@@ -55,7 +55,8 @@ constexpr char16_t kFilters[] =
   --quick TEXT        the viewer's quick-filter field: rows whose tag, text,
                       app, pid or tid contain TEXT (any case). A TEXT of at
                       least 5 characters that starts with "p: " is a
-                      predicate of its own ("p: type == 'E'").
+                      predicate of its own ("p: type == 'E'"), and a TEXT
+                      with a term of a query key ("tag:Net") is a query.
   --query QUERY       a query, as typed in the viewer's quick-filter field:
                       "package:com.example level:warn -msg:heartbeat".
                       key:value contains, key=:value equals (any case),

@@ -37,6 +37,10 @@ constexpr KeyEntry kKeys[] = {{u"tag", Field::Tag},         {u"message", Field::
                               {u"tid", Field::Tid},         {u"level", Field::Level},     {u"age", Field::Age},
                               {u"is", Field::Is}};
 
+// The level words, in rank order (fatal and assert share a rank).
+constexpr QStringView kLevelWords[] = {u"verbose", u"debug", u"info", u"warn", u"error", u"fatal", u"assert"};
+constexpr qsizetype kLevelCount = std::size(kLevelWords);
+
 struct Term {
     bool negated = false;
     std::optional<Field> field;  // none: a bare word or a quoted phrase
@@ -371,13 +375,12 @@ private:
     // The level's rank or higher, as the level presets write it; =: the rank alone.
     Part level(const Term& term) {
         static constexpr QStringView kLetters = u"VDIWEFA";
-        static constexpr QStringView kWords[] = {u"verbose", u"debug", u"info",   u"warn",
-                                                 u"error",   u"fatal", u"assert", u"warning"};
         const QString v = term.value.toLower();
         qsizetype rank = -1;
         if (v.size() == 1) rank = kLetters.indexOf(v.at(0).toUpper());
-        for (qsizetype i = 0; i < 8 && rank < 0; ++i)
-            if (v == kWords[i]) rank = i == 7 ? 3 : i;
+        for (qsizetype i = 0; i < kLevelCount && rank < 0; ++i)
+            if (v == kLevelWords[i]) rank = i;
+        if (rank < 0 && v == u"warning") rank = 3;
         if (rank < 0)
             fail(u"Unknown level '%1': use V, D, I, W, E, F, A or verbose, debug, info, warn, error, fatal, assert."_s.arg(
                      term.value),
@@ -484,16 +487,44 @@ PredicatePtr bindQueryContext(const PredicatePtr& predicate, const QueryContext&
     return changed ? std::make_shared<filter::CompoundPredicate>(node->kind(), std::move(parts)) : predicate;
 }
 
-const QStringList& queryKeyNames() {
-    static const QStringList names{u"tag"_s,   u"message"_s, u"msg"_s,   u"package"_s, u"process"_s,
-                                   u"pid"_s,   u"tid"_s,     u"level"_s, u"age"_s,     u"is"_s};
-    return names;
-}
+QueryCompletion completeQueryWord(QStringView text, qsizetype cursor, const QStringList& tags,
+                                  const QStringList& packages) {
+    QueryCompletion completion;
+    cursor = std::clamp<qsizetype>(cursor, 0, text.size());
+    qsizetype start = cursor;
+    while (start > 0 && !endsRun(text[start - 1])) --start;
+    if (start < cursor && text[start] == u'-') ++start;
+    completion.start = start;
+    completion.prefix = text.mid(start, cursor - start).toString();
+    const QString& word = completion.prefix;
+    if (word.isEmpty()) return completion;
 
-const QStringList& queryLevelNames() {
-    static const QStringList names{u"verbose"_s, u"debug"_s, u"info"_s,  u"warn"_s,
-                                   u"error"_s,   u"fatal"_s, u"assert"_s};
-    return names;
+    const qsizetype colon = word.indexOf(u':');
+    if (colon < 0) {
+        for (const KeyEntry& key : kKeys)
+            if (key.name.startsWith(word, Qt::CaseInsensitive) && key.name.size() >= word.size())
+                completion.candidates << key.name.toString() + u':';
+    } else {
+        const QString key = word.left(colon);  // with its operator
+        const auto field = fieldNamed(QStringView(key).chopped(key.endsWith(u'=') || key.endsWith(u'~') ? 1 : 0));
+        QStringList values;
+        if (field == Field::Level)
+            for (qsizetype i = 0; i < kLevelCount; ++i) values << kLevelWords[i].toString();
+        if (field == Field::Is) values = QStringList{u"crash"_s, u"stacktrace"_s};
+        if (field == Field::Tag) values = tags;
+        if (field == Field::Package) values = packages;
+        QStringView typed = QStringView(word).mid(colon + 1);
+        if (typed.startsWith(u'"') || typed.startsWith(u'\'')) typed = typed.mid(1);
+        for (const QString& value : std::as_const(values)) {
+            if (!value.startsWith(typed, Qt::CaseInsensitive) || value.size() == typed.size()) continue;
+            const bool quote = std::any_of(value.begin(), value.end(), endsRun) || value.contains(u'"');
+            completion.candidates << key + u':' +
+                                         (quote ? u'\'' + QString(value).replace(u'\'', u"\\'"_s) + u'\'' : value);
+        }
+    }
+    completion.candidates.sort(Qt::CaseInsensitive);
+    completion.candidates.removeDuplicates();
+    return completion;
 }
 
 }  // namespace vf

@@ -72,9 +72,16 @@ uint8_t queryUses(const PredicatePtr& predicate);
 // `context`; the same pointer when it holds none.
 PredicatePtr bindQueryContext(const PredicatePtr& predicate, const QueryContext& context);
 
-// For completion: the keys (each with its operator forms left to the
-// user), and the level words, in the table's order.
-const QStringList& queryKeyNames();
-const QStringList& queryLevelNames();
+// What may replace the word that ends at `cursor` in `text`: a key
+// ("tag:") for the start of a key, and after a key's colon its values: the
+// level words, crash and stacktrace, or `tags` / `packages` (the values seen
+// so far; any order). Nothing for an empty word or a value of another key.
+struct QueryCompletion {
+    qsizetype start = 0;     // where the word starts (after a '-')
+    QString prefix;          // the word so far, text[start, cursor)
+    QStringList candidates;  // whole replacements for it, that begin with prefix (any case)
+};
+QueryCompletion completeQueryWord(QStringView text, qsizetype cursor, const QStringList& tags,
+                                  const QStringList& packages);
 
 }  // namespace vf

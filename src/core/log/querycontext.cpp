@@ -12,6 +12,28 @@ std::shared_ptr<const std::vector<uint64_t>> crashRowsOf(const CrashDetector& de
     return rows;
 }
 
+void SeenValues::feed(const Row& row) {
+    add(tags_, row.name());
+    add(packages_, row.view(RowKey::Package));
+}
+
+void SeenValues::clear() {
+    tags_.clear();
+    packages_.clear();
+}
+
+void SeenValues::add(Set& set, std::string_view value) {
+    if (value.empty() || set.size() >= kMaxValues || set.find(value) != set.end()) return;
+    set.emplace(value);
+}
+
+QStringList SeenValues::list(const Set& set) {
+    QStringList values;
+    values.reserve(qsizetype(set.size()));
+    for (const std::string& value : set) values << QString::fromUtf8(value.data(), qsizetype(value.size()));
+    return values;
+}
+
 QueryContext fileQueryContext(const RowList& rows, uint8_t uses) {
     QueryContext context;
     for (auto it = rows.crbegin(); it != rows.crend(); ++it) {
