@@ -1,5 +1,5 @@
-// Reading queries: a lexer that cuts the text into terms and the symbols
-// | & ( ) -, and a compiler that turns them into the predicate tree.
+// Compiling queries: the lexer's tokens (querylexer.h) into the predicate
+// tree.
 //
 // Without | & ( ) (the everyday form, "tag:Net tag:Http -level:V timeout"):
 // positive terms of the same key are ORed, and those groups, negated terms
@@ -14,6 +14,7 @@
 
 #include <algorithm>
 
+#include "core/filter/querylexer.h"
 #include "core/filter/querynodes.h"
 
 using namespace Qt::StringLiterals;
@@ -24,160 +25,8 @@ namespace {
 
 using filter::CompareOp;
 using filter::Node;
+using namespace query;
 
-enum class Field : uint8_t { Tag, Message, Package, Process, Pid, Tid, Level, Age, Is };
-enum class Op : uint8_t { Contains, Equals, Regex };
-
-struct KeyEntry {
-    QStringView name;
-    Field field;
-};
-constexpr KeyEntry kKeys[] = {{u"tag", Field::Tag},         {u"message", Field::Message}, {u"msg", Field::Message},
-                              {u"package", Field::Package}, {u"process", Field::Process}, {u"pid", Field::Pid},
-                              {u"tid", Field::Tid},         {u"level", Field::Level},     {u"age", Field::Age},
-                              {u"is", Field::Is}};
-
-// The level words, in rank order (fatal and assert share a rank).
-constexpr QStringView kLevelWords[] = {u"verbose", u"debug", u"info", u"warn", u"error", u"fatal", u"assert"};
-constexpr qsizetype kLevelCount = std::size(kLevelWords);
-
-struct Term {
-    bool negated = false;
-    std::optional<Field> field;  // none: a bare word or a quoted phrase
-    Op op = Op::Contains;
-    QString value;
-    qsizetype valuePosition = 0;  // the value's first character (after an opening quote)
-    QString source;               // the term as written
-};
-
-struct Token {
-    enum class Type : uint8_t { End, Term, Open, Close, Or, And, Not } type = Type::End;
-    qsizetype position = 0;
-    Term term;
-};
-
-struct Failure {
-    ParseError error;
-};
-
-[[noreturn]] void fail(const QString& message, qsizetype position) { throw Failure{ParseError{message, position}}; }
-
-bool endsRun(QChar c) { return c.isSpace() || c == u'(' || c == u')' || c == u'|' || c == u'&'; }
-
-std::optional<Field> fieldNamed(QStringView name) {
-    for (const KeyEntry& key : kKeys)
-        if (name.compare(key.name, Qt::CaseInsensitive) == 0) return key.field;
-    return std::nullopt;
-}
-
-class Lexer {
-public:
-    explicit Lexer(QStringView text) : text_(text) {}
-
-    // Every token, ending with End. A key term seen before a failure still
-    // sets sawKey.
-    std::vector<Token> tokens() {
-        std::vector<Token> result;
-        for (;;) {
-            while (pos_ < text_.size() && text_[pos_].isSpace()) ++pos_;
-            Token token;
-            token.position = pos_;
-            if (pos_ >= text_.size()) {
-                result.push_back(token);
-                return result;
-            }
-            const QChar c = text_[pos_];
-            if (c == u'(' || c == u')') {
-                token.type = c == u'(' ? Token::Type::Open : Token::Type::Close;
-                ++pos_;
-            } else if (c == u'|' || c == u'&') {
-                token.type = c == u'|' ? Token::Type::Or : Token::Type::And;
-                ++pos_;
-                if (pos_ < text_.size() && text_[pos_] == c) ++pos_;  // "||" and "&&" too
-            } else if (c == u'-' && pos_ + 1 < text_.size() && text_[pos_ + 1] == u'(') {
-                token.type = Token::Type::Not;
-                ++pos_;
-            } else {
-                token.type = Token::Type::Term;
-                token.term = readTerm();
-            }
-            result.push_back(std::move(token));
-        }
-    }
-
-    bool sawKey = false;
-
-private:
-    Term readTerm() {
-        const qsizetype start = pos_;
-        Term term;
-        if (text_[pos_] == u'-') {
-            term.negated = true;
-            ++pos_;
-            if (pos_ >= text_.size() || endsRun(text_[pos_])) fail(u"Expected a term after '-'."_s, start);
-        }
-        readKey(term);
-        term.valuePosition = pos_;
-        if (pos_ >= text_.size() || endsRun(text_[pos_]))
-            fail(u"Empty value after '%1' (a value with blanks or ( ) | & goes in quotes)."_s.arg(
-                     text_.mid(start, pos_ - start)),
-                 pos_);
-        if (text_[pos_] == u'"' || text_[pos_] == u'\'') {
-            term.valuePosition = pos_ + 1;
-            term.value = readQuoted();
-            if (term.value.isEmpty()) fail(u"The quotes hold nothing."_s, term.valuePosition - 1);
-        } else {
-            term.value = readRun();
-        }
-        term.source = text_.mid(start, pos_ - start).toString();
-        return term;
-    }
-
-    // "key:", "key=:" or "key~:" with a key of the table; otherwise the word
-    // is a bare word and the cursor stays.
-    void readKey(Term& term) {
-        if (pos_ < text_.size() && (text_[pos_] == u'"' || text_[pos_] == u'\'')) return;
-        qsizetype end = pos_;
-        while (end < text_.size() && text_[end].isLetter()) ++end;
-        const QStringView rest = text_.mid(end);
-        const Op op = rest.startsWith(u"=:") ? Op::Equals : rest.startsWith(u"~:") ? Op::Regex : Op::Contains;
-        const qsizetype opLength = op == Op::Contains ? 1 : 2;
-        if (op == Op::Contains && !rest.startsWith(u':')) return;
-        const auto field = fieldNamed(text_.mid(pos_, end - pos_));
-        if (!field) return;
-        sawKey = true;
-        term.field = field;
-        term.op = op;
-        pos_ = end + opLength;
-    }
-
-    // A quoted value: a backslash escapes a quote, every other character
-    // (a backslash of a regex too) stands for itself.
-    QString readQuoted() {
-        const QChar quote = text_[pos_];
-        const qsizetype start = pos_;
-        QString value;
-        for (++pos_; pos_ < text_.size(); ++pos_) {
-            const QChar c = text_[pos_];
-            if (c == quote) {
-                ++pos_;
-                return value;
-            }
-            if (c == u'\\' && pos_ + 1 < text_.size() && (text_[pos_ + 1] == u'"' || text_[pos_ + 1] == u'\'')) ++pos_;
-            value += text_[pos_];
-        }
-        fail(u"Unterminated quote."_s, start);
-    }
-
-    QString readRun() {
-        const qsizetype start = pos_;
-        while (pos_ < text_.size() && !endsRun(text_[pos_])) ++pos_;
-        return text_.mid(start, pos_ - start).toString();
-    }
-
-    QStringView text_;
-    qsizetype pos_ = 0;
-};
 
 // A compiled piece and how costly it is per row, for ordering ANDs.
 struct Part {
@@ -448,15 +297,6 @@ QueryResult compileQuery(QStringView query, const QueryContext& context) {
     return result;
 }
 
-bool looksLikeQuery(QStringView text) {
-    Lexer lexer(text);
-    try {
-        lexer.tokens();
-    } catch (const Failure&) {
-    }
-    return lexer.sawKey;
-}
-
 uint8_t queryUses(const PredicatePtr& predicate) {
     const auto* node = dynamic_cast<const Node*>(predicate.get());
     if (node == nullptr) return 0;
@@ -485,46 +325,6 @@ PredicatePtr bindQueryContext(const PredicatePtr& predicate, const QueryContext&
         changed = changed || parts.back() != part;
     }
     return changed ? std::make_shared<filter::CompoundPredicate>(node->kind(), std::move(parts)) : predicate;
-}
-
-QueryCompletion completeQueryWord(QStringView text, qsizetype cursor, const QStringList& tags,
-                                  const QStringList& packages) {
-    QueryCompletion completion;
-    cursor = std::clamp<qsizetype>(cursor, 0, text.size());
-    qsizetype start = cursor;
-    while (start > 0 && !endsRun(text[start - 1])) --start;
-    if (start < cursor && text[start] == u'-') ++start;
-    completion.start = start;
-    completion.prefix = text.mid(start, cursor - start).toString();
-    const QString& word = completion.prefix;
-    if (word.isEmpty()) return completion;
-
-    const qsizetype colon = word.indexOf(u':');
-    if (colon < 0) {
-        for (const KeyEntry& key : kKeys)
-            if (key.name.startsWith(word, Qt::CaseInsensitive) && key.name.size() >= word.size())
-                completion.candidates << key.name.toString() + u':';
-    } else {
-        const QString key = word.left(colon);  // with its operator
-        const auto field = fieldNamed(QStringView(key).chopped(key.endsWith(u'=') || key.endsWith(u'~') ? 1 : 0));
-        QStringList values;
-        if (field == Field::Level)
-            for (qsizetype i = 0; i < kLevelCount; ++i) values << kLevelWords[i].toString();
-        if (field == Field::Is) values = QStringList{u"crash"_s, u"stacktrace"_s};
-        if (field == Field::Tag) values = tags;
-        if (field == Field::Package) values = packages;
-        QStringView typed = QStringView(word).mid(colon + 1);
-        if (typed.startsWith(u'"') || typed.startsWith(u'\'')) typed = typed.mid(1);
-        for (const QString& value : std::as_const(values)) {
-            if (!value.startsWith(typed, Qt::CaseInsensitive) || value.size() == typed.size()) continue;
-            const bool quote = std::any_of(value.begin(), value.end(), endsRun) || value.contains(u'"');
-            completion.candidates << key + u':' +
-                                         (quote ? u'\'' + QString(value).replace(u'\'', u"\\'"_s) + u'\'' : value);
-        }
-    }
-    completion.candidates.sort(Qt::CaseInsensitive);
-    completion.candidates.removeDuplicates();
-    return completion;
 }
 
 }  // namespace vf
