@@ -125,7 +125,8 @@ void CrashPrinter::forgetOldPassingRows() {
     if (passing_.empty()) return;
     uint64_t floor = lastIdx_ > kPassingLookback ? lastIdx_ - kPassingLookback : 0;
     for (const CrashRecord& crash : detector_.crashes())
-        if (std::binary_search(unprinted_.begin(), unprinted_.end(), crash.id)) floor = std::min(floor, crash.firstIdx());
+        if (std::binary_search(unprinted_.begin(), unprinted_.end(), crash.id))
+            floor = std::min(floor, crash.firstIdx());
     passing_.erase(passing_.begin(), passing_.lower_bound(floor));
 }
 

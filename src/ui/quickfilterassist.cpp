@@ -145,7 +145,8 @@ void QuickFilterAssist::insertCompletion(const QString& candidate) {
 
 void QuickFilterAssist::feedSeenValues() {
     const RowList rows = rows_ ? rows_() : RowList();
-    auto first = std::partition_point(rows.begin(), rows.end(), [this](const RowPtr& row) { return row->idx() < nextIdx_; });
+    const auto first =
+        std::partition_point(rows.begin(), rows.end(), [this](const RowPtr& row) { return row->idx() < nextIdx_; });
     for (auto it = first; it != rows.end(); ++it) seen_.feed(**it);
     if (!rows.isEmpty()) nextIdx_ = std::max(nextIdx_, rows.last()->idx() + 1);
 }

@@ -27,7 +27,6 @@ using filter::CompareOp;
 using filter::Node;
 using namespace query;
 
-
 // A compiled piece and how costly it is per row, for ordering ANDs.
 struct Part {
     PredicatePtr predicate;
@@ -53,7 +52,9 @@ PredicatePtr comparison(RowKey key, CompareOp op, uint8_t options, const QString
     return std::make_shared<filter::ComparisonPredicate>(QString::fromLatin1(rowKeyName(key)), op, options, value);
 }
 
-class Compiler {
+// One query's tokens into a tree; noting whether every leaf has a
+// filter-language form and which context the leaves use.
+class Compiler final {
 public:
     explicit Compiler(const QueryContext& context) : context_(context) {}
 
@@ -150,14 +151,16 @@ private:
             case Token::Type::Close: fail(u"This ')' closes no '('."_s, token.position);
             case Token::Type::Or:
             case Token::Type::And:
-                fail(u"Expected a term before '%1'."_s.arg(QChar(token.type == Token::Type::Or ? u'|' : u'&')), token.position);
+                fail(u"Expected a term before '%1'."_s.arg(QChar(token.type == Token::Type::Or ? u'|' : u'&')),
+                     token.position);
             case Token::Type::End: break;
         }
         fail(u"Expected a term at the end of the query."_s, token.position);
     }
 
     static PredicatePtr negation(PredicatePtr inner) {
-        return std::make_shared<filter::CompoundPredicate>(Node::Kind::Not, std::vector<PredicatePtr>{std::move(inner)});
+        std::vector<PredicatePtr> part{std::move(inner)};
+        return std::make_shared<filter::CompoundPredicate>(Node::Kind::Not, std::move(part));
     }
 
     Part term(const Term& term) {
@@ -210,7 +213,7 @@ private:
     // row shows its tid as "-", so tid:N also takes such rows of pid N.
     Part number(const Term& term) {
         const QString& v = term.value;
-        const bool isNumber = std::all_of(v.begin(), v.end(), [](QChar c) { return c.isDigit() && c.unicode() < 0x80; });
+        const bool isNumber = std::all_of(v.begin(), v.end(), [](QChar c) { return c >= u'0' && c <= u'9'; });
         const bool pid = term.field == Field::Pid;
         if (!isNumber) fail(u"%1 takes a number."_s.arg(pid ? u"pid"_s : u"tid"_s), term.valuePosition);
         if (pid) return {comparison(RowKey::Pid, CompareOp::Equal, 0, v), 0};
@@ -231,15 +234,17 @@ private:
             if (v == kLevelWords[i]) rank = i;
         if (rank < 0 && v == u"warning") rank = 3;
         if (rank < 0)
-            fail(u"Unknown level '%1': use V, D, I, W, E, F, A or verbose, debug, info, warn, error, fatal, assert."_s.arg(
-                     term.value),
+            fail(u"Unknown level '%1': use V, D, I, W, E, F, A or verbose, debug, info, warn, error, fatal, "
+                 u"assert."_s.arg(term.value),
                  term.valuePosition);
         rank = std::min<qsizetype>(rank, 5);  // F and A are one rank
         static constexpr QStringView kFrom[] = {u"V,D,I,W,E,F,A", u"D,I,W,E,F,A", u"I,W,E,F,A",
                                                 u"W,E,F,A",       u"E,F,A",       u"F,A"};
         constexpr uint8_t kAnyCase = textmatch::kCaseInsensitive | textmatch::kDiacriticInsensitive;
-        if (term.op == Op::Equals && rank < 5)
-            return {comparison(RowKey::Type, CompareOp::Equal, textmatch::kCaseInsensitive, kLetters.mid(rank, 1).toString()), 0};
+        if (term.op == Op::Equals && rank < 5) {
+            const QString letter = kLetters.mid(rank, 1).toString();
+            return {comparison(RowKey::Type, CompareOp::Equal, textmatch::kCaseInsensitive, letter), 0};
+        }
         return {comparison(RowKey::Type, CompareOp::In, kAnyCase, kFrom[rank].toString()), 0};
     }
 
@@ -251,9 +256,8 @@ private:
         const qint64 count = ok ? QStringView(v).chopped(1).toLongLong(&ok) : 0;
         if (!ok || count < 0 || !v.front().isDigit())
             fail(u"Bad age '%1': use a number and s, m, h or d, as in age:5m."_s.arg(v), term.valuePosition);
-        const int64_t reference = context_.newestTime.empty()
-                                      ? filter::yearMillisecondsNow()
-                                      : filter::yearMilliseconds(context_.newestTime).value_or(filter::yearMillisecondsNow());
+        const auto newest = filter::yearMilliseconds(context_.newestTime);
+        const int64_t reference = newest ? *newest : filter::yearMillisecondsNow();
         expressible = false;
         uses |= kQueryUsesAge;
         return {std::make_shared<filter::AgePredicate>(count * kUnits[unit], reference, term.source), 0};
@@ -289,7 +293,8 @@ QueryResult compileQuery(QStringView query, const QueryContext& context) {
             result.filterText = tree->format();
             result.predicate = std::move(tree);
         } else {
-            result.predicate = std::make_shared<filter::QueryPredicate>(query.toString(), std::move(tree), compiler.uses);
+            result.predicate =
+                std::make_shared<filter::QueryPredicate>(query.toString(), std::move(tree), compiler.uses);
         }
     } catch (const Failure& failure) {
         result.error = failure.error;

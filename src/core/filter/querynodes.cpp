@@ -165,8 +165,9 @@ RegexPredicate::~RegexPredicate() = default;
 Outcome RegexPredicate::test(const FieldSource& row, FieldScratch& scratch, QString*) const {
     const std::string_view field = row.field(key_, scratch);
     const auto* subject = reinterpret_cast<PCRE2_SPTR>(field.data() != nullptr ? field.data() : "");
-    const int rc = compiled_->jit ? pcre2_jit_match(compiled_->code, subject, field.size(), 0, 0, threadMatchData(), nullptr)
-                                  : pcre2_match(compiled_->code, subject, field.size(), 0, 0, threadMatchData(), nullptr);
+    pcre2_match_data* data = threadMatchData();
+    const int rc = compiled_->jit ? pcre2_jit_match(compiled_->code, subject, field.size(), 0, 0, data, nullptr)
+                                  : pcre2_match(compiled_->code, subject, field.size(), 0, 0, data, nullptr);
     return rc >= 0 ? Outcome::True : Outcome::False;
 }
 
