@@ -45,11 +45,11 @@ const std::vector<std::string>& liveLines() {
 }
 
 // Feeds the rows of `all` not fed yet, as the Crashes panel does on each table update.
-void feedNew(vf::CrashDetector& detector, const vf::RowList& all, uint64_t& nextIdx) {
+void feedNew(vf::CrashDetector& detector, const vf::RowList& all, vf::RowIdx& nextIdx) {
     qsizetype from = all.size();
     while (from > 0 && all.at(from - 1)->idx() >= nextIdx) --from;
     for (qsizetype i = from; i < all.size(); ++i) detector.feed(*all.at(i));
-    if (!all.isEmpty()) nextIdx = all.last()->idx() + 1;
+    if (!all.isEmpty()) nextIdx = all.last()->idx().next();
 }
 
 // range(0): 0 = the store alone, 1 = the store and the detector.
@@ -62,7 +62,7 @@ void BM_LiveWithDetector(benchmark::State& state) {
     for (auto _ : state) {
         vf::LogDatasource store;
         vf::CrashDetector detector;
-        uint64_t nextIdx = 0;
+        vf::RowIdx nextIdx;
         double detectorCpu = 0;
         const double start = threadCpuSeconds();
         for (size_t i = 0; i < lines.size(); ++i) {
@@ -93,9 +93,8 @@ void openWithDetector(benchmark::State& state, Layout layout, const std::string&
     double bestOpen = 1e9, bestFeed = 1e9, bestVisit = 1e9;
     size_t found = 0;
     for (auto _ : state) {
-        uint64_t next = 0;
         const double start = threadCpuSeconds();
-        auto rows = vf::readTextFile(QString::fromStdString(path), [&next] { return next++; });
+        auto rows = vf::readTextFile(QString::fromStdString(path), vf::rowCounter());
         const double opened = threadCpuSeconds();
         // The floor: visiting every row once, reading its level.
         size_t errors = 0;

@@ -47,8 +47,8 @@ std::string crashTextLine(const CrashRecord& crash) {
     line += "  ";
     line += crash.app.empty() ? std::string("?") : crash.app;
     line += " (" + crash.pid + ")  " + crash.title;
-    line += "  [" + std::to_string(crash.rows.size()) + " rows, idx " + std::to_string(crash.firstIdx()) + '-' +
-            std::to_string(crash.lastIdx()) + ']';
+    line += "  [" + std::to_string(crash.rows.size()) + " rows, idx " + std::to_string(crash.firstIdx().value()) + '-' +
+            std::to_string(crash.lastIdx().value()) + ']';
     return line;
 }
 
@@ -64,8 +64,8 @@ std::string crashJsonLine(const CrashRecord& crash) {
     line += ",\"title\":";
     appendJsonString(line, crash.title);
     line += ",\"rows\":" + std::to_string(crash.rows.size());
-    line += ",\"firstIdx\":" + std::to_string(crash.firstIdx());
-    line += ",\"lastIdx\":" + std::to_string(crash.lastIdx()) + '}';
+    line += ",\"firstIdx\":" + std::to_string(crash.firstIdx().value());
+    line += ",\"lastIdx\":" + std::to_string(crash.lastIdx().value()) + '}';
     return line;
 }
 

@@ -32,7 +32,7 @@ void VellumfoxAppDelegate::clearLog() {
 
 bool VellumfoxAppDelegate::scrollToBottom() const { return follower_->scrollToBottom(); }
 
-std::optional<uint64_t> VellumfoxAppDelegate::selectedLogMessage() const { return follower_->selectedLogMessage(); }
+std::optional<RowIdx> VellumfoxAppDelegate::selectedLogMessage() const { return follower_->selectedLogMessage(); }
 
 void VellumfoxAppDelegate::onFilterUpdating() { follower_->onFilterUpdating(); }
 

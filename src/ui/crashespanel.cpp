@@ -130,12 +130,12 @@ void CrashesPanel::onLogUpdated() {
         if (controller_.predicate() != chosenFilter_) pendingSelect_.reset();  // the user chose another filter
         return;
     }
-    const int row = controller_.tableModel()->rowOfIdx(*pendingSelect_);
+    const std::optional<ViewPos> row = controller_.tableModel()->rowOfIdx(*pendingSelect_);
     pendingSelect_.reset();
-    if (row < 0) return;
+    if (!row) return;
     SelectableTableView* table = controller_.window()->logTable();
-    table->selectRowAlone(row);
-    table->scrollTo(controller_.tableModel()->index(row, 0), QAbstractItemView::PositionAtTop);
+    table->selectRowAlone(row->row());
+    table->scrollTo(controller_.tableModel()->index(row->row(), 0), QAbstractItemView::PositionAtTop);
 }
 
 // Every row of the store not fed yet: live updates bring the newest rows at
@@ -147,7 +147,7 @@ void CrashesPanel::feedNewRows() {
     if (from == all.size()) return;
     const uint64_t before = detector_.detectedCount();
     for (qsizetype i = from; i < all.size(); ++i) detector_.feed(*all.at(i));
-    nextIdx_ = all.last()->idx() + 1;
+    nextIdx_ = all.last()->idx().next();
     const bool live = controller_.isDatasourceDevice();  // an opened file brings no news
     if (detector_.detectedCount() != before && live && controller_.scrollToBottom() && tabs_->currentWidget() != this)
         setMarked(true);
@@ -156,7 +156,7 @@ void CrashesPanel::feedNewRows() {
 
 void CrashesPanel::clear() {
     detector_.clear();
-    nextIdx_ = 0;
+    nextIdx_ = RowIdx();
     chosenId_ = 0;
     pendingSelect_.reset();
     seenDetected_ = detector_.detectedCount();

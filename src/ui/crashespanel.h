@@ -70,7 +70,7 @@ private:
     QPushButton* copyButton_ = nullptr;
     QLabel* hint_ = nullptr;
     QAction* countAction_ = nullptr;
-    uint64_t nextIdx_ = 0;         // rows below this idx were fed
+    RowIdx nextIdx_;               // rows below this idx were fed
     uint64_t shownRevision_ = 0;   // the detector's revision the list shows
     uint64_t seenDetected_ = 0;    // crashes found when the user last looked
     bool marked_ = false;
@@ -78,7 +78,7 @@ private:
     uint64_t chosenId_ = 0;                  // the crash whose rows are shown
     PredicatePtr chosenFilter_;              // the filter showing them
     size_t chosenRows_ = 0;                  // how many rows that filter passes
-    std::optional<uint64_t> pendingSelect_;  // idx to select once that filter landed
+    std::optional<RowIdx> pendingSelect_;    // the row to select once that filter landed
 };
 
 }  // namespace vf::ui

@@ -36,14 +36,14 @@ bool LogTableModel::applyChange(RowList& rows, const StoreChange& change) {
     return true;
 }
 
-const Row* LogTableModel::rowAt(int row) const {
-    return (row >= 0 && row < rows_.size()) ? rows_.at(row).get() : nullptr;
+const Row* LogTableModel::rowAt(ViewPos row) const {
+    return (row.value() >= 0 && row.value() < rows_.size()) ? rows_.at(row.value()).get() : nullptr;
 }
 
-int LogTableModel::rowOfIdx(uint64_t idx) const {
+std::optional<ViewPos> LogTableModel::rowOfIdx(RowIdx idx) const {
     for (qsizetype i = 0; i < rows_.size(); ++i)
-        if (rows_.at(i)->idx() == idx) return int(i);
-    return -1;
+        if (rows_.at(i)->idx() == idx) return ViewPos(i);
+    return std::nullopt;
 }
 
 void LogTableModel::stylesChanged() {
@@ -61,7 +61,7 @@ int LogTableModel::columnCount(const QModelIndex& parent) const {
 }
 
 QVariant LogTableModel::data(const QModelIndex& index, int role) const {
-    const Row* row = rowAt(index.row());
+    const Row* row = rowAt(ViewPos(index.row()));
     if (row == nullptr) return {};
     switch (role) {
     case Qt::DisplayRole:

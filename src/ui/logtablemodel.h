@@ -34,9 +34,9 @@ public:
     // change that does not fit the rows shown, as a model reset.
     void setRows(RowList rows, const StoreChange& change = {true, 0, 0});
     const RowList& rows() const { return rows_; }
-    const Row* rowAt(int row) const;
-    // First row whose idx equals `idx`, or -1.
-    int rowOfIdx(uint64_t idx) const;
+    const Row* rowAt(ViewPos row) const;
+    // Where the row numbered `idx` is shown; nullopt when it is not.
+    std::optional<ViewPos> rowOfIdx(RowIdx idx) const;
     // Restyles every cell (fonts or colours changed).
     void stylesChanged();
 

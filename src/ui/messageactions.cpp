@@ -91,7 +91,7 @@ RowList MessageActions::selectedRows() const {
 }
 
 QString MessageActions::cellValue(int column, int row) const {
-    const Row* shown = model_.rowAt(row);
+    const Row* shown = model_.rowAt(ViewPos(row));
     if (shown == nullptr || column < 0 || column >= model_.columnCount()) return {};
     return shown->string(LogTableModel::keyForColumn(column));
 }
@@ -190,7 +190,7 @@ void MessageActions::onSearchGoogle() {
 }
 
 void MessageActions::userDefinedAppName() {
-    const Row* row = model_.rowAt(row_);
+    const Row* row = model_.rowAt(ViewPos(row_));
     if (row == nullptr) return;
     const QString pid = row->string(RowKey::Pid);
     auto* sheet = new QInputDialog(&window_);

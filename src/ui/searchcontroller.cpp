@@ -73,16 +73,16 @@ void SearchController::doSearch(const QString& text, int direction) {
     const RowSearch rowSearch(text);
     const int selected = selectedRowOf(*table);
     const SearchOutcome outcome =
-        vf::findNext(rows, rowSearch, selected >= 0 ? std::optional<qsizetype>(selected) : std::nullopt, direction);
+        vf::findNext(rows, rowSearch, selected >= 0 ? std::optional(ViewPos(selected)) : std::nullopt, direction);
     for (int i = 0; i < outcome.beeps; ++i) QApplication::beep();
     if (outcome.row) {
-        const int row = int(*outcome.row);
+        const int row = outcome.row->row();
         table->selectRowAlone(row);
         table->scrollTo(model_.index(row, 0), QAbstractItemView::EnsureVisible);
         window_.statusBar()->clearMessage();
     } else {
         // A beep is often silent on Linux: say it where the eye is.
-        const Row* current = model_.rowAt(selected);
+        const Row* current = model_.rowAt(ViewPos(selected));
         const bool onlyHere = current != nullptr && rowSearch.matches(*current);
         window_.statusBar()->showMessage((onlyHere ? u"No other match for “%1”"_s : u"No match for “%1”"_s).arg(text),
                                          5000);

@@ -38,7 +38,7 @@ TableFollower::TableFollower(MainWindow& window, LogTableModel& model, QObject* 
 
 void TableFollower::showRows(const LogUpdate& update, bool filterInForce) {
     SelectableTableView* table = window_.logTable();
-    const std::optional<uint64_t> anchor = scrollToBottom_ ? std::nullopt : firstVisibleIdx();
+    const std::optional<RowIdx> anchor = scrollToBottom_ ? std::nullopt : firstVisibleIdx();
     isReloading_ = true;
     // An update posted before the new filter's pass landed is not the one
     // the selection waits for.
@@ -57,20 +57,20 @@ void TableFollower::showRows(const LogUpdate& update, bool filterInForce) {
 
 void TableFollower::onFilterUpdating() { filterUpdating_ = true; }
 
-std::optional<uint64_t> TableFollower::firstVisibleIdx() const {
-    const Row* row = model_.rowAt(window_.logTable()->rowAt(0));
-    return row != nullptr ? std::optional<uint64_t>(row->idx()) : std::nullopt;
+std::optional<RowIdx> TableFollower::firstVisibleIdx() const {
+    const Row* row = model_.rowAt(ViewPos(window_.logTable()->rowAt(0)));
+    return row != nullptr ? std::optional(row->idx()) : std::nullopt;
 }
 
 // Old rows dropped from the front must not move the rows the user is reading.
-void TableFollower::keepFirstVisible(uint64_t idx) {
+void TableFollower::keepFirstVisible(RowIdx idx) {
     SelectableTableView* table = window_.logTable();
-    const Row* first = model_.rowAt(table->rowAt(0));
+    const Row* first = model_.rowAt(ViewPos(table->rowAt(0)));
     if (first != nullptr && first->idx() == idx) return;
-    const int row = model_.rowOfIdx(idx);
-    if (row < 0) return;
-    VF_LOG("Old last row: {}, new last row: {}", table->rowAt(0), row);
-    table->scrollTo(model_.index(row, 0), QAbstractItemView::PositionAtTop);
+    const std::optional<ViewPos> row = model_.rowOfIdx(idx);
+    if (!row) return;
+    VF_LOG("Old last row: {}, new last row: {}", table->rowAt(0), row->value());
+    table->scrollTo(model_.index(row->row(), 0), QAbstractItemView::PositionAtTop);
 }
 
 void TableFollower::followLog() {
@@ -106,7 +106,7 @@ bool TableFollower::nearEnd() const {
 void TableFollower::onSelectionChanged() {
     if (filterUpdating_ || isReloading_) return;
     const int row = selectedRowOf(*window_.logTable());
-    const Row* selected = model_.rowAt(row);
+    const Row* selected = model_.rowAt(ViewPos(row));
     if (selected == nullptr) {
         selectedLogMessage_.reset();
         return;
@@ -118,12 +118,12 @@ void TableFollower::onSelectionChanged() {
 
 void TableFollower::restoreRowSelections() {
     if (model_.rowCount() == 0 || !selectedLogMessage_) return;
-    const int row = model_.rowOfIdx(*selectedLogMessage_);
-    if (row < 0) return;
+    const std::optional<ViewPos> row = model_.rowOfIdx(*selectedLogMessage_);
+    if (!row) return;
     SelectableTableView* table = window_.logTable();
     QWidget* focused = QApplication::focusWidget();
-    table->selectRowAlone(row);
-    table->scrollTo(model_.index(row, 0), QAbstractItemView::PositionAtCenter);
+    table->selectRowAlone(row->row());
+    table->scrollTo(model_.index(row->row(), 0), QAbstractItemView::PositionAtCenter);
     // The centred row wins over following, unless it is at the end anyway.
     changeScrollToBottom(nearEnd());
     if (focused != nullptr) focused->setFocus();

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "core/log/rowindex.h"
 #include "core/log/storechange.h"
 
 class QTableView;
@@ -36,7 +37,7 @@ public:
 
     bool scrollToBottom() const { return scrollToBottom_; }
     // The idx of the row the user selected last (kept across refreshes).
-    std::optional<uint64_t> selectedLogMessage() const { return selectedLogMessage_; }
+    std::optional<RowIdx> selectedLogMessage() const { return selectedLogMessage_; }
 
     // Sets follow mode and the Follow action's check mark; does not scroll.
     void changeScrollToBottom(bool follow);
@@ -61,15 +62,15 @@ private:
     bool nearEnd() const;
     void onSelectionChanged();
     void restoreRowSelections();
-    std::optional<uint64_t> firstVisibleIdx() const;
-    void keepFirstVisible(uint64_t idx);
+    std::optional<RowIdx> firstVisibleIdx() const;
+    void keepFirstVisible(RowIdx idx);
 
     MainWindow& window_;
     LogTableModel& model_;
     bool scrollToBottom_ = false;
     bool isReloading_ = false;
     bool filterUpdating_ = false;
-    std::optional<uint64_t> selectedLogMessage_;
+    std::optional<RowIdx> selectedLogMessage_;
 };
 
 }  // namespace vf::ui

@@ -87,7 +87,7 @@ public:
     bool autoReconnect() const;
     bool isDatasourceDevice() const;
     std::optional<QString> lastDeviceConnectedId() const;
-    std::optional<uint64_t> selectedLogMessage() const;
+    std::optional<RowIdx> selectedLogMessage() const;
     QTimer* reconnectTimer() const;
     DevicePickerSheet* devicePicker() const;
     QMessageBox* currentAlert() const;

@@ -70,14 +70,14 @@ TEST_F(TableTest, SelectionComesBackCentredAfterAFilterChange) {
     app->window()->show();
     show(levelRows(600));
     table()->selectRowAlone(100);  // an "E" row (100 % 6 == 4)
-    ASSERT_EQ(app->selectedLogMessage(), 100u);
+    ASSERT_EQ(app->selectedLogMessage(), RowIdx(100));
     const QStringList names = app->sortedFilterKeys();
     const int error = int(names.indexOf(u"LogLevel Error"_s)) + 1;
     app->window()->filterListTable()->selectRowAlone(error);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 200; }));
     const QModelIndexList selected = table()->selectionModel()->selectedRows();
     ASSERT_EQ(selected.size(), 1);
-    EXPECT_EQ(model()->rowAt(selected.first().row())->idx(), 100u);
+    EXPECT_EQ(model()->rowAt(ViewPos(selected.first().row()))->idx(), RowIdx(100));
     EXPECT_FALSE(app->scrollToBottom());
     const auto centred = [&] {
         const QRect rect = table()->visualRect(selected.first());
@@ -90,7 +90,7 @@ TEST_F(TableTest, SelectionComesBackCentredAfterAFilterChange) {
     app->window()->filterListTable()->selectRowAlone(int(names.indexOf(u"LogLevel Warn"_s)) + 1);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 300; }));
     table()->selectRowAlone(0);  // idx 3, a warning
-    ASSERT_EQ(app->selectedLogMessage(), 3u);
+    ASSERT_EQ(app->selectedLogMessage(), RowIdx(3));
     app->window()->filterListTable()->selectRowAlone(error);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 200; }));
     EXPECT_TRUE(table()->selectionModel()->selectedRows().isEmpty());
@@ -113,7 +113,7 @@ TEST_F(TableTest, LiveRefreshIsSentAsRemovalsAndInsertsKeepingTheSelection) {
     ASSERT_EQ(inserted.size(), 1);
     EXPECT_EQ(inserted.first().at(1).toInt(), 20);
     EXPECT_EQ(liveModel.rowCount(), 25);
-    EXPECT_EQ(liveModel.rowOfIdx(34), 24);
+    EXPECT_EQ(liveModel.rowOfIdx(RowIdx(34)), ViewPos(24));
 
     RowList unrelated{row(99, "I", "other")};  // a change that does not fit: reset
     liveModel.setRows(unrelated, {false, 0, 2});

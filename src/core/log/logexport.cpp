@@ -151,7 +151,7 @@ std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSour
         for (const RowKey key : kWrittenKeys)
             values[key] = plistText(plist_dict_get_item(entry, rowKeyName(key).data()));
         const auto idx = plistIndex(plist_dict_get_item(entry, "idx"));
-        values.idx = idx ? *idx : nextIndex();
+        values.idx = idx ? *idx : nextIndex().value();
         rows.append(arena.make(values));
     }
     VF_LOG("dictionary format:{}, lines:{}", path, rows.size());
