@@ -40,11 +40,7 @@ const Row* LogTableModel::rowAt(ViewPos row) const {
     return (row.value() >= 0 && row.value() < rows_.size()) ? rows_.at(row.value()).get() : nullptr;
 }
 
-std::optional<ViewPos> LogTableModel::rowOfIdx(RowIdx idx) const {
-    for (qsizetype i = 0; i < rows_.size(); ++i)
-        if (rows_.at(i)->idx() == idx) return ViewPos(i);
-    return std::nullopt;
-}
+std::optional<ViewPos> LogTableModel::rowOfIdx(RowIdx idx) const { return positionOf(rows_, idx); }
 
 void LogTableModel::stylesChanged() {
     if (rows_.isEmpty()) return;

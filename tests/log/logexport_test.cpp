@@ -91,6 +91,11 @@ TEST_F(LogExport, VellumfoxFilesInBothForms) {
         EXPECT_EQ((*read)[0]->idx().value(), 41u);
         EXPECT_EQ((*read)[1]->idx().value(), binary ? 501u : 500u) << "no idx: the next index";
     }
+    next = 600;  // numbers that do not ascend are given afresh
+    const auto renumbered = openLogFile(writeFile(u"d.vellumfox"_s, plistFile(false, {{{"idx", "9"}}, {{"idx", "3"}}})), index);
+    ASSERT_TRUE(renumbered && renumbered->size() == 2);
+    EXPECT_EQ((*renumbered)[0]->idx().value(), 600u);
+    EXPECT_EQ((*renumbered)[1]->idx().value(), 601u);
 }
 
 TEST_F(LogExport, OtherFilesFallBackToText) {

@@ -60,5 +60,20 @@ TEST(LogRow, RowsOutliveTheirArenaAndSegmentsAcrossThreads) {
     EXPECT_EQ(rows.first()->text(), "line 10000");
 }
 
+TEST(LogRow, PositionOfFindsARowByItsNumber) {
+    RowArena arena;
+    RowList rows;
+    for (const uint64_t idx : {3, 4, 7, 20}) rows.append(arena.make(RowValues{idx, "", "", "", "", "", "", "x"}));
+    const struct {
+        uint64_t idx;
+        std::optional<qsizetype> at;
+    } cases[] = {{3, 0}, {7, 2}, {20, 3}, {0, std::nullopt}, {5, std::nullopt}, {21, std::nullopt}};
+    for (const auto& c : cases) {
+        const std::optional<ViewPos> found = positionOf(rows, RowIdx(c.idx));
+        EXPECT_EQ(found ? std::optional(found->value()) : std::nullopt, c.at) << c.idx;
+    }
+    EXPECT_FALSE(positionOf(RowList(), RowIdx(0)));
+}
+
 }  // namespace
 }  // namespace vf

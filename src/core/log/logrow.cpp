@@ -1,5 +1,6 @@
 #include "core/log/logrow.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <optional>
@@ -316,6 +317,13 @@ RowPtr RowArena::make(const RowValues& values) {
     std::array<std::string_view, 7> fields;
     for (int k = 1; k < kRowKeyCount; ++k) fields[size_t(k - 1)] = values[RowKey(k)];
     return make(RowIdx(values.idx), std::string_view(), fields);
+}
+
+std::optional<ViewPos> positionOf(const RowList& rows, RowIdx idx) {
+    const auto at = std::lower_bound(rows.begin(), rows.end(), idx,
+                                     [](const RowPtr& row, RowIdx wanted) { return row->idx() < wanted; });
+    if (at == rows.end() || (*at)->idx() != idx) return std::nullopt;
+    return ViewPos(at - rows.begin());
 }
 
 }  // namespace vf

@@ -121,6 +121,10 @@ private:
     char typeChar_ = 0;
 };
 
+// Where the row numbered `idx` sits in `rows`, whose numbers ascend as in
+// every list of the store; nullopt when it is not there. A binary search.
+std::optional<ViewPos> positionOf(const RowList& rows, RowIdx idx);
+
 // Field adapter for the filter language.
 class RowFieldSource final : public FieldSource {
 public:
