@@ -58,7 +58,6 @@ bool VellumfoxAppDelegate::autoReconnect() const { return session_->autoReconnec
 bool VellumfoxAppDelegate::isDatasourceDevice() const { return connection_->isDatasourceDevice(); }
 std::optional<QString> VellumfoxAppDelegate::lastDeviceConnectedId() const { return session_->lastDeviceId(); }
 QTimer* VellumfoxAppDelegate::reconnectTimer() const { return session_->reconnectTimer(); }
-QString VellumfoxAppDelegate::getDeviceTitle(const DeviceRecord& record) { return deviceTitle(record); }
 void VellumfoxAppDelegate::onConnectButtonPressed() { connection_->onConnectButtonPressed(); }
 void VellumfoxAppDelegate::startLogging() { connection_->startLogging(); }
 void VellumfoxAppDelegate::stopLogging() { connection_->stopLogging(); }

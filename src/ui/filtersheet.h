@@ -26,10 +26,8 @@ class FilterSheet final : public QDialog {
 public:
     explicit FilterSheet(QWidget* parent = nullptr);
 
-    QComboBox* filterType() const { return filterType_; }
     QLineEdit* filterName() const { return filterName_; }
     QPlainTextEdit* filterCriteria() const { return filterCriteria_; }
-    QLabel* predicateText() const { return predicateText_; }
     QLabel* errorLabel() const { return errorLabel_; }
 
     void setCriteria(const QString& text);

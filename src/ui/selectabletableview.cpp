@@ -22,12 +22,10 @@ void SelectableTableView::selectRowAlone(int row) {
 }
 
 void SelectableTableView::contextMenuEvent(QContextMenuEvent* event) {
-    rightClickedRow_ = rowAt(event->pos().y());
-    rightClickedColumn_ = columnAt(event->pos().x());
-    if (rightClickedRow_ < 0 || menuDelegate_ == nullptr) return;
-    if (selectionModel() != nullptr && !selectionModel()->isRowSelected(rightClickedRow_, {}))
-        selectRowAlone(rightClickedRow_);
-    QMenu* menu = menuDelegate_->menuForTableView(this, rightClickedColumn_, rightClickedRow_);
+    const int row = rowAt(event->pos().y());
+    if (row < 0 || menuDelegate_ == nullptr) return;
+    if (selectionModel() != nullptr && !selectionModel()->isRowSelected(row, {})) selectRowAlone(row);
+    QMenu* menu = menuDelegate_->menuForTableView(this, columnAt(event->pos().x()), row);
     if (menu == nullptr) return;
     menu->setAttribute(Qt::WA_DeleteOnClose);
     menu->popup(event->globalPos());
@@ -47,21 +45,16 @@ void SelectableTableView::mouseDoubleClickEvent(QMouseEvent* event) {
     if (menuDelegate_ != nullptr && row >= 0) menuDelegate_->onDoubleClick(this, row);
 }
 
+// The search marks of selected rows depend on the focus: every cell redraws.
 void SelectableTableView::focusInEvent(QFocusEvent* event) {
     QTableView::focusInEvent(event);
-    isFocused_ = true;
     viewport()->update();
 }
 
 void SelectableTableView::focusOutEvent(QFocusEvent* event) {
     QTableView::focusOutEvent(event);
-    isFocused_ = false;
     viewport()->update();
 }
-
-}  // namespace vf::ui
-
-namespace vf::ui {
 
 void SelectableTableView::setPlaceholderText(const QString& text) {
     if (text == placeholderText_) return;

@@ -34,10 +34,6 @@ public:
     // Non-owning; the controller outlives the view's use of it.
     void setMenuDelegate(TableViewMenuDelegate* delegate) { menuDelegate_ = delegate; }
 
-    int rightClickedRow() const { return rightClickedRow_; }
-    int rightClickedColumn() const { return rightClickedColumn_; }
-    bool isFocused() const { return isFocused_; }
-
     // Selects `row` alone (or nothing for -1).
     void selectRowAlone(int row);
 
@@ -55,9 +51,6 @@ protected:
 
 private:
     TableViewMenuDelegate* menuDelegate_ = nullptr;
-    int rightClickedRow_ = -1;
-    int rightClickedColumn_ = -1;
-    bool isFocused_ = false;
     QString placeholderText_;
 };
 

@@ -60,9 +60,7 @@ public:
 
     MessageTextView* textView() const { return textView_; }
     bool isFormattedJSON() const { return isFormattedJSON_; }
-    bool isFormattedXML() const { return isFormattedXML_; }
     QAction* formatJsonButton() const { return formatJsonButton_; }
-    QAction* formatXmlButton() const { return formatXmlButton_; }
     QMessageBox* currentAlert() const;
 
 private:

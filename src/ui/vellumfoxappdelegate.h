@@ -110,7 +110,6 @@ public:
     void onConnectButtonPressed();
     void startLogging();
     void stopLogging();
-    static QString getDeviceTitle(const DeviceRecord& record);
 
     // Start-up, settings, windows (appdelegate_startup.cpp).
     void readSettings();
