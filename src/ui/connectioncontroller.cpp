@@ -3,7 +3,6 @@
 #include <QAction>
 #include <QComboBox>
 #include <QMessageBox>
-#include <QStatusBar>
 
 #include "core/adb/devicestate.h"
 #include "core/adb/replyframing.h"
@@ -12,6 +11,7 @@
 #include "ui/devicepickersheet.h"
 #include "ui/icons.h"
 #include "ui/mainwindow.h"
+#include "ui/statusline.h"
 
 using namespace Qt::StringLiterals;
 
@@ -21,8 +21,11 @@ QString deviceTitle(const DeviceRecord& record) {
     return deviceTitleWithState(record.id, record.name, record.product, record.state);
 }
 
-ConnectionController::ConnectionController(MainWindow& window, LogSession& session, Hooks hooks, QObject* parent)
-    : QObject(parent), window_(window), session_(session), hooks_(std::move(hooks)) {}
+ConnectionController::ConnectionController(MainWindow& window, StatusLine& status, LogSession& session, Hooks hooks,
+                                           QObject* parent)
+    : QObject(parent), window_(window), status_(status), session_(session), hooks_(std::move(hooks)) {
+    window_.setWindowTitle(u"Vellumfox"_s);
+}
 
 QMessageBox* ConnectionController::currentAlert() const { return currentAlert_; }
 DevicePickerSheet* ConnectionController::devicePicker() const { return picker_; }
@@ -46,9 +49,11 @@ void ConnectionController::stopLogging() {
     resetConnectButton();
 }
 
-void ConnectionController::showingFile() {
+void ConnectionController::showingFile(const QString& path) {
     stopLogging();
     isDatasourceDevice_ = false;
+    session_.forgetLastDevice();
+    window_.setWindowTitle(path);
 }
 
 // ---------------------------------------------------------------------------
@@ -60,7 +65,7 @@ void ConnectionController::onLoggerStarted(const QString& deviceId) {
     const QString title = record ? deviceTitle(*record) : deviceId;
     window_.setWindowTitle(title);
     lastTitle_ = title;
-    window_.statusBar()->clearMessage();
+    status_.clearNote();
     resetConnectButton();
 }
 
@@ -107,7 +112,7 @@ void ConnectionController::onSessionNotice(const SessionNotice& notice) {
             break;
         case SessionNotice::DeviceOffline:
             window_.setWindowTitle(notice.record ? deviceTitle(*notice.record) : notice.deviceId);
-            window_.statusBar()->showMessage(stateAdvice(notice));
+            status_.showNote(stateAdvice(notice));
             break;
         case SessionNotice::UnexpectedReply:
             showAlert(QString::fromLatin1(kUnexpectedReplyText));

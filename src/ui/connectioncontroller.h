@@ -1,10 +1,12 @@
 #pragma once
 // ConnectionController: what the main window shows of the logging session.
 // It drives the session from the Run/Stop button and the device picker, and
-// turns the session's reports into the window's title, the button, the
-// status line and the alerts. The session decides; this class words it.
+// turns the session's reports into the window's title, the button, notes on
+// the status line and the alerts. The session decides; this class words it.
+// It is the only writer of the window's title and of the Run/Stop action.
 //
 // Main thread only (it is the session's delegate, whose calls arrive there).
+// The window, the status line and the session outlive it.
 
 #include <QObject>
 #include <QPointer>
@@ -20,6 +22,7 @@ namespace vf::ui {
 
 class DevicePickerSheet;
 class MainWindow;
+class StatusLine;
 
 // "id - name" (or "- product"), with the state when it is not "device".
 QString deviceTitle(const DeviceRecord& record);
@@ -32,15 +35,17 @@ public:
         std::function<void(const QString&)> recordEvent;    // usage events ("error-not-authorized" ...)
     };
 
-    ConnectionController(MainWindow& window, LogSession& session, Hooks hooks, QObject* parent);
+    ConnectionController(MainWindow& window, StatusLine& status, LogSession& session, Hooks hooks,
+                         QObject* parent = nullptr);
     ConnectionController(const ConnectionController&) = delete;
     ConnectionController& operator=(const ConnectionController&) = delete;
 
     void onConnectButtonPressed();
     void startLogging();
     void stopLogging();
-    // A file is shown instead of a device: the next device starts afresh.
-    void showingFile();
+    // The file `path` is shown instead of a device: logging stops, the window
+    // is named after the file, and the next device starts afresh.
+    void showingFile(const QString& path);
     bool isDatasourceDevice() const { return isDatasourceDevice_; }
 
     // Shows `box` (or an "Alert" with `text`) as the one alert of the window.
@@ -63,6 +68,7 @@ private:
     QString stateAdvice(const SessionNotice& notice) const;
 
     MainWindow& window_;
+    StatusLine& status_;
     LogSession& session_;
     Hooks hooks_;
     QPointer<DevicePickerSheet> picker_;

@@ -15,12 +15,11 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "core/log/logdatasource.h"
 #include "core/log/logexport.h"
 #include "core/support/logger.h"
-#include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
 #include "ui/selectabletableview.h"
-#include "ui/vellumfoxappdelegate.h"
 
 using namespace Qt::StringLiterals;
 
@@ -44,9 +43,9 @@ QIcon kindIcon(const QStyle* style, CrashKind kind) {
 
 }  // namespace
 
-CrashesPanel::CrashesPanel(VellumfoxAppDelegate& controller) : controller_(controller) {
+CrashesPanel::CrashesPanel(MainWindow& window, const LogDatasource& store, CrashesHost& host)
+    : store_(store), host_(host) {
     setObjectName(u"crashesPanel"_s);
-    MainWindow* window = controller_.window();
 
     list_ = new QListWidget(this);
     list_->setObjectName(u"crashList"_s);
@@ -69,26 +68,26 @@ CrashesPanel::CrashesPanel(VellumfoxAppDelegate& controller) : controller_(contr
     layout->addLayout(buttons);
 
     // The filter list and this panel share the left side as two tabs.
-    QSplitter* splitter = window->splitter();
+    QSplitter* splitter = window.splitter();
     const QList<int> sizes = splitter->sizes();
     tabs_ = new QTabWidget(splitter);
     tabs_->setObjectName(u"sideTabs"_s);
     tabs_->setDocumentMode(true);
     splitter->insertWidget(0, tabs_);
     // The filter list may sit in a pane of its own (with its + / - buttons).
-    QWidget* filterSide = window->filterListTable();
+    QWidget* filterSide = window.filterListTable();
     if (filterSide->parentWidget() != splitter) filterSide = filterSide->parentWidget();
     tabs_->addTab(filterSide, u"Filters"_s);
     tabs_->addTab(this, u"Crashes"_s);
     splitter->setStretchFactor(0, 0);
     splitter->setSizes(sizes);
 
-    countAction_ = new QAction(style()->standardIcon(QStyle::SP_MessageBoxWarning), QString(), window);
+    countAction_ = new QAction(style()->standardIcon(QStyle::SP_MessageBoxWarning), QString(), &window);
     countAction_->setObjectName(u"crashCountAction"_s);
     countAction_->setToolTip(u"Crashes and ANRs found in the log"_s);
-    QToolBar* toolBar = window->toolBar();
+    QToolBar* toolBar = window.toolBar();
     const QList<QAction*> actions = toolBar->actions();
-    const qsizetype follow = actions.indexOf(window->followAction);
+    const qsizetype follow = actions.indexOf(window.followAction);
     toolBar->insertAction(follow >= 0 && follow + 1 < actions.size() ? actions.at(follow + 1) : nullptr, countAction_);
     updateCount();
 
@@ -119,44 +118,40 @@ void CrashesPanel::onTabChanged() {
     }
 }
 
-void CrashesPanel::onLogUpdated() {
-    feedNewRows();
+void CrashesPanel::onLogUpdated(bool following) {
+    feedNewRows(following);
     if (detector_.revision() != shownRevision_) refreshList();
+    const bool chosenInForce = chosenFilter_ && host_.filterInForce() == chosenFilter_;
     // The shown crash is still being written (live): show its new rows too.
-    const CrashRecord* chosen = chosenFilter_ && controller_.predicate() == chosenFilter_ ? chosenCrash() : nullptr;
+    const CrashRecord* chosen = chosenInForce ? chosenCrash() : nullptr;
     if (chosen != nullptr && chosen->rows.size() != chosenRows_) showRows(*chosen);
     if (!pendingSelect_) return;
-    if (controller_.logDatasource()->logDataFilter() != chosenFilter_) {
-        if (controller_.predicate() != chosenFilter_) pendingSelect_.reset();  // the user chose another filter
+    if (!chosenInForce) {
+        pendingSelect_.reset();  // the user chose another filter
         return;
     }
-    const std::optional<ViewPos> row = controller_.tableModel()->rowOfIdx(*pendingSelect_);
+    if (!host_.filterShown()) return;
+    host_.selectRowAtTop(*pendingSelect_);
     pendingSelect_.reset();
-    if (!row) return;
-    SelectableTableView* table = controller_.window()->logTable();
-    table->selectRowAlone(row->row());
-    table->scrollTo(controller_.tableModel()->index(row->row(), 0), QAbstractItemView::PositionAtTop);
 }
 
-// Every row of the store not fed yet: live updates bring the newest rows at
-// the end, a loaded file brings all of them at once.
-void CrashesPanel::feedNewRows() {
-    const RowList all = controller_.logDatasource()->getDataAll();
-    qsizetype from = all.size();
-    while (from > 0 && all.at(from - 1)->idx() >= nextIdx_) --from;
-    if (from == all.size()) return;
+// The store's rows not fed yet: live updates append the newest rows at the
+// end; a replaced list (cleared, a file loaded) is a new log.
+void CrashesPanel::feedNewRows(bool following) {
+    const MarkedRows all = store_.allRows();
+    const StoreChange change = changeBetween(fed_, all.mark);
+    fed_ = all.mark;
+    if (change.reset) clear();
+    const qsizetype count = change.reset ? all.rows.size() : qMin(change.appended, all.rows.size());
+    if (count == 0) return;
     const uint64_t before = detector_.detectedCount();
-    for (qsizetype i = from; i < all.size(); ++i) detector_.feed(*all.at(i));
-    nextIdx_ = all.last()->idx().next();
-    const bool live = controller_.isDatasourceDevice();  // an opened file brings no news
-    if (detector_.detectedCount() != before && live && controller_.scrollToBottom() && tabs_->currentWidget() != this)
-        setMarked(true);
+    for (qsizetype i = all.rows.size() - count; i < all.rows.size(); ++i) detector_.feed(*all.rows.at(i));
+    if (detector_.detectedCount() != before && following && tabs_->currentWidget() != this) setMarked(true);
     updateCount();
 }
 
 void CrashesPanel::clear() {
     detector_.clear();
-    nextIdx_ = RowIdx();
     chosenId_ = 0;
     pendingSelect_.reset();
     seenDetected_ = detector_.detectedCount();
@@ -223,8 +218,6 @@ void CrashesPanel::chooseCrash(int row) {
     if (crash == nullptr || crash->rows.empty()) return;
     setMarked(false);
     VF_LOG("Show crash {} ({} rows)", chosenId_, crash->rows.size());
-    // The filter list's choice no longer applies; choosing "All Messages" brings everything back.
-    controller_.window()->filterListTable()->clearSelection();
     showRows(*crash);
     pendingSelect_ = crash->firstIdx();
     list_->setCurrentRow(row);
@@ -234,16 +227,16 @@ void CrashesPanel::chooseCrash(int row) {
 void CrashesPanel::showRows(const CrashRecord& crash) {
     chosenFilter_ = rowsPredicate(crash.rows);
     chosenRows_ = crash.rows.size();
-    controller_.setPredicate(chosenFilter_);
-    controller_.window()->statusFilter()->setText(
-        u"Filter: the %1 rows of the crash \u201C%2\u201D"_s.arg(crash.rows.size()).arg(qs(crash.title)));
+    // The filter list's choice no longer applies; choosing "All Messages" brings everything back.
+    host_.showOnly(chosenFilter_,
+                   u"the %1 rows of the crash \u201C%2\u201D"_s.arg(crash.rows.size()).arg(qs(crash.title)));
 }
 
 QString CrashesPanel::crashText() const {
     const CrashRecord* crash = chosenCrash();
     if (crash == nullptr) return {};
     std::string text;
-    const RowList all = controller_.logDatasource()->getDataAll();
+    const RowList all = store_.getDataAll();
     for (const RowPtr& row : all)
         if (std::binary_search(crash->rows.begin(), crash->rows.end(), row->idx())) text += savedTextLine(*row);
     return qs(text);

@@ -18,9 +18,8 @@ using namespace Qt::StringLiterals;
 
 namespace vf::ui {
 
-FileController::FileController(MainWindow& window, LogDatasource& store, LogTableModel& model, FileHost& host,
-                               QObject* parent)
-    : QObject(parent), window_(window), store_(store), model_(model), host_(host) {}
+FileController::FileController(MainWindow& window, LogDatasource& store, LogTableModel& model, QObject* parent)
+    : QObject(parent), window_(window), store_(store), model_(model) {}
 
 void FileController::openLogcatFile() {
     auto* dialog = new QFileDialog(&window_, u"Open Log"_s, QDir::homePath());
@@ -34,10 +33,10 @@ void FileController::openFile(const QString& path) {
     VF_LOG("file:{}", path);
     const QString lower = path.toLower();
     if (lower.endsWith(u"filters"_s)) {
-        host_.importFilters(path);
+        Q_EMIT filtersFileOpened(path);
         return;
     }
-    host_.onFileOpening();
+    Q_EMIT logFileOpening(path);
     // Reading a large file takes a while: off the GUI thread, then back.
     QPointer<FileController> self(this);
     LogDatasource* store = &store_;
@@ -47,16 +46,11 @@ void FileController::openFile(const QString& path) {
         if (!rows) rows = store->readTextFile(path);
         runOnMainThread([self, path, rows = std::move(rows)]() mutable {
             if (self == nullptr) return;
-            self->setFileContents(rows.value_or(RowList()), path);
+            Q_EMIT self->showingFile();
+            self->store_.setLogDataFromFile(rows.value_or(RowList()));
             Q_EMIT self->fileOpened(path);
         });
     });
-}
-
-void FileController::setFileContents(RowList rows, const QString& title) {
-    host_.onFileContents();
-    store_.setLogDataFromFile(std::move(rows));
-    window_.setWindowTitle(title);
 }
 
 void FileController::saveDocument() { saveFile({u"vellumfox"_s, u"log"_s, u"txt"_s}); }

@@ -5,10 +5,12 @@
 // puts their rows into the store, and saves the log (all rows, or only the
 // visible ones) as a saved log or as text through the save panel.
 //
+// What opening a file changes elsewhere (the device's log stops, the title,
+// the filter) it announces by its signals.
+//
 // Main thread only; the reading runs on the global thread pool and comes back
-// to the main thread. The window, store, model and host are not owned and
-// outlive the controller; whoever destroys the store first waits for the
-// thread pool.
+// to the main thread. The window, store and model are not owned and outlive
+// the controller; whoever destroys the store first waits for the thread pool.
 
 #include <QObject>
 #include <QStringList>
@@ -24,37 +26,28 @@ namespace vf::ui {
 class LogTableModel;
 class MainWindow;
 
-// What opening a file asks of the viewer's controller. Main thread.
-class FileHost {
-public:
-    virtual ~FileHost() = default;
-    // A "…filters" file: into the filter library.
-    virtual void importFilters(const QString& path) = 0;
-    // A log file is about to be read: the device's log stops.
-    virtual void onFileOpening() = 0;
-    // The file's rows are about to replace the store's: no device, no
-    // filter, follow the log.
-    virtual void onFileContents() = 0;
-};
-
 class FileController final : public QObject {
     Q_OBJECT
 public:
-    FileController(MainWindow& window, LogDatasource& store, LogTableModel& model, FileHost& host,
-                   QObject* parent = nullptr);
+    FileController(MainWindow& window, LogDatasource& store, LogTableModel& model, QObject* parent = nullptr);
 
     // The open panel; the chosen file goes to openFile().
     void openLogcatFile();
-    // Opens `path` by its suffix; a log is read off the GUI thread and
-    // fileOpened() follows setFileContents().
+    // Opens `path` by its suffix; a log is read off the GUI thread.
     void openFile(const QString& path);
-    // Shows `rows` unfiltered as the store's log, `title` as the window's.
-    void setFileContents(RowList rows, const QString& title);
     // The save panel: saved log first, or text first.
     void saveDocument();
     void saveDocumentAsText();
 
 Q_SIGNALS:
+    // A "...filters" file was opened: for the filter library.
+    void filtersFileOpened(const QString& path);
+    // A log file is about to be read: the device's log stops, the window
+    // is named after the file.
+    void logFileOpening(const QString& path);
+    // The file's rows are about to replace the store's: shown unfiltered,
+    // following the end.
+    void showingFile();
     // A log file finished loading into the store.
     void fileOpened(const QString& path);
 
@@ -64,7 +57,6 @@ private:
     MainWindow& window_;
     LogDatasource& store_;
     LogTableModel& model_;
-    FileHost& host_;
 };
 
 }  // namespace vf::ui

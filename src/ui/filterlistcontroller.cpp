@@ -9,11 +9,13 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QSignalBlocker>
 #include <QSplitter>
 #include <QStringListModel>
 #include <QToolButton>
 
 #include "core/support/logger.h"
+#include "ui/filterinforce.h"
 #include "ui/filtersheet.h"
 #include "ui/mainwindow.h"
 
@@ -25,8 +27,8 @@ namespace {
 constexpr char16_t kSamplePredicate[] = u"(app ==[cd] 'YOUR_APP_NAME') AND ((type ==[cd] 'E') OR (type ==[cd] 'W'))";
 }  // namespace
 
-FilterListController::FilterListController(MainWindow& window, FilterListHost& host, QObject* parent)
-    : QObject(parent), window_(window), host_(host), library_(store_) {
+FilterListController::FilterListController(MainWindow& window, FilterInForce& filter, QObject* parent)
+    : QObject(parent), window_(window), filter_(filter), library_(store_) {
     model_ = new QStringListModel(this);
     SelectableTableView* list = window_.filterListTable();
     list->setModel(model_);
@@ -132,7 +134,7 @@ void FilterListController::onSelectionChanged(const QItemSelection& selected) {
     for (const QModelIndex& index : selected.indexes()) (index.row() == 0 ? allMessages : filterRow) = true;
     updatingSelection_ = true;
     if (allMessages) {
-        host_.setPredicate(nullptr);
+        filter_.set(nullptr);
         VF_LOG("Clear Filter");
         list->selectRowAlone(0);
     } else if (filterRow) {
@@ -140,7 +142,7 @@ void FilterListController::onSelectionChanged(const QItemSelection& selected) {
         list->selectionModel()->select(model_->index(0, 0), QItemSelectionModel::Deselect | QItemSelectionModel::Rows);
     }
     updatingSelection_ = false;
-    if (filterRow) host_.onFilterChosen();
+    if (filterRow) Q_EMIT filterChosen();
     applySelectedFilters();
 }
 
@@ -148,15 +150,24 @@ void FilterListController::applySelectedFilters() {
     std::vector<PredicatePtr> parts;
     for (const QString& name : selectedFilterNames()) parts.push_back(library_.predicate(name));
     const ParseResult quick = quickFilterPredicate(window_.quickFilterField()->text());
-    host_.setPredicate(combineFilters(parts, quick.predicate));
-    host_.onFilterUpdating();
-    if (quick.error) {
-        // The store keeps the saved filters; the quick text is shown as not understood.
-        window_.statusFilter()->setText(u"Filter: quick filter not understood (%1 at %2)"_s
-                                            .arg(quick.error->message)
-                                            .arg(quick.error->position));
-    }
+    // The store keeps the saved filters; the quick text is named as not understood.
+    const QString description = quick.error ? u"quick filter not understood (%1 at %2)"_s.arg(quick.error->message)
+                                                   .arg(quick.error->position)
+                                             : QString();
+    filter_.set(combineFilters(parts, quick.predicate), description);
+    Q_EMIT filterChanging();
 }
+
+void FilterListController::showAllMessages() {
+    {
+        const QSignalBlocker quiet(window_.quickFilterField());
+        window_.quickFilterField()->clear();
+    }
+    filter_.set(nullptr);
+    window_.filterListTable()->selectRowAlone(0);
+}
+
+void FilterListController::clearChoice() { window_.filterListTable()->clearSelection(); }
 
 void FilterListController::addFilter() {
     showPredicateEditor();
@@ -220,7 +231,7 @@ void FilterListController::importFilters() {
     const QString path =
         QFileDialog::getOpenFileName(&window_, u"Import Filters"_s, QString(), u"Filters (*.filters)"_s);
     if (path.isEmpty()) return;
-    host_.onImportStarting();
+    Q_EMIT importStarting();
     importFilters(path);
 }
 
@@ -256,8 +267,8 @@ void FilterListController::updateFilterWithSelected(bool include, const QString&
     VF_LOG("col:{}, value:{}, include:{}, predicate:{}", key, value, int(include), updated->format());
     library_.setFilter(name, updated);
     reloadFilterList();
-    host_.setPredicate(updated);
-    host_.onFilterUpdating();
+    filter_.set(updated);
+    Q_EMIT filterChanging();
 }
 
 void FilterListController::openSheet(const QString& name, const QString& text) {
@@ -286,7 +297,7 @@ void FilterListController::showPredicateEditor() {
 void FilterListController::applyPredicate() {
     if (sheet_ == nullptr || !sheet_->predicate()) return;
     VF_LOG("applyPredicate: {}", sheet_->predicate()->format());
-    host_.setPredicate(sheet_->predicate());
+    filter_.set(sheet_->predicate());
 }
 
 void FilterListController::closePredicateSheet() {

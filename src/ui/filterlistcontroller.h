@@ -4,10 +4,11 @@
 // the companion through the "predicates" preference), the list's model, the
 // + / - buttons under the list, the list's context menu and the editor
 // sheet; it turns the list's choice and the quick-filter field into the one
-// predicate it hands to its host.
+// predicate it puts in force. It is the only writer of the list's selection
+// and of the quick-filter field.
 //
-// Main thread only. The host and the window are not owned and outlive the
-// controller.
+// Main thread only. The window and the filter in force are not owned and
+// outlive the controller.
 
 #include <QObject>
 #include <QPointer>
@@ -23,28 +24,14 @@ class QStringListModel;
 
 namespace vf::ui {
 
+class FilterInForce;
 class FilterSheet;
 class MainWindow;
-
-// What the filter list needs from the viewer's controller. Main thread.
-class FilterListHost {
-public:
-    virtual ~FilterListHost() = default;
-    // Puts `predicate` (null: none) in force: the store and the status line.
-    virtual void setPredicate(PredicatePtr predicate) = 0;
-    // A new filter is on its way to the table: the refresh that brings it
-    // restores the row selection.
-    virtual void onFilterUpdating() = 0;
-    // A saved filter was chosen in the list: follow the log.
-    virtual void onFilterChosen() = 0;
-    // Before importing from the open panel: the logger stops.
-    virtual void onImportStarting() = 0;
-};
 
 class FilterListController final : public QObject, public TableViewMenuDelegate {
     Q_OBJECT
 public:
-    FilterListController(MainWindow& window, FilterListHost& host, QObject* parent = nullptr);
+    FilterListController(MainWindow& window, FilterInForce& filter, QObject* parent = nullptr);
     ~FilterListController() override;
 
     FilterLibrary& library() { return library_; }
@@ -54,8 +41,12 @@ public:
 
     // (Re)reads the library and reloads the list; the chosen filters stay chosen.
     void loadFilters();
-    // The list's choice AND the quick filter, handed to the host.
+    // The list's choice AND the quick filter, put in force.
     void applySelectedFilters();
+    // Every row: "All Messages" chosen, the quick filter empty.
+    void showAllMessages();
+    // No row of the list chosen (a filter chosen elsewhere is in force).
+    void clearChoice();
     // The selected list rows >= 1 in ascending order, and their names.
     QList<int> selectedFilterRows() const;
     int selectedRow() const;  // the first selected row, or -1
@@ -86,6 +77,15 @@ public:
     bool onKeyEventForTableView(SelectableTableView*, QKeyEvent*) override { return false; }
     void onDoubleClick(SelectableTableView* view, int row) override;
 
+Q_SIGNALS:
+    // A new filter is on its way to the table: the refresh that brings it
+    // restores the row selection.
+    void filterChanging();
+    // A saved filter was chosen in the list: the table follows the log.
+    void filterChosen();
+    // Filters are about to be imported from the open panel.
+    void importStarting();
+
 private:
     void buildButtons();
     void reloadFilterList();
@@ -95,7 +95,7 @@ private:
     void saveFromSheet(const QString& name, const PredicatePtr& predicate);
 
     MainWindow& window_;
-    FilterListHost& host_;
+    FilterInForce& filter_;
     PreferencesFilterStore store_;
     FilterLibrary library_;
     QStringListModel* model_ = nullptr;

@@ -80,6 +80,11 @@ double steppedFontSize(double size, bool bigger) {
     return (next > 30.0 || next < 1.0) ? kDefaultFontSize : next;
 }
 
+void stepFontSize(bool bigger) {
+    VF_LOG("makeBigger:{}", int(bigger));
+    Preferences::setValue(QLatin1String(prefs::kDefaultFontSize), steppedFontSize(readFontSize(), bigger));
+}
+
 LevelStyles readLevelStyles(const QFont& base, bool darkBase) {
     LevelStyles styles;
     styles.pointSize = readFontSize();

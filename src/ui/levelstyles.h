@@ -48,6 +48,9 @@ double readFontSize();
 
 // Size after one step bigger/smaller: outside 1...30 it goes back to 11.
 double steppedFontSize(double size, bool bigger);
+// Stores the stepped size as "defaultFontSize"; the styles are read again
+// by whoever shows them.
+void stepFontSize(bool bigger);
 
 // The text colour of `level` from its stored colour name. On a dark base
 // (`darkBase`) a level still at its default colour gets a lighter shade of

@@ -6,8 +6,7 @@ using namespace Qt::StringLiterals;
 
 namespace vf::ui {
 
-LogTableModel::LogTableModel(const LevelStyles* styles, QObject* parent)
-    : QAbstractTableModel(parent), styles_(styles) {}
+LogTableModel::LogTableModel(QObject* parent) : QAbstractTableModel(parent) {}
 
 void LogTableModel::setRows(RowList rows, const StoreChange& change) {
     if (applyChange(rows, change)) return;
@@ -42,7 +41,12 @@ const Row* LogTableModel::rowAt(ViewPos row) const {
 
 std::optional<ViewPos> LogTableModel::rowOfIdx(RowIdx idx) const { return positionOf(rows_, idx); }
 
-void LogTableModel::stylesChanged() {
+void LogTableModel::setStyles(LevelStyles styles) {
+    styles_ = std::move(styles);
+    refreshCells();
+}
+
+void LogTableModel::refreshCells() {
     if (rows_.isEmpty()) return;
     Q_EMIT dataChanged(index(0, 0), index(int(rows_.size() - 1), columnCount() - 1),
                        {Qt::FontRole, Qt::ForegroundRole, Qt::SizeHintRole});
@@ -66,9 +70,9 @@ QVariant LogTableModel::data(const QModelIndex& index, int role) const {
         return QString::fromUtf8(value.data(), qsizetype(value.size()));
     }
     case Qt::FontRole:
-        return styles_->fontFor(row->type());
+        return styles_.fontFor(row->type());
     case Qt::ForegroundRole:
-        if (const auto color = styles_->colorFor(row->type())) return QBrush(*color);
+        if (const auto color = styles_.colorFor(row->type())) return QBrush(*color);
         return {};
     case Qt::TextAlignmentRole:
         return index.column() == kTypeColumn ? int(Qt::AlignCenter) : int(Qt::AlignLeft | Qt::AlignVCenter);

@@ -1,10 +1,9 @@
 #pragma once
-// The log table's model: a read-only view over the controller's RowList.
+// The log table's model: a read-only view over the rows the store shows.
 // Cell texts are made from the row's UTF-8 only when the view asks for a
-// visible cell; styles come from the controller's LevelStyles.
+// visible cell; fonts and colours come from the level styles it is given.
 //
-// Main thread only. The model does not own the styles (the controller does
-// and outlives it).
+// Main thread only.
 
 #include <QAbstractTableModel>
 #include <QStringList>
@@ -26,7 +25,7 @@ inline constexpr int kTypeColumn = 4;
 class LogTableModel final : public QAbstractTableModel {
     Q_OBJECT
 public:
-    explicit LogTableModel(const LevelStyles* styles, QObject* parent = nullptr);
+    explicit LogTableModel(QObject* parent = nullptr);
 
     // Shows `rows`, which differ from the rows shown by `change`. A live
     // refresh (rows dropped at the front, rows appended) goes out as row
@@ -37,8 +36,11 @@ public:
     const Row* rowAt(ViewPos row) const;
     // Where the row numbered `idx` is shown; nullopt when it is not.
     std::optional<ViewPos> rowOfIdx(RowIdx idx) const;
-    // Restyles every cell (fonts or colours changed).
-    void stylesChanged();
+    // New fonts and colours: every cell is restyled.
+    void setStyles(LevelStyles styles);
+    const LevelStyles& styles() const { return styles_; }
+    // Every cell again (a value changed in place, such as an app name).
+    void refreshCells();
 
     static RowKey keyForColumn(int column) { return kLogColumns[size_t(column)]; }
 
@@ -50,7 +52,7 @@ public:
 private:
     bool applyChange(RowList& rows, const StoreChange& change);
 
-    const LevelStyles* styles_;
+    LevelStyles styles_;
     RowList rows_;
 };
 

@@ -4,16 +4,13 @@
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QHeaderView>
-#include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QSplitter>
-#include <QStatusBar>
 #include <QToolBar>
 #include <QUrl>
 
-#include "ui/elidedlabel.h"
 #include "ui/helpmenu.h"
 #include "ui/icons.h"
 #include "ui/selectabletableview.h"
@@ -34,7 +31,6 @@ QString firstLocalFile(const QMimeData* mime) {
 }  // namespace
 
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
-    setWindowTitle(u"Vellumfox"_s);
     setWindowIcon(bundledIcon(u"vellumfox"_s));
     setAcceptDrops(true);
     createActions();
@@ -178,11 +174,6 @@ void MainWindow::createCentralArea() {
     splitter_->setSizes({190, 1010});
     splitter_->setChildrenCollapsible(false);
     setCentralWidget(splitter_);
-
-    statusViewing_ = new QLabel(this);
-    statusFilter_ = new ElidedLabel(u"Filter: All Messages"_s, this);
-    statusBar()->addWidget(statusViewing_);
-    statusBar()->addWidget(statusFilter_, 1);
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {

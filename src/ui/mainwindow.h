@@ -1,15 +1,15 @@
 #pragma once
 // The viewer's main window: toolbar (connect, clear, follow, quick filter,
-// search), the filter list beside the log table, the status line and the
-// menus. It holds widgets only; the controller (VellumfoxAppDelegate) wires
-// their actions and owns the window.
+// search), the filter list beside the log table, the status bar and the
+// menus. It holds widgets only: the parts of the controller
+// (VellumfoxAppDelegate) write them, each widget from one part, and the
+// controller connects the actions.
 //
 // Main thread only.
 
 #include <QMainWindow>
 
 class QAction;
-class QLabel;
 class QLineEdit;
 class QSplitter;
 class QToolBar;
@@ -27,8 +27,6 @@ public:
     SelectableTableView* filterListTable() const { return filterList_; }
     QLineEdit* searchField() const { return searchField_; }
     QLineEdit* quickFilterField() const { return quickFilter_; }
-    QLabel* statusViewing() const { return statusViewing_; }
-    QLabel* statusFilter() const { return statusFilter_; }
     QSplitter* splitter() const { return splitter_; }
     QToolBar* toolBar() const { return toolBar_; }
 
@@ -68,8 +66,6 @@ private:
     SelectableTableView* filterList_ = nullptr;
     QLineEdit* searchField_ = nullptr;
     QLineEdit* quickFilter_ = nullptr;
-    QLabel* statusViewing_ = nullptr;
-    QLabel* statusFilter_ = nullptr;
     QSplitter* splitter_ = nullptr;
     QToolBar* toolBar_ = nullptr;
 };

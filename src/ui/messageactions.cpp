@@ -5,6 +5,7 @@
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QInputDialog>
+#include <QKeyEvent>
 #include <QMenu>
 #include <QMessageBox>
 #include <QProcess>
@@ -20,6 +21,7 @@
 #include "ui/filterlistcontroller.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
+#include "ui/searchcontroller.h"
 #include "ui/textviewerwindow.h"
 #include "ui/typingterminal.h"
 
@@ -43,9 +45,10 @@ QString columnTitle(const LogTableModel& model, int column) {
 }  // namespace
 
 MessageActions::MessageActions(MainWindow& window, LogTableModel& model, LogDatasource& store,
-                               FilterListController& filters, QObject* parent)
-    : QObject(parent), window_(window), model_(model), store_(store), filters_(filters) {
+                               FilterListController& filters, SearchController& search, QObject* parent)
+    : QObject(parent), window_(window), model_(model), store_(store), filters_(filters), search_(search) {
     addMenuBarItems();
+    window_.logTable()->setMenuDelegate(this);
 }
 
 MessageActions::~MessageActions() { delete textViewer_; }
@@ -110,6 +113,19 @@ RowMenuContext MessageActions::menuContext(int column, int row) const {
     c.cellHasLink = !findLinks(c.cellValue).isEmpty();
     return c;
 }
+
+QMenu* MessageActions::menuForTableView(SelectableTableView*, int column, int row) { return menuForRow(column, row); }
+
+bool MessageActions::onKeyEventForTableView(SelectableTableView*, QKeyEvent* event) {
+    if (event->modifiers() & Qt::ControlModifier) {
+        if (event->key() != Qt::Key_Backspace && event->key() != Qt::Key_Delete) return false;
+        window_.clearAction->trigger();
+        return true;
+    }
+    return search_.onTableKey(event);
+}
+
+void MessageActions::onDoubleClick(SelectableTableView*, int) { onViewText(); }
 
 QMenu* MessageActions::menuForRow(int column, int row) {
     column_ = column;
@@ -202,7 +218,7 @@ void MessageActions::userDefinedAppName() {
     sheet->setAttribute(Qt::WA_DeleteOnClose);
     connect(sheet, &QInputDialog::textValueSelected, this, [this, pid](const QString& name) {
         store_.setAppName(name, pid);
-        model_.stylesChanged();  // redraw the cells with the new name
+        model_.refreshCells();  // the cells show the new name
     });
     sheet->open();
 }

@@ -1,13 +1,16 @@
 #pragma once
 // MessageActions: what the log table offers for its rows, and the message
-// viewer behind it. It builds the row menu from rowMenuItems(), copies
-// messages, opens the viewer (also on a double click), opens a cell's first
-// link, searches the web for a cell, names an app for a pid, and opens a
-// terminal typing into the device. It adds "Copy Message" and "View
-// Message" to the Edit menu and "Open Typing Terminal" to the Window menu.
+// viewer behind it. It answers the table's right clicks with the row menu
+// (from rowMenuItems()), its double clicks with the viewer and its keys
+// (Ctrl+Backspace or Ctrl+Delete clears the log through the Clear action,
+// other keys go to the live search). It copies messages, opens a cell's
+// first link, searches the web for a cell, names an app for a pid, and
+// opens a terminal typing into the device. It adds "Copy Message" and "View
+// Message" to the Edit menu, "Import Filters..." to the File menu and "Open
+// Typing Terminal" to the Device menu.
 //
-// Main thread only. The window, model, store and filter list are not owned
-// and outlive this object.
+// Main thread only. The window, model, store, filter list and search are
+// not owned and outlive this object.
 
 #include <QObject>
 #include <QPointer>
@@ -15,6 +18,7 @@
 
 #include "core/log/logrow.h"
 #include "ui/rowmenumodel.h"
+#include "ui/selectabletableview.h"
 
 class QMenu;
 
@@ -27,17 +31,18 @@ namespace vf::ui {
 class FilterListController;
 class LogTableModel;
 class MainWindow;
+class SearchController;
 class TextViewerWindow;
 
 // The web search engine's address (the search goes to its "/search?q=").
 inline constexpr char kWebSearchEngineKey[] = "webSearchEngine";
 inline constexpr char kDefaultWebSearchEngine[] = "https://www.google.com";
 
-class MessageActions final : public QObject {
+class MessageActions final : public QObject, public TableViewMenuDelegate {
     Q_OBJECT
 public:
     MessageActions(MainWindow& window, LogTableModel& model, LogDatasource& store, FilterListController& filters,
-                   QObject* parent = nullptr);
+                   SearchController& search, QObject* parent = nullptr);
     ~MessageActions() override;
 
     // The serial for the typing terminal; empty when there is no device.
@@ -56,6 +61,11 @@ public:
 
     TextViewerWindow* textViewer() const;
 
+    // TableViewMenuDelegate (the log table).
+    QMenu* menuForTableView(SelectableTableView* view, int column, int row) override;
+    bool onKeyEventForTableView(SelectableTableView* view, QKeyEvent* event) override;
+    void onDoubleClick(SelectableTableView* view, int row) override;
+
 private:
     void addMenuBarItems();
     RowList selectedRows() const;
@@ -67,6 +77,7 @@ private:
     LogTableModel& model_;
     LogDatasource& store_;
     FilterListController& filters_;
+    SearchController& search_;
     QPointer<TextViewerWindow> textViewer_;
     std::function<QString()> serialSource_;
     int column_ = -1;  // the right-clicked cell

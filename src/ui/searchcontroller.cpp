@@ -3,13 +3,13 @@
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QStatusBar>
 
 #include "core/log/logsearch.h"
 #include "ui/highlightdelegate.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
 #include "ui/selectabletableview.h"
+#include "ui/statusline.h"
 #include "ui/tablefollower.h"
 
 using namespace Qt::StringLiterals;
@@ -40,8 +40,8 @@ bool isNavigationKey(int key) {
 }  // namespace
 
 SearchController::SearchController(MainWindow& window, LogTableModel& model, HighlightDelegate& highlight,
-                                   QObject* parent)
-    : QObject(parent), window_(window), model_(model), highlight_(highlight) {
+                                   StatusLine& status, QObject* parent)
+    : QObject(parent), window_(window), model_(model), highlight_(highlight), status_(status) {
     connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state != Qt::ApplicationActive) isLiveSearching_ = false;
     });
@@ -79,13 +79,12 @@ void SearchController::doSearch(const QString& text, int direction) {
         const int row = outcome.row->row();
         table->selectRowAlone(row);
         table->scrollTo(model_.index(row, 0), QAbstractItemView::EnsureVisible);
-        window_.statusBar()->clearMessage();
+        status_.clearNote();
     } else {
         // A beep is often silent on Linux: say it where the eye is.
         const Row* current = model_.rowAt(ViewPos(selected));
         const bool onlyHere = current != nullptr && rowSearch.matches(*current);
-        window_.statusBar()->showMessage((onlyHere ? u"No other match for “%1”"_s : u"No match for “%1”"_s).arg(text),
-                                         5000);
+        status_.showNote((onlyHere ? u"No other match for “%1”"_s : u"No match for “%1”"_s).arg(text), 5000);
     }
     table->viewport()->update();
 }

@@ -7,8 +7,8 @@
 // Backspace takes one back, Escape ends it. The live search also ends when
 // the application loses focus.
 //
-// Main thread only. The window, model and highlight delegate are not owned
-// and outlive the controller.
+// Main thread only. The window, model, highlight delegate and status line
+// are not owned and outlive the controller.
 
 #include <QObject>
 #include <QString>
@@ -20,11 +20,12 @@ namespace vf::ui {
 class HighlightDelegate;
 class LogTableModel;
 class MainWindow;
+class StatusLine;
 
 class SearchController final : public QObject {
     Q_OBJECT
 public:
-    SearchController(MainWindow& window, LogTableModel& model, HighlightDelegate& highlight,
+    SearchController(MainWindow& window, LogTableModel& model, HighlightDelegate& highlight, StatusLine& status,
                      QObject* parent = nullptr);
 
     // Marks `text` and selects its first match from the selected row on.
@@ -46,6 +47,7 @@ private:
     MainWindow& window_;
     LogTableModel& model_;
     HighlightDelegate& highlight_;
+    StatusLine& status_;
     bool isLiveSearching_ = false;
 };
 

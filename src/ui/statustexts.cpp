@@ -1,8 +1,24 @@
 #include "ui/statustexts.h"
 
+#include "core/support/buildinfo.h"
+
 using namespace Qt::StringLiterals;
 
 namespace vf::ui {
+
+QString viewingText(qsizetype shown, const TableState& state) {
+    QString text;
+    if (state.filtered) {
+        if (shown != 0 || state.total != 0) {
+            text = u"Viewing %1 of %2"_s.arg(shown).arg(state.total);
+            if (state.logging) text += u"+"_s;
+        }
+    } else if (shown != 0) {
+        text = u"Viewing: %1"_s.arg(shown);
+    }
+    if (text.isEmpty()) text = u"No Data       v(%1)"_s.arg(QLatin1String(build::kVersion));
+    return text;
+}
 
 QString emptyTableHint(qsizetype shown, const TableState& state) {
     if (shown > 0) return {};

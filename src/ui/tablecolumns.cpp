@@ -1,11 +1,16 @@
 #include "ui/tablecolumns.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QHeaderView>
 #include <QMenu>
+#include <QTableView>
+#include <QTimer>
 #include <array>
 #include <cmath>
 
+#include "core/support/preferences.h"
+#include "ui/levelstyles.h"
 #include "ui/logtablemodel.h"
 
 using namespace Qt::StringLiterals;
@@ -15,6 +20,7 @@ namespace vf::ui {
 namespace {
 
 constexpr char kPointSizeProperty[] = "vfPointSize";
+constexpr char kLayoutKey[] = "logDataTable";
 
 }  // namespace
 
@@ -43,6 +49,13 @@ void followFontSize(QHeaderView* header, double pointSize) {
     }
 }
 
+void followStyles(QTableView* table, const LevelStyles& styles) {
+    table->verticalHeader()->setMinimumSectionSize(1);
+    table->verticalHeader()->setDefaultSectionSize(styles.rowHeight);
+    table->horizontalHeader()->setFont(QApplication::font());
+    followFontSize(table->horizontalHeader(), styles.pointSize);
+}
+
 void installColumnMenu(QHeaderView* header) {
     header->setContextMenuPolicy(Qt::CustomContextMenu);
     QObject::connect(header, &QWidget::customContextMenuRequested, header, [header](const QPoint& at) {
@@ -65,6 +78,29 @@ void installColumnMenu(QHeaderView* header) {
         }
         menu->popup(header->mapToGlobal(at));
     });
+}
+
+ColumnLayoutSaver::ColumnLayoutSaver(QHeaderView* header) : header_(header) {
+    QFont font = QApplication::font();
+    font.setPointSizeF(readFontSize());
+    for (int column = 0; column < header->count() - 1; ++column)
+        header->resizeSection(column, defaultColumnWidth(column, QFontMetrics(font)));
+    installColumnMenu(header);
+    const QByteArray state = Preferences::value(QLatin1String(kLayoutKey)).toByteArray();
+    if (!state.isEmpty()) header->restoreState(state);
+
+    timer_ = new QTimer(this);
+    timer_->setSingleShot(true);
+    timer_->setInterval(500);
+    connect(timer_, &QTimer::timeout, this, &ColumnLayoutSaver::save);
+    connect(header, &QHeaderView::sectionResized, timer_, qOverload<>(&QTimer::start));
+    connect(header, &QHeaderView::sectionMoved, timer_, qOverload<>(&QTimer::start));
+}
+
+ColumnLayoutSaver::~ColumnLayoutSaver() { save(); }
+
+void ColumnLayoutSaver::save() const {
+    if (header_ != nullptr) Preferences::setValue(QLatin1String(kLayoutKey), header_->saveState());
 }
 
 }  // namespace vf::ui

@@ -3,18 +3,14 @@
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
-#include <QHeaderView>
 #include <QScrollBar>
 #include <algorithm>
 
 #include "core/log/logexport.h"
 #include "core/support/logger.h"
-#include "core/support/preferences.h"
-#include "ui/levelstyles.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
 #include "ui/selectabletableview.h"
-#include "ui/tablecolumns.h"
 
 namespace vf::ui {
 
@@ -129,18 +125,13 @@ void TableFollower::restoreRowSelections() {
     if (focused != nullptr) focused->setFocus();
 }
 
-void TableFollower::applyStyles(const LevelStyles& styles) {
+bool TableFollower::selectRowAtTop(RowIdx idx) {
+    const std::optional<ViewPos> row = model_.rowOfIdx(idx);
+    if (!row) return false;
     SelectableTableView* table = window_.logTable();
-    table->verticalHeader()->setMinimumSectionSize(1);
-    table->verticalHeader()->setDefaultSectionSize(styles.rowHeight);
-    table->horizontalHeader()->setFont(QApplication::font());
-    followFontSize(table->horizontalHeader(), styles.pointSize);
-}
-
-void TableFollower::changeFontSize(bool bigger) {
-    VF_LOG("makeBigger:{}", int(bigger));
-    const double size = steppedFontSize(readFontSize(), bigger);
-    Preferences::setValue(QLatin1String(prefs::kDefaultFontSize), size);
+    table->selectRowAlone(row->row());
+    table->scrollTo(model_.index(row->row(), 0), QAbstractItemView::PositionAtTop);
+    return true;
 }
 
 void TableFollower::copySelection() const {

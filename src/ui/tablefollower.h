@@ -4,8 +4,8 @@
 // row the user last selected, and the refresh in progress. On each refresh it
 // keeps the rows being read where they are (old rows dropped from the front
 // must not move them), restores the selected row once a new filter's rows
-// land, and scrolls to the end while following. It also applies the row
-// height and header font, steps the font size, and copies the selected rows.
+// land, and scrolls to the end while following. It also copies the selected
+// rows.
 //
 // Main thread only. The window and the model are not owned and outlive the
 // follower.
@@ -23,7 +23,6 @@ namespace vf::ui {
 
 class LogTableModel;
 class MainWindow;
-struct LevelStyles;
 
 // The row to act on: the current row if it is selected, else the last
 // selected row; -1 without a selection.
@@ -50,9 +49,9 @@ public:
     // already filters with the predicate the controller chose last.
     void showRows(const LogUpdate& update, bool filterInForce);
 
-    void applyStyles(const LevelStyles& styles);
-    // Stores the next font size up or down; the caller re-reads the styles.
-    void changeFontSize(bool bigger);
+    // Selects the shown row numbered `idx` alone, at the top of the table;
+    // false when it is not shown.
+    bool selectRowAtTop(RowIdx idx);
     // The selected rows as text on the clipboard, in table order.
     void copySelection() const;
 

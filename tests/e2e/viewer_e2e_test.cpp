@@ -8,8 +8,10 @@
 #include "e2e.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
+#include "ui/connectioncontroller.h"
 #include "ui/logtablemodel.h"
 #include "ui/mainwindow.h"
+#include "ui/statusline.h"
 #include "ui/vellumfoxappdelegate.h"
 
 namespace vf::test {
@@ -35,8 +37,8 @@ protected:
         app = std::make_unique<ui::VellumfoxAppDelegate>(options);
         app->applicationDidFinishLaunching();
     }
-    QString title() const { return app->window()->windowTitle(); }
-    QString alert() const { return app->currentAlert() ? app->currentAlert()->informativeText() : QString(); }
+    QString title() const { return app->parts().window->windowTitle(); }
+    QString alert() const { return app->parts().connection->currentAlert() ? app->parts().connection->currentAlert()->informativeText() : QString(); }
 
     AdbHarness harness = makeHarness();
     std::unique_ptr<ScopedAdbPreferences> preferences;
@@ -51,7 +53,7 @@ TEST_P(E2eViewer, ShowsModelAndAppNamesWithoutTheModelInBuildProp) {
     // known when the run started).
     ASSERT_TRUE(waitUntil([&] { return title().contains(u"Pixel Test"_s) && title().contains(device->serial()); }, 15000))
         << title().toStdString();
-    ui::LogTableModel* model = app->tableModel();
+    ui::LogTableModel* model = app->parts().model;
     const auto named = [&] {
         for (int row = 0; row < model->rowCount(); ++row)
             if (model->index(row, 6).data().toString().contains(u"replayed line 199"_s))
@@ -74,8 +76,8 @@ TEST_P(E2eViewer, AnOfflineDeviceIsWaitedForOnTheStatusLine) {
     SimulatedDevice* offline = startDevice({u"--state"_s, u"offline"_s}, u"offline"_s);
     ASSERT_TRUE(offline) << harness.lastError().toStdString();
     launch();
-    EXPECT_TRUE(waitUntil([&] { return app->window()->statusBar()->currentMessage().contains(u"offline"_s); }, 15000));
-    EXPECT_TRUE(app->session()->isWaiting());
+    EXPECT_TRUE(waitUntil([&] { return app->parts().status->note().contains(u"offline"_s); }, 15000));
+    EXPECT_TRUE(app->parts().session->isWaiting());
     EXPECT_EQ(alert(), QString());
 }
 

@@ -14,13 +14,13 @@ namespace {
 
 class CrashesPanelTest : public UiTest {
 protected:
-    CrashesPanel* panel() const { return app->crashesPanel(); }
+    CrashesPanel* panel() const { return app->parts().crashes; }
 };
 
 TEST_F(CrashesPanelTest, ChoosingACrashShowsExactlyItsRowsAndSelectsTheFirst) {
     start();
-    QSignalSpy opened(app.get(), &VellumfoxAppDelegate::fileOpened);
-    app->openFile(QStringLiteral(VF_TEST_DATA_DIR "/crashes/java-threadtime.log"));
+    QSignalSpy opened(app->parts().files.get(), &FileController::fileOpened);
+    app->parts().files->openFile(QStringLiteral(VF_TEST_DATA_DIR "/crashes/java-threadtime.log"));
     ASSERT_TRUE(vf::test::waitUntil([&] { return panel()->list()->count() == 2; }));
     EXPECT_EQ(panel()->countAction()->text(), u"Crashes: 2"_s);
     // Newest first: the app that died first is the second item.
@@ -37,14 +37,14 @@ TEST_F(CrashesPanelTest, ChoosingACrashShowsExactlyItsRowsAndSelectsTheFirst) {
     EXPECT_TRUE(lines.first().endsWith(u"FATAL EXCEPTION: main"_s)) << lines.first().toStdString();
     EXPECT_TRUE(lines.last().endsWith(u"... 11 more"_s)) << lines.last().toStdString();
 
-    app->clearLog();
+    app->parts().window->clearAction->trigger();
     EXPECT_EQ(panel()->list()->count(), 0);
     EXPECT_EQ(panel()->countAction()->text(), u"Crashes: 0"_s);
 }
 
 TEST_F(CrashesPanelTest, ANewCrashWhileFollowingMarksTheCountUntilThePanelIsShown) {
     start();
-    ASSERT_TRUE(app->scrollToBottom());
+    ASSERT_TRUE(app->parts().follower->scrollToBottom());
     RowList rows = levelRows(10);
     rows << arena.make(RowValues{10, "01-01 00:00:01.000", "", "77", "78", "F", "libc",
                                  "Fatal signal 11 (SIGSEGV), code 1 (SEGV_MAPERR), fault addr 0x0 in tid 78 (T), pid 77 (x)"});
@@ -58,19 +58,19 @@ TEST_F(CrashesPanelTest, ANewCrashWhileFollowingMarksTheCountUntilThePanelIsShow
 
 TEST_F(CrashesPanelTest, TheShownCrashKeepsShowingTheRowsItGains) {
     start();
-    RowList rows = levelRows(5);
-    const auto add = [&](uint64_t idx, std::string text) {
-        rows << arena.make(RowValues{idx, "01-01 00:00:01.000", "", "55", "55", "E", "AndroidRuntime", std::move(text)});
+    LogDatasource& store = *app->parts().store;
+    store.beginRun();  // live rows, as a device's stream brings them
+    const auto line = [&](const std::string& text) {
+        store.addLiveLine("01-01 00:00:01.000    55    55 E AndroidRuntime: " + text + "\n");
     };
-    add(5, "FATAL EXCEPTION: main");
-    add(6, "java.lang.IllegalStateException: boom");
-    show(rows);
+    line("FATAL EXCEPTION: main");
+    line("java.lang.IllegalStateException: boom");
     ASSERT_TRUE(vf::test::waitUntil([&] { return panel()->list()->count() == 1; }));
     panel()->chooseCrash(0);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 2; }));
-    add(7, "\tat com.example.Main.run(Main.java:7)");
-    app->logDatasource()->setLogDataFromFile(rows);
+    line("\tat com.example.Main.run(Main.java:7)");
     EXPECT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 3; }));
+    store.endRun();
 }
 
 }  // namespace

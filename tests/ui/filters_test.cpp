@@ -17,9 +17,9 @@ using namespace Qt::StringLiterals;
 
 class FiltersTest : public UiTest {
 protected:
-    int filterRow(const QString& name) const { return int(app->sortedFilterKeys().indexOf(name)) + 1; }
+    int filterRow(const QString& name) const { return int(app->parts().filterList->sortedFilterKeys().indexOf(name)) + 1; }
     QStringList listed() const {
-        return qobject_cast<QStringListModel*>(app->window()->filterListTable()->model())->stringList();
+        return qobject_cast<QStringListModel*>(app->parts().window->filterListTable()->model())->stringList();
     }
     QSet<QString> shownTypes() const {
         QSet<QString> types;
@@ -35,22 +35,22 @@ TEST_F(FiltersTest, SelectedFiltersNarrowEachOtherAndAllMessagesClearsThem) {
     EXPECT_EQ(listed(), (QStringList{u"All Messages"_s, u"LogLevel Debug"_s, u"LogLevel Error"_s, u"LogLevel Info"_s,
                                      u"LogLevel Verbose"_s, u"LogLevel Warn"_s}));
     show(levelRows(60));
-    QItemSelectionModel* selection = app->window()->filterListTable()->selectionModel();
+    QItemSelectionModel* selection = app->parts().window->filterListTable()->selectionModel();
     EXPECT_EQ(selection->selectedRows().size(), 1);
-    const QAbstractItemModel* list = app->window()->filterListTable()->model();
+    const QAbstractItemModel* list = app->parts().window->filterListTable()->model();
     selection->select(list->index(filterRow(u"LogLevel Info"_s), 0), QItemSelectionModel::Select);
     selection->select(list->index(filterRow(u"LogLevel Error"_s), 0), QItemSelectionModel::Select);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 20; }));
     EXPECT_FALSE(selection->isRowSelected(0, {}));
     EXPECT_EQ(shownTypes(), (QSet<QString>{u"E"_s, u"F"_s}));
-    EXPECT_TRUE(app->window()->statusFilter()->text().startsWith(u"Filter: "_s));
-    EXPECT_TRUE(app->scrollToBottom());
+    EXPECT_TRUE(app->parts().status->filterText().startsWith(u"Filter: "_s));
+    EXPECT_TRUE(app->parts().follower->scrollToBottom());
 
     selection->select(list->index(0, 0), QItemSelectionModel::Select);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 60; }));
     EXPECT_EQ(selection->selectedRows().size(), 1);
-    EXPECT_EQ(app->predicate(), nullptr);
-    EXPECT_EQ(app->window()->statusFilter()->text(), u"Filter: All Messages"_s);
+    EXPECT_EQ(app->parts().filter->predicate(), nullptr);
+    EXPECT_EQ(app->parts().status->filterText(), u"Filter: All Messages"_s);
 }
 
 TEST_F(FiltersTest, QuickFilterCombinesWithTheListAndSurvivesBadText) {
@@ -58,16 +58,16 @@ TEST_F(FiltersTest, QuickFilterCombinesWithTheListAndSurvivesBadText) {
     RowList rows = levelRows(12);
     rows << row(50, "E", "socket timeout") << row(51, "I", "Timeout in info");
     show(rows);
-    app->window()->filterListTable()->selectRowAlone(filterRow(u"LogLevel Error"_s));
-    app->window()->quickFilterField()->setText(u"timeout"_s);
+    app->parts().window->filterListTable()->selectRowAlone(filterRow(u"LogLevel Error"_s));
+    app->parts().window->quickFilterField()->setText(u"timeout"_s);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 1; }));
     EXPECT_EQ(model()->index(0, 6).data().toString(), u"socket timeout"_s);
 
-    app->window()->quickFilterField()->setText(u"p: type == 'I'"_s);
+    app->parts().window->quickFilterField()->setText(u"p: type == 'I'"_s);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 0; }));  // I AND Error level
 
-    app->window()->quickFilterField()->setText(u"it's"_s);  // breaks the CONTAINS template
-    EXPECT_TRUE(app->window()->statusFilter()->text().contains(u"not understood"_s));
+    app->parts().window->quickFilterField()->setText(u"it's"_s);  // breaks the CONTAINS template
+    EXPECT_TRUE(app->parts().status->filterText().contains(u"not understood"_s));
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 5; }));  // the list's filter alone
 }
 
@@ -79,18 +79,18 @@ TEST_F(FiltersTest, ReloadKeepsTheChosenFiltersForTheNextQuickFilter) {
     RowList rows = levelRows(12);
     rows << row(50, "E", "socket timeout") << row(51, "I", "Timeout in info");
     show(rows);
-    app->window()->filterListTable()->selectRowAlone(filterRow(u"LogLevel Error"_s));
+    app->parts().window->filterListTable()->selectRowAlone(filterRow(u"LogLevel Error"_s));
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 5; }));
-    app->fontsChanged();
-    app->importFilters(dir.filePath(u"missing.filters"_s));
-    app->window()->quickFilterField()->setText(u"timeout"_s);
+    app->parts().filterList->loadFilters();
+    app->parts().filterList->importFilters(dir.filePath(u"missing.filters"_s));
+    app->parts().window->quickFilterField()->setText(u"timeout"_s);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 1; }));
-    EXPECT_EQ(app->filterList()->selectedFilterNames(), QStringList{u"LogLevel Error"_s});
+    EXPECT_EQ(app->parts().filterList->selectedFilterNames(), QStringList{u"LogLevel Error"_s});
 }
 
 TEST_F(FiltersTest, SavingUnderAnExistingNameAsksFirst) {
     start();
-    FilterListController* filters = app->filterList();
+    FilterListController* filters = app->parts().filterList.get();
     filters->addFilter();
     FilterSheet* sheet = filters->sheet();
     ASSERT_TRUE(sheet && sheet->isVisible());

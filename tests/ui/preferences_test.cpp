@@ -14,8 +14,8 @@ class PreferencesTest : public UiTest {};
 
 TEST_F(PreferencesTest, PanesSwitchWithAFadeAndTheShownOneIsLeftAlone) {
     start();
-    app->showPreferences();
-    PreferencesWindow* prefs = app->preferencesWindow();
+    app->parts().window->preferencesAction->trigger();
+    PreferencesWindow* prefs = app->parts().preferences;
     ASSERT_NE(prefs, nullptr);
     EXPECT_EQ(prefs->currentIdentifier(), u"General"_s);
     EXPECT_EQ(prefs->windowTitle(), u"General"_s);
@@ -42,8 +42,8 @@ TEST_F(PreferencesTest, PanesSwitchWithAFadeAndTheShownOneIsLeftAlone) {
 TEST_F(PreferencesTest, AppearanceChangesRedrawTheLogAtOnce) {
     start();
     show({row(1, "E", "an error")});
-    app->showPreferences();
-    QWidget* pane = app->preferencesWindow()->pane(u"Appearance"_s);
+    app->parts().window->preferencesAction->trigger();
+    QWidget* pane = app->parts().preferences->pane(u"Appearance"_s);
     auto* bold = pane->findChild<QCheckBox*>(u"logErrorBold"_s);
     ASSERT_NE(bold, nullptr);
     EXPECT_FALSE(model()->index(0, 6).data(Qt::FontRole).value<QFont>().bold());

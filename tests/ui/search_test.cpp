@@ -20,21 +20,21 @@ protected:
     }
     bool key(int code, const QString& text = {}, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
         QKeyEvent event(QEvent::KeyPress, code, modifiers, text);
-        return app->onKeyEventForTableView(table(), &event);
+        return app->parts().messages->onKeyEventForTableView(table(), &event);
     }
-    QString searchText() const { return app->window()->searchField()->text(); }
+    QString searchText() const { return app->parts().window->searchField()->text(); }
 };
 
 TEST_F(SearchTest, FindsFromTheSelectionOrBackwardsFromTheEnd) {
     start();
     show({row(1, "I", "abc"), row(2, "I", "nothing"), row(3, "I", "abc again"), row(4, "I", "zzz")});
-    app->search(u"abc"_s);  // nothing selected: backward from the last row
+    app->parts().search->search(u"abc"_s);  // nothing selected: backward from the last row
     EXPECT_EQ(selected(), 2);
-    EXPECT_EQ(app->highlightDelegate()->searchText(), u"abc"_s);
-    app->window()->searchField()->setText(u"abc"_s);
-    app->findNext();
+    EXPECT_EQ(app->parts().highlight->searchText(), u"abc"_s);
+    app->parts().window->searchField()->setText(u"abc"_s);
+    app->parts().search->findNext();
     EXPECT_EQ(selected(), 0);  // wrapped
-    app->findPrevious();
+    app->parts().search->findPrevious();
     EXPECT_EQ(selected(), 2);
 }
 
@@ -42,7 +42,7 @@ TEST_F(SearchTest, TypingIntoTheTableRunsALiveSearch) {
     start();
     show({row(1, "I", "alpha"), row(2, "I", "beta"), row(3, "I", "alps")});
     EXPECT_TRUE(key(Qt::Key_A, u"a"_s));
-    EXPECT_TRUE(app->isLiveSearching());
+    EXPECT_TRUE(app->parts().search->isLiveSearching());
     EXPECT_TRUE(key(Qt::Key_L, u"l"_s));
     EXPECT_TRUE(key(Qt::Key_P, u"p"_s));
     EXPECT_EQ(searchText(), u"alp"_s);
@@ -57,7 +57,7 @@ TEST_F(SearchTest, TypingIntoTheTableRunsALiveSearch) {
     EXPECT_EQ(searchText(), QString());
     EXPECT_TRUE(key(Qt::Key_B, u"b"_s));
     EXPECT_TRUE(key(Qt::Key_Escape));
-    EXPECT_FALSE(app->isLiveSearching());
+    EXPECT_FALSE(app->parts().search->isLiveSearching());
     EXPECT_EQ(searchText(), QString());
     EXPECT_TRUE(key(Qt::Key_E, u"e"_s));  // a new live search starts fresh
     EXPECT_EQ(searchText(), u"e"_s);
@@ -66,18 +66,18 @@ TEST_F(SearchTest, TypingIntoTheTableRunsALiveSearch) {
     EXPECT_FALSE(key(Qt::Key_Tab, u"\t"_s));
     EXPECT_FALSE(key(Qt::Key_C, u"c"_s, Qt::ControlModifier));
     table()->selectRowAlone(0);
-    app->window()->searchField()->setText(u"alp"_s);
+    app->parts().window->searchField()->setText(u"alp"_s);
     EXPECT_TRUE(key(Qt::Key_Return));  // Find Next
     EXPECT_EQ(selected(), 2);
 }
 
 TEST_F(SearchTest, FindNextWithAnEmptyFieldFocusesIt) {
     start();
-    app->window()->show();
-    app->window()->activateWindow();
+    app->parts().window->show();
+    app->parts().window->activateWindow();
     show({row(1, "I", "x")});
-    app->findNext();
-    ASSERT_TRUE(vf::test::waitUntil([&] { return app->window()->searchField()->hasFocus(); }, 2000));
+    app->parts().search->findNext();
+    ASSERT_TRUE(vf::test::waitUntil([&] { return app->parts().window->searchField()->hasFocus(); }, 2000));
 }
 
 }  // namespace

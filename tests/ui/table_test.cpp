@@ -19,14 +19,14 @@ class TableTest : public UiTest {};
 TEST_F(TableTest, FontSizeOutsideItsRangeFallsBackToEleven) {
     start();
     Preferences::setValue(QLatin1String(prefs::kDefaultFontSize), 30.0);
-    app->changeFontSize(true);
+    app->parts().window->biggerFontAction->trigger();
     EXPECT_EQ(Preferences::number(QLatin1String(prefs::kDefaultFontSize)), 11.0);
     Preferences::setValue(QLatin1String(prefs::kDefaultFontSize), 1.0);
-    app->changeFontSize(false);
+    app->parts().window->smallerFontAction->trigger();
     EXPECT_EQ(Preferences::number(QLatin1String(prefs::kDefaultFontSize)), 11.0);
-    app->changeFontSize(true);
-    EXPECT_EQ(app->styles().fonts[0].pointSizeF(), 12.0);
-    EXPECT_EQ(table()->verticalHeader()->defaultSectionSize(), app->styles().rowHeight);
+    app->parts().window->biggerFontAction->trigger();
+    EXPECT_EQ(app->parts().model->styles().fonts[0].pointSizeF(), 12.0);
+    EXPECT_EQ(table()->verticalHeader()->defaultSectionSize(), app->parts().model->styles().rowHeight);
 }
 
 TEST_F(TableTest, EmptyTypeUsesTheDebugFontAndNoColour) {
@@ -35,7 +35,7 @@ TEST_F(TableTest, EmptyTypeUsesTheDebugFontAndNoColour) {
     show({row(1, "", "no level"), row(2, "E", "error"), row(3, "X", "odd level")});
     const QFont empty = model()->index(0, 6).data(Qt::FontRole).value<QFont>();
     EXPECT_TRUE(empty.bold());
-    EXPECT_EQ(empty, app->styles().fonts[1]);
+    EXPECT_EQ(empty, app->parts().model->styles().fonts[1]);
     EXPECT_FALSE(model()->index(0, 6).data(Qt::ForegroundRole).isValid());
     EXPECT_EQ(model()->index(1, 6).data(Qt::ForegroundRole).value<QBrush>().color(), QColor(Qt::red));
     EXPECT_FALSE(model()->index(2, 6).data(Qt::FontRole).value<QFont>().bold());
@@ -43,9 +43,9 @@ TEST_F(TableTest, EmptyTypeUsesTheDebugFontAndNoColour) {
 
 TEST_F(TableTest, ScrollingSixRowsUpStopsFollowing) {
     start();
-    app->window()->show();
+    app->parts().window->show();
     show(levelRows(300));
-    ASSERT_TRUE(app->scrollToBottom());
+    ASSERT_TRUE(app->parts().follower->scrollToBottom());
     const int count = model()->rowCount();
     QScrollBar* bar = table()->verticalScrollBar();
     const auto scrollUntilLastVisible = [&](int row) {
@@ -56,29 +56,29 @@ TEST_F(TableTest, ScrollingSixRowsUpStopsFollowing) {
         return false;
     };
     ASSERT_TRUE(scrollUntilLastVisible(count - 5));
-    EXPECT_TRUE(app->scrollToBottom());
+    EXPECT_TRUE(app->parts().follower->scrollToBottom());
     ASSERT_TRUE(scrollUntilLastVisible(count - 6));
-    EXPECT_FALSE(app->scrollToBottom());
-    EXPECT_FALSE(app->window()->followAction->isChecked());
+    EXPECT_FALSE(app->parts().follower->scrollToBottom());
+    EXPECT_FALSE(app->parts().window->followAction->isChecked());
     ASSERT_TRUE(scrollUntilLastVisible(count - 5));
-    EXPECT_TRUE(app->scrollToBottom());
-    EXPECT_TRUE(app->window()->followAction->isChecked());
+    EXPECT_TRUE(app->parts().follower->scrollToBottom());
+    EXPECT_TRUE(app->parts().window->followAction->isChecked());
 }
 
 TEST_F(TableTest, SelectionComesBackCentredAfterAFilterChange) {
     start();
-    app->window()->show();
+    app->parts().window->show();
     show(levelRows(600));
     table()->selectRowAlone(100);  // an "E" row (100 % 6 == 4)
-    ASSERT_EQ(app->selectedLogMessage(), RowIdx(100));
-    const QStringList names = app->sortedFilterKeys();
+    ASSERT_EQ(app->parts().follower->selectedLogMessage(), RowIdx(100));
+    const QStringList names = app->parts().filterList->sortedFilterKeys();
     const int error = int(names.indexOf(u"LogLevel Error"_s)) + 1;
-    app->window()->filterListTable()->selectRowAlone(error);
+    app->parts().window->filterListTable()->selectRowAlone(error);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 200; }));
     const QModelIndexList selected = table()->selectionModel()->selectedRows();
     ASSERT_EQ(selected.size(), 1);
     EXPECT_EQ(model()->rowAt(ViewPos(selected.first().row()))->idx(), RowIdx(100));
-    EXPECT_FALSE(app->scrollToBottom());
+    EXPECT_FALSE(app->parts().follower->scrollToBottom());
     const auto centred = [&] {
         const QRect rect = table()->visualRect(selected.first());
         // The table scrolls by whole rows, so "centred" is within a row and a half.
@@ -87,18 +87,17 @@ TEST_F(TableTest, SelectionComesBackCentredAfterAFilterChange) {
     EXPECT_TRUE(vf::test::waitUntil(centred, 2000));
 
     // A row the new filter hides is not selected afterwards.
-    app->window()->filterListTable()->selectRowAlone(int(names.indexOf(u"LogLevel Warn"_s)) + 1);
+    app->parts().window->filterListTable()->selectRowAlone(int(names.indexOf(u"LogLevel Warn"_s)) + 1);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 300; }));
     table()->selectRowAlone(0);  // idx 3, a warning
-    ASSERT_EQ(app->selectedLogMessage(), RowIdx(3));
-    app->window()->filterListTable()->selectRowAlone(error);
+    ASSERT_EQ(app->parts().follower->selectedLogMessage(), RowIdx(3));
+    app->parts().window->filterListTable()->selectRowAlone(error);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 200; }));
     EXPECT_TRUE(table()->selectionModel()->selectedRows().isEmpty());
 }
 
 TEST_F(TableTest, LiveRefreshIsSentAsRemovalsAndInsertsKeepingTheSelection) {
-    LevelStyles styles;
-    LogTableModel liveModel(&styles);
+    LogTableModel liveModel;
     RowList rows = levelRows(30);
     liveModel.setRows(rows);
     QSignalSpy reset(&liveModel, &QAbstractItemModel::modelReset);
@@ -123,16 +122,16 @@ TEST_F(TableTest, LiveRefreshIsSentAsRemovalsAndInsertsKeepingTheSelection) {
 TEST_F(TableTest, ClearAndStatusLine) {
     start();
     adb->list({device(u"A1"_s)});  // streaming
-    ASSERT_TRUE(vf::test::waitUntil([&] { return app->session()->isLogging() && title() == u"A1"_s; }));
+    ASSERT_TRUE(vf::test::waitUntil([&] { return app->parts().session->isLogging() && title() == u"A1"_s; }));
     show(levelRows(12));
-    EXPECT_EQ(app->window()->statusViewing()->text(), u"Viewing: 12"_s);
-    app->window()->filterListTable()->selectRowAlone(int(app->sortedFilterKeys().indexOf(u"LogLevel Error"_s)) + 1);
+    EXPECT_EQ(app->parts().status->viewingText(), u"Viewing: 12"_s);
+    app->parts().window->filterListTable()->selectRowAlone(int(app->parts().filterList->sortedFilterKeys().indexOf(u"LogLevel Error"_s)) + 1);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 4; }));
-    EXPECT_EQ(app->window()->statusViewing()->text(), u"Viewing 4 of 12+"_s);
+    EXPECT_EQ(app->parts().status->viewingText(), u"Viewing 4 of 12+"_s);
     QKeyEvent clear(QEvent::KeyPress, Qt::Key_Backspace, Qt::ControlModifier);
-    EXPECT_TRUE(app->onKeyEventForTableView(table(), &clear));
+    EXPECT_TRUE(app->parts().messages->onKeyEventForTableView(table(), &clear));
     EXPECT_EQ(model()->rowCount(), 0);
-    EXPECT_EQ(app->logDatasource()->logEventCount(), 0);
+    EXPECT_EQ(app->parts().store->logEventCount(), 0);
     EXPECT_TRUE(table()->placeholderText().startsWith(u"Connected."_s));
 }
 
