@@ -22,10 +22,10 @@
 #include "core/log/logdatasource.h"
 #include "core/support/preferences.h"
 #include "core/support/threads.h"
-#include "ui/connectioncontroller.h"
-#include "ui/logtablemodel.h"
-#include "ui/mainwindow.h"
+#include "ui/connection/connectioncontroller.h"
+#include "ui/table/logtablemodel.h"
 #include "ui/vellumfoxappdelegate.h"
+#include "ui/window/mainwindow.h"
 
 namespace {
 

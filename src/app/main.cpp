@@ -4,11 +4,11 @@
 #include <cstdio>
 #include <cstring>
 
-#include "core/support/buildinfo.h"
 #include "core/support/analytics.h"
+#include "core/support/buildinfo.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
-#include "ui/filecontroller.h"
+#include "ui/files/filecontroller.h"
 #include "ui/vellumfoxappdelegate.h"
 
 namespace {

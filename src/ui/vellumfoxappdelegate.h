@@ -20,7 +20,7 @@
 
 #include "core/log/logdatasource.h"
 #include "core/session/logsession.h"
-#include "ui/crashespanel.h"
+#include "ui/crashes/crashespanel.h"
 
 namespace vf::ui {
 

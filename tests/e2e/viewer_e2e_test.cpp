@@ -8,11 +8,11 @@
 #include "e2e.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
-#include "ui/connectioncontroller.h"
-#include "ui/logtablemodel.h"
-#include "ui/mainwindow.h"
-#include "ui/statusline.h"
+#include "ui/connection/connectioncontroller.h"
+#include "ui/table/logtablemodel.h"
 #include "ui/vellumfoxappdelegate.h"
+#include "ui/window/mainwindow.h"
+#include "ui/window/statusline.h"
 
 namespace vf::test {
 namespace {

@@ -7,7 +7,7 @@
 #include <QStatusBar>
 
 #include "core/support/buildinfo.h"
-#include "ui/devicepickersheet.h"
+#include "ui/connection/devicepickersheet.h"
 #include "uitestsupport.h"
 
 namespace vf::ui::test {

@@ -1,4 +1,4 @@
-#include "ui/connectioncontroller.h"
+#include "ui/connection/connectioncontroller.h"
 
 #include <QAction>
 #include <QComboBox>
@@ -8,10 +8,10 @@
 #include "core/adb/replyframing.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
-#include "ui/devicepickersheet.h"
-#include "ui/icons.h"
-#include "ui/mainwindow.h"
-#include "ui/statusline.h"
+#include "ui/connection/devicepickersheet.h"
+#include "ui/window/icons.h"
+#include "ui/window/mainwindow.h"
+#include "ui/window/statusline.h"
 
 using namespace Qt::StringLiterals;
 

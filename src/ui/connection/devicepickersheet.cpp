@@ -1,4 +1,4 @@
-#include "ui/devicepickersheet.h"
+#include "ui/connection/devicepickersheet.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>

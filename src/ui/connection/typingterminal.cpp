@@ -1,4 +1,4 @@
-#include "ui/typingterminal.h"
+#include "ui/connection/typingterminal.h"
 
 #include <QFileInfo>
 

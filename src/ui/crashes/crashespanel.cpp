@@ -1,4 +1,4 @@
-#include "ui/crashespanel.h"
+#include "ui/crashes/crashespanel.h"
 
 #include <QAction>
 #include <QApplication>
@@ -18,8 +18,8 @@
 #include "core/log/logdatasource.h"
 #include "core/log/logexport.h"
 #include "core/support/logger.h"
-#include "ui/mainwindow.h"
-#include "ui/selectabletableview.h"
+#include "ui/table/selectabletableview.h"
+#include "ui/window/mainwindow.h"
 
 using namespace Qt::StringLiterals;
 

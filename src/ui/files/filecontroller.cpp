@@ -1,4 +1,4 @@
-#include "ui/filecontroller.h"
+#include "ui/files/filecontroller.h"
 
 #include <QCheckBox>
 #include <QDir>
@@ -11,8 +11,8 @@
 #include "core/log/logexport.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
-#include "ui/logtablemodel.h"
-#include "ui/mainwindow.h"
+#include "ui/table/logtablemodel.h"
+#include "ui/window/mainwindow.h"
 
 using namespace Qt::StringLiterals;
 

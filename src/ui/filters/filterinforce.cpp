@@ -1,7 +1,7 @@
-#include "ui/filterinforce.h"
+#include "ui/filters/filterinforce.h"
 
 #include "core/log/logdatasource.h"
-#include "ui/statusline.h"
+#include "ui/window/statusline.h"
 
 using namespace Qt::StringLiterals;
 

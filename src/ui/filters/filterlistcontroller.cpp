@@ -1,4 +1,4 @@
-#include "ui/filterlistcontroller.h"
+#include "ui/filters/filterlistcontroller.h"
 
 #include <QFileDialog>
 #include <QHBoxLayout>
@@ -15,9 +15,9 @@
 #include <QToolButton>
 
 #include "core/support/logger.h"
-#include "ui/filterinforce.h"
-#include "ui/filtersheet.h"
-#include "ui/mainwindow.h"
+#include "ui/filters/filterinforce.h"
+#include "ui/filters/filtersheet.h"
+#include "ui/window/mainwindow.h"
 
 using namespace Qt::StringLiterals;
 

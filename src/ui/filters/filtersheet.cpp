@@ -1,4 +1,4 @@
-#include "ui/filtersheet.h"
+#include "ui/filters/filtersheet.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>

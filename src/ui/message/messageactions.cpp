@@ -1,4 +1,4 @@
-#include "ui/messageactions.h"
+#include "ui/message/messageactions.h"
 
 #include <QAction>
 #include <QApplication>
@@ -11,19 +11,19 @@
 #include <QProcess>
 #include <QStandardPaths>
 
-#include "core/session/sessionpreferences.h"
 #include "core/log/logdatasource.h"
 #include "core/log/logexport.h"
+#include "core/session/sessionpreferences.h"
 #include "core/support/logger.h"
 #include "core/support/preferences.h"
 #include "core/support/utils.h"
 #include "core/text/links.h"
-#include "ui/filterlistcontroller.h"
-#include "ui/logtablemodel.h"
-#include "ui/mainwindow.h"
-#include "ui/searchcontroller.h"
-#include "ui/textviewerwindow.h"
-#include "ui/typingterminal.h"
+#include "ui/connection/typingterminal.h"
+#include "ui/filters/filterlistcontroller.h"
+#include "ui/message/textviewerwindow.h"
+#include "ui/table/logtablemodel.h"
+#include "ui/table/searchcontroller.h"
+#include "ui/window/mainwindow.h"
 
 using namespace Qt::StringLiterals;
 

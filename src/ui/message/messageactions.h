@@ -17,8 +17,8 @@
 #include <functional>
 
 #include "core/log/logrow.h"
-#include "ui/rowmenumodel.h"
-#include "ui/selectabletableview.h"
+#include "ui/message/rowmenumodel.h"
+#include "ui/table/selectabletableview.h"
 
 class QMenu;
 

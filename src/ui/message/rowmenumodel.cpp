@@ -1,4 +1,4 @@
-#include "ui/rowmenumodel.h"
+#include "ui/message/rowmenumodel.h"
 
 #include "core/text/textutils.h"
 

@@ -1,4 +1,4 @@
-#include "ui/textviewerwindow.h"
+#include "ui/message/textviewerwindow.h"
 
 #include <QAction>
 #include <QContextMenuEvent>

@@ -1,4 +1,4 @@
-#include "ui/preferencepanes.h"
+#include "ui/preferences/preferencepanes.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -16,7 +16,7 @@
 #include <QPushButton>
 
 #include "core/support/preferences.h"
-#include "ui/levelstyles.h"
+#include "ui/table/levelstyles.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,4 +1,4 @@
-#include "ui/preferenceswindow.h"
+#include "ui/preferences/preferenceswindow.h"
 
 #include <QAction>
 #include <QActionGroup>
@@ -11,8 +11,8 @@
 #include <QShortcut>
 #include <QToolBar>
 
-#include "ui/icons.h"
-#include "ui/preferencepanes.h"
+#include "ui/preferences/preferencepanes.h"
+#include "ui/window/icons.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,4 +1,4 @@
-#include "ui/remotescreenmonitorsheet.h"
+#include "ui/screen/remotescreenmonitorsheet.h"
 
 #include <QAction>
 #include <QApplication>
@@ -18,8 +18,8 @@
 #include "core/screen/typewriter.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
-#include "ui/icons.h"
-#include "ui/screenimageview.h"
+#include "ui/screen/screenimageview.h"
+#include "ui/window/icons.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,4 +1,4 @@
-#include "ui/screenimageview.h"
+#include "ui/screen/screenimageview.h"
 
 #include <QKeyEvent>
 #include <QMouseEvent>

@@ -1,4 +1,4 @@
-#include "ui/highlightdelegate.h"
+#include "ui/table/highlightdelegate.h"
 
 #include <QApplication>
 #include <QPainter>

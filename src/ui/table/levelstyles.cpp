@@ -1,4 +1,4 @@
-#include "ui/levelstyles.h"
+#include "ui/table/levelstyles.h"
 
 #include <QFontInfo>
 #include <QVariantMap>

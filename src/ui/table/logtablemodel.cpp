@@ -1,4 +1,4 @@
-#include "ui/logtablemodel.h"
+#include "ui/table/logtablemodel.h"
 
 #include <QBrush>
 

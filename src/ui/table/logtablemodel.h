@@ -13,7 +13,7 @@
 #include "core/filter/fieldsource.h"
 #include "core/log/logrow.h"
 #include "core/log/storechange.h"
-#include "ui/levelstyles.h"
+#include "ui/table/levelstyles.h"
 
 namespace vf::ui {
 

@@ -1,16 +1,16 @@
-#include "ui/searchcontroller.h"
+#include "ui/table/searchcontroller.h"
 
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
 
 #include "core/log/logsearch.h"
-#include "ui/highlightdelegate.h"
-#include "ui/logtablemodel.h"
-#include "ui/mainwindow.h"
-#include "ui/selectabletableview.h"
-#include "ui/statusline.h"
-#include "ui/tablefollower.h"
+#include "ui/table/highlightdelegate.h"
+#include "ui/table/logtablemodel.h"
+#include "ui/table/selectabletableview.h"
+#include "ui/table/tablefollower.h"
+#include "ui/window/mainwindow.h"
+#include "ui/window/statusline.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,4 +1,4 @@
-#include "ui/selectabletableview.h"
+#include "ui/table/selectabletableview.h"
 
 #include <QContextMenuEvent>
 #include <QItemSelectionModel>

@@ -1,4 +1,4 @@
-#include "ui/tablecolumns.h"
+#include "ui/table/tablecolumns.h"
 
 #include <QAction>
 #include <QApplication>
@@ -10,8 +10,8 @@
 #include <cmath>
 
 #include "core/support/preferences.h"
-#include "ui/levelstyles.h"
-#include "ui/logtablemodel.h"
+#include "ui/table/levelstyles.h"
+#include "ui/table/logtablemodel.h"
 
 using namespace Qt::StringLiterals;
 

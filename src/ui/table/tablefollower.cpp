@@ -1,4 +1,4 @@
-#include "ui/tablefollower.h"
+#include "ui/table/tablefollower.h"
 
 #include <QAction>
 #include <QApplication>
@@ -8,9 +8,9 @@
 
 #include "core/log/logexport.h"
 #include "core/support/logger.h"
-#include "ui/logtablemodel.h"
-#include "ui/mainwindow.h"
-#include "ui/selectabletableview.h"
+#include "ui/table/logtablemodel.h"
+#include "ui/table/selectabletableview.h"
+#include "ui/window/mainwindow.h"
 
 namespace vf::ui {
 

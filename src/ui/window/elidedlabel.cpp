@@ -1,4 +1,4 @@
-#include "ui/elidedlabel.h"
+#include "ui/window/elidedlabel.h"
 
 #include <QPainter>
 #include <QStyle>

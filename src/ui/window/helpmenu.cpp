@@ -1,4 +1,4 @@
-#include "ui/helpmenu.h"
+#include "ui/window/helpmenu.h"
 
 #include <QAction>
 #include <QApplication>

@@ -1,4 +1,4 @@
-#include "ui/icons.h"
+#include "ui/window/icons.h"
 
 #include <QApplication>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "ui/mainwindow.h"
+#include "ui/window/mainwindow.h"
 
 #include <QAction>
 #include <QDragEnterEvent>
@@ -11,10 +11,10 @@
 #include <QToolBar>
 #include <QUrl>
 
-#include "ui/helpmenu.h"
-#include "ui/icons.h"
-#include "ui/selectabletableview.h"
-#include "ui/windowstate.h"
+#include "ui/table/selectabletableview.h"
+#include "ui/window/helpmenu.h"
+#include "ui/window/icons.h"
+#include "ui/window/windowstate.h"
 
 using namespace Qt::StringLiterals;
 

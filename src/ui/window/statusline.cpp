@@ -1,11 +1,11 @@
-#include "ui/statusline.h"
+#include "ui/window/statusline.h"
 
 #include <QLabel>
 #include <QStatusBar>
 
-#include "ui/elidedlabel.h"
-#include "ui/mainwindow.h"
-#include "ui/selectabletableview.h"
+#include "ui/table/selectabletableview.h"
+#include "ui/window/elidedlabel.h"
+#include "ui/window/mainwindow.h"
 
 using namespace Qt::StringLiterals;
 

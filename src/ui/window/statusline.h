@@ -9,7 +9,7 @@
 
 #include <QString>
 
-#include "ui/statustexts.h"
+#include "ui/window/statustexts.h"
 
 class QLabel;
 

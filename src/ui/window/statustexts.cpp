@@ -1,4 +1,4 @@
-#include "ui/statustexts.h"
+#include "ui/window/statustexts.h"
 
 #include "core/support/buildinfo.h"
 

@@ -1,4 +1,4 @@
-#include "ui/windowstate.h"
+#include "ui/window/windowstate.h"
 
 #include <QEvent>
 #include <QMainWindow>

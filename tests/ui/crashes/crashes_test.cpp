@@ -4,8 +4,8 @@
 #include <QListWidget>
 #include <QSignalSpy>
 
-#include "ui/crashespanel.h"
-#include "uitestsupport.h"
+#include "ui/crashes/crashespanel.h"
+#include "ui/uitestsupport.h"
 
 using namespace Qt::StringLiterals;
 

@@ -7,8 +7,8 @@
 #include <QStringListModel>
 
 #include "core/filter/filterlibrary.h"
-#include "ui/filtersheet.h"
-#include "uitestsupport.h"
+#include "ui/filters/filtersheet.h"
+#include "ui/uitestsupport.h"
 
 namespace vf::ui::test {
 namespace {

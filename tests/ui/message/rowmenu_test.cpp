@@ -2,8 +2,8 @@
 // typing terminal's command: pure functions, no window.
 #include <gtest/gtest.h>
 
-#include "ui/rowmenumodel.h"
-#include "ui/typingterminal.h"
+#include "ui/connection/typingterminal.h"
+#include "ui/message/rowmenumodel.h"
 
 using namespace Qt::StringLiterals;
 

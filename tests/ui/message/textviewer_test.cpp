@@ -7,7 +7,7 @@
 #include <QMessageBox>
 #include <QTextBlock>
 
-#include "ui/textviewerwindow.h"
+#include "ui/message/textviewerwindow.h"
 
 using namespace Qt::StringLiterals;
 

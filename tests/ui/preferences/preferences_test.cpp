@@ -2,8 +2,8 @@
 #include <QCheckBox>
 #include <QDoubleSpinBox>
 
-#include "ui/preferenceswindow.h"
-#include "uitestsupport.h"
+#include "ui/preferences/preferenceswindow.h"
+#include "ui/uitestsupport.h"
 
 namespace vf::ui::test {
 namespace {

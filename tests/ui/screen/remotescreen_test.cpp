@@ -7,8 +7,8 @@
 
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
-#include "ui/remotescreenmonitorsheet.h"
-#include "ui/screenimageview.h"
+#include "ui/screen/remotescreenmonitorsheet.h"
+#include "ui/screen/screenimageview.h"
 
 namespace vf::ui {
 namespace {

@@ -4,8 +4,8 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 
-#include "ui/highlightdelegate.h"
-#include "uitestsupport.h"
+#include "ui/table/highlightdelegate.h"
+#include "ui/uitestsupport.h"
 
 namespace vf::ui::test {
 namespace {

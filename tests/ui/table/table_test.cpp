@@ -6,8 +6,8 @@
 #include <QSignalSpy>
 #include <QStringListModel>
 
-#include "ui/highlightdelegate.h"
-#include "uitestsupport.h"
+#include "ui/table/highlightdelegate.h"
+#include "ui/uitestsupport.h"
 
 namespace vf::ui::test {
 namespace {
