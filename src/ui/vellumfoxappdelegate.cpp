@@ -25,10 +25,10 @@
 #include "ui/table/levelstyles.h"
 #include "ui/table/logtablemodel.h"
 #include "ui/table/searchcontroller.h"
-#include "ui/table/selectabletableview.h"
 #include "ui/table/tablecolumns.h"
 #include "ui/table/tablefollower.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
 #include "ui/window/statusline.h"
 #include "ui/window/windowstate.h"
 

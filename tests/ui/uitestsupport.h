@@ -20,10 +20,10 @@
 #include "ui/message/messageactions.h"
 #include "ui/table/logtablemodel.h"
 #include "ui/table/searchcontroller.h"
-#include "ui/table/selectabletableview.h"
 #include "ui/table/tablefollower.h"
 #include "ui/vellumfoxappdelegate.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
 #include "ui/window/statusline.h"
 
 namespace vf::ui::test {

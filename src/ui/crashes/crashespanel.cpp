@@ -18,8 +18,8 @@
 #include "core/log/logdatasource.h"
 #include "core/log/logexport.h"
 #include "core/support/logger.h"
-#include "ui/table/selectabletableview.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
 
 using namespace Qt::StringLiterals;
 

@@ -16,7 +16,7 @@
 #include <memory>
 
 #include "core/filter/filterlibrary.h"
-#include "ui/table/selectabletableview.h"
+#include "ui/window/selectabletableview.h"
 
 class QItemSelection;
 class QMessageBox;

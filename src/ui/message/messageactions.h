@@ -18,7 +18,7 @@
 
 #include "core/log/logrow.h"
 #include "ui/message/rowmenumodel.h"
-#include "ui/table/selectabletableview.h"
+#include "ui/window/selectabletableview.h"
 
 class QMenu;
 

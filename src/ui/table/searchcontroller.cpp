@@ -7,9 +7,9 @@
 #include "core/log/logsearch.h"
 #include "ui/table/highlightdelegate.h"
 #include "ui/table/logtablemodel.h"
-#include "ui/table/selectabletableview.h"
 #include "ui/table/tablefollower.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
 #include "ui/window/statusline.h"
 
 using namespace Qt::StringLiterals;

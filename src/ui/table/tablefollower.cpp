@@ -9,8 +9,8 @@
 #include "core/log/logexport.h"
 #include "core/support/logger.h"
 #include "ui/table/logtablemodel.h"
-#include "ui/table/selectabletableview.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
 
 namespace vf::ui {
 

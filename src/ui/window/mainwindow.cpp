@@ -11,9 +11,9 @@
 #include <QToolBar>
 #include <QUrl>
 
-#include "ui/table/selectabletableview.h"
 #include "ui/window/helpmenu.h"
 #include "ui/window/icons.h"
+#include "ui/window/selectabletableview.h"
 #include "ui/window/windowstate.h"
 
 using namespace Qt::StringLiterals;

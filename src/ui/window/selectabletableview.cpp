@@ -1,4 +1,4 @@
-#include "ui/table/selectabletableview.h"
+#include "ui/window/selectabletableview.h"
 
 #include <QContextMenuEvent>
 #include <QItemSelectionModel>

@@ -3,9 +3,9 @@
 #include <QLabel>
 #include <QStatusBar>
 
-#include "ui/table/selectabletableview.h"
 #include "ui/window/elidedlabel.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
 
 using namespace Qt::StringLiterals;
 
