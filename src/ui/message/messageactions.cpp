@@ -53,8 +53,6 @@ MessageActions::MessageActions(MainWindow& window, LogTableModel& model, LogData
 
 MessageActions::~MessageActions() { delete textViewer_; }
 
-TextViewerWindow* MessageActions::textViewer() const { return textViewer_; }
-
 void MessageActions::addMenuBarItems() {
     auto* copyMessage = new QAction(u"Copy Message"_s, &window_);
     copyMessage->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C));

@@ -59,8 +59,6 @@ public:
     void userDefinedAppName();
     void openTypingTerminal();
 
-    TextViewerWindow* textViewer() const;
-
     // TableViewMenuDelegate (the log table).
     QMenu* menuForTableView(SelectableTableView* view, int column, int row) override;
     bool onKeyEventForTableView(SelectableTableView* view, QKeyEvent* event) override;
