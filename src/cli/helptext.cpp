@@ -58,16 +58,18 @@ constexpr char16_t kFilters[] =
                       predicate of its own ("p: type == 'E'").
   A filter that cannot be parsed, or names a key rows do not have, is an
   error (exit status 2), never a silent pass. Keys: idx time app pid tid
-  type name text ("name" is the tag).
+  type name text uid ("name" is the tag, "uid" the log's uid column).
 )";
 
 constexpr char16_t kFormats[] =
     uR"(Formats (--format):
   text   the viewer's saved-text layout: "time app(pid) tid type tag: text"
+         ("time uid app(pid) ..." for rows with a uid)
   tsv    the viewer's copy layout: time, app, pid, tid, type, tag, text
          separated by tabs, line breaks inside values turned into blanks
   json   one object per line with the keys idx, time, app, pid, tid, type,
-         name, text in this order (idx a number, the others strings)
+         name, text, uid in this order (idx a number, the others strings;
+         uid is the log's uid column, empty when it has none)
 )";
 
 constexpr char16_t kDevices[] =
@@ -175,7 +177,7 @@ constexpr char16_t kCheckFilter[] =
 Parses a filter and prints its canonical text (what the viewer stores). On
 an error prints the message with its position and a caret under the spot,
 and exits with status 2. A key rows do not have (keys: idx time app pid tid
-type name text) is such an error, at the key's position.
+type name text uid) is such an error, at the key's position.
 )";
 
 }  // namespace

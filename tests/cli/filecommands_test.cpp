@@ -85,7 +85,7 @@ TEST_F(FileCommandsTest, JsonOutputParsesBackToTheSameRows) {
         const QJsonDocument doc = QJsonDocument::fromJson(lines.at(i).toUtf8(), &error);
         ASSERT_EQ(error.error, QJsonParseError::NoError) << lines.at(i).toStdString();
         const QJsonObject object = doc.object();
-        EXPECT_EQ(object.keys().size(), 8);
+        EXPECT_EQ(object.keys().size(), vf::kRowKeyCount);
         EXPECT_TRUE(object.value(u"idx"_s).isDouble());
         EXPECT_EQ(uint64_t(object.value(u"idx"_s).toDouble()), rows.at(i)->idx());
         for (int k = 1; k < vf::kRowKeyCount; ++k) {

@@ -10,13 +10,16 @@
 
 namespace vf {
 
-enum class RowKey : uint8_t { Idx, Time, App, Pid, Tid, Type, Name, Text };
+// `uid` is the log's uid column ("-v uid"), as the device printed it: a
+// number such as 10152 or a short user name such as shell or u0_a5; empty
+// when the log has no such column.
+enum class RowKey : uint8_t { Idx, Time, App, Pid, Tid, Type, Name, Text, Uid };
 
-inline constexpr int kRowKeyCount = 8;
+inline constexpr int kRowKeyCount = 9;
 
 // The row keys, spelled exactly, in their fixed order.
 inline constexpr std::array<std::string_view, kRowKeyCount> kRowKeyNames{
-    "idx", "time", "app", "pid", "tid", "type", "name", "text"};
+    "idx", "time", "app", "pid", "tid", "type", "name", "text", "uid"};
 
 inline constexpr std::string_view rowKeyName(RowKey key) { return kRowKeyNames[size_t(key)]; }
 

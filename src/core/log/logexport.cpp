@@ -23,6 +23,10 @@ void appendSavedLine(Out& out, const Row& row) {
     const auto add = [&out](std::string_view s) { out.append(s.data(), decltype(out.size())(s.size())); };
     add(row.time());
     add(" ");
+    if (const std::string_view uid = row.uid(); !uid.empty()) {
+        add(uid);
+        add(" ");
+    }
     add(row.app());
     add("(");
     add(row.pid());
@@ -148,8 +152,8 @@ std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSour
         plist_t entry = plist_array_get_item(logdata, i);
         if (plist_get_node_type(entry) != PLIST_DICT) continue;
         RowValues values;
-        for (const RowKey key : kWrittenKeys)
-            values[key] = plistText(plist_dict_get_item(entry, rowKeyName(key).data()));
+        for (int k = 1; k < kRowKeyCount; ++k)
+            values[RowKey(k)] = plistText(plist_dict_get_item(entry, rowKeyName(RowKey(k)).data()));
         const auto idx = plistIndex(plist_dict_get_item(entry, "idx"));
         values.idx = idx ? *idx : nextIndex();
         rows.append(arena.make(values));
