@@ -12,6 +12,7 @@
 
 #include "core/log/linesplit.h"
 #include "core/log/logparser.h"
+#include "core/log/processidentity.h"
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
 
@@ -146,6 +147,7 @@ std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& n
         if (!isLongEnough(line)) continue;
         if (RowPtr row = parseThreadTimeLine(arena, line, format, nextIndex)) rows.append(std::move(row));
     }
+    nameRowsFromLog(rows);
     return rows;
 }
 
