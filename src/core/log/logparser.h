@@ -67,7 +67,7 @@ std::vector<std::string> joinLongFormatArray(const std::vector<std::string_view>
 // Reads a whole text file into rows (UTF-8, then a detected encoding, then
 // ISO Latin-1). nullopt when the file cannot be read or its layout cannot be told.
 // Rows without an app get the one the file's own start lines and uid column
-// give their pid (nameRowsFromLog). Blocks while it reads and parses: call
+// give their pid (FileRowNamer). Blocks while it reads and parses: call
 // it off the main thread. The rows own the file's text; nothing else is
 // kept. Does not clear any store.
 std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& nextIndex);

@@ -1,16 +1,20 @@
 #include "core/log/processidentity.h"
 
-#include <charconv>
+#include <algorithm>
 
 namespace vf {
 
 namespace {
 
+// Every row's pid is read: kept to a plain loop over its digits.
 std::optional<uint32_t> pidNumber(std::string_view pid) {
+    if (pid.empty() || pid.size() > 9) return std::nullopt;
     uint32_t value = 0;
-    const auto [end, error] = std::from_chars(pid.data(), pid.data() + pid.size(), value);
-    if (error != std::errc() || end != pid.data() + pid.size() || value == 0) return std::nullopt;
-    return value;
+    for (const char c : pid) {
+        if (c < '0' || c > '9') return std::nullopt;
+        value = value * 10 + uint32_t(c - '0');
+    }
+    return value != 0 ? std::optional<uint32_t>(value) : std::nullopt;
 }
 
 // Where a life that follows the pid's known history begins: at the start of
@@ -30,8 +34,9 @@ std::string joined(const std::vector<std::string>& names) {
 
 }  // namespace
 
-bool ProcessIdentityTable::observe(const Row& row) {
-    const uint64_t at = row.idx();
+bool ProcessIdentityTable::observe(const Row& row) { return observe(row, row.idx()); }
+
+bool ProcessIdentityTable::observe(const Row& row, uint64_t at) {
     bool changed = false;
     const std::string_view type = row.type();
     // Start and death lines are written at level I, a crash's "Process:" at E.
@@ -138,12 +143,20 @@ void ProcessIdentityTable::noteUid(uint32_t uid) {
     if (isAppUid(uid) && packages_.packagesOf(uid).empty()) wantsPackages_ = true;
 }
 
-const ProcessLife* ProcessIdentityTable::lifeAt(uint32_t pid, uint64_t at) const {
+const ProcessLife* ProcessIdentityTable::lifeAt(uint32_t pid, uint64_t at, uint64_t* until) const {
+    uint64_t unused = 0;
+    uint64_t& last = until != nullptr ? *until : unused;
+    last = UINT64_MAX;
     const auto it = lives_.find(pid);
     if (it == lives_.end()) return nullptr;
     for (auto life = it->second.rbegin(); life != it->second.rend(); ++life) {
-        if (life->since > at) continue;
-        return life->diedAt && at > *life->diedAt ? nullptr : &*life;
+        if (life->since > at) {
+            last = life->since - 1;
+            continue;
+        }
+        if (life->diedAt && at > *life->diedAt) return nullptr;
+        if (life->diedAt) last = std::min(last, *life->diedAt);
+        return &*life;
     }
     return nullptr;
 }
@@ -198,20 +211,36 @@ void ProcessIdentityTable::clear() {
     wantsPackages_ = false;
 }
 
-void nameRowsFromLog(const RowList& rows) {
-    ProcessIdentityTable table;
-    for (const RowPtr& row : rows) table.observe(*row);
-    if (table.empty()) return;
-    // Rows of one life share one label.
-    std::unordered_map<const ProcessLife*, std::string> labels;
-    for (const RowPtr& row : rows) {
-        if (!row->app().empty()) continue;
-        const auto pid = pidNumber(row->pid());
-        const ProcessLife* life = pid ? table.lifeAt(*pid, row->idx()) : nullptr;
-        if (life == nullptr) continue;
-        auto label = labels.find(life);
-        if (label == labels.end()) label = labels.emplace(life, table.appAt(*pid, row->idx())).first;
-        if (!label->second.empty()) row->setUnsharedApp(label->second);
+// Positions are the rows' ordinals in the file, so that naming them needs
+// neither their idx nor their pid read again from memory long gone cold.
+void FileRowNamer::observe(const Row& row) {
+    const uint64_t at = pids_.size();
+    table_.observe(row, at);
+    const auto pid = row.app().empty() ? pidNumber(row.pid()) : std::nullopt;
+    pids_.push_back(pid.value_or(0));
+}
+
+void FileRowNamer::nameRows(const RowList& rows) {
+    if (table_.empty()) return;
+    // Rows of one life come close together: a cache of the answer for a
+    // pid and the positions it holds for spares most lookups.
+    struct Answer {
+        uint32_t pid = 0;
+        uint64_t until = 0;
+        std::string app;
+    };
+    std::vector<Answer> answers(1024);
+    const size_t count = std::min(size_t(rows.size()), pids_.size());
+    for (size_t at = 0; at < count; ++at) {
+        const uint32_t pid = pids_[at];
+        if (pid == 0) continue;
+        Answer& answer = answers[(pid * 2654435761u) >> 22];
+        if (answer.pid != pid || at > answer.until) {
+            uint64_t until = 0;
+            const ProcessLife* life = table_.lifeAt(pid, at, &until);
+            answer = Answer{pid, until, life != nullptr ? table_.appAt(pid, at) : std::string()};
+        }
+        if (!answer.app.empty()) rows[qsizetype(at)]->setUnsharedApp(answer.app);
     }
 }
 

@@ -65,6 +65,8 @@ public:
     // crash or death line, and its uid column. True when some pid's app may
     // have changed (rows waiting for a name can be asked about again).
     bool observe(const Row& row);
+    // The same at another position (rows numbered by the caller).
+    bool observe(const Row& row, uint64_t at);
 
     // The same, from lines already read (positions in log order).
     void started(uint32_t pid, std::string_view process, std::optional<uint32_t> uid, std::string_view time,
@@ -80,8 +82,9 @@ public:
     void setPackages(PackageMap packages);
 
     // The life of `pid` at position `at`; null when none is known (or its
-    // process had died by then).
-    const ProcessLife* lifeAt(uint32_t pid, uint64_t at) const;
+    // process had died by then). `until`, when given, is set to the last
+    // position from `at` on for which the same answer holds.
+    const ProcessLife* lifeAt(uint32_t pid, uint64_t at, uint64_t* until = nullptr) const;
     // The app shown for `pid` at `at`: the process name, else the packages
     // of its uid (the package manager's, or those start lines showed for
     // that uid), with "@user" outside user 0. Empty when unknown.
@@ -114,8 +117,18 @@ private:
 
 // Names the rows of a log read from a file: every row whose app is empty
 // gets the app that the file's own start lines, am_proc_start lines and
-// uid column give its pid at that row. The rows must not be shared yet
-// (Row::setUnsharedApp). Cheap when the file has none of these.
-void nameRowsFromLog(const RowList& rows);
+// uid column give its pid at that row. observe() takes each row as it is
+// made (its line is still in the cache then), in order, nameRows() the
+// rows at the end; they must not be shared yet (Row::setUnsharedApp).
+// Cheap when the file has none of these lines. One thread.
+class FileRowNamer final {
+public:
+    void observe(const Row& row);
+    void nameRows(const RowList& rows);
+
+private:
+    ProcessIdentityTable table_;
+    std::vector<uint32_t> pids_;  // per observed row: its pid; 0 when it has an app or no pid
+};
 
 }  // namespace vf
