@@ -29,9 +29,10 @@ belong to it. One line per crash:
                   (same device choice, ADB server and reconnection), and
                   print each crash once its block is complete: the thread
                   that wrote it writes a line that is not part of it, or
-                  2,000 lines pass without one, or the device goes away, or
-                  the stream ends (Ctrl+C or SIGTERM, exit status 0). A
-                  crash cut off that way is printed with the rows it has.
+                  the system reports its process dead, or 2,000 lines pass
+                  without one, or the device goes away, or the stream ends
+                  (Ctrl+C or SIGTERM, exit status 0). A crash cut off that
+                  way is printed with the rows it has.
   --clear         with --stream: clear the device log first, so that only
                   new crashes are listed
   --no-reconnect  with --stream: end with exit status 1 when the device

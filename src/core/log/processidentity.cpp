@@ -6,17 +6,6 @@ namespace vf {
 
 namespace {
 
-// Every row's pid is read: kept to a plain loop over its digits.
-std::optional<uint32_t> pidNumber(std::string_view pid) {
-    if (pid.empty() || pid.size() > 9) return std::nullopt;
-    uint32_t value = 0;
-    for (const char c : pid) {
-        if (c < '0' || c > '9') return std::nullopt;
-        value = value * 10 + uint32_t(c - '0');
-    }
-    return value != 0 ? std::optional<uint32_t>(value) : std::nullopt;
-}
-
 // Where a life that follows the pid's known history begins: at the start of
 // the log when nothing is known of the pid, after the death of the one
 // before, else at `at` (an owner is known up to here).

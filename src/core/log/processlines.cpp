@@ -83,6 +83,17 @@ std::optional<uint32_t> appUserName(std::string_view name) {
 
 }  // namespace
 
+// Every row's pid is read: kept to a plain loop over its digits.
+std::optional<uint32_t> pidNumber(std::string_view pid) {
+    if (pid.empty() || pid.size() > 9) return std::nullopt;
+    uint32_t value = 0;
+    for (const char c : pid) {
+        if (!isDigit(c)) return std::nullopt;
+        value = value * 10 + uint32_t(c - '0');
+    }
+    return value != 0 ? std::optional<uint32_t>(value) : std::nullopt;
+}
+
 std::string appLabel(std::string_view name, std::optional<uint32_t> uid) {
     std::string label(name);
     if (uid && userOfUid(*uid) != 0 && !label.empty()) label += '@' + std::to_string(userOfUid(*uid));

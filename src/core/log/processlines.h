@@ -23,6 +23,9 @@ constexpr uint32_t userOfUid(uint32_t uid) { return uid / kUidsPerUser; }
 constexpr uint32_t appIdOfUid(uint32_t uid) { return uid % kUidsPerUser; }
 constexpr bool isAppUid(uint32_t uid) { return appIdOfUid(uid) >= kFirstAppId && appIdOfUid(uid) <= kLastAppId; }
 
+// A row's pid as a number; nothing for "---", an empty pid or 0.
+std::optional<uint32_t> pidNumber(std::string_view pid);
+
 // How an app is shown: its name, with "@user" for users other than 0
 // ("com.example@10" is com.example in user 10 or a work profile).
 std::string appLabel(std::string_view name, std::optional<uint32_t> uid);
