@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/filters.h"
 #include "cli/logfile.h"
 #include "cli/rowwriter.h"
 
@@ -12,7 +13,7 @@ namespace vf::cli {
 namespace {
 
 constexpr char16_t kCrashesHelp[] =
-    uR"(usage: vellumfox-cli crashes FILE [--json]
+    uR"(usage: vellumfox-cli crashes FILE [--json] [--package NAME]...
        vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] crashes --stream [--json]
                      [--clear] [--no-reconnect]
 
@@ -25,6 +26,8 @@ belong to it. One line per crash:
 
   --json          one JSON object per line with the keys kind, app, pid,
                   time, title, rows (the number of rows), firstIdx, lastIdx
+  --package NAME  with FILE: only the crashes of this app (repeatable); see
+                  "vellumfox-cli help convert"
   --stream        read the device log instead of a file, as "stream" does
                   (same device choice, ADB server and reconnection), and
                   print each crash once its block is complete: the thread
@@ -80,7 +83,9 @@ int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err) 
     for (const RowPtr& row : log.rows) detector.feed(*row);
     detector.finish();
     const bool json = options.format == OutputFormat::Json;
-    for (const CrashRecord& crash : detector.crashes()) out << (json ? crashJsonLine(crash) : crashTextLine(crash)) << '\n';
+    for (const CrashRecord& crash : detector.crashes()) {
+        if (isOfPackages(crash.app, options.packages)) out << (json ? crashJsonLine(crash) : crashTextLine(crash)) << '\n';
+    }
     out.flush();
     return kExitOk;
 }

@@ -119,16 +119,22 @@ received so far, with exit status 0.
 
 constexpr char16_t kConvert[] =
     uR"(usage: vellumfox-cli convert FILE [--filter PREDICATE]... [--quick TEXT]
-                                   [--format text|tsv|json] [--count]
+                                   [--package NAME]... [--format text|tsv|json]
+                                   [--count]
 
 Opens a saved log as the viewer opens it: a file named *.vellumfox that holds
 a property-list dictionary is read for its "logdata" rows; anything else is
 read as logcat text in any of the layouts the viewer knows, detected from the
-first lines. Writes the rows that pass the filter.
+first lines. Rows get their app from the start lines, am_proc_start lines and
+uid column the file holds. Writes the rows that pass the filter.
 
   --filter PREDICATE  see "Filters" below (repeatable)
   --saved NAME        a filter saved in the viewer (repeatable)
   --quick TEXT        the quick-filter field
+  --package NAME      only the rows of this app: every process of the package
+                      (com.example, com.example:remote) in every user, or in
+                      one user with NAME@USER (com.example@10, as an app in a
+                      work profile shows); repeatable, any of them passes
   --format FORMAT     text (default), tsv or json
   --count             print only the number of rows that pass
 )";

@@ -22,7 +22,7 @@ constexpr std::array kCommands{
 };
 
 enum class Opt {
-    Serial, Host, Port, Filter, Quick, Saved, Clear, Tags, Format, NoColor, NoReconnect, Stream, Json, Count, Help,
+    Serial, Host, Port, Filter, Quick, Saved, Package, Clear, Tags, Format, NoColor, NoReconnect, Stream, Json, Count, Help,
     Version
 };
 
@@ -41,6 +41,7 @@ const OptionDef kOptions[] = {
     {Opt::Filter, "--filter", true, {Command::Stream, Command::Convert}},
     {Opt::Quick, "--quick", true, {Command::Stream, Command::Convert}},
     {Opt::Saved, "--saved", true, {Command::Stream, Command::Convert}},
+    {Opt::Package, "--package", true, {Command::Convert, Command::Crashes}},
     {Opt::Clear, "--clear", false, {Command::Stream, Command::Crashes}},
     {Opt::Tags, "--tags", true, {Command::Stream}},
     {Opt::Format, "--format", true, {Command::Stream, Command::Convert}},
@@ -95,6 +96,10 @@ QString applyOption(CliOptions& o, const SeenOption& seen) {
     case Opt::Filter: o.filters.append(v); break;
     case Opt::Quick: o.quick = v; break;
     case Opt::Saved: o.saved.append(v); break;
+    case Opt::Package:
+        if (v.isEmpty()) return u"--package needs a package name"_s;
+        o.packages.append(v);
+        break;
     case Opt::Clear: o.clear = true; break;
     case Opt::Tags: o.tags = v; break;
     case Opt::Format: {
@@ -162,6 +167,7 @@ QString takePositionals(CliOptions& o, const QStringList& positionals) {
     case Command::Crashes:
         if (o.stream) {
             if (!positionals.isEmpty()) return u"crashes: a FILE cannot be read with --stream"_s;
+            if (!o.packages.isEmpty()) return u"crashes: --package takes a FILE, not --stream"_s;
             return {};
         }
         if (o.clear || o.noReconnect) return u"crashes: --clear and --no-reconnect need --stream"_s;

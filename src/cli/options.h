@@ -32,6 +32,7 @@ struct CliOptions {
     QStringList filters;  // every --filter, in order
     QString quick;        // --quick
     QStringList saved;    // every --saved NAME, in order
+    QStringList packages; // every --package NAME (convert, crashes FILE): rows or crashes of these apps
 
     // stream
     bool clear = false;
