@@ -81,6 +81,21 @@ std::optional<uint32_t> appUserName(std::string_view name) {
     return id ? std::optional<uint32_t>(*user * kUidsPerUser + *id) : std::nullopt;
 }
 
+// "PREFIX NAME SEPARATOR PID SUFFIX...", the shape of the lines that name
+// the process of a pid.
+std::optional<NamedPid> namedPid(std::string_view text, std::string_view prefix, std::string_view separator,
+                                 std::string_view suffix) {
+    text = trimmed(text);
+    if (!takePrefix(text, prefix)) return std::nullopt;
+    const size_t at = text.find(separator);
+    if (at == std::string_view::npos) return std::nullopt;
+    std::string_view rest = text.substr(at + separator.size());
+    const auto pid = takeNumber(rest);
+    const std::string_view process = text.substr(0, at);
+    if (!pid || *pid == 0 || !takePrefix(rest, suffix) || !isProcessName(process)) return std::nullopt;
+    return NamedPid{*pid, process};
+}
+
 }  // namespace
 
 // Every row's pid is read: kept to a plain loop over its digits.
@@ -164,27 +179,11 @@ std::optional<ProcessStart> parseAmProcStart(std::string_view text) {
 }
 
 std::optional<NamedPid> parseCrashProcess(std::string_view text) {
-    text = trimmed(text);
-    if (!takePrefix(text, "Process: "sv)) return std::nullopt;
-    const size_t comma = text.find(", PID: "sv);
-    if (comma == std::string_view::npos) return std::nullopt;
-    std::string_view rest = text.substr(comma + 7);
-    const auto pid = takeNumber(rest);
-    const std::string_view process = text.substr(0, comma);
-    if (!pid || *pid == 0 || !isProcessName(process)) return std::nullopt;
-    return NamedPid{*pid, process};
+    return namedPid(text, "Process: "sv, ", PID: "sv, {});
 }
 
 std::optional<NamedPid> parseProcessDied(std::string_view text) {
-    text = trimmed(text);
-    if (!takePrefix(text, "Process "sv)) return std::nullopt;
-    const size_t open = text.find(" (pid "sv);
-    if (open == std::string_view::npos) return std::nullopt;
-    std::string_view rest = text.substr(open + 6);
-    const auto pid = takeNumber(rest);
-    const std::string_view process = text.substr(0, open);
-    if (!pid || *pid == 0 || !takePrefix(rest, ") has died"sv) || !isProcessName(process)) return std::nullopt;
-    return NamedPid{*pid, process};
+    return namedPid(text, "Process "sv, " (pid "sv, ") has died"sv);
 }
 
 std::optional<uint32_t> parseFormattedUid(std::string_view text) {
