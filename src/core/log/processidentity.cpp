@@ -15,12 +15,6 @@ uint64_t sinceFor(const std::vector<ProcessLife>& lives, uint64_t at) {
     return died && *died < at ? *died + 1 : at;
 }
 
-std::string joined(const std::vector<std::string>& names) {
-    std::string text;
-    for (const std::string& name : names) text.append(text.empty() ? "" : ",").append(name);
-    return text;
-}
-
 }  // namespace
 
 bool ProcessIdentityTable::observe(const Row& row) { return observe(row, row.idx()); }
@@ -150,27 +144,28 @@ const ProcessLife* ProcessIdentityTable::lifeAt(uint32_t pid, uint64_t at, uint6
     return nullptr;
 }
 
-std::string ProcessIdentityTable::packagesLabel(uint32_t uid) const {
-    if (!isAppUid(uid)) return {};
-    const auto& listed = packages_.packagesOf(uid);
-    return joined(listed.empty() ? learnedPackages_.packagesOf(uid) : listed);
+const std::vector<std::string>& ProcessIdentityTable::packagesOf(std::optional<uint32_t> uid) const {
+    static const std::vector<std::string> kNone;
+    if (!uid || !isAppUid(*uid)) return kNone;
+    const auto& listed = packages_.packagesOf(*uid);
+    return listed.empty() ? learnedPackages_.packagesOf(*uid) : listed;
 }
 
 std::string ProcessIdentityTable::appAt(uint32_t pid, uint64_t at) const {
     const ProcessLife* life = lifeAt(pid, at);
     if (life == nullptr) return {};
-    if (life->nameSource >= IdentitySource::DeathOrCrash) return appLabel(life->process, life->uid);
+    const auto& packages = packagesOf(life->uid);
+    if (life->nameSource >= IdentitySource::DeathOrCrash || packages.empty())
+        return appLabel(life->process, life->uid);
     // The process table's name is the more precise one (it tells a
     // ":remote" process from its app), but it may be stale: it only stands
-    // when it is one of the uid's packages.
-    const std::string packages = life->uid ? packagesLabel(*life->uid) : std::string();
-    if (!packages.empty()) {
-        const std::string_view package = std::string_view(life->process).substr(0, life->process.find(':'));
-        const bool fits = !package.empty() && ("," + packages + ",").find("," + std::string(package) + ",") !=
-                                                  std::string::npos;
-        return appLabel(fits ? life->process : packages, life->uid);
-    }
-    return appLabel(life->process, life->uid);
+    // when it is a process of one of the uid's packages.
+    const std::string package = life->process.substr(0, life->process.find(':'));
+    if (std::find(packages.begin(), packages.end(), package) != packages.end())
+        return appLabel(life->process, life->uid);
+    std::string names;
+    for (const std::string& name : packages) names.append(names.empty() ? "" : ",").append(name);
+    return appLabel(names, life->uid);
 }
 
 std::string ProcessIdentityTable::appAt(std::string_view pid, uint64_t at) const {

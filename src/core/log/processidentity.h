@@ -41,6 +41,8 @@
 
 namespace vf {
 
+// What named a life, weakest first. The uid's packages name no life: they
+// are looked up when the life is asked about, so a later listing counts.
 enum class IdentitySource : uint8_t { None, ProcessTable, DeathOrCrash, Start };
 
 struct ProcessLife {
@@ -105,7 +107,8 @@ private:
     using Lives = std::vector<ProcessLife>;
 
     ProcessLife& newLife(Lives& lives, uint64_t at);
-    std::string packagesLabel(uint32_t uid) const;
+    // The package manager's packages of an app uid, else those start lines showed.
+    const std::vector<std::string>& packagesOf(std::optional<uint32_t> uid) const;
     void learnPackage(uint32_t uid, std::string_view process);
     void noteUid(uint32_t uid);
 
