@@ -22,7 +22,8 @@ constexpr std::array kCommands{
 };
 
 enum class Opt {
-    Serial, Host, Port, Filter, Quick, Saved, Package, Clear, Tags, Format, NoColor, NoReconnect, Stream, Json, Count, Help,
+    Serial, Host, Port, Filter, Quick, Saved, Query, Package, Clear, Tags, Format, NoColor, NoReconnect, Stream, Json,
+    Count, Help,
     Version
 };
 
@@ -38,9 +39,10 @@ const OptionDef kOptions[] = {
     {Opt::Serial, "-s", true, {}},
     {Opt::Host, "-H", true, {}},
     {Opt::Port, "-P", true, {}},
-    {Opt::Filter, "--filter", true, {Command::Stream, Command::Convert}},
+    {Opt::Filter, "--filter", true, {Command::Stream, Command::Convert, Command::Crashes}},
     {Opt::Quick, "--quick", true, {Command::Stream, Command::Convert}},
-    {Opt::Saved, "--saved", true, {Command::Stream, Command::Convert}},
+    {Opt::Saved, "--saved", true, {Command::Stream, Command::Convert, Command::Crashes}},
+    {Opt::Query, "--query", true, {Command::Stream, Command::Convert, Command::Crashes}},
     {Opt::Package, "--package", true, {Command::Convert, Command::Crashes}},
     {Opt::Clear, "--clear", false, {Command::Stream, Command::Crashes}},
     {Opt::Tags, "--tags", true, {Command::Stream}},
@@ -96,6 +98,7 @@ QString applyOption(CliOptions& o, const SeenOption& seen) {
     case Opt::Filter: o.filters.append(v); break;
     case Opt::Quick: o.quick = v; break;
     case Opt::Saved: o.saved.append(v); break;
+    case Opt::Query: o.queries.append(v); break;
     case Opt::Package:
         if (v.isEmpty()) return u"--package needs a package name"_s;
         o.packages.append(v);

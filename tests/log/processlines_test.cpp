@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "core/filter/fieldsource.h"
 #include "core/log/processlines.h"
 
 namespace vf {
@@ -91,6 +92,10 @@ TEST(ProcessLines, UsersShowAndPackagesMatch) {
         {"com.example", "com.example@10", false},    {"com.example.other", "com.example", false},
         {"com.example@10", "com.example@11", false}, {"", "", false}};
     for (const auto& [app, package, matches] : cases) EXPECT_EQ(appIsPackage(app, package), matches) << app << " " << package;
+    // The filter language's package key agrees.
+    EXPECT_EQ(packageOf("com.example:remote@10"), "com.example");
+    EXPECT_EQ(packageOf("com.example@10"), "com.example");
+    EXPECT_EQ(packageOf("mail@host"), "mail@host");
 }
 
 }  // namespace
