@@ -56,7 +56,9 @@ public:
 
     // Pure helpers.
     // The device characters of a key press: the low byte of each typed
-    // character, with the arrows as 0-3, Tab 9, Return 13, Backspace 127.
+    // character, with the arrows as 0-3, Tab 9, Return 13, Backspace 127,
+    // Escape 27, and the function keys (F1-F35, Insert, Home, End, Page
+    // Up/Down) as the low byte of the platform's private-use characters.
     static QByteArray charactersForKey(int key, Qt::KeyboardModifiers modifiers, const QString& text);
     // The input for one such character; `command` is Ctrl (Command) held.
     static InputWrapper inputForChar(char c, bool command);
