@@ -106,6 +106,9 @@ public:
     void startLogging();
     // Stops, and stops reconnecting.
     void stopLogging();
+    // Ends the run only: a session that follows its device reconnects to it
+    // as after a lost stream.
+    void interruptRun() { run_.stop(); }
     // The Run/Stop button: stops a run, gives up waiting for a lost device,
     // or starts.
     void toggle();

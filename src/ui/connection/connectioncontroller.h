@@ -3,7 +3,8 @@
 // It drives the session from the Run/Stop button and the device picker, and
 // turns the session's reports into the window's title, the button, notes on
 // the status line and the alerts. The session decides; this class words it.
-// It is the only writer of the window's title and of the Run/Stop action.
+// It is the only writer of the window's title ("model — serial [STATE]")
+// and of the Run/Stop action (Stop only while a device streams).
 //
 // Main thread only (it is the session's delegate, whose calls arrive there).
 // The window, the status line and the session outlive it.
@@ -24,7 +25,12 @@ class DevicePickerSheet;
 class MainWindow;
 class StatusLine;
 
-// "id - name" (or "- product"), with the state when it is not "device".
+// How the viewer names a device, in the title and the device lists:
+// "model — serial", or the serial alone while the model is not known,
+// then " [TAG]" when `tag` is not empty ("PAUSED", "UNAUTHORIZED" ...).
+QString deviceTitle(const QString& serial, const std::optional<QString>& model, const QString& tag = {});
+// A listed device: its model, else its product; its state as the tag when it
+// is not ready ("device").
 QString deviceTitle(const DeviceRecord& record);
 
 class ConnectionController final : public QObject, public LogSessionDelegate {
@@ -43,6 +49,9 @@ public:
     void onConnectButtonPressed();
     void startLogging();
     void stopLogging();
+    // Ends the stream but keeps following the device: it comes back with
+    // the next reconnect.
+    void interruptRun();
     // The file `path` is shown instead of a device: logging stops, the window
     // is named after the file, and the next device starts afresh.
     void showingFile(const QString& path);
@@ -65,6 +74,8 @@ private:
     void onPickerClosed(int code);
     void resetConnectButton();
     void setOfflineTitle();
+    // The title for the device of the last run, tagged.
+    void showDeviceTitle(const QString& tag);
     QString stateAdvice(const SessionNotice& notice) const;
 
     MainWindow& window_;
@@ -75,7 +86,9 @@ private:
     QPointer<QMessageBox> currentAlert_;
     DeviceList pickerDevices_;  // what the picker's entries mean
     bool isDatasourceDevice_ = true;
-    std::optional<QString> lastTitle_;
+    // The device the title names (the last one streamed or waited for).
+    QString titleSerial_;
+    std::optional<QString> titleModel_;
 };
 
 }  // namespace vf::ui
