@@ -30,6 +30,12 @@ QString firstLocalFile(const QMimeData* mime) {
 
 }  // namespace
 
+QList<QKeySequence> findNextKeys() { return {QKeySequence(Qt::CTRL | Qt::Key_G), QKeySequence(Qt::Key_F3)}; }
+
+QList<QKeySequence> findPreviousKeys() {
+    return {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_G), QKeySequence(Qt::SHIFT | Qt::Key_F3)};
+}
+
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     setWindowIcon(bundledIcon(u"vellumfox"_s));
     setAcceptDrops(true);
@@ -58,8 +64,10 @@ void MainWindow::createActions() {
     newWindowAction = make(u"New Window"_s, themedIcon(u"window-new"_s, u"newwindow"_s), QKeySequence::New);
     copyAction = make(u"Copy"_s, themedIcon(u"edit-copy"_s, u"copy"_s), QKeySequence::Copy);
     findAction = make(u"Find"_s, themedIcon(u"edit-find"_s, u"search"_s), QKeySequence::Find);
-    findNextAction = make(u"Find Next"_s, QIcon(), QKeySequence(Qt::CTRL | Qt::Key_G));
-    findPreviousAction = make(u"Find Previous"_s, QIcon(), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_G));
+    findNextAction = make(u"Find Next"_s, QIcon(), QKeySequence());
+    findNextAction->setShortcuts(findNextKeys());
+    findPreviousAction = make(u"Find Previous"_s, QIcon(), QKeySequence());
+    findPreviousAction->setShortcuts(findPreviousKeys());
     biggerFontAction = make(u"Bigger Font"_s, themedIcon(u"zoom-in"_s, u"zoomin"_s), QKeySequence::ZoomIn);
     smallerFontAction = make(u"Smaller Font"_s, themedIcon(u"zoom-out"_s, u"zoomout"_s), QKeySequence::ZoomOut);
     preferencesAction = make(u"Preferences…"_s, themedIcon(u"preferences-system"_s, u"prefs"_s),
@@ -68,6 +76,8 @@ void MainWindow::createActions() {
                               QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
     quitAction = make(u"Quit"_s, themedIcon(u"application-exit"_s, u"stop"_s), QKeySequence::Quit);
     quitAction->setMenuRole(QAction::QuitRole);
+    // The message viewer and the remote screen are windows of their own: Quit works there too.
+    quitAction->setShortcutContext(Qt::ApplicationShortcut);
     // Some platform themes bind none of these standard keys: the usual Linux
     // key comes first everywhere, the theme's own stays beside it.
     const auto alsoBind = [](QAction* action, const QKeySequence& key) {

@@ -7,6 +7,8 @@
 //
 // Main thread only.
 
+#include <QKeySequence>
+#include <QList>
 #include <QMainWindow>
 
 class QAction;
@@ -17,6 +19,11 @@ class QToolBar;
 namespace vf::ui {
 
 class SelectableTableView;
+
+// Find Next and Find Previous, the same in every window: Ctrl+G and F3,
+// Ctrl+Shift+G and Shift+F3.
+QList<QKeySequence> findNextKeys();
+QList<QKeySequence> findPreviousKeys();
 
 class MainWindow final : public QMainWindow {
     Q_OBJECT
