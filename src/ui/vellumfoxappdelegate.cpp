@@ -29,6 +29,7 @@
 #include "ui/table/tablecolumns.h"
 #include "ui/table/tablefollower.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/placement.h"
 #include "ui/window/selectabletableview.h"
 #include "ui/window/statusline.h"
 #include "ui/window/windowstate.h"
@@ -138,8 +139,9 @@ void VellumfoxAppDelegate::connectParts() {
 
     connect(filterList, &FilterListController::filterChanging, follower, &TableFollower::onFilterUpdating);
     connect(filterList, &FilterListController::filterChosen, follower, [follower] { follower->changeScrollToBottom(true); });
+    // Only the stream stops: the reconnect brings it back.
     connect(filterList, &FilterListController::importStarting, connection, [connection, session] {
-        if (session->isLogging()) connection->stopLogging();
+        if (session->isLogging()) connection->interruptRun();
     });
 
     FileController* files = p.files.get();
@@ -181,7 +183,8 @@ void VellumfoxAppDelegate::connectMenus() {
     connect(w->remoteScreenAction, &QAction::triggered, this, &VellumfoxAppDelegate::toggleRemoteScreen);
     connect(w->newWindowAction, &QAction::triggered, this,
             [] { QProcess::startDetached(QCoreApplication::applicationFilePath(), {}); });
-    connect(w->quitAction, &QAction::triggered, w, &QWidget::close);
+    // Quit ends the program, whichever of its windows are open.
+    connect(w->quitAction, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 }
 
 void VellumfoxAppDelegate::readSettings() {
@@ -223,6 +226,7 @@ void VellumfoxAppDelegate::toggleRemoteScreen() {
     }
     VF_LOG("opening mirror window: {}", parts_.session->deviceId());
     screen->setDeviceId(parts_.session->deviceId());
+    placeOnScreenOf(screen, parts_.window.get());
     screen->showWindow();
 }
 

@@ -4,6 +4,8 @@
 #include <QContextMenuEvent>
 #include <QDesktopServices>
 #include <QFontDatabase>
+#include <QKeyEvent>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
@@ -12,11 +14,13 @@
 #include <QPrinter>
 #include <QTextBlock>
 #include <QToolBar>
+#include <QVBoxLayout>
 
 #include "core/support/logger.h"
 #include "core/support/preferences.h"
 #include "core/text/links.h"
 #include "core/text/textutils.h"
+#include "ui/window/mainwindow.h"
 
 using namespace Qt::StringLiterals;
 
@@ -40,6 +44,23 @@ MessageTextView::MessageTextView(QWidget* parent) : QTextEdit(parent) {
     setAcceptRichText(false);
     setLineWrapMode(QTextEdit::WidgetWidth);
     viewport()->setMouseTracking(true);
+}
+
+void MessageTextView::copyAll() {
+    // The selection (none) comes back afterwards, as the user left it.
+    const QTextCursor kept = textCursor();
+    selectAll();
+    copy();
+    setTextCursor(kept);
+}
+
+void MessageTextView::keyPressEvent(QKeyEvent* event) {
+    if (event->matches(QKeySequence::Copy) && !textCursor().hasSelection()) {
+        copyAll();
+        event->accept();
+        return;
+    }
+    QTextEdit::keyPressEvent(event);
 }
 
 void MessageTextView::contextMenuEvent(QContextMenuEvent* event) {
@@ -75,8 +96,22 @@ void MessageTextView::mouseMoveEvent(QMouseEvent* event) {
 TextViewerWindow::TextViewerWindow(QWidget* parent) : QMainWindow(parent) {
     setWindowTitle(u"Message"_s);
     setAttribute(Qt::WA_DeleteOnClose, false);
-    textView_ = new MessageTextView(this);
-    setCentralWidget(textView_);
+    // A viewer left open does not keep the program running once the main window closed.
+    setAttribute(Qt::WA_QuitOnClose, false);
+    auto* central = new QWidget(this);
+    details_ = new QLabel(central);
+    details_->setObjectName(u"messageDetails"_s);
+    details_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    details_->setWordWrap(true);
+    details_->setContentsMargins(6, 4, 6, 2);
+    details_->hide();
+    textView_ = new MessageTextView(central);
+    auto* layout = new QVBoxLayout(central);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(details_);
+    layout->addWidget(textView_, 1);
+    setCentralWidget(central);
     createActions();
     createFindBar();
     resize(760, 520);
@@ -94,10 +129,10 @@ void TextViewerWindow::createActions() {
     QAction* findAction = bar->addAction(u"Find"_s, this, &TextViewerWindow::find);
     findAction->setShortcut(QKeySequence::Find);
     QAction* next = new QAction(u"Find Next"_s, this);
-    next->setShortcut(QKeySequence::FindNext);
+    next->setShortcuts(findNextKeys());
     connect(next, &QAction::triggered, this, &TextViewerWindow::findNext);
     QAction* previous = new QAction(u"Find Previous"_s, this);
-    previous->setShortcut(QKeySequence::FindPrevious);
+    previous->setShortcuts(findPreviousKeys());
     connect(previous, &QAction::triggered, this, &TextViewerWindow::findPrevious);
     addActions({next, previous});
     QAction* print = bar->addAction(u"Print…"_s, this, &TextViewerWindow::printDocument);
@@ -128,6 +163,16 @@ void TextViewerWindow::createFindBar() {
     findBar_->addAction(u"Next"_s, this, &TextViewerWindow::findNext);
     findBar_->addAction(u"Done"_s, findBar_, &QWidget::hide);
     connect(findField_, &QLineEdit::returnPressed, this, &TextViewerWindow::findNext);
+    // Escape in the field: the search is over, back to the text.
+    auto* done = new QAction(findField_);
+    done->setShortcut(QKeySequence(Qt::Key_Escape));
+    done->setShortcutContext(Qt::WidgetShortcut);
+    connect(done, &QAction::triggered, this, [this] {
+        findField_->clear();
+        findBar_->hide();
+        textView_->setFocus();
+    });
+    findField_->addAction(done);
     findBar_->hide();
 }
 
@@ -146,6 +191,13 @@ void TextViewerWindow::setString(const QString& text) {
     originalString_ = text;
     showText(text);
 }
+
+void TextViewerWindow::setDetails(const QString& details) {
+    details_->setText(details);
+    details_->setVisible(!details.isEmpty());
+}
+
+QString TextViewerWindow::details() const { return details_->text(); }
 
 QMessageBox* TextViewerWindow::currentAlert() const { return alert_; }
 
