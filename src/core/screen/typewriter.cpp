@@ -84,27 +84,34 @@ InputWrapper TypeWriter::inputForChar(char c, bool command) {
 }
 
 QString TypeWriter::escapeText(const QString& text) {
-    // The device's "input text" turns %s into a space; the order of these
-    // passes is part of the behaviour: "%" ends up as two backslashes and
-    // an ampersand, and the "%s" of a space is left alone.
-    QString out = text;
-    out.replace(u'%', u"\\&"_s);
-    out.replace(u' ', u"%s"_s);
-    out.replace(u'&', u"\\&"_s);
-    out.replace(u'(', u"\\("_s);
-    out.replace(u')', u"\\)"_s);
-    out.replace(u'<', u"\\<"_s);
-    out.replace(u'>', u"\\>"_s);
-    // The command runs in the device's shell: every other character it
-    // would interpret is escaped too, so typed text never runs a command.
-    static const QString kShellSpecial = u"`$|;\"'*?~!#{}[]^"_s;
-    QString safe;
-    safe.reserve(out.size() * 2);
-    for (const QChar ch : out) {
-        if (kShellSpecial.contains(ch)) safe.append(u'\\');
-        safe.append(ch);
+    // The command runs in the device's shell, so the text must reach
+    // "input text" as exactly one word, whatever was typed. A space goes as
+    // "%s", which "input text" turns back into a space. Letters, digits,
+    // the few punctuation marks no shell reads and any non-ASCII character
+    // go as they are; every other printable character behind a backslash
+    // (the backslash too), which keeps the long-standing "\&", "\(" and
+    // the like; a control character in single quotes, since a backslash
+    // before a line feed would join lines instead of quoting it. NUL cannot
+    // be passed at all and is dropped.
+    static const QString kPlain = u"%_-+.,/:=@"_s;
+    QString word;
+    word.reserve(text.size() * 2 + 2);
+    for (const QChar ch : text) {
+        const char16_t c = ch.unicode();
+        if (c == u' ') {
+            word += u"%s"_s;
+        } else if (c == 0) {
+            continue;
+        } else if (c < 0x20 || c == 0x7F) {
+            word.append(u'\'').append(ch).append(u'\'');
+        } else if (c >= 0x80 || ch.isLetterOrNumber() || kPlain.contains(ch)) {
+            word += ch;
+        } else {
+            word.append(u'\\').append(ch);
+        }
     }
-    return safe;
+    // An empty text is still one word.
+    return word.isEmpty() ? u"''"_s : word;
 }
 
 bool TypeWriter::sendKeyEvent(int key, Qt::KeyboardModifiers modifiers, const QString& text) {

@@ -60,7 +60,8 @@ public:
     static QByteArray charactersForKey(int key, Qt::KeyboardModifiers modifiers, const QString& text);
     // The input for one such character; `command` is Ctrl (Command) held.
     static InputWrapper inputForChar(char c, bool command);
-    // Text made safe for the device's shell (see the .cpp for the passes).
+    // The text as exactly one word of the device's shell whose value is the
+    // text with each space as "%s" (see the .cpp for the quoting).
     static QString escapeText(const QString& text);
 
     void socketDidConnect(AsyncSocket* socket) override;
