@@ -53,6 +53,7 @@ TEST(TypeWriter, KeysMapToTextOrAndroidKeyCodes) {
         Qt::KeyboardModifiers modifiers;
         QString text;
         QList<InputWrapper> inputs;
+        QString skipped = {};
     } cases[] = {
         {Qt::Key_A, {}, u"a"_s, {InputWrapper::ofText(u"a"_s)}},
         {Qt::Key_7, {}, u"7"_s, {InputWrapper::ofText(u"7"_s)}},
@@ -70,14 +71,23 @@ TEST(TypeWriter, KeysMapToTextOrAndroidKeyCodes) {
         {Qt::Key_Dollar, Qt::ShiftModifier, u"$"_s, {InputWrapper::ofText(u"$"_s)}},
         {Qt::Key_C, Qt::ControlModifier, u"\x03"_s, {InputWrapper::ofText(u"c"_s)}},
         {Qt::Key_F5, {}, {}, {}},
+        // Beyond ASCII nothing is typed, least of all the low byte ("-" for
+        // U+4E2D, "%" for U+0125): the character is reported as skipped.
+        {Qt::Key_unknown, {}, u"\u4e2d"_s, {}, u"\u4e2d"_s},
+        {Qt::Key_unknown, {}, u"\u0125"_s, {}, u"\u0125"_s},
+        {Qt::Key_Eacute, {}, u"\u00e9"_s, {}, u"\u00e9"_s},
+        {Qt::Key_unknown, {}, u"a\U0001F600b"_s, {InputWrapper::ofText(u"a"_s), InputWrapper::ofText(u"b"_s)},
+         u"\U0001F600"_s},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.key);
         QList<InputWrapper> inputs;
-        for (const char ch : TypeWriter::charactersForKey(c.key, c.modifiers, c.text)) {
+        QString skipped;
+        for (const char ch : TypeWriter::charactersForKey(c.key, c.modifiers, c.text, &skipped)) {
             inputs.append(TypeWriter::inputForChar(ch, c.modifiers & Qt::ControlModifier));
         }
         EXPECT_EQ(inputs, c.inputs);
+        EXPECT_EQ(skipped, c.skipped);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <cmath>
 
@@ -53,6 +54,10 @@ TEST(RemoteScreen, ToolbarFollowsAutoRefreshAndClicksWaitForTheFirstImage) {
     EXPECT_EQ(server.connectionCount(), 0);
     window.copyFullImage();  // nothing shown: nothing copied, status unchanged
     EXPECT_EQ(window.statusText(), QString());
+
+    QKeyEvent key(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, QStringLiteral("\u4e2d"));
+    QApplication::sendEvent(view, &key);
+    EXPECT_EQ(window.statusText(), QStringLiteral("Skipped \u201C\u4e2d\u201D: the device can only type ASCII"));
 }
 
 }  // namespace

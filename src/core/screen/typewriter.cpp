@@ -41,7 +41,8 @@ std::optional<int> punctuationKeyCode(char c) {
 
 }  // namespace
 
-QByteArray TypeWriter::charactersForKey(int key, Qt::KeyboardModifiers modifiers, const QString& text) {
+QByteArray TypeWriter::charactersForKey(int key, Qt::KeyboardModifiers modifiers, const QString& text,
+                                        QString* skipped) {
     switch (key) {
         case Qt::Key_Up: return QByteArray(1, '\0');
         case Qt::Key_Down: return QByteArray(1, '\1');
@@ -62,10 +63,17 @@ QByteArray TypeWriter::charactersForKey(int key, Qt::KeyboardModifiers modifiers
         const char letter = char('a' + (key - Qt::Key_A));
         return QByteArray(1, (modifiers & Qt::ShiftModifier) ? char(letter - 'a' + 'A') : letter);
     }
+    // "input text" types only what the device's virtual keyboard has, which
+    // is ASCII: anything else is skipped and named, never sent as its low
+    // byte (which would type another character, or a shell metacharacter).
     QByteArray out;
-    for (const QChar ch : text) {
-        if (ch.unicode() < 0x20) continue;  // control characters of other chords
-        out.append(char(ch.unicode() & 0xFF));
+    for (const char32_t c : text.toUcs4()) {
+        if (c < 0x20) continue;  // control characters of other chords
+        if (c < 0x80) {
+            out.append(char(c));
+        } else if (skipped != nullptr) {
+            *skipped += QString::fromUcs4(&c, 1);
+        }
     }
     return out;
 }
@@ -114,10 +122,10 @@ QString TypeWriter::escapeText(const QString& text) {
     return word.isEmpty() ? u"''"_s : word;
 }
 
-bool TypeWriter::sendKeyEvent(int key, Qt::KeyboardModifiers modifiers, const QString& text) {
+bool TypeWriter::sendKeyEvent(int key, Qt::KeyboardModifiers modifiers, const QString& text, QString* skipped) {
     const bool command = modifiers & Qt::ControlModifier;
     bool refused = false;
-    for (const char c : charactersForKey(key, modifiers, text)) {
+    for (const char c : charactersForKey(key, modifiers, text, skipped)) {
         refused = addInput(inputForChar(c, command));
         if (refused) break;
     }
