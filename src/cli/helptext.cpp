@@ -122,7 +122,10 @@ constexpr char16_t kConvert[] =
 Opens a saved log as the viewer opens it: a file named *.vellumfox that holds
 a property-list dictionary is read for its "logdata" rows; anything else is
 read as logcat text in any of the layouts the viewer knows, detected from the
-first lines. Writes the rows that pass the filter.
+first lines. Writes the rows that pass the filter. Lines longer than 1 MiB
+are cut there and marked, as live lines are. Only regular files are read: a
+FIFO or a device is refused ("not a regular file"), and so is a binary file
+(NUL bytes near its start, without a UTF-16 or UTF-32 byte-order mark).
 
   --filter PREDICATE  see "Filters" below (repeatable)
   --saved NAME        a filter saved in the viewer (repeatable)
@@ -137,7 +140,8 @@ constexpr char16_t kDetect[] =
 Prints the layout the viewer detects for a saved log, as its code and name,
 for example "3 threadtime" or "5 brief". A vellumfox property-list file
 prints "- vellumfox". A file whose layout cannot be told prints "0 none" and
-exits with status 1.
+exits with status 1. FIFOs, devices and binary files are refused as by
+"convert" (exit status 1).
 )";
 
 constexpr char16_t kFiltersCommand[] =

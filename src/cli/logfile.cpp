@@ -20,8 +20,7 @@ namespace {
 bool hasVellumfoxSuffix(const QString& path) { return path.toLower().endsWith(u"vellumfox"_s); }
 
 // Detection judges a file by its first few dozen lines; reading this much
-// covers them in any ordinary log and keeps `detect` cheap on huge files,
-// devices and pipes that never end.
+// covers them in any ordinary log and keeps `detect` cheap on huge files.
 constexpr qint64 kDetectionBytes = qint64(1) << 20;
 
 // Drops an incomplete UTF-8 sequence that the read limit cut off, so that
@@ -45,12 +44,23 @@ std::vector<std::string_view> splitLines(std::string_view text) {
     return result;
 }
 
+bool looksBinary(const QByteArray& head) { return utf8::looksBinary(std::string_view(head.constData(), size_t(head.size()))); }
+
+bool startsBinary(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && looksBinary(readAtMost(file, utf8::kBinaryProbeBytes));
+}
+
 }  // namespace
 
 QString unreadableReason(const QString& path) {
     const QFileInfo info(path);
     if (!info.exists()) return u"no such file"_s;
     if (info.isDir()) return u"is a directory"_s;
+    // Opening a FIFO waits for a writer, and reading one or a device may
+    // never end: only regular files are read (they are checked without
+    // being opened).
+    if (!info.isFile()) return u"not a regular file"_s;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return file.errorString();
     return {};
@@ -60,8 +70,8 @@ SavedLog openSavedLog(const QString& path) {
     if (const QString reason = unreadableReason(path); !reason.isEmpty()) return {{}, reason};
     uint64_t counter = 0;
     auto rows = openLogFile(path, [&counter] { return counter++; });
-    if (!rows) return {{}, u"cannot tell the log layout"_s};
-    return {std::move(*rows), {}};
+    if (rows) return {std::move(*rows), {}};
+    return {{}, startsBinary(path) ? QString::fromLatin1(utf8::kBinaryFileReason) : u"cannot tell the log layout"_s};
 }
 
 LayoutDetection detectLayout(const QString& path) {
@@ -83,6 +93,10 @@ LayoutDetection detectLayout(const QString& path) {
         return result;
     }
     QByteArray head = readAtMost(file, kDetectionBytes);
+    if (looksBinary(head)) {
+        result.error = QString::fromLatin1(utf8::kBinaryFileReason);
+        return result;
+    }
     if (head.size() == kDetectionBytes) trimCutSequence(head);
     const std::string text = utf8::fileTextAsUtf8(head.toStdString());
     result.format = determineLogType(splitLines(text));

@@ -5,6 +5,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <sys/stat.h>
+#include <utility>
 
 #include "cli/filters.h"
 #include "clirun.h"
@@ -143,6 +145,22 @@ TEST_F(FileCommandsTest, ErrorsExitNonZeroWithAMessage) {
 
     EXPECT_EQ(runCli({u"frobnicate"_s}).status, 2);
     EXPECT_EQ(runCli({u"convert"_s}).status, 2);
+}
+
+// A FIFO (whose writer may never write) is refused before it is opened;
+// a binary file is refused after its first bytes.
+TEST_F(FileCommandsTest, RefusesPipesAndBinaryFilesWithAReason) {
+    const QString fifo = dir_.filePath(u"pipe"_s);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    const QString binary = write(u"nuls.log"_s, QByteArray(100000, '\0'));
+    for (const auto& [path, reason] : {std::pair{fifo, "not a regular file"}, std::pair{binary, "it holds NUL bytes"}}) {
+        for (const QString& command : {u"detect"_s, u"convert"_s, u"crashes"_s}) {
+            const auto result = runCli({command, path});
+            EXPECT_EQ(result.status, 1) << command.toStdString();
+            EXPECT_NE(result.err.find(reason), std::string::npos) << result.err;
+            EXPECT_TRUE(result.out.empty());
+        }
+    }
 }
 
 TEST_F(FileCommandsTest, CheckFilterPrintsCanonicalTextOrTheSpot) {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <plist/plist.h>
 
+#include "core/log/linecut.h"
 #include "core/support/plistreader.h"
 #include "core/support/logger.h"
 
@@ -149,7 +150,7 @@ std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSour
         if (plist_get_node_type(entry) != PLIST_DICT) continue;
         RowValues values;
         for (const RowKey key : kWrittenKeys)
-            values[key] = plistText(plist_dict_get_item(entry, rowKeyName(key).data()));
+            values[key] = cutLongLine(plistText(plist_dict_get_item(entry, rowKeyName(key).data())));
         const auto idx = plistIndex(plist_dict_get_item(entry, "idx"));
         values.idx = idx ? *idx : nextIndex();
         rows.append(arena.make(values));

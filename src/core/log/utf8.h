@@ -21,6 +21,13 @@ namespace vf::utf8 {
 // byte-order mark stays at the front for the caller to skip.
 std::string fileTextAsUtf8(std::string bytes);
 
+// A file whose first kBinaryProbeBytes hold a NUL byte is binary, not a log,
+// unless a byte-order mark announces UTF-16 or UTF-32 text. Such files are
+// refused with kBinaryFileReason.
+inline constexpr size_t kBinaryProbeBytes = 64 * 1024;
+inline constexpr char kBinaryFileReason[] = "not a text log (it holds NUL bytes)";
+bool looksBinary(std::string_view head);
+
 // Number of bytes of the white space character at the front of `s` (ASCII
 // blanks, tabs, line breaks, NEL and the Unicode space and separator
 // characters), or 0 when `s` does not start with one.
