@@ -155,7 +155,9 @@ The viewer's saved filters (its "predicates" setting), shared with it:
   show     the filter's text, as stored
   import   stores every filter of a .filters file (a property list of name
            to filter text), replacing filters of the same name without
-           asking; prints the names imported
+           asking; prints the names imported. A name holding a control
+           character (escape, bell, a line break ...) is not imported and
+           is reported with those characters escaped (exit status 1)
   export   writes the named filters (all when none are named) to FILE as an
            XML property list; an unknown name writes nothing
 

@@ -44,7 +44,9 @@ std::vector<std::string_view> splitLines(std::string_view text) {
     return result;
 }
 
-bool looksBinary(const QByteArray& head) { return utf8::looksBinary(std::string_view(head.constData(), size_t(head.size()))); }
+bool looksBinary(const QByteArray& head) {
+    return utf8::looksBinary(std::string_view(head.constData(), size_t(head.size())));
+}
 
 bool startsBinary(const QString& path) {
     QFile file(path);

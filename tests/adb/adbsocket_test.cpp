@@ -29,7 +29,9 @@ TEST(AdbSocket, NonAsciiRequestsArriveWhole) {
                          .expect(4 + command.size()).reply("OKAY").reply("done\n").close());
     ShellCommandReader reader(server.endpoint(), QString::fromUtf8(command));
     struct : ShellCommandDelegate {
-        void shellCommandEnded(const QString&, const QByteArray& bytes, const OptionalError&) override { output = bytes; }
+        void shellCommandEnded(const QString&, const QByteArray& bytes, const OptionalError&) override {
+            output = bytes;
+        }
         QByteArray output;
     } delegate;
     reader.setDelegate(&delegate);

@@ -153,7 +153,8 @@ TEST_F(FileCommandsTest, RefusesPipesAndBinaryFilesWithAReason) {
     const QString fifo = dir_.filePath(u"pipe"_s);
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     const QString binary = write(u"nuls.log"_s, QByteArray(100000, '\0'));
-    for (const auto& [path, reason] : {std::pair{fifo, "not a regular file"}, std::pair{binary, "it holds NUL bytes"}}) {
+    const std::pair<QString, const char*> cases[] = {{fifo, "not a regular file"}, {binary, "it holds NUL bytes"}};
+    for (const auto& [path, reason] : cases) {
         for (const QString& command : {u"detect"_s, u"convert"_s, u"crashes"_s}) {
             const auto result = runCli({command, path});
             EXPECT_EQ(result.status, 1) << command.toStdString();

@@ -48,7 +48,8 @@ inline std::optional<std::vector<std::string>> plainShellWords(std::string_view 
                 const char d = line[i];
                 if (d == '"') break;
                 if (d == '$' || d == '`') return std::nullopt;
-                if (d == '\\' && i + 1 < line.size() && std::string_view("$`\"\\\n").find(line[i + 1]) != std::string_view::npos) {
+                if (d == '\\' && i + 1 < line.size() &&
+                    std::string_view("$`\"\\\n").find(line[i + 1]) != std::string_view::npos) {
                     if (line[++i] != '\n') word += line[i];
                     continue;
                 }

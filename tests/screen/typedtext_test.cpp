@@ -22,7 +22,9 @@ std::string expectedWord(const QString& typed) {
     return QString(typed).remove(QChar(0)).replace(u' ', u"%s"_s).toStdString();
 }
 
-std::string commandFor(const QString& typed) { return "input text " + TypeWriter::escapeText(typed).toStdString(); }
+std::string commandFor(const QString& typed) {
+    return "input text " + TypeWriter::escapeText(typed).toStdString();
+}
 
 TEST(TypedText, EscapingGivesOneWordAndKeepsTheSafeResults) {
     const struct {
@@ -77,9 +79,11 @@ public:
     StubShell() {
         QFile stub(dir_.filePath(u"input"_s));
         stub.open(QIODevice::WriteOnly);
-        stub.write("#!/bin/sh\n{ printf 'call\\0'; printf '%s\\0' \"$@\"; } >> \"$VF_INPUT_LOG\"\n");
+        stub.write(
+            "#!/bin/sh\n{ printf 'call\\0'; printf '%s\\0' \"$@\"; } >> \"$VF_INPUT_LOG\"\n");
         stub.close();
-        stub.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        stub.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                            QFileDevice::ExeOwner);
         QProcessEnvironment env;
         env.insert(u"PATH"_s, dir_.path());
         env.insert(u"HOME"_s, dir_.path());
@@ -92,7 +96,8 @@ public:
     // Every call's arguments, for one command (waiting for background jobs too).
     std::vector<std::vector<std::string>> run(const std::string& command) {
         QFile::remove(log());
-        shell_.setArguments({u"-c"_s, u"eval \"$1\"; wait"_s, u"sh"_s, QString::fromStdString(command)});
+        shell_.setArguments(
+            {u"-c"_s, u"eval \"$1\"; wait"_s, u"sh"_s, QString::fromStdString(command)});
         shell_.start();
         shell_.waitForFinished();
         QFile file(log());
@@ -101,8 +106,10 @@ public:
         record.chop(1);  // every field ends in a NUL
         std::vector<std::vector<std::string>> calls;
         for (const QByteArray& field : record.split('\0')) {
-            if (field == "call") calls.emplace_back();
-            else if (!calls.empty()) calls.back().push_back(field.toStdString());
+            if (field == "call")
+                calls.emplace_back();
+            else if (!calls.empty())
+                calls.back().push_back(field.toStdString());
         }
         return calls;
     }
@@ -116,7 +123,9 @@ private:
 TEST(TypedText, TheShellRunsExactlyOneInputWithTheTypedWord) {
     StubShell shell;
     const std::vector<std::vector<std::string>> ok = shell.run("input text 'a b' c");
-    ASSERT_EQ(ok, (std::vector<std::vector<std::string>>{{"text", "a b", "c"}}));  // the stub itself works
+    ASSERT_EQ(
+        ok,
+        (std::vector<std::vector<std::string>>{{"text", "a b", "c"}}));  // the stub itself works
 
     std::mt19937 random(20240611);
     for (int i = 0; i < 2000; ++i) {

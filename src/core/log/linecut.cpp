@@ -16,7 +16,8 @@ constexpr size_t kMarkBytes = sizeof kCutLineMark - 1;
 
 // The line's first bytes (at most `prefix`, whole characters only) and the mark.
 QByteArray markedPrefix(std::string_view line, size_t prefix) {
-    QByteArray cut = markCutLine(QByteArrayView(line.data(), qsizetype(std::min(prefix, line.size()))));
+    QByteArray cut =
+        markCutLine(QByteArrayView(line.data(), qsizetype(std::min(prefix, line.size()))));
     cut.chop(1);  // the line feed the live path needs
     return cut;
 }
@@ -39,7 +40,8 @@ size_t cutLongLinesInPlace(std::string& text) {
         if (length > kLimit) {
             // The kept prefix and the mark never outgrow the line they
             // replace: a line just over the limit keeps a little less.
-            const QByteArray marked = markedPrefix(std::string_view(read, length), std::min(kLimit, length - kMarkBytes));
+            const QByteArray marked =
+                markedPrefix(std::string_view(read, length), std::min(kLimit, length - kMarkBytes));
             std::memcpy(write, marked.constData(), size_t(marked.size()));
             write += marked.size();
             ++cut;
