@@ -36,6 +36,11 @@ belong to it. One line per crash:
                   new crashes are listed
   --no-reconnect  with --stream: end with exit status 1 when the device
                   goes away
+
+At most 1,000 crashes are kept at once, as in the viewer's panel: from a log
+with more, the newest 1,000 are listed and a line on standard error says how
+many older ones were dropped. With --stream each crash is printed as soon as
+it is complete, so the limit only bounds what is held at a time.
 )";
 
 }  // namespace
@@ -69,7 +74,7 @@ std::string crashJsonLine(const CrashRecord& crash) {
     return line;
 }
 
-int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err) {
+int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal) {
     const SavedLog log = openSavedLog(options.file);
     if (!log.error.isEmpty()) {
         err << "vellumfox-cli: " << u"cannot open %1: %2"_s.arg(options.file, log.error).toStdString() << '\n';
@@ -79,8 +84,15 @@ int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err) 
     for (const RowPtr& row : log.rows) detector.feed(*row);
     detector.finish();
     const bool json = options.format == OutputFormat::Json;
-    for (const CrashRecord& crash : detector.crashes()) out << (json ? crashJsonLine(crash) : crashTextLine(crash)) << '\n';
+    for (const CrashRecord& crash : detector.crashes()) {
+        const std::string line = json ? crashJsonLine(crash) : crashTextLine(crash);
+        out << (terminal && !json ? terminalSafe(line) : line) << '\n';
+    }
     out.flush();
+    if (const uint64_t dropped = detector.droppedCount()) {
+        err << "vellumfox-cli: " << dropped << " older crashes were dropped; listed are the newest "
+            << detector.crashes().size() << " (at most " << CrashDetector::kMaxCrashes << " are kept)\n";
+    }
     return kExitOk;
 }
 
