@@ -176,6 +176,31 @@ TEST_F(FileCommandsTest, CheckFilterPrintsCanonicalTextOrTheSpot) {
     EXPECT_EQ(bad.status, 2);
     EXPECT_NE(bad.err.find("\n  type\t== 'E' OR\n      \t         ^\n"), std::string::npos) << bad.err;
     EXPECT_TRUE(bad.out.empty());
+
+    // A hostile text comes back only around the spot, the token it names only by its start.
+    const QString huge = u"text == 'a' "_s + QString(100000, u'z');
+    const auto cut = runCli({u"check-filter"_s, huge});
+    EXPECT_EQ(cut.status, 2);
+    EXPECT_LT(cut.err.size(), 400u) << cut.err.substr(0, 400);
+}
+
+TEST(FilterEcho, ShowsTheTextAroundThePositionWithTheCaretUnderIt) {
+    const struct {
+        QString text;
+        qsizetype position;
+        QString line, pad;
+    } cases[] = {
+        {u"abc"_s, 1, u"abc"_s, u" "_s},
+        {u"a\tb"_s, 2, u"a\tb"_s, u" \t"_s},
+        {u"0123456789"_s, 5, u"\u2026234567\u2026"_s, u"    "_s},
+        {u"\U0001F600\U0001F600\U0001F600\U0001F600xy"_s, 8, u"\u2026\U0001F600\U0001F600\U0001F600xy"_s, u"    "_s},
+        {u"abcdef"_s, 0, u"abc\u2026"_s, u""_s},
+    };
+    for (const auto& c : cases) {
+        const vf::cli::FilterEcho echo = vf::cli::filterEcho(c.text, c.position, 3);
+        EXPECT_EQ(echo.line, c.line) << c.text.toStdString();
+        EXPECT_EQ(echo.caretPad, c.pad) << c.text.toStdString();
+    }
 }
 
 }  // namespace

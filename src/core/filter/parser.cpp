@@ -146,11 +146,18 @@ private:
         return current_.type == Token::Type::Symbol && current_.text == symbol;
     }
 
+    // A token as a message quotes it: a long one only by its start, so that
+    // a hostile text does not come back whole in every error.
+    static QString shown(const QString& token) {
+        constexpr qsizetype kShownLength = 40;
+        return token.size() <= kShownLength ? token : token.left(kShownLength) + u"\u2026"_s;
+    }
+
     QString describe() const {
         switch (current_.type) {
             case Token::Type::End: return u"end of text"_s;
-            case Token::Type::String: return u"string "_s % filter::quoted(current_.text);
-            default: return u"'"_s % current_.text % u"'"_s;
+            case Token::Type::String: return u"string "_s % filter::quoted(shown(current_.text));
+            default: return u"'"_s % shown(current_.text) % u"'"_s;
         }
     }
 
@@ -213,7 +220,7 @@ private:
         // log gives nothing to fail on), so it is refused here, where the
         // user can still see where.
         if (!rowKeyFromName(key.toStdString()))
-            fail(u"Unknown key '%1': a row has idx, time, app, pid, tid, type, name and text."_s.arg(key));
+            fail(u"Unknown key '%1': a row has idx, time, app, pid, tid, type, name and text."_s.arg(shown(key)));
         advance();
         const CompareOp op = parseOperator();
         const QString opText = current_.text;
