@@ -48,11 +48,6 @@ bool looksBinary(const QByteArray& head) {
     return utf8::looksBinary(std::string_view(head.constData(), size_t(head.size())));
 }
 
-bool startsBinary(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) && looksBinary(readAtMost(file, utf8::kBinaryProbeBytes));
-}
-
 }  // namespace
 
 QString unreadableReason(const QString& path) {
@@ -73,7 +68,8 @@ SavedLog openSavedLog(const QString& path) {
     uint64_t counter = 0;
     auto rows = openLogFile(path, [&counter] { return counter++; });
     if (rows) return {std::move(*rows), {}};
-    return {{}, startsBinary(path) ? QString::fromLatin1(utf8::kBinaryFileReason) : u"cannot tell the log layout"_s};
+    const bool binary = utf8::fileLooksBinary(path);
+    return {{}, binary ? QString::fromLatin1(utf8::kBinaryFileReason) : u"cannot tell the log layout"_s};
 }
 
 LayoutDetection detectLayout(const QString& path) {

@@ -125,6 +125,15 @@ bool utf8::looksBinary(std::string_view head) {
     return !encoding || *encoding == QStringConverter::Utf8;
 }
 
+bool utf8::fileLooksBinary(const QString& path) {
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return false;
+    struct stat st {};
+    const bool binary = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && startsBinary(fd);
+    ::close(fd);
+    return binary;
+}
+
 std::string utf8::fileTextAsUtf8(std::string bytes) {
     if (isValid(bytes)) return bytes;
     if (auto decoded = decodeMarkedEncoding(bytes)) return std::move(*decoded);
