@@ -45,7 +45,21 @@ TEST(CrashesCommand, SaysHowManyCrashesTheLimitDropped) {
     const QStringList lines = outputLines(result.out);
     ASSERT_EQ(lines.size(), 1000);
     EXPECT_TRUE(lines.first().contains(u"(1003)"_s)) << lines.first().toStdString();
-    EXPECT_EQ(result.err, "vellumfox-cli: 3 older crashes were dropped; listed are the newest 1000 (at most 1000 are kept)\n");
+    EXPECT_EQ(result.err, "vellumfox-cli: 3 older crashes were dropped: only the newest 1000 are kept\n");
+}
+
+TEST(CrashesCommand, FiltersKeepTheCrashesOneOfWhoseRowsPasses) {
+    const auto listed = [](QStringList filters) {
+        const auto result = runCli(QStringList{u"crashes"_s, kNativeLog} + filters);
+        EXPECT_EQ(result.status, 0) << result.err;
+        return outputLines(result.out).size();
+    };
+    EXPECT_EQ(listed({u"--query"_s, u"mediaserver"_s}), 1);
+    EXPECT_EQ(listed({u"--query"_s, u"is:crash"_s}), 2);
+    EXPECT_EQ(listed({u"--query"_s, u"tag:libc"_s, u"--filter"_s, u"type == 'F'"_s}), 1);
+    EXPECT_EQ(listed({u"--query"_s, u"pid:6300"_s}), 0) << "the dump is written by the crash_dump process";
+    EXPECT_EQ(runCli({u"crashes"_s, kNativeLog, u"--query"_s, u"level:"_s}).status, 2);
+    EXPECT_EQ(runCli({u"crashes"_s, u"--stream"_s, u"--query"_s, u"is:crash"_s}).status, 2);
 }
 
 TEST(CrashesCommand, RejectsAMissingFileAndStrayArguments) {

@@ -21,7 +21,9 @@ enum class Outcome : uint8_t { False, True, Error };
 
 class Node : public Predicate {
 public:
-    enum class Kind : uint8_t { Constant, Comparison, And, Or, Not, Foreign };
+    // Extension: a leaf of a query the filter language has no form for;
+    // Query: a whole compiled query (querynodes.h).
+    enum class Kind : uint8_t { Constant, Comparison, And, Or, Not, Foreign, Extension, Query };
 
     explicit Node(Kind kind) : kind_(kind) {}
     Kind kind() const { return kind_; }
@@ -85,6 +87,8 @@ public:
     QString format() const override;
     const Node* printed() const override;
 
+    const std::vector<PredicatePtr>& parts() const { return parts_; }
+
 private:
     QString formatPart(const Node* part) const;
 
@@ -94,6 +98,9 @@ private:
 
 // Quoting and key spelling as the printer writes them.
 QString quoted(QStringView value);
+// A token as an error message quotes it: a long one only by its first 40
+// characters and "…", so a hostile text does not come back whole.
+QString shownToken(QStringView token);
 QString keyText(QStringView key);
 bool isReservedWord(QStringView word);
 
