@@ -56,7 +56,7 @@ const vf::RowList& rows() {
             const auto pidFields = split(line, {});
             std::string& app = apps[pidFields[2]];
             if (app.empty()) app = "com.app.p" + std::string(pidFields[2]);
-            list.push_back(arena.make(idx++, line, split(line, app)));
+            list.push_back(arena.make(vf::RowIdx(idx++), line, split(line, app)));
         }
         return list;
     }();

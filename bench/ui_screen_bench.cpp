@@ -23,8 +23,8 @@
 #include <vector>
 
 #include "core/support/threads.h"
-#include "ui/remotescreenmonitorsheet.h"
-#include "ui/screenimageview.h"
+#include "ui/screen/remotescreenmonitorsheet.h"
+#include "ui/screen/screenimageview.h"
 
 namespace {
 

@@ -52,8 +52,8 @@ it is complete, so the limit only bounds what is held at a time.
 )";
 
 // Whether one of the crash's rows is among `passing`.
-bool anyRowIn(const CrashRecord& crash, const std::set<uint64_t>& passing) {
-    return std::any_of(crash.rows.begin(), crash.rows.end(), [&](uint64_t idx) { return passing.count(idx) != 0; });
+bool anyRowIn(const CrashRecord& crash, const std::set<RowIdx>& passing) {
+    return std::any_of(crash.rows.begin(), crash.rows.end(), [&](RowIdx idx) { return passing.count(idx) != 0; });
 }
 
 }  // namespace
@@ -65,8 +65,8 @@ std::string crashTextLine(const CrashRecord& crash) {
     line += "  ";
     line += crash.app.empty() ? std::string("?") : crash.app;
     line += " (" + crash.pid + ")  " + crash.title;
-    line += "  [" + std::to_string(crash.rows.size()) + " rows, idx " + std::to_string(crash.firstIdx()) + '-' +
-            std::to_string(crash.lastIdx()) + ']';
+    line += "  [" + std::to_string(crash.rows.size()) + " rows, idx " + std::to_string(crash.firstIdx().value()) + '-' +
+            std::to_string(crash.lastIdx().value()) + ']';
     return line;
 }
 
@@ -82,8 +82,8 @@ std::string crashJsonLine(const CrashRecord& crash) {
     line += ",\"title\":";
     appendJsonString(line, crash.title);
     line += ",\"rows\":" + std::to_string(crash.rows.size());
-    line += ",\"firstIdx\":" + std::to_string(crash.firstIdx());
-    line += ",\"lastIdx\":" + std::to_string(crash.lastIdx()) + '}';
+    line += ",\"firstIdx\":" + std::to_string(crash.firstIdx().value());
+    line += ",\"lastIdx\":" + std::to_string(crash.lastIdx().value()) + '}';
     return line;
 }
 
@@ -98,7 +98,7 @@ int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err, 
     CrashDetector detector;
     for (const RowPtr& row : log.rows) detector.feed(*row);
     detector.finish();
-    std::set<uint64_t> passing;
+    std::set<RowIdx> passing;
     if (filter) {
         QueryContext context = fileQueryContext(log.rows, 0);
         context.crashRows = crashRowsOf(detector);
@@ -133,7 +133,7 @@ void CrashPrinter::takeRow(const RowPtr& row) {
 
 void CrashPrinter::forgetOldPassingRows() {
     if (passing_.empty()) return;
-    uint64_t floor = lastIdx_ > kPassingLookback ? lastIdx_ - kPassingLookback : 0;
+    RowIdx floor(lastIdx_.value() > kPassingLookback ? lastIdx_.value() - kPassingLookback : 0);
     for (const CrashRecord& crash : detector_.crashes())
         if (std::binary_search(unprinted_.begin(), unprinted_.end(), crash.id))
             floor = std::min(floor, crash.firstIdx());

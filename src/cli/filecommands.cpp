@@ -34,7 +34,7 @@ int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err, 
         QString error;
         const auto passes = rowPasses(predicate.get(), *row, &error);
         if (!passes) {
-            fail(err, u"the filter cannot be evaluated on row %1: %2"_s.arg(row->idx()).arg(error));
+            fail(err, u"the filter cannot be evaluated on row %1: %2"_s.arg(row->idx().value()).arg(error));
             return kExitUsage;
         }
         if (*passes) passing.append(row);

@@ -51,8 +51,7 @@ protected:
         return path;
     }
     static vf::RowList load(const QString& path) {
-        uint64_t counter = 0;
-        return vf::openLogFile(path, [&counter] { return counter++; }).value_or(vf::RowList{});
+        return vf::openLogFile(path, vf::rowCounter()).value_or(vf::RowList{});
     }
 
     QTemporaryDir dir_;
@@ -89,7 +88,7 @@ TEST_F(FileCommandsTest, JsonOutputParsesBackToTheSameRows) {
         const QJsonObject object = doc.object();
         EXPECT_EQ(object.keys().size(), 8);
         EXPECT_TRUE(object.value(u"idx"_s).isDouble());
-        EXPECT_EQ(uint64_t(object.value(u"idx"_s).toDouble()), rows.at(i)->idx());
+        EXPECT_EQ(uint64_t(object.value(u"idx"_s).toDouble()), rows.at(i)->idx().value());
         for (int k = 1; k < vf::kRowKeyCount; ++k) {
             const auto key = vf::RowKey(k);
             EXPECT_EQ(object.value(QString::fromLatin1(vf::rowKeyName(key))).toString(), rows.at(i)->string(key));

@@ -13,11 +13,9 @@ namespace {
 
 // One "kind|app|pid|time|title|rows|first text|last text" line per crash (texts trimmed).
 std::vector<std::string> detectIn(const char* name) {
-    uint64_t next = 0;
-    const auto rows = readTextFile(QStringLiteral(VF_TEST_DATA_DIR "/crashes/") + QString::fromLatin1(name),
-                                   [&next] { return next++; });
+    const auto rows = readTextFile(QStringLiteral(VF_TEST_DATA_DIR "/crashes/") + QString::fromLatin1(name), rowCounter());
     EXPECT_TRUE(rows.has_value()) << name;
-    std::map<uint64_t, std::string> texts;
+    std::map<RowIdx, std::string> texts;
     CrashDetector detector;
     for (const RowPtr& row : rows.value_or(RowList())) {
         std::string_view text = row->text();
@@ -102,7 +100,7 @@ TEST_F(DetectorFeed, KeepsTheFirstRowsOfALongBlockAndTheNewestCrashes) {
     ASSERT_EQ(detector.crashes().size(), 1u);
     EXPECT_EQ(detector.crashes()[0].rows.size(), CrashDetector::kMaxRowsPerCrash);
     EXPECT_EQ(detector.crashes()[0].droppedRows, 101u);
-    EXPECT_EQ(detector.crashes()[0].lastIdx(), CrashDetector::kMaxRowsPerCrash - 1);
+    EXPECT_EQ(detector.crashes()[0].lastIdx().value(), CrashDetector::kMaxRowsPerCrash - 1);
 
     for (int i = 0; i < 1000; ++i)
         feed(std::to_string(100 + i), "1", 'F', "libc", "Fatal signal 6 (SIGABRT), code -1 (SI_QUEUE) in tid 1 (a), pid 1 (a)");
@@ -148,7 +146,7 @@ struct IdxRow final : FieldSource {
 };
 
 TEST(CrashRowsPredicate, PassesExactlyItsRowsAndPrintsAnEquivalentFilter) {
-    const PredicatePtr rows = rowsPredicate({12, 3, 120});
+    const PredicatePtr rows = rowsPredicate({RowIdx(12), RowIdx(3), RowIdx(120)});
     const PredicatePtr reparsed = Predicate::parse(rows->format()).predicate;
     ASSERT_TRUE(reparsed);
     for (const uint64_t idx : {0, 1, 2, 3, 12, 20, 120, 1203}) {

@@ -42,7 +42,7 @@ protected:
     QTemporaryDir dir;
     RowArena arena;
     uint64_t next = 500;
-    RowIndexSource index = [this] { return next++; };
+    RowIndexSource index = [this] { return RowIdx(next++); };
 };
 
 TEST_F(LogExport, RowsAsSavedAndCopiedText) {
@@ -90,9 +90,14 @@ TEST_F(LogExport, VellumfoxFilesInBothForms) {
         ASSERT_EQ(read->size(), 2);
         EXPECT_EQ(test::fields(*(*read)[0]), "01-15 12:34:56.789|com.app|1234|-|W|Tag|multi\nline");
         EXPECT_EQ(test::fields(*(*read)[1]), "||99||||only some keys");
-        EXPECT_EQ((*read)[0]->idx(), 41u);
-        EXPECT_EQ((*read)[1]->idx(), binary ? 501u : 500u) << "no idx: the next index";
+        EXPECT_EQ((*read)[0]->idx().value(), 41u);
+        EXPECT_EQ((*read)[1]->idx().value(), binary ? 501u : 500u) << "no idx: the next index";
     }
+    next = 600;  // numbers that do not ascend are given afresh
+    const auto renumbered = openLogFile(writeFile(u"d.vellumfox"_s, plistFile(false, {{{"idx", "9"}}, {{"idx", "3"}}})), index);
+    ASSERT_TRUE(renumbered && renumbered->size() == 2);
+    EXPECT_EQ((*renumbered)[0]->idx().value(), 600u);
+    EXPECT_EQ((*renumbered)[1]->idx().value(), 601u);
 }
 
 TEST_F(LogExport, OtherFilesFallBackToText) {

@@ -15,7 +15,7 @@ using F = LogLineFormat;
 struct Parser {
     RowArena arena;
     uint64_t next = 100;
-    RowIndexSource index = [this] { return next++; };
+    RowIndexSource index = [this] { return RowIdx(next++); };
     std::map<std::string, std::string, std::less<>> apps{{"1234", "com.example.app"}};
     AppNameLookup lookup = [this](std::string_view pid, std::string& out) {
         const auto it = apps.find(pid);
@@ -79,7 +79,7 @@ TEST(LogParser, EveryLayoutItsFieldsAndItsEarlyEnds) {
         const RowPtr row = p.parse(c.line, c.format);
         EXPECT_EQ(row ? test::fields(*row) : std::string(), c.row) << c.line;
         EXPECT_EQ(p.next, before + (row ? 1 : 0)) << "only a row takes an index: " << c.line;
-        EXPECT_EQ(row ? row->idx() : before, before);
+        EXPECT_EQ(row ? row->idx().value() : before, before);
     }
 }
 

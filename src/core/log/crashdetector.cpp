@@ -165,7 +165,7 @@ struct CrashDetector::Block {
     bool titled = false;        // the block's own title line was seen
     bool named = false;         // the block named the process that died
     // A bare exception before its first "at" line.
-    std::vector<uint64_t> pendingRows;
+    std::vector<RowIdx> pendingRows;
     std::string pendingTime, pendingTitle, pendingApp;
 };
 
@@ -297,7 +297,7 @@ CrashRecord* CrashDetector::crashById(uint64_t id) {
     return it != crashes_.end() && it->id == id ? &*it : nullptr;
 }
 
-void CrashDetector::addRow(CrashRecord& crash, uint64_t idx) {
+void CrashDetector::addRow(CrashRecord& crash, RowIdx idx) {
     if (crash.rows.size() < kMaxRowsPerCrash) crash.rows.push_back(idx);
     else ++crash.droppedRows;
     ++revision_;
@@ -390,7 +390,7 @@ void CrashDetector::absorbIntoSignal(Block& block, CrashRecord& dump) {
         CrashRecord& signal = crashes_[n - back];
         if (signal.kind != CrashKind::Native || signal.pid != dump.pid || signal.title.rfind("Fatal signal ", 0) != 0)
             continue;
-        std::vector<uint64_t> rows;
+        std::vector<RowIdx> rows;
         rows.reserve(signal.rows.size() + dump.rows.size());
         std::merge(signal.rows.begin(), signal.rows.end(), dump.rows.begin(), dump.rows.end(), std::back_inserter(rows));
         const size_t keep = std::min(rows.size(), kMaxRowsPerCrash);
@@ -425,7 +425,7 @@ namespace {
 
 class RowsPredicate final : public Predicate {
 public:
-    explicit RowsPredicate(std::vector<uint64_t> rows) : rows_(std::move(rows)) {
+    explicit RowsPredicate(std::vector<RowIdx> rows) : rows_(std::move(rows)) {
         std::sort(rows_.begin(), rows_.end());
         rows_.erase(std::unique(rows_.begin(), rows_.end()), rows_.end());
     }
@@ -438,25 +438,25 @@ public:
             if (!isDigit(c)) return false;
             value = value * 10 + uint64_t(c - '0');
         }
-        return !idx.empty() && std::binary_search(rows_.begin(), rows_.end(), value);
+        return !idx.empty() && std::binary_search(rows_.begin(), rows_.end(), RowIdx(value));
     }
 
     QString format() const override {
         if (rows_.empty()) return QStringLiteral("idx == ''");
         QString text;
-        for (const uint64_t idx : rows_) {
+        for (const RowIdx idx : rows_) {
             if (!text.isEmpty()) text += QStringLiteral(" OR ");
-            text += QStringLiteral("idx == '%1'").arg(idx);
+            text += QStringLiteral("idx == '%1'").arg(idx.value());
         }
         return text;
     }
 
 private:
-    std::vector<uint64_t> rows_;
+    std::vector<RowIdx> rows_;
 };
 
 }  // namespace
 
-PredicatePtr rowsPredicate(std::vector<uint64_t> rows) { return std::make_shared<RowsPredicate>(std::move(rows)); }
+PredicatePtr rowsPredicate(std::vector<RowIdx> rows) { return std::make_shared<RowsPredicate>(std::move(rows)); }
 
 }  // namespace vf

@@ -62,11 +62,11 @@ struct CrashRecord {
     std::string pid;    // pid of the process that died, else the reporter's pid
     std::string time;   // time of the first row
     std::string title;  // the exception, the signal or the ANR reason
-    std::vector<uint64_t> rows;  // idx of each row kept, ascending
+    std::vector<RowIdx> rows;  // each row kept, ascending
     size_t droppedRows = 0;      // rows beyond kMaxRowsPerCrash, not kept
 
-    uint64_t firstIdx() const { return rows.empty() ? 0 : rows.front(); }
-    uint64_t lastIdx() const { return rows.empty() ? 0 : rows.back(); }
+    RowIdx firstIdx() const { return rows.empty() ? RowIdx() : rows.front(); }
+    RowIdx lastIdx() const { return rows.empty() ? RowIdx() : rows.back(); }
 };
 
 class CrashDetector final {
@@ -111,7 +111,7 @@ private:
     void closeBlock(Block* block);
     CrashRecord* addCrash(CrashKind kind, const Line& line);
     CrashRecord* crashById(uint64_t id);
-    void addRow(CrashRecord& crash, uint64_t idx);
+    void addRow(CrashRecord& crash, RowIdx idx);
     bool continueJava(Block& block, CrashRecord& crash, const Line& line);
     bool continueNative(Block& block, CrashRecord& crash, const Line& line);
     bool continueAnr(CrashRecord& crash, const Line& line);
@@ -129,6 +129,6 @@ private:
 
 // A filter that passes exactly the rows whose idx is in `rows` (any order).
 // Its text is the equivalent "idx == 'N' OR ..." expression. Any thread.
-PredicatePtr rowsPredicate(std::vector<uint64_t> rows);
+PredicatePtr rowsPredicate(std::vector<RowIdx> rows);
 
 }  // namespace vf

@@ -90,7 +90,7 @@ public:
     // Any thread; waits for the main thread to redraw.
     void logMessage(const QString& text, const QString& level = QStringLiteral("I"));
     // Any thread: the next row index.
-    uint64_t getIndex();
+    RowIdx getIndex();
 
 private:
     struct Impl;

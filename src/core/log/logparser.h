@@ -38,7 +38,17 @@ QString logLineFormatName(LogLineFormat format);
 using AppNameLookup = std::function<bool(std::string_view pid, std::string& out)>;
 
 // Hands out the next row index (the store's getIndex).
-using RowIndexSource = std::function<uint64_t()>;
+using RowIndexSource = std::function<RowIdx()>;
+
+// A source of its own that numbers rows from `first` up (readers without a
+// store). Each copy counts on its own.
+inline RowIndexSource rowCounter(RowIdx first = RowIdx()) {
+    return [next = first]() mutable {
+        const RowIdx idx = next;
+        next = next.next();
+        return idx;
+    };
+}
 
 // Parses one line. `line` must lie in `arena`'s text (copyLine/adopt) so that
 // fields are stored as offsets. An index is taken only when a row is made.

@@ -1,5 +1,6 @@
 #include "core/log/logrow.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <optional>
@@ -148,14 +149,14 @@ std::string_view Row::view(RowKey key) const noexcept {
 }
 
 QString Row::string(RowKey key) const {
-    if (key == RowKey::Idx) return QString::number(idx_);
+    if (key == RowKey::Idx) return QString::number(idx_.value());
     const std::string_view v = view(key);
     return QString::fromUtf8(v.data(), qsizetype(v.size()));
 }
 
 RowValues Row::values() const {
     RowValues values;
-    values.idx = idx_;
+    values.idx = idx_.value();
     for (int k = 1; k < kRowKeyCount; ++k) values[RowKey(k)] = std::string(view(RowKey(k)));
     return values;
 }
@@ -174,7 +175,7 @@ void Row::setOverride(RowKey key, std::string_view value) {
 
 std::string_view RowFieldSource::field(RowKey key, FieldScratch& scratch) const {
     if (key != RowKey::Idx) return row_.view(key);
-    const auto result = std::to_chars(scratch.data(), scratch.data() + scratch.size(), row_.idx());
+    const auto result = std::to_chars(scratch.data(), scratch.data() + scratch.size(), row_.idx().value());
     return std::string_view(scratch.data(), size_t(result.ptr - scratch.data()));
 }
 
@@ -246,7 +247,7 @@ void RowArena::useChunk(TextChunk* chunk) {
     chunks.push_back(chunk);
 }
 
-RowPtr RowArena::make(uint64_t idx, std::string_view line, const std::array<std::string_view, 7>& fields) {
+RowPtr RowArena::make(RowIdx idx, std::string_view line, const std::array<std::string_view, 7>& fields) {
     TextChunk* chunk = chunkHolding(line);
     Row* row = allocate();
     row->idx_ = idx;
@@ -317,7 +318,14 @@ RowPtr RowArena::make(uint64_t idx, std::string_view line, const std::array<std:
 RowPtr RowArena::make(const RowValues& values) {
     std::array<std::string_view, 7> fields;
     for (int k = 1; k < kRowKeyCount; ++k) fields[size_t(k - 1)] = values[RowKey(k)];
-    return make(values.idx, std::string_view(), fields);
+    return make(RowIdx(values.idx), std::string_view(), fields);
+}
+
+std::optional<ViewPos> positionOf(const RowList& rows, RowIdx idx) {
+    const auto at = std::lower_bound(rows.begin(), rows.end(), idx,
+                                     [](const RowPtr& row, RowIdx wanted) { return row->idx() < wanted; });
+    if (at == rows.end() || (*at)->idx() != idx) return std::nullopt;
+    return ViewPos(at - rows.begin());
 }
 
 }  // namespace vf

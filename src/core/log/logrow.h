@@ -27,6 +27,7 @@
 #include <string_view>
 
 #include "core/filter/fieldsource.h"
+#include "core/log/rowindex.h"
 
 namespace vf {
 
@@ -71,7 +72,7 @@ struct RowValues {
 
 class Row final {
 public:
-    uint64_t idx() const noexcept { return idx_; }
+    RowIdx idx() const noexcept { return idx_; }
 
     // UTF-8 value of a string key (empty for Idx: use idx()), or of the
     // computed Package. The view stays valid while the row lives.
@@ -105,7 +106,7 @@ private:
     static constexpr uint8_t kTidDash = 1;     // tid is "-" (main-thread line)
     static constexpr uint8_t kTypeInline = 2;  // the one-letter level is kept in typeChar_
 
-    uint64_t idx_ = 0;
+    RowIdx idx_;
     const char* line_ = nullptr;
     std::atomic<const RowExtra*> extra_{nullptr};
     uint32_t textLen_ = 0;
@@ -119,6 +120,10 @@ private:
     // million rows read the rows only, not their text.
     char typeChar_ = 0;
 };
+
+// Where the row numbered `idx` sits in `rows`, whose numbers ascend as in
+// every list of the store; nullopt when it is not there. A binary search.
+std::optional<ViewPos> positionOf(const RowList& rows, RowIdx idx);
 
 // Field adapter for the filter language.
 class RowFieldSource final : public FieldSource {
@@ -150,7 +155,7 @@ public:
     // Makes a row. `fields` are time, app, pid, tid, type, name, text (in
     // that order). A field that is a piece of `line` (and `line` lies in
     // arena text) is stored as an offset, any other value is copied.
-    RowPtr make(uint64_t idx, std::string_view line, const std::array<std::string_view, 7>& fields);
+    RowPtr make(RowIdx idx, std::string_view line, const std::array<std::string_view, 7>& fields);
 
     // Makes a row from plain values (everything copied).
     RowPtr make(const RowValues& values);

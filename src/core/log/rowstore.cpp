@@ -146,7 +146,7 @@ void RowStore::resetView() {
 // compact storage of their own as they leave logData.
 void RowStore::compactOrphans() {
     if (logData_.count() == 0 || viewData_.count() == viewCompacted_) return;
-    const uint64_t firstKept = logData_.dataArray().constFirst()->idx();
+    const RowIdx firstKept = logData_.dataArray().constFirst()->idx();
     RowList view = viewData_.dataArray();
     viewData_.setDataArray(RowList());  // `view` is now the only owner: edits do not copy
     std::string buffer;
