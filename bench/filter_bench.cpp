@@ -17,8 +17,8 @@ constexpr size_t kRows = vf::bench::kDefaultLines;
 
 // Splits "MM-dd HH:mm:ss.SSS  pid  tid L Tag: text" into the seven row
 // fields (views into `line`); app is filled from the pid.
-std::array<std::string_view, 7> split(std::string_view line, std::string_view app) {
-    std::array<std::string_view, 7> fields{};
+vf::RowFields split(std::string_view line, std::string_view app) {
+    vf::RowFields fields{};
     size_t at = 0;
     auto token = [&](size_t& start) {
         while (at < line.size() && line[at] == ' ') ++at;

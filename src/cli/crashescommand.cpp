@@ -14,7 +14,7 @@ namespace vf::cli {
 namespace {
 
 constexpr char16_t kCrashesHelp[] =
-    uR"(usage: vellumfox-cli crashes FILE [--json] [FILTERS]
+    uR"(usage: vellumfox-cli crashes FILE [--json] [--package NAME]... [FILTERS]
        vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] crashes --stream [--json]
                      [--clear] [--no-reconnect] [FILTERS]
 
@@ -27,13 +27,17 @@ belong to it. One line per crash:
 
   --json          one JSON object per line with the keys kind, app, pid,
                   time, title, rows (the number of rows), firstIdx, lastIdx
+  --package NAME  with FILE: only the crashes of this app, in every user or
+                  as NAME@USER in one (repeatable); see "vellumfox-cli help
+                  convert"
   --stream        read the device log instead of a file, as "stream" does
                   (same device choice, ADB server and reconnection), and
                   print each crash once its block is complete: the thread
                   that wrote it writes a line that is not part of it, or
-                  2,000 lines pass without one, or the device goes away, or
-                  the stream ends (Ctrl+C or SIGTERM, exit status 0). A
-                  crash cut off that way is printed with the rows it has.
+                  the system reports its process dead, or 2,000 lines pass
+                  without one, or the device goes away, or the stream ends
+                  (Ctrl+C or SIGTERM, exit status 0). A crash cut off that
+                  way is printed with the rows it has.
   --clear         with --stream: clear the device log first, so that only
                   new crashes are listed
   --no-reconnect  with --stream: end with exit status 1 when the device
@@ -109,6 +113,7 @@ int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err, 
     const bool json = options.format == OutputFormat::Json;
     for (const CrashRecord& crash : detector.crashes()) {
         if (filter && !anyRowIn(crash, passing)) continue;
+        if (!isOfPackages(crash.app, options.packages)) continue;
         const std::string line = json ? crashJsonLine(crash) : crashTextLine(crash);
         out << (terminal && !json ? terminalSafe(line) : line) << '\n';
     }

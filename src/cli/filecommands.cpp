@@ -31,6 +31,7 @@ int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err, 
     // row must not leave half an output behind.
     RowList passing;
     for (const RowPtr& row : log.rows) {
+        if (!isOfPackages(row->app(), options.packages)) continue;
         QString error;
         const auto passes = rowPasses(predicate.get(), *row, &error);
         if (!passes) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/filter/query.h"
+#include "core/log/processlines.h"
 
 using namespace Qt::StringLiterals;
 
@@ -120,6 +121,12 @@ std::optional<FilterProblem> probeFilter(const PredicatePtr& predicate) {
     QString error;
     if (rowPasses(predicate.get(), *empty, &error)) return std::nullopt;
     return FilterProblem{u"filter"_s, predicate->format(), u"cannot be evaluated: %1"_s.arg(error), std::nullopt};
+}
+
+bool isOfPackages(std::string_view app, const QStringList& packages) {
+    if (packages.isEmpty()) return true;
+    return std::any_of(packages.begin(), packages.end(),
+                       [app](const QString& package) { return appIsPackage(app, package.toStdString()); });
 }
 
 }  // namespace vf::cli

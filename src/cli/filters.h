@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <optional>
 #include <ostream>
+#include <string_view>
 
 #include "cli/options.h"
 #include "core/filter/predicate.h"
@@ -56,6 +57,10 @@ FilterEcho filterEcho(const QString& text, qsizetype position, qsizetype context
 // Evaluates `predicate` on `row`; a null predicate passes everything.
 // Returns nullopt and sets *error when the filter cannot be evaluated.
 std::optional<bool> rowPasses(const Predicate* predicate, const Row& row, QString* error);
+
+// --package: whether an app column belongs to one of `packages` (every app
+// when there are none); see appIsPackage().
+bool isOfPackages(std::string_view app, const QStringList& packages);
 
 // Tries the predicate on an empty row so that a key rows never have is an
 // error before any output, even when the input has no rows.

@@ -11,7 +11,7 @@ namespace {
 TEST(LogRow, FieldsInsideTheLineAreStoredAsOffsetsAndOthersCopied) {
     RowArena arena;
     const std::string_view line = arena.copyLine("01-15 12:34:56.789  1234  1234 I Tag     : hello\n");
-    const std::array<std::string_view, 7> fields{
+    const RowFields fields{
         line.substr(0, 18), "com.example.app", line.substr(20, 4), "-", line.substr(31, 1),
         line.substr(33, 8), line.substr(42, 6)};
     const RowPtr row = arena.make(RowIdx(7), line, fields);
@@ -22,7 +22,7 @@ TEST(LogRow, FieldsInsideTheLineAreStoredAsOffsetsAndOthersCopied) {
     // Adopted text is not copied.
     const std::string_view text = arena.adopt(std::string("a b c\nd e f"));
     const RowPtr adopted =
-        arena.make(RowIdx(0), text.substr(6), std::array<std::string_view, 7>{{{}, {}, text.substr(6, 1), {}, {}, {}, text.substr(8)}});
+        arena.make(RowIdx(0), text.substr(6), RowFields{{{}, {}, text.substr(6, 1), {}, {}, {}, text.substr(8)}});
     EXPECT_EQ(adopted->pid().data(), text.data() + 6);
     EXPECT_EQ(adopted->text(), "e f");
 }
@@ -46,7 +46,7 @@ TEST(LogRow, RowsOutliveTheirArenaAndSegmentsAcrossThreads) {
         RowArena arena;
         for (int i = 0; i < 20000; ++i) {
             const std::string_view line = arena.copyLine("line " + std::to_string(i));
-            rows.append(arena.make(RowIdx(i), line, std::array<std::string_view, 7>{{{}, {}, {}, {}, {}, {}, line}}));
+            rows.append(arena.make(RowIdx(i), line, RowFields{{{}, {}, {}, {}, {}, {}, line}}));
         }
     }
     RowList copy = rows;

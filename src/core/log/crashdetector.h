@@ -25,6 +25,15 @@
 // soon as its first row is recognised and grows as rows come, so a block
 // cut off by the end of the log is still listed with what it has.
 //
+// ActivityManager's "Process NAME (pid N) has died" ends the open blocks of
+// that pid at once: the crash is complete when its process is gone.
+//
+// A crash's app is the process its block names ("Process:", ">>> PROC <<<",
+// libc's line, the ANR's package), else the app column of its first row,
+// which the store fills from start lines, the uid and the process table; a
+// block's name takes the row's "@user" when the row shows the same process
+// in another user ("com.example@10").
+//
 // A start line is taken under its usual tag or at level E/F/A: the store
 // may later overwrite the tag of a pid it did not know with the process name.
 // Start lines are looked for at levels E, F and A, at level I only for the
@@ -117,6 +126,7 @@ private:
     bool continueAnr(CrashRecord& crash, const Line& line);
     bool continuePending(Block& block, const Line& line);
     void absorbIntoSignal(Block& block, CrashRecord& crash);
+    void endBlocksOfDeadProcess(const Row& row);
 
     std::vector<std::unique_ptr<Block>> open_;
     std::deque<CrashRecord> crashes_;

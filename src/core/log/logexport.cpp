@@ -26,6 +26,10 @@ void appendSavedLine(Out& out, const Row& row) {
     const auto add = [&out](std::string_view s) { out.append(s.data(), decltype(out.size())(s.size())); };
     add(row.time());
     add(" ");
+    if (const std::string_view uid = row.uid(); !uid.empty()) {
+        add(uid);
+        add(" ");
+    }
     add(row.app());
     add("(");
     add(row.pid());
@@ -151,8 +155,8 @@ std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSour
         plist_t entry = plist_array_get_item(logdata, i);
         if (plist_get_node_type(entry) != PLIST_DICT) continue;
         RowValues values;
-        for (const RowKey key : kWrittenKeys)
-            values[key] = cutLongLine(plistText(plist_dict_get_item(entry, rowKeyName(key).data())));
+        for (int k = 1; k < kRowKeyCount; ++k)
+            values[RowKey(k)] = cutLongLine(plistText(plist_dict_get_item(entry, rowKeyName(RowKey(k)).data())));
         // Rows saved this way kept logcat's tag padding and the blank after
         // the colon; rows read from text lose both, and so do these.
         values.name = std::string(trimBlanks(values.name));

@@ -18,7 +18,8 @@
 namespace vf {
 
 // One saved line: "time app(pid) tid type name: text", ending in exactly one
-// line feed. Read back, such lines are the threadtime-with-app layout.
+// line feed; a row with a uid is "time uid app(pid) tid type name: text".
+// Read back, such lines are the threadtime-with-app layout (with uid).
 std::string savedTextLine(const Row& row);
 
 // The saved text of all `rows`, in order.
