@@ -114,6 +114,7 @@ TextViewerWindow::TextViewerWindow(QWidget* parent) : QMainWindow(parent) {
     setCentralWidget(central);
     createActions();
     createFindBar();
+    connect(textView_, &QTextEdit::cursorPositionChanged, this, [this] { cursorPlaced_ = true; });
     resize(760, 520);
     resetWindow();
 }
@@ -145,7 +146,7 @@ void TextViewerWindow::createActions() {
     connect(textView_->prettyJsonAction, &QAction::triggered, this, &TextViewerWindow::onFormatJson);
     textView_->base64Action = new QAction(u"Decoded Base64"_s, this);
     textView_->base64Action->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_D));
-    textView_->base64Action->setToolTip(u"Selected text must be valid Base64"_s);
+    textView_->base64Action->setToolTip(u"Decodes the selection, or the Base64 under the cursor"_s);
     connect(textView_->base64Action, &QAction::triggered, this, &TextViewerWindow::onBase64Decode);
     addActions({textView_->prettyJsonAction, textView_->base64Action});
 }
@@ -214,6 +215,7 @@ void TextViewerWindow::restoreContent() {
 // Shows the text with its web and mail addresses as links.
 void TextViewerWindow::showText(const QString& text) {
     textView_->setPlainText(text);
+    cursorPlaced_ = false;  // the cursor sits at the start: the user has not placed it
     QTextDocument* document = textView_->document();
     const bool undo = document->isUndoRedoEnabled();
     document->setUndoRedoEnabled(false);
@@ -262,7 +264,26 @@ void TextViewerWindow::onFormatJson() { format(true); }
 
 void TextViewerWindow::onFormatXml() { format(false); }
 
+// Without a selection the Base64 run under the cursor, or the longest in
+// the message, is selected and decoded; the alert then says which it tried.
 void TextViewerWindow::onBase64Decode() {
+    QString tried;
+    QTextCursor cursor = textView_->textCursor();
+    if (!cursor.hasSelection()) {
+        const qsizetype at = cursorPlaced_ ? cursor.position() : -1;
+        const std::optional<TextSpan> run = TextUtils::base64RunAt(textView_->toPlainText(), at);
+        if (!run) {
+            showAlert(u"Nothing in the message looks like Base64.\n\nSelect the text to decode."_s);
+            return;
+        }
+        const bool underCursor = at >= run->start && at <= run->start + run->length;
+        cursor.setPosition(int(run->start));
+        cursor.setPosition(int(run->start + run->length), QTextCursor::KeepAnchor);
+        textView_->setTextCursor(cursor);
+        tried = (underCursor ? u"Nothing selected: tried the Base64 under the cursor, \u201C%1\u201D."_s
+                             : u"Nothing selected: tried the longest Base64 in the message, \u201C%1\u201D."_s)
+                    .arg(TextUtils::truncate(cursor.selectedText(), TextUtils::kShownBytes));
+    }
     const QString source = target();
     const Base64Decoding decoded = TextUtils::decodeBase64(source);
     if (decoded.text) {
@@ -270,8 +291,12 @@ void TextViewerWindow::onBase64Decode() {
         return;
     }
     VF_LOG("Base64 decoded string was empty so ignore result. Input: '{}'", source);
+    showAlert(tried.isEmpty() ? decoded.alertText : tried + u"\n\n"_s + decoded.alertText);
+}
+
+void TextViewerWindow::showAlert(const QString& text) {
     auto* box = new QMessageBox(QMessageBox::Critical, u"Alert"_s, u"Alert"_s, QMessageBox::Ok, this);
-    box->setInformativeText(decoded.alertText);
+    box->setInformativeText(text);
     box->setWindowModality(Qt::WindowModal);
     box->setAttribute(Qt::WA_DeleteOnClose);
     alert_ = box;

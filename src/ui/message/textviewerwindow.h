@@ -4,7 +4,8 @@
 // bar (Escape closes it), printing, and the toolbar's Format JSON / Format
 // XML (each turning into "Restore Text") and Decoded Base64. Every
 // transformation works on the selection when there is one, else on the
-// whole text, and is one undo step; restoring brings back the text as given.
+// whole text (Decoded Base64: on the Base64 run under the cursor, else the
+// longest), and is one undo step; restoring brings back the text as given.
 // The transformations are TextUtils's.
 //
 // Main thread only.
@@ -81,9 +82,11 @@ private:
     QString target() const;
     void replaceTarget(const QString& text);
     void format(bool json);
+    void showAlert(const QString& text);
     void findText(bool backward);
 
     QLabel* details_ = nullptr;
+    bool cursorPlaced_ = false;  // the user moved the cursor since the text was set
     MessageTextView* textView_ = nullptr;
     QToolBar* findBar_ = nullptr;
     QLineEdit* findField_ = nullptr;
