@@ -1,6 +1,7 @@
 #include "ui/window/mainwindow.h"
 
 #include <QAction>
+#include <QComboBox>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QHeaderView>
@@ -10,6 +11,7 @@
 #include <QSplitter>
 #include <QToolBar>
 #include <QUrl>
+#include <utility>
 
 #include "ui/window/helpmenu.h"
 #include "ui/window/icons.h"
@@ -135,6 +137,13 @@ void MainWindow::createToolBar() {
     spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     toolBar_->addWidget(spacer);
 
+    levelSelector_ = new QComboBox(toolBar_);
+    levelSelector_->setObjectName(u"levelSelector"_s);
+    levelSelector_->setToolTip(u"The lowest level shown"_s);
+    for (const auto& [name, letter] : {std::pair{u"Verbose"_s, u"V"_s}, {u"Debug"_s, u"D"_s}, {u"Info"_s, u"I"_s},
+                                       {u"Warn"_s, u"W"_s}, {u"Error"_s, u"E"_s}, {u"Assert"_s, u"A"_s}})
+        levelSelector_->addItem(name, letter);
+    toolBar_->addWidget(levelSelector_);
     quickFilter_ = new QLineEdit(toolBar_);
     quickFilter_->setPlaceholderText(u"Quick filter or query: tag:Net level:W"_s);
     quickFilter_->setClearButtonEnabled(true);

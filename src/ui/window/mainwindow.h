@@ -12,6 +12,7 @@
 #include <QMainWindow>
 
 class QAction;
+class QComboBox;
 class QLineEdit;
 class QSplitter;
 class QToolBar;
@@ -34,6 +35,9 @@ public:
     SelectableTableView* filterListTable() const { return filterList_; }
     QLineEdit* searchField() const { return searchField_; }
     QLineEdit* quickFilterField() const { return quickFilter_; }
+    // The lowest level shown, Verbose to Assert; its items' data is the
+    // level's letter.
+    QComboBox* levelSelector() const { return levelSelector_; }
     QSplitter* splitter() const { return splitter_; }
     QToolBar* toolBar() const { return toolBar_; }
 
@@ -73,6 +77,7 @@ private:
     SelectableTableView* filterList_ = nullptr;
     QLineEdit* searchField_ = nullptr;
     QLineEdit* quickFilter_ = nullptr;
+    QComboBox* levelSelector_ = nullptr;
     QSplitter* splitter_ = nullptr;
     QToolBar* toolBar_ = nullptr;
 };

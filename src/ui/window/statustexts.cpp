@@ -11,13 +11,26 @@ QString viewingText(qsizetype shown, const TableState& state) {
     if (state.filtered) {
         if (shown != 0 || state.total != 0) {
             text = u"Viewing %1 of %2"_s.arg(shown).arg(state.total);
-            if (state.logging) text += u"+"_s;
+            if (state.logging) text += u" so far"_s;
         }
     } else if (shown != 0) {
         text = u"Viewing: %1"_s.arg(shown);
     }
     if (text.isEmpty()) text = u"No Data       v(%1)"_s.arg(QLatin1String(build::kVersion));
     return text;
+}
+
+QString filterInWords(const QStringList& savedNames, const QString& quickText, const QString& level) {
+    const auto quoted = [](const QString& text) -> QString { return u"\u201C"_s + text + u"\u201D"_s; };
+    QStringList parts;
+    if (!savedNames.isEmpty()) {
+        QStringList names;
+        for (const QString& name : savedNames) names << quoted(name);
+        parts << names.join(u" and "_s);
+    }
+    if (!quickText.trimmed().isEmpty()) parts << quoted(quickText.trimmed());
+    if (!level.isEmpty()) parts << level + u" and above"_s;
+    return parts.isEmpty() ? u"All Messages"_s : parts.join(u" \u00B7 "_s);
 }
 
 QString emptyTableHint(qsizetype shown, const TableState& state) {
