@@ -8,6 +8,7 @@
 #include "core/adb/devicelistdatasource.h"
 #include "core/adb/devicelistreader.h"
 #include "core/adb/replyframing.h"
+#include "core/support/text.h"
 #include "core/support/threads.h"
 
 using namespace Qt::StringLiterals;
@@ -84,12 +85,12 @@ void DevicesCommand::requestList() {
     });
 }
 
-void DevicesCommand::devicesReceived(const QString& text) {
+void DevicesCommand::devicesReceived(const QByteArray& reply) {
     {
         const QMutexLocker lock(&replyMutex_);
-        reply_ = text;
+        reply_ = decodeText(reply);
     }
-    model_->parseDeviceList(text);
+    model_->parseDeviceList(reply);
 }
 
 void DevicesCommand::deviceListFailedWithError(int code) {

@@ -43,7 +43,7 @@ private:
     void onDeviceListFailed(int code) override;
     // DeviceListReaderDelegate (I/O thread): our own list conversation, so
     // that the reply's text is seen here as well as by the model.
-    void devicesReceived(const QString& text) override;
+    void devicesReceived(const QByteArray& reply) override;
     void deviceListFailedWithError(int code) override;
 
     void requestList();

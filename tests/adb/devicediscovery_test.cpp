@@ -18,7 +18,7 @@ using test::waitUntil;
 
 class ListRecorder final : public DeviceListReaderDelegate {
 public:
-    void devicesReceived(const QString& text) override { texts.append(text); }
+    void devicesReceived(const QByteArray& reply) override { texts.append(QString::fromUtf8(reply)); }
     void deviceListFailedWithError(int code) override { codes.append(code); }
     QStringList texts;
     QList<int> codes;
@@ -111,7 +111,7 @@ protected:
 
 // Lookups of the queued serials go to a server that only listens.
 TEST_F(DiscoveryTest, SkipsInvalidLinesAndQueuesEachNamelessSerialOnce) {
-    const QString reply = u"* daemon started\r\n- x\nerror: no\r\nA\tdevice\u2028B device model:Bee\rA\toffline\n"_s;
+    const QByteArray reply = u"* daemon started\r\n- x\nerror: no\r\nA\tdevice\u2028B device model:Bee\rA\toffline\n"_s.toUtf8();
     datasource.parseDeviceList(reply);
     datasource.parseDeviceList(reply);
     const DeviceList devices = datasource.deviceList();

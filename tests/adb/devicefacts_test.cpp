@@ -85,16 +85,16 @@ TEST(AdbFailureKind, CurrentAndOlderServerTexts) {
     for (const auto& [text, kind] : cases) EXPECT_EQ(adbFailureKind(text), kind) << text.toStdString();
 }
 
-const QString kToybox = u"USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
+const QByteArray kToybox = "USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
                         "root             1     0   10632   2124 SyS_epoll_wait      0 S init\n"
-                        "u0_a12        2001   612 1434564 102112 SyS_epoll_wait      0 S com.example.app\n"_s;
-const QString kToyboxShellOnly = u"USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
+                        "u0_a12        2001   612 1434564 102112 SyS_epoll_wait      0 S com.example.app\n";
+const QByteArray kToyboxShellOnly = "USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
                                  "shell        9001  8000   10712   2640 sigsuspend          0 S sh\n"
-                                 "shell        9002  9001   10988   2900 0                   0 R ps\n"_s;
-const QString kToolbox = u"USER     PID   PPID  VSIZE  RSS     WCHAN    PC        NAME\r\n"
+                                 "shell        9002  9001   10988   2900 0                   0 R ps\n";
+const QByteArray kToolbox = "USER     PID   PPID  VSIZE  RSS     WCHAN    PC        NAME\r\n"
                          "root      1     0     8904   708   ffffffff 00000000 S /init\r\n"
-                         "u0_a12    2001  612   1534564 52112 ffffffff 00000000 S com.example.app\r\n"_s;
-const QString kToolboxNothing = u"USER     PID   PPID  VSIZE  RSS     WCHAN    PC        NAME\r\n"_s;
+                         "u0_a12    2001  612   1534564 52112 ffffffff 00000000 S com.example.app\r\n";
+const QByteArray kToolboxNothing = "USER     PID   PPID  VSIZE  RSS     WCHAN    PC        NAME\r\n";
 
 TEST(ProcessTable, FlavorFromSdkAndReplies) {
     EXPECT_EQ(psFlavorFromSdk(u"25\n"), PsFlavor::Toolbox);
@@ -103,14 +103,14 @@ TEST(ProcessTable, FlavorFromSdkAndReplies) {
 
     struct Case {
         PsFlavor asked;
-        QString reply;
+        QByteArray reply;
         PsFlavor flavor;
         bool again;
     };
     const Case cases[] = {
         {PsFlavor::Unknown, kToybox, PsFlavor::Toybox, false},
         {PsFlavor::Unknown, kToolboxNothing, PsFlavor::Toolbox, true},  // toolbox took -A as a name
-        {PsFlavor::Unknown, u"bad -A\n"_s, PsFlavor::Toolbox, true},
+        {PsFlavor::Unknown, "bad -A\n", PsFlavor::Toolbox, true},
         {PsFlavor::Unknown, kToolbox, PsFlavor::Toolbox, false},
         {PsFlavor::Toybox, kToybox, PsFlavor::Toybox, false},
         {PsFlavor::Toybox, kToolboxNothing, PsFlavor::Toolbox, true},  // the sdk level was wrong
@@ -119,8 +119,8 @@ TEST(ProcessTable, FlavorFromSdkAndReplies) {
     };
     for (const Case& c : cases) {
         const PsNextStep step = psNextStep(c.asked, c.reply);
-        EXPECT_EQ(step.flavor, c.flavor) << c.reply.toStdString();
-        EXPECT_EQ(step.askAgain, c.again) << c.reply.toStdString();
+        EXPECT_EQ(step.flavor, c.flavor) << c.reply.constData();
+        EXPECT_EQ(step.askAgain, c.again) << c.reply.constData();
     }
     EXPECT_EQ(psReplyShape(kToybox).processes, 2);
 }
@@ -168,28 +168,30 @@ TEST(ProcessTableLookup, LearnsTheFormOnceAndKeepsTheRate) {
 }
 
 TEST(ModelName, BuildPropThenGetprop) {
-    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.name=foo\nro.product.model=Bar\nro.product.name=baz\n"),
+    EXPECT_EQ(modelNameFromBuildProp("ro.product.name=foo\nro.product.model=Bar\nro.product.name=baz\n"),
               u"Bar"_s);
-    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.name=foo\r\nro.build.id=x\r\n"), u"foo"_s);
-    EXPECT_EQ(modelNameFromBuildProp(u"# no product keys\nro.build.id=x\n"), std::nullopt);
-    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.model= Pixel 3 \n"), u" Pixel 3 "_s);  // nothing trimmed
-    EXPECT_EQ(modelNameFromBuildProp(u" ro.product.model=X\n"), std::nullopt);
-    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.name=foo\nro.product.name=baz\n"), u"baz"_s);  // the last name
+    EXPECT_EQ(modelNameFromBuildProp("ro.product.name=foo\r\nro.build.id=x\r\n"), u"foo"_s);
+    EXPECT_EQ(modelNameFromBuildProp("# no product keys\nro.build.id=x\n"), std::nullopt);
+    EXPECT_EQ(modelNameFromBuildProp("ro.product.model= Pixel 3 \n"), u" Pixel 3 "_s);  // nothing trimmed
+    EXPECT_EQ(modelNameFromBuildProp(" ro.product.model=X\n"), std::nullopt);
+    EXPECT_EQ(modelNameFromBuildProp("ro.product.name=foo\nro.product.name=baz\n"), u"baz"_s);  // the last name
 
-    const QString getprop = u"[ro.build.id]: [QP1A]\n[ro.product.model]: []\n[ro.product.vendor.model]: "
-                            "[Pixel 4]\n[ro.product.name]: [flame]\n"_s;
+    const QByteArray getprop = "[ro.build.id]: [QP1A]\n[ro.product.model]: []\n[ro.product.vendor.model]: "
+                            "[Pixel 4]\n[ro.product.name]: [flame]\n";
     EXPECT_EQ(modelNameFromGetprop(getprop), u"Pixel 4"_s);
-    EXPECT_EQ(modelNameFromGetprop(u"[ro.product.system.name]: [sys]\r\n"), u"sys"_s);
-    EXPECT_EQ(modelNameFromGetprop(u"[ro.product.model]: [Pixel 7]\n[ro.product.vendor.model]: [x]\n"),
+    EXPECT_EQ(modelNameFromGetprop("[ro.product.system.name]: [sys]\r\n"), u"sys"_s);
+    EXPECT_EQ(modelNameFromGetprop("[ro.product.model]: [Pixel 7]\n[ro.product.vendor.model]: [x]\n"),
               u"Pixel 7"_s);
-    EXPECT_EQ(modelNameFromGetprop(u"garbage\n"), std::nullopt);
+    EXPECT_EQ(modelNameFromGetprop("garbage\n"), std::nullopt);
 
-    const QString buildPropWithout = u"\n# begin build properties\nro.build.id=x\n"_s;
-    EXPECT_EQ(modelNameFromLookupOutput(QString(buildPropWithout + getprop)), u"Pixel 4"_s);
-    EXPECT_EQ(modelNameFromLookupOutput(QString(u"ro.product.model=A\n"_s + getprop)), u"A"_s);
-    EXPECT_EQ(modelNameFromLookupOutput(QString(u"cat: /system/build.prop: No such file or directory\n"_s + getprop)),
+    const QByteArray buildPropWithout = "\n# begin build properties\nro.build.id=x\n";
+    EXPECT_EQ(modelNameFromLookupOutput(QByteArray(buildPropWithout + getprop)), u"Pixel 4"_s);
+    EXPECT_EQ(modelNameFromLookupOutput(QByteArray("ro.product.model=A\n" + getprop)), u"A"_s);
+    EXPECT_EQ(modelNameFromLookupOutput(QByteArray("cat: /system/build.prop: No such file or directory\n" + getprop)),
               u"Pixel 4"_s);
     EXPECT_EQ(modelNameFromLookupOutput(buildPropWithout), std::nullopt);
+    // A stray byte costs its character, not the name.
+    EXPECT_EQ(modelNameFromLookupOutput("ro.product.model=Caf\xe9\n"), u"Caf\uFFFD"_s);
 }
 
 }  // namespace

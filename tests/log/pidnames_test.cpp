@@ -25,7 +25,7 @@ TEST(PsTable, ReadsPidAndNameAndStopsAtTheTwoAbortingErrors) {
         {"H\nu 0 0 0 zero\n", {{"0", "zero"}}, PsAbort::None},
     };
     for (const auto& c : cases) {
-        const PsTable table = parsePsText(QString::fromUtf8(c.text));
+        const PsTable table = parsePsText(c.text);
         EXPECT_EQ(table.entries, c.entries) << c.text;
         EXPECT_EQ(table.abort, c.abort) << c.text;
     }

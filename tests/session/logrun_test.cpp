@@ -56,12 +56,12 @@ TEST_F(LogRunTest, LookupsAreOneAtATimeAndOneASecond) {
     conversations->line(line("01-01 10:00:00.000", 1234, "one"));
     conversations->line(line("01-01 10:00:00.001", 1234, "two"));  // wanted while one is in flight
     EXPECT_EQ(conversations->pidReaders, 1);
-    conversations->processTable(u"USER PID PPID VSZ RSS WCHAN ADDR S NAME\nu0_a1 1234 1 0 0 0 0 S com.example\n"_s);
+    conversations->processTable("USER PID PPID VSZ RSS WCHAN ADDR S NAME\nu0_a1 1234 1 0 0 0 0 S com.example\n");
     EXPECT_EQ(conversations->pidReaders, 1) << "the second waits for the rate";
     now += 1000;
     ASSERT_TRUE(waitUntil([&] { return conversations->pidReaders == 2; }, 3000));
     EXPECT_EQ(store.appNameForPid(u"1234"_s), u"com.example"_s);
-    conversations->processTable(QString());  // refused: the lookup still ends
+    conversations->processTable({});  // refused: the lookup still ends
     now += 1000;
     conversations->line(line("01-01 10:00:00.002", 99, "a"));
     conversations->line(line("01-01 10:00:00.003", 99, "b"));
@@ -93,7 +93,7 @@ TEST_F(LogRunTest, RefusalsEndTheRunByTheirMeaning) {
         EXPECT_FALSE(run.isLogging());
     }
     start();
-    conversations->processTable(u"error: more than one device and emulator\n"_s);
+    conversations->processTable("error: more than one device and emulator\n");
     EXPECT_EQ(lastEnd(++count), RunEnd::MultipleDevices);
     start();
     conversations->onStream([](LogReaderDelegate& d) { d.adbNotRunningError(Error{}); });

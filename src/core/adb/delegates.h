@@ -6,6 +6,7 @@
 // Every call below arrives on the thread on which the conversation called
 // connect() (its socket thread), one at a time.
 
+#include <QByteArray>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -36,7 +37,7 @@ public:
     // Once, however the conversation ends: the whole output of the
     // process-status command, empty when it was refused, failed or printed
     // nothing. So the lookup always ends.
-    virtual void pidReceived(const QString& text) = 0;
+    virtual void pidReceived(const QByteArray& output) = 0;
 };
 
 inline constexpr int kDeviceListUnexpectedReply = 2;
@@ -44,7 +45,8 @@ inline constexpr int kDeviceListUnexpectedReply = 2;
 class DeviceListReaderDelegate {
 public:
     virtual ~DeviceListReaderDelegate() = default;
-    virtual void devicesReceived(const QString& text) = 0;
+    // The listing as the server sent it.
+    virtual void devicesReceived(const QByteArray& reply) = 0;
     // 0: the ADB server is not running; 1: no device or an empty list;
     // kDeviceListUnexpectedReply: the server's reply broke off, made no
     // sense or did not come in time.

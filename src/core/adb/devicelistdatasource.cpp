@@ -6,8 +6,8 @@
 #include "core/adb/devicelistreader.h"
 #include "core/adb/devicestate.h"
 #include "core/adb/modelname.h"
-#include "core/adb/textlines.h"
 #include "core/support/logger.h"
+#include "core/support/text.h"
 #include "core/support/threads.h"
 
 namespace vf {
@@ -79,7 +79,7 @@ void DeviceListDatasource::fetchDevices() {
     deviceListReader_->connect();
 }
 
-void DeviceListDatasource::devicesReceived(const QString& text) { parseDeviceList(text); }
+void DeviceListDatasource::devicesReceived(const QByteArray& reply) { parseDeviceList(reply); }
 
 void DeviceListDatasource::deviceListFailedWithError(int code) {
     QPointer<DeviceListDatasource> self(this);
@@ -114,10 +114,10 @@ DeviceRecord DeviceListDatasource::recordFromLine(const QString& line) {
     return record;
 }
 
-void DeviceListDatasource::parseDeviceList(const QString& text) {
+void DeviceListDatasource::parseDeviceList(QByteArrayView reply) {
     DeviceList devices;
     QStringList queued;
-    for (const QString& line : splitAtNewlines(text)) {
+    for (const QString& line : outputLines(reply)) {
         if (line.isEmpty()) continue;
         if (line.startsWith(u'-') || line.startsWith(u"error:"_s)) {
             VF_LOG("invalid: {}", line);
@@ -163,8 +163,7 @@ void DeviceListDatasource::internalDeviceModel(const QString& serial) {
 
 void DeviceListDatasource::shellCommandEnded(const QString& deviceId, const QByteArray& output,
                                              const OptionalError& failure) {
-    const std::optional<QString> text = failure ? std::nullopt : AdbSocket::stringFromData(output);
-    const std::optional<QString> name = text ? modelNameFromLookupOutput(*text) : std::nullopt;
+    const std::optional<QString> name = failure ? std::nullopt : modelNameFromLookupOutput(output);
     if (!name) {
         // Any end without a name (refused transport, unauthorized or offline
         // device, broken or late reply, no such line) is a failure: on to the
@@ -192,10 +191,6 @@ void DeviceListDatasource::shellCommandEnded(const QString& deviceId, const QByt
         lookupList_.removeAll(deviceId);
     }
     lookupNextDevice();
-}
-
-std::optional<QString> DeviceListDatasource::nameFromBuildProperties(const QString& text) {
-    return modelNameFromBuildProp(text);
 }
 
 void DeviceListDatasource::notifyDevicesConneceted() {

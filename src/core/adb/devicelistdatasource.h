@@ -47,10 +47,10 @@ public:
 
     // Replaces the list with the records of a "host:devices" reply, notifies
     // the delegate and starts the next name lookup (on the calling thread).
-    void parseDeviceList(const QString& text);
+    void parseDeviceList(QByteArrayView reply);
 
     // Conversation callbacks (the conversation's thread).
-    void devicesReceived(const QString& text) override;
+    void devicesReceived(const QByteArray& reply) override;
     void deviceListFailedWithError(int code) override;
     // The model lookup's output for one device (build.prop, then getprop).
     void shellCommandEnded(const QString& deviceId, const QByteArray& output,
@@ -59,9 +59,6 @@ public:
     // One line of the reply as a record (the line is neither empty nor an
     // "-"/"error:" line).
     static DeviceRecord recordFromLine(const QString& line);
-    // The value of the first "ro.product.model=" line, else of the last
-    // "ro.product.name=" line before it; nullopt when neither occurs.
-    static std::optional<QString> nameFromBuildProperties(const QString& text);
 
 private:
     void fetchDevices();

@@ -46,7 +46,7 @@ void DeviceListReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArr
             break;
         }
         case kPayload:
-            if (delegate_ != nullptr) delegate_->devicesReceived(stringFromData(data).value_or(QString()));
+            if (delegate_ != nullptr) delegate_->devicesReceived(data);
             break;
         default:
             logUnknownTag(tag);

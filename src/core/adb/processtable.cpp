@@ -2,6 +2,8 @@
 
 #include <QList>
 
+#include "core/support/text.h"
+
 namespace vf {
 
 using namespace Qt::StringLiterals;
@@ -34,11 +36,11 @@ QString processTableRequest(PsFlavor flavor) {
     return flavor == PsFlavor::Toolbox ? u"shell:ps"_s : u"shell:ps -A"_s;
 }
 
-PsReplyShape psReplyShape(QStringView text) {
+PsReplyShape psReplyShape(QByteArrayView output) {
     PsReplyShape shape;
     bool header = true;
-    for (QStringView line : text.split(u'\n')) {
-        line = line.trimmed();
+    for (const QString& whole : outputLines(output)) {
+        const QStringView line = QStringView(whole).trimmed();
         if (line.isEmpty() || line.startsWith(u'-') || line.startsWith(u"error:")) continue;
         if (header) {
             header = false;
@@ -52,7 +54,7 @@ PsReplyShape psReplyShape(QStringView text) {
     return shape;
 }
 
-PsNextStep psNextStep(PsFlavor asked, QStringView reply) {
+PsNextStep psNextStep(PsFlavor asked, QByteArrayView reply) {
     const PsReplyShape shape = psReplyShape(reply);
     if (asked == PsFlavor::Toolbox) {
         // Plain "ps" answered by toybox lists the shell only.
@@ -108,7 +110,7 @@ std::optional<QString> ProcessTableLookup::startIf(bool start) {
 
 std::optional<QString> ProcessTableLookup::want(int64_t nowMs) { return startIf(limiter_.request(nowMs)); }
 
-std::optional<QString> ProcessTableLookup::finished(std::optional<QStringView> reply, int64_t nowMs) {
+std::optional<QString> ProcessTableLookup::finished(std::optional<QByteArrayView> reply, int64_t nowMs) {
     if (reply && limiter_.inFlight()) {
         const PsNextStep step = psNextStep(asked_, *reply);
         flavor_ = step.flavor;

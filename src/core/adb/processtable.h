@@ -8,6 +8,7 @@
 // Pure values and functions; a ProcessLookupLimiter belongs to one owner and
 // is used from one thread at a time.
 
+#include <QByteArrayView>
 #include <QString>
 #include <QStringView>
 #include <cstdint>
@@ -37,7 +38,7 @@ struct PsReplyShape {
     PsFlavor flavor = PsFlavor::Unknown;
     int processes = 0;
 };
-PsReplyShape psReplyShape(QStringView text);
+PsReplyShape psReplyShape(QByteArrayView output);
 
 // What to do after a reply to the request of `asked`: the flavor to use from
 // now on, and whether to ask again at once with that flavor's request. A
@@ -49,7 +50,7 @@ struct PsNextStep {
     PsFlavor flavor = PsFlavor::Unknown;
     bool askAgain = false;
 };
-PsNextStep psNextStep(PsFlavor asked, QStringView reply);
+PsNextStep psNextStep(PsFlavor asked, QByteArrayView reply);
 
 // At most one process-table lookup in flight, and at most one started per
 // `minIntervalMs`. Driven by a monotonic clock value in milliseconds that the
@@ -106,7 +107,7 @@ public:
     // The request in flight ended: with its whole output, or none (refused
     // transport, server gone, empty). The reply, when there is one and it
     // lists processes, is what the store reads names from.
-    std::optional<QString> finished(std::optional<QStringView> reply, int64_t nowMs);
+    std::optional<QString> finished(std::optional<QByteArrayView> reply, int64_t nowMs);
     // For a timer set to dueAt(): a remembered request that may start now.
     std::optional<QString> poll(int64_t nowMs);
     std::optional<int64_t> dueAt() const { return limiter_.dueAt(); }

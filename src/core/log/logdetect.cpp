@@ -1,7 +1,6 @@
 // Layout detection for files and the joining of long-layout entries.
 #include "core/log/logparser.h"
 
-#include "core/log/linesplit.h"
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
 
@@ -84,7 +83,7 @@ std::vector<std::string> joinLongFormatArray(const std::vector<std::string_view>
         line = lines[i++];
         return true;
     };
-    lines::joinLongEntries(next, [&](std::string_view header, std::string_view message) {
+    joinLongEntries(next, [&](std::string_view header, std::string_view message) {
         joined.emplace_back(std::string(header).append(message));
     });
     return joined;

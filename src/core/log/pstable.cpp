@@ -1,8 +1,8 @@
 #include "core/log/pstable.h"
 
-#include "core/adb/textlines.h"
 #include "core/support/logger.h"
 #include "core/support/strings.h"
+#include "core/support/text.h"
 
 namespace vf {
 
@@ -24,10 +24,10 @@ PsAbort readErrorLine(const QString& line) {
 
 }  // namespace
 
-PsTable parsePsText(const QString& text) {
+PsTable parsePsText(QByteArrayView output) {
     PsTable table;
     bool headerPending = true;
-    for (const QString& line : splitAtNewlines(text)) {
+    for (const QString& line : outputLines(output)) {
         if (line.isEmpty() || line.startsWith(u'-')) continue;
         if (line.startsWith(QStringLiteral("error:"))) {
             table.abort = readErrorLine(line);

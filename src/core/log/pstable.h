@@ -9,7 +9,7 @@
 // blanks and needs 4 pieces; the pid is the first piece that reads as an
 // integer, the name the last piece; "<pre-initialized>" names are skipped.
 
-#include <QString>
+#include <QByteArrayView>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,6 +23,6 @@ struct PsTable {
     PsAbort abort = PsAbort::None;
 };
 
-PsTable parsePsText(const QString& text);
+PsTable parsePsText(QByteArrayView output);
 
 }  // namespace vf

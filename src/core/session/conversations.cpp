@@ -86,10 +86,10 @@ private:
     }
 
     void shellCommandEnded(const QString&, const QByteArray& output, const OptionalError& failure) override {
-        // Undecodable output, or a broken reply (logged by the reader),
-        // reaches the store as an empty text: the lookup still ends.
-        const QString text = failure ? QString() : AdbSocket::stringFromData(output).value_or(QString());
-        if (!failure && !text.isEmpty()) {
+        // A broken reply (logged by the reader) reaches the store as an
+        // empty output: the lookup still ends.
+        const QByteArray text = failure ? QByteArray() : output;
+        if (!text.isEmpty()) {
             const PsNextStep step = psNextStep(asked_, text);
             flavors_->learn(deviceId_, step.flavor);
             if (step.askAgain && !askedAgain_ && !isStopped()) {

@@ -209,8 +209,8 @@ void LogRun::pollLookup() {
     });
 }
 
-void LogRun::pidReceived(const QString& text) {
-    const PsTable table = parsePsText(text);
+void LogRun::pidReceived(const QByteArray& output) {
+    const PsTable table = parsePsText(output);
     store_.takeProcessTable(table);
     switch (table.abort) {
         case PsAbort::MultipleDevices:

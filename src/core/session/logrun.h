@@ -78,7 +78,7 @@ private:
     void logReaderStoppedWithError(const Error& error) override;
     void adbNotRunningError(const Error& error) override;
     void adbDeviceNotFound(const Error& error) override;
-    void pidReceived(const QString& text) override;
+    void pidReceived(const QByteArray& output) override;
 
     // I/O thread.
     void connectReader();
