@@ -18,27 +18,30 @@ using test::waitUntil;
 
 class ListRecorder final : public DeviceListReaderDelegate {
 public:
-    void devicesReceived(const QByteArray& reply) override { texts.append(QString::fromUtf8(reply)); }
-    void deviceListFailedWithError(int code) override { codes.append(code); }
-    QStringList texts;
-    QList<int> codes;
+    void deviceListFinished(const QByteArray& listing, const AdbResult& result) override {
+        listings.append(listing);
+        outcomes.append(result.outcome);
+    }
+    QList<QByteArray> listings;
+    QList<AdbOutcome> outcomes;
 };
 
-TEST(DeviceListReader, AsksForTheListAndReportsTextOrFailureCode) {
+TEST(DeviceListReader, AsksForTheListAndReportsItOnceWithHowItEnded) {
     ScriptedAdbServer server;
+    using O = AdbOutcome;
     const struct {
         QByteArray reply;  // empty: no server listens
-        QStringList texts;
-        QList<int> codes;
+        QByteArray listing;
+        AdbOutcome outcome;
     } cases[] = {
-        {"OKAY" + test::framed("emulator-5554\tdevice\n"), {u"emulator-5554\tdevice\n"_s}, {}},
-        {"OKAY0000", {}, {1}},
-        {"FAIL0004oops", {}, {}},
+        {"OKAY" + test::framed("emulator-5554\tdevice\n"), "emulator-5554\tdevice\n", O::Done},
+        {"OKAY0000", {}, O::Done},
+        {"FAIL0004oops", {}, O::Refused},
         // A broken reply ends the conversation with a report instead of a wait
         // (each way to break one is a ReplyFraming case).
-        {"OKAY0015emulator", {}, {2}},  // closed before the promised bytes
-        {"HTTP/1.1 400 Bad Request\r\n", {}, {2}},
-        {{}, {}, {0}},
+        {"OKAY0015emulator", {}, O::UnexpectedReply},  // closed before the promised bytes
+        {"HTTP/1.1 400 Bad Request\r\n", {}, O::UnexpectedReply},
+        {{}, {}, O::AdbNotRunning},
     };
     int connection = 0;
     for (const auto& c : cases) {
@@ -46,16 +49,13 @@ TEST(DeviceListReader, AsksForTheListAndReportsTextOrFailureCode) {
         ListRecorder recorder;
         DeviceListReader reader(c.reply.isEmpty() ? ScriptedAdbServer::nowhere() : server.endpoint());
         reader.setDelegate(&recorder);
-        reader.connect();
-        ASSERT_TRUE(test::waitThenSettle([&] {
-            return c.reply.isEmpty() ? !recorder.codes.isEmpty()
-                                     : server.isClosed(connection) && !reader.isConnecting();
-        }));
+        reader.start();
+        ASSERT_TRUE(test::waitThenSettle([&] { return !recorder.outcomes.isEmpty(); }));
         if (!c.reply.isEmpty()) {
             EXPECT_EQ(server.received(connection++), "000chost:devices");
         }
-        EXPECT_EQ(recorder.texts, c.texts) << c.reply.constData();
-        EXPECT_EQ(recorder.codes, c.codes) << c.reply.constData();
+        EXPECT_EQ(recorder.listings, QList<QByteArray>{c.listing}) << c.reply.constData();
+        EXPECT_EQ(recorder.outcomes, QList<AdbOutcome>{c.outcome}) << c.reply.constData();
     }
 }
 
@@ -89,13 +89,13 @@ public:
         models.append(deviceId + u'=' + model);
         onMain = onMain && isMainThread();
     }
-    void onDeviceListFailed(int code) override {
-        failures.append(code);
+    void onDeviceListFailed(DeviceListFailure failure) override {
+        failures.append(failure);
         failedOnMain = isMainThread();
     }
     QList<DeviceList> lists;
     QStringList models;
-    QList<int> failures;
+    QList<DeviceListFailure> failures;
     bool onMain = true;
     bool failedOnMain = false;
 };
@@ -167,7 +167,7 @@ TEST_F(DiscoveryTest, FailuresReachTheControllerOnTheMainThread) {
     server.addScript(Script().expect(16).reply("OKAY0000").close());
     datasource.loadDeviceList();
     ASSERT_TRUE(test::waitThenSettle([&] { return controller.failures.size() == 1; }));
-    EXPECT_EQ(controller.failures, QList<int>({1}));
+    EXPECT_EQ(controller.failures, QList<DeviceListFailure>({DeviceListFailure::NoDevice}));
     EXPECT_TRUE(controller.failedOnMain);
     EXPECT_TRUE(controller.lists.isEmpty());
 }

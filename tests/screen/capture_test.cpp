@@ -42,8 +42,10 @@ TEST(ScreencapBytes, RawAndTerminalTranslatedCapturesGiveTheStoredPng) {
 
 class CaptureRecorder final : public ScreencapReaderDelegate, public DeviceScreenDatasourceDelegate {
 public:
-    void screencapReceived(const QByteArray& data) override { captures.append(data); }
-    void screenapFailedWithError(const OptionalError& error) override { failures.append(error); }
+    void screencapFinished(const QByteArray& data, const AdbResult& result) override {
+        if (!data.isEmpty()) captures.append(data);
+        else failures.append(result.error);
+    }
     void onScreenUpdate(const QString& deviceId, const QVariant& screen) override {
         deviceIds.append(deviceId);
         captures.append(screen.toByteArray());
@@ -71,7 +73,7 @@ TEST(ScreencapReader, SendsTheExactRequestsAndReportsOnceWhenTheDeviceCloses) {
     ScreencapReader reader(server.endpoint());
     reader.setDelegate(&recorder);
     reader.setDeviceId(QStringLiteral("emu-1"));
-    reader.connect();
+    reader.start();
     ASSERT_TRUE(test::waitThenSettle([&] { return recorder.captures.size() == 1; }));
     EXPECT_EQ(server.received(0), "0014host:transport:emu-1" "0012shell:screencap -p");
     EXPECT_EQ(recorder.captures, QList<QByteArray>{png});

@@ -88,7 +88,6 @@ TEST_F(LogRunTest, RefusalsEndTheRunByTheirMeaning) {
     for (const auto& c : cases) {
         start();
         conversations->refuse(c.message);
-        conversations->endStream();  // the close after a refusal is not a second end
         EXPECT_EQ(lastEnd(++count), c.end) << c.message.toStdString();
         EXPECT_FALSE(run.isLogging());
     }
@@ -96,7 +95,7 @@ TEST_F(LogRunTest, RefusalsEndTheRunByTheirMeaning) {
     conversations->processTable("error: more than one device and emulator\n");
     EXPECT_EQ(lastEnd(++count), RunEnd::MultipleDevices);
     start();
-    conversations->onStream([](LogReaderDelegate& d) { d.adbNotRunningError(Error{}); });
+    conversations->endStream(AdbResult{AdbOutcome::AdbNotRunning, Error{}});
     EXPECT_EQ(lastEnd(++count), RunEnd::AdbNotRunning);
     EXPECT_EQ(lastRowText(), u"ADB not running. In terminal run \"ADB start-server\""_s);
 }

@@ -12,6 +12,7 @@
 // never called again.
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QObject>
 #include <QString>
 #include <atomic>
@@ -80,6 +81,13 @@ public:
     // its delimiter. The next read starts after it. Memory stays bounded by
     // `maxLength` whatever the peer sends.
     void readDataToData(const QByteArray& delimiter, double timeout, long tag, qsizetype maxLength = 0);
+    // Queues a read that a stream parser frames. `framer` is given the bytes
+    // received for this read so far and returns the length of the complete
+    // record at their front (> 0), 0 while more is needed, or a negative
+    // value when they can no longer begin a record: the read then completes
+    // at once with what has arrived, for the caller to reject.
+    using Framer = qsizetype (*)(QByteArrayView bytes);
+    void readFramed(Framer framer, double timeout, long tag);
 
     // Bytes that arrive while no read is queued wait in a buffer; a peer
     // that sends more than 8 MiB of them is disconnected with EMSGSIZE.
@@ -90,7 +98,7 @@ public:
     // Any thread.
     bool isConnected() const { return connected_.load(); }
     // Socket thread. True once the peer closed the connection while an
-    // exact-length read still waited for bytes (a reply cut short).
+    // exact-length or framed read still waited for bytes (a reply cut short).
     bool endedMidRead() const { return endedMidRead_; }
 
     // Detaches the delegate and lets a live connection end on its own (the
@@ -107,6 +115,7 @@ private:
         qsizetype length = 0;  // exact-length read when delimiter is empty
         QByteArray delimiter;
         qsizetype maxLength = 0;  // delimiter reads: cut at this many bytes (0: no limit)
+        Framer framer = nullptr;  // framed reads
         double timeout = -1.0;
         long tag = 0;
     };

@@ -76,16 +76,30 @@ void DeviceListDatasource::fetchDevices() {
     }
     deviceListReader_ = new DeviceListReader(endpoint_);
     deviceListReader_->setDelegate(this);
-    deviceListReader_->connect();
+    deviceListReader_->start();
 }
 
-void DeviceListDatasource::devicesReceived(const QByteArray& reply) { parseDeviceList(reply); }
-
-void DeviceListDatasource::deviceListFailedWithError(int code) {
+void DeviceListDatasource::deviceListFinished(const QByteArray& listing, const AdbResult& result) {
+    std::optional<DeviceListFailure> failure;
+    switch (result.outcome) {
+        case AdbOutcome::Done:
+            if (!listing.isEmpty()) return parseDeviceList(listing);
+            failure = DeviceListFailure::NoDevice;
+            break;
+        case AdbOutcome::AdbNotRunning:
+            failure = DeviceListFailure::AdbNotRunning;
+            break;
+        case AdbOutcome::UnexpectedReply:
+            failure = DeviceListFailure::UnexpectedReply;
+            break;
+        case AdbOutcome::Refused:  // logged by the reader; nothing to tell
+        case AdbOutcome::Stopped:
+            return;
+    }
     QPointer<DeviceListDatasource> self(this);
-    runOnMainThread([self, code] {
+    runOnMainThread([self, failure = *failure] {
         if (!self) return;
-        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDeviceListFailed(code);
+        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDeviceListFailed(failure);
     });
 }
 
@@ -158,12 +172,12 @@ void DeviceListDatasource::internalDeviceModel(const QString& serial) {
     deviceNameReader_->setReplyTimeout(kReplyTimeoutSeconds);
     deviceNameReader_->setDeviceId(serial);
     deviceNameReader_->setDelegate(this);
-    deviceNameReader_->connect();
+    deviceNameReader_->start();
 }
 
-void DeviceListDatasource::shellCommandEnded(const QString& deviceId, const QByteArray& output,
-                                             const OptionalError& failure) {
-    const std::optional<QString> name = failure ? std::nullopt : modelNameFromLookupOutput(output);
+void DeviceListDatasource::shellCommandFinished(const QString& deviceId, const QByteArray& output,
+                                                const AdbResult& /*result*/) {
+    const std::optional<QString> name = modelNameFromLookupOutput(output);
     if (!name) {
         // Any end without a name (refused transport, unauthorized or offline
         // device, broken or late reply, no such line) is a failure: on to the

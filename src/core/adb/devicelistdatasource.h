@@ -16,6 +16,7 @@
 #include <atomic>
 
 #include "core/adb/delegates.h"
+#include "core/adb/devicelistreader.h"
 #include "core/adb/endpoint.h"
 #include "core/adb/shellcommandreader.h"
 
@@ -50,11 +51,9 @@ public:
     void parseDeviceList(QByteArrayView reply);
 
     // Conversation callbacks (the conversation's thread).
-    void devicesReceived(const QByteArray& reply) override;
-    void deviceListFailedWithError(int code) override;
+    void deviceListFinished(const QByteArray& listing, const AdbResult& result) override;
     // The model lookup's output for one device (build.prop, then getprop).
-    void shellCommandEnded(const QString& deviceId, const QByteArray& output,
-                           const OptionalError& failure) override;
+    void shellCommandFinished(const QString& deviceId, const QByteArray& output, const AdbResult& result) override;
 
     // One line of the reply as a record (the line is neither empty nor an
     // "-"/"error:" line).

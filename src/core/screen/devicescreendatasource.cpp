@@ -70,7 +70,12 @@ void DeviceScreenDatasource::internalStartMonitoring(quint64 run) {
     screencapReader_ = new ScreencapReader(endpoint_);
     screencapReader_->setDeviceId(deviceId());
     screencapReader_->setDelegate(this);
-    screencapReader_->connect();
+    screencapReader_->start();
+}
+
+void DeviceScreenDatasource::screencapFinished(const QByteArray& data, const AdbResult& result) {
+    if (!data.isEmpty()) screencapReceived(data);
+    else screenapFailedWithError(result.error);
 }
 
 void DeviceScreenDatasource::screencapReceived(const QByteArray& data) {
@@ -86,7 +91,7 @@ void DeviceScreenDatasource::screencapReceived(const QByteArray& data) {
     }
     if (startDecoder) decoder_.start([this] { decodePending(); });
     // The next capture travels while this one is decoded.
-    if (autoRefresh_.load() && screencapReader_ != nullptr) screencapReader_->connect();
+    if (autoRefresh_.load() && screencapReader_ != nullptr) screencapReader_->start();
 }
 
 void DeviceScreenDatasource::decodePending() {

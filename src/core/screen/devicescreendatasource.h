@@ -73,8 +73,9 @@ public:
 private:
     void internalStartMonitoring(quint64 run);
     // ScreencapReaderDelegate (I/O thread).
-    void screencapReceived(const QByteArray& data) override;
-    void screenapFailedWithError(const OptionalError& error) override;
+    void screencapFinished(const QByteArray& data, const AdbResult& result) override;
+    void screencapReceived(const QByteArray& data);
+    void screenapFailedWithError(const OptionalError& error);
     void decodePending();
     void deliver(quint64 run, const QVariant& image);
 

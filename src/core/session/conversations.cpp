@@ -4,6 +4,7 @@
 #include <map>
 
 #include "core/adb/logreader.h"
+#include "core/adb/logreader.h"
 #include "core/adb/processtable.h"
 #include "core/adb/shellcommandreader.h"
 #include "core/support/threads.h"
@@ -20,7 +21,7 @@ public:
         : reader_(std::move(reader)) {
         reader_->setDelegate(delegate);
         reader_->setDeviceId(deviceId);
-        reader_->connect();
+        reader_->start();
     }
     void stop() override { reader_->stop(); }
 
@@ -77,7 +78,7 @@ private:
             reader_.release()->deleteLater();
         }
         reader_ = std::move(next);
-        reader_->connect();
+        reader_->start();
     }
 
     bool isStopped() {
@@ -85,10 +86,8 @@ private:
         return stopped_;
     }
 
-    void shellCommandEnded(const QString&, const QByteArray& output, const OptionalError& failure) override {
-        // A broken reply (logged by the reader) reaches the store as an
-        // empty output: the lookup still ends.
-        const QByteArray text = failure ? QByteArray() : output;
+    void shellCommandFinished(const QString&, const QByteArray& text, const AdbResult&) override {
+        // A failed lookup reaches the store as an empty output: it still ends.
         if (!text.isEmpty()) {
             const PsNextStep step = psNextStep(asked_, text);
             flavors_->learn(deviceId_, step.flavor);

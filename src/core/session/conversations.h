@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/adb/delegates.h"
+#include "core/adb/logreader.h"
 #include "core/adb/endpoint.h"
 
 namespace vf {

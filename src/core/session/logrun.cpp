@@ -20,7 +20,6 @@ int64_t steadyNowMs() {
 
 // What a refusal of the stream request means for the run.
 RunEnd endOfRefusal(const Error& error) {
-    if (error.code == kUnexpectedReplyCode) return RunEnd::UnexpectedReply;
     switch (adbFailureKind(error.failureReason)) {
         case AdbFailureKind::DeviceNotFound:
             return RunEnd::DeviceNotFound;
@@ -110,20 +109,25 @@ void LogRun::connectReader() {
 // ---------------------------------------------------------------------------
 // The stream
 
-void LogRun::logLineReceived(std::optional<std::string_view> line) {
-    if (line && store_.addLiveLine(*line)) wantNames();
+void LogRun::logLineReceived(std::string_view line) {
+    if (store_.addLiveLine(line)) wantNames();
 }
 
-void LogRun::logReaderStopped() { end(RunEnd::Closed, {}); }
-
-void LogRun::logReaderStoppedWithError(const Error& error) {
-    if (error.code == kUnexpectedReplyCode) statusRow(error.description, QStringLiteral("E"));
-    end(endOfRefusal(error), error);
+void LogRun::logReaderFinished(const AdbResult& result) {
+    const Error error = result.error.value_or(Error{});
+    switch (result.outcome) {
+        case AdbOutcome::Done:
+        case AdbOutcome::Stopped:
+            return end(RunEnd::Closed, {});
+        case AdbOutcome::AdbNotRunning:
+            return end(RunEnd::AdbNotRunning, error);
+        case AdbOutcome::UnexpectedReply:
+            statusRow(error.description, QStringLiteral("E"));
+            return end(RunEnd::UnexpectedReply, error);
+        case AdbOutcome::Refused:
+            return end(endOfRefusal(error), error);
+    }
 }
-
-void LogRun::adbNotRunningError(const Error& error) { end(RunEnd::AdbNotRunning, error); }
-
-void LogRun::adbDeviceNotFound(const Error& error) { end(RunEnd::DeviceNotFound, error); }
 
 void LogRun::end(RunEnd how, const Error& error, bool fromTable) {
     QString device;

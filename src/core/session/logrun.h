@@ -73,11 +73,8 @@ public:
 
 private:
     // LogReaderDelegate and PidReaderDelegate: the I/O thread.
-    void logLineReceived(std::optional<std::string_view> line) override;
-    void logReaderStopped() override;
-    void logReaderStoppedWithError(const Error& error) override;
-    void adbNotRunningError(const Error& error) override;
-    void adbDeviceNotFound(const Error& error) override;
+    void logLineReceived(std::string_view line) override;
+    void logReaderFinished(const AdbResult& result) override;
     void pidReceived(const QByteArray& output) override;
 
     // I/O thread.

@@ -182,12 +182,18 @@ void LogSession::onDeviceModel(const QString& deviceId, const QString& model) {
     if (delegate_ != nullptr) delegate_->onDeviceModel(deviceId, model);
 }
 
-void LogSession::onDeviceListFailed(int code) {
+void LogSession::onDeviceListFailed(DeviceListFailure failure) {
     VF_ASSERT_THREAD(this);
     if (closing_) return;
-    if (code == 0) adbNotRunning();
-    else if (code == kDeviceListUnexpectedReply) tell(SessionNotice::UnexpectedReply);
-    else if (!autoReconnect_) tell(SessionNotice::NoDevice);
+    switch (failure) {
+        case DeviceListFailure::AdbNotRunning:
+            return adbNotRunning();
+        case DeviceListFailure::UnexpectedReply:
+            return tell(SessionNotice::UnexpectedReply);
+        case DeviceListFailure::NoDevice:
+            if (!autoReconnect_) tell(SessionNotice::NoDevice);
+            return;
+    }
 }
 
 // A device that is listed but not ready is waited for like a lost one.

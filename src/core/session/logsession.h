@@ -131,7 +131,7 @@ private:
     // DeviceListDelegate.
     void onDevicesConnected(const DeviceList& devices) override;
     void onDeviceModel(const QString& deviceId, const QString& model) override;
-    void onDeviceListFailed(int code) override;
+    void onDeviceListFailed(DeviceListFailure failure) override;
     // LogRunDelegate.
     void onRunStarted() override;
     void onRunEnded(RunEnd how, const Error& error) override;
