@@ -1,7 +1,5 @@
 #include "cli/devicescommand.h"
 
-#include <QPointer>
-
 #include "cli/rowwriter.h"
 #include "core/adb/devicelistdatasource.h"
 #include "core/adb/replyframing.h"
@@ -50,23 +48,24 @@ void DevicesCommand::onDeviceListFailed(DeviceListFailure failure) {
         finish(kExitFailure);
         return;
     }
-    if (triedStart_) {
-        err_ << "vellumfox-cli: the ADB server still does not answer at " << utf8(endpoint_.display()) << '\n';
-        finish(kExitFailure);
-        return;
-    }
-    triedStart_ = true;
-    err_ << "vellumfox-cli: no ADB server at " << utf8(endpoint_.display())
-         << "; trying to start it (adb start-server)\n";
-    startAdbServer(endpoint_, [self = QPointer<DevicesCommand>(this)](bool started) {
-        if (!self || self->done_) return;
-        if (!started) {
-            self->err_ << "vellumfox-cli: could not start the ADB server\n";
-            self->finish(kExitFailure);
-            return;
+    const auto start = [this](std::function<void(bool)> done) { startAdbServer(endpoint_, std::move(done)); };
+    adbStart_.notRunning(this, start, [this](AdbStartOnce::Step step) {
+        if (done_) return;
+        const std::string server = utf8(endpoint_.display());
+        switch (step) {
+            case AdbStartOnce::Step::Starting:
+                err_ << "vellumfox-cli: no ADB server at " << server << "; trying to start it (adb start-server)\n";
+                return;
+            case AdbStartOnce::Step::Started:
+                err_ << "vellumfox-cli: ADB server started\n";
+                return model_->loadDeviceList();
+            case AdbStartOnce::Step::NotStarted:
+                err_ << "vellumfox-cli: could not start the ADB server\n";
+                return finish(kExitFailure);
+            case AdbStartOnce::Step::StillNotRunning:
+                err_ << "vellumfox-cli: the ADB server still does not answer at " << server << '\n';
+                return finish(kExitFailure);
         }
-        self->err_ << "vellumfox-cli: ADB server started\n";
-        self->model_->loadDeviceList();
     });
 }
 

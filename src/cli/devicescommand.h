@@ -14,6 +14,7 @@
 #include "cli/adbcommon.h"
 #include "cli/options.h"
 #include "core/adb/delegates.h"
+#include "core/session/adbstart.h"
 
 namespace vf {
 class DeviceListDatasource;
@@ -49,7 +50,7 @@ private:
     std::unique_ptr<DeviceListDatasource> model_;
     DeviceList devices_;
     bool listed_ = false;
-    bool triedStart_ = false;
+    AdbStartOnce adbStart_;
     bool done_ = false;
     int status_ = kExitOk;
     QTimer settleTimer_;

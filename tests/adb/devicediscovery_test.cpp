@@ -59,25 +59,6 @@ TEST(DeviceListReader, AsksForTheListAndReportsItOnceWithHowItEnded) {
     }
 }
 
-// The serial doubles as the type; later "model:"/"product:" fields fill in
-// the rest, the last one winning; a leading tab leaves the serial empty.
-TEST(DeviceListParsing, RecordsTakeTheSerialAsTypeAndLaterPrefixedFields) {
-    const struct {
-        QString line, id, type;
-        std::optional<QString> name, product;
-    } cases[] = {
-        {u"emulator-5554\tdevice"_s, u"emulator-5554"_s, u"emulator-5554"_s, {}, {}},
-        {u"0123  device product:sdk model:Pixel_3"_s, u"0123"_s, u"0123"_s, u"Pixel_3"_s, u"sdk"_s},
-        {u"x model:a model:b product:c"_s, u"x"_s, u"x"_s, u"b"_s, u"c"_s},
-        {u"\tserial device model:m"_s, QString(), u"serial"_s, u"m"_s, {}},
-    };
-    for (const auto& c : cases) {
-        const DeviceRecord r = DeviceListDatasource::recordFromLine(c.line);
-        EXPECT_EQ(std::tie(r.id, r.type, r.name, r.product), std::tie(c.id, c.type, c.name, c.product))
-            << c.line.toStdString();
-    }
-}
-
 // Delegate calls arrive on the main thread, as the flags check.
 class Controller final : public DeviceListDelegate {
 public:

@@ -2,6 +2,7 @@
 // property texts of today's and older devices say.
 #include <gtest/gtest.h>
 
+#include "core/adb/devicelisting.h"
 #include "core/adb/devicestate.h"
 #include "core/adb/modelname.h"
 #include "core/adb/processtable.h"
@@ -11,44 +12,50 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-TEST(DeviceState, ListingLinesShortAndLongForm) {
+// Every field of a listing line, short and long form: the serial doubles
+// as the type, later "model:"/"product:" fields win, a leading tab leaves
+// the id empty, and "no permissions" is one state of two words whose advice
+// is not a field.
+TEST(DeviceListing, LinesShortAndLongForm) {
+    using S = std::optional<QString>;
     struct Case {
         QString line;
-        DeviceState state;
-        QString word;
-        std::optional<QString> path;
-        std::optional<QString> vendor;
+        QString id, type, state;
+        S name, product, vendor, path, device, transport;
     };
     std::vector<Case> cases;
-    for (const auto& [word, state] : std::initializer_list<std::pair<QString, DeviceState>>{
-             {u"device"_s, DeviceState::Device}, {u"unauthorized"_s, DeviceState::Unauthorized},
-             {u"offline"_s, DeviceState::Offline}, {u"recovery"_s, DeviceState::Recovery},
-             {u"sideload"_s, DeviceState::Sideload}, {u"bootloader"_s, DeviceState::Bootloader},
-             {u"host"_s, DeviceState::Host}, {u"authorizing"_s, DeviceState::Unknown}})
-        cases.push_back({u"0123\t"_s + word, state, word, {}, {}});
+    for (const QString& word : {u"device"_s, u"unauthorized"_s, u"offline"_s, u"recovery"_s, u"sideload"_s,
+                                u"bootloader"_s, u"host"_s, u"authorizing"_s})
+        cases.push_back({u"0123\t"_s + word, u"0123"_s, u"0123"_s, word});
     cases.insert(cases.end(), {
+        {u"emulator-5554\tdevice"_s, u"emulator-5554"_s, u"emulator-5554"_s, u"device"_s},
+        {u"x model:a model:b product:c"_s, u"x"_s, u"x"_s, u"model:a"_s, u"b"_s, u"c"_s},
+        {u"\tserial device model:m"_s, {}, u"serial"_s, u"serial"_s, u"m"_s},
         {u"0123\tno permissions (user in plugdev group; are your udev rules wrong?); see "
          "[http://developer.android.com/tools/device.html]"_s,
-         DeviceState::NoPermissions, u"no permissions"_s, {}, {}},
+         u"0123"_s, u"0123"_s, u"no permissions"_s},
         {u"0123           device usb:1-1.4 product:sdk model:Pixel_3 device:blueline transport_id:2"_s,
-         DeviceState::Device, u"device"_s, u"1-1.4"_s, {}},
+         u"0123"_s, u"0123"_s, u"device"_s, u"Pixel_3"_s, u"sdk"_s, {}, u"1-1.4"_s, u"blueline"_s, u"2"_s},
         {u"????????????   no permissions (missing udev rules? user is in the plugdev group); see "
          "[http://developer.android.com/tools/device.html] usb:3-2 vendor:18D1 transport_id:1"_s,
-         DeviceState::NoPermissions, u"no permissions"_s, u"3-2"_s, u"18d1"_s},
-        {u"0123 no permissions; see [x] usb:18d1:4ee7"_s, DeviceState::NoPermissions, u"no permissions"_s, {},
+         u"????????????"_s, u"????????????"_s, u"no permissions"_s, {}, {}, u"18d1"_s, u"3-2"_s, {}, u"1"_s},
+        {u"0123 no permissions; see [x] usb:18d1:4ee7"_s, u"0123"_s, u"0123"_s, u"no permissions"_s, {}, {},
          u"18d1"_s},
     });
     for (const Case& c : cases) {
-        const DeviceStatus s = deviceStatusFromListingLine(c.line);
-        EXPECT_EQ(std::tie(s.state, s.word, s.usbPath, s.usbVendorId), std::tie(c.state, c.word, c.path, c.vendor))
+        const DeviceRecord r = parseDeviceLine(c.line);
+        EXPECT_EQ(std::tie(r.id, r.type, r.state, r.name, r.product, r.usbVendorId, r.usbPath, r.device, r.transportId),
+                  std::tie(c.id, c.type, c.state, c.name, c.product, c.vendor, c.path, c.device, c.transport))
             << c.line.toStdString();
     }
+    // Banners and errors are not devices; every newline ends a line.
+    const DeviceList listing = parseDeviceListing(u"- x\r\nerror: no\nA\tdevice\u2028B\toffline\r\n"_s.toUtf8());
+    ASSERT_EQ(listing.size(), 2);
+    EXPECT_EQ(std::tie(listing[0].id, listing[1].id, listing[1].state), std::make_tuple(u"A"_s, u"B"_s, u"offline"_s));
 }
 
 TEST(DeviceState, AdviceAndTitles) {
-    const auto advice = [](const QString& line) {
-        return deviceStateAdvice(u"S1"_s, deviceStatusFromListingLine(line));
-    };
+    const auto advice = [](const QString& line) { return deviceStateAdvice(u"S1"_s, parseDeviceLine(line)); };
     EXPECT_TRUE(advice(u"S1\tdevice"_s).isEmpty());
     EXPECT_TRUE(advice(u"S1\tunauthorized"_s).isEmpty());
     EXPECT_TRUE(advice(u"S1\toffline"_s).contains(u"offline"_s));
@@ -56,6 +63,7 @@ TEST(DeviceState, AdviceAndTitles) {
     EXPECT_TRUE(udev.contains(u"plugdev"_s) && udev.contains(u"ATTR{idVendor}==\"04e8\""_s)) << udev.toStdString();
     EXPECT_TRUE(advice(u"S1\tno permissions"_s).contains(u"lsusb"_s));
     EXPECT_TRUE(advice(u"S1\tsideload"_s).startsWith(u"Device S1 is in sideload mode"_s));
+    EXPECT_TRUE(deviceStateAdvice(u"S1"_s, std::nullopt).contains(u"offline"_s));  // no listing
 
     EXPECT_EQ(deviceTitleWithState(u"S1"_s, u"Pixel"_s, u"p"_s, u"device"_s), u"S1 - Pixel"_s);
     EXPECT_EQ(deviceTitleWithState(u"S1"_s, {}, u"p"_s, u"recovery"_s), u"S1 - p [recovery]"_s);

@@ -9,6 +9,7 @@
 #include <QStringList>
 #include <optional>
 
+#include "core/adb/devicelisting.h"
 #include "core/support/error.h"
 
 namespace vf {
@@ -21,19 +22,6 @@ public:
     // nothing. So the lookup always ends.
     virtual void pidReceived(const QByteArray& output) = 0;
 };
-
-// A device record: "id", "type", "state" (the listing's state word, e.g.
-// "device", "unauthorized", "no permissions"), and "name" / "product" when
-// known. "type" holds the first field of the line, i.e. the serial.
-struct DeviceRecord {
-    QString id;
-    QString type;
-    std::optional<QString> name;
-    std::optional<QString> product;
-    QString state;  // last, so that existing aggregate initialisers stay valid
-    std::optional<QString> usbVendorId;  // when the listing's long form names it
-};
-using DeviceList = QList<DeviceRecord>;
 
 // Why the device list could not be given.
 enum class DeviceListFailure {

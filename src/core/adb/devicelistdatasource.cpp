@@ -1,10 +1,8 @@
 #include "core/adb/devicelistdatasource.h"
 
-#include <QRegularExpression>
 #include <QThread>
 
 #include "core/adb/devicelistreader.h"
-#include "core/adb/devicestate.h"
 #include "core/adb/modelname.h"
 #include "core/support/logger.h"
 #include "core/support/text.h"
@@ -103,43 +101,11 @@ void DeviceListDatasource::deviceListFinished(const QByteArray& listing, const A
     });
 }
 
-DeviceRecord DeviceListDatasource::recordFromLine(const QString& line) {
-    static const QRegularExpression blank(u"[ \t]"_s);
-    const QStringList fields = line.split(blank);
-    DeviceRecord record;
-    record.id = fields.value(0);
-    bool haveType = false;
-    for (const QString& field : fields) {
-        if (field.isEmpty()) continue;
-        if (!haveType) {
-            // The first non-empty field is the serial itself, not the state
-            // word; the controller relies on exactly this.
-            record.type = field;
-            haveType = true;
-        } else if (field.startsWith(u"model:"_s)) {
-            record.name = field.mid(6);
-        } else if (field.startsWith(u"product:"_s)) {
-            record.product = field.mid(8);
-        }
-    }
-    const DeviceStatus status = deviceStatusFromListingLine(line);
-    record.state = status.word;
-    record.usbVendorId = status.usbVendorId;
-    return record;
-}
-
 void DeviceListDatasource::parseDeviceList(QByteArrayView reply) {
-    DeviceList devices;
+    const DeviceList devices = parseDeviceListing(reply);
     QStringList queued;
-    for (const QString& line : outputLines(reply)) {
-        if (line.isEmpty()) continue;
-        if (line.startsWith(u'-') || line.startsWith(u"error:"_s)) {
-            VF_LOG("invalid: {}", line);
-            continue;
-        }
-        VF_LOG("device entry: \"{}\"", line);
-        devices.append(recordFromLine(line));
-        if (!devices.last().name) queued.append(devices.last().id);
+    for (const DeviceRecord& record : devices) {
+        if (!record.name) queued.append(record.id);
     }
     {
         QMutexLocker lock(&mutex_);

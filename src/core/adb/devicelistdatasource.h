@@ -55,9 +55,6 @@ public:
     // The model lookup's output for one device (build.prop, then getprop).
     void shellCommandFinished(const QString& deviceId, const QByteArray& output, const AdbResult& result) override;
 
-    // One line of the reply as a record (the line is neither empty nor an
-    // "-"/"error:" line).
-    static DeviceRecord recordFromLine(const QString& line);
 
 private:
     void fetchDevices();

@@ -92,7 +92,7 @@ void LogSession::startLogging() {
     // The user asks again: notices are said again, and a server that does
     // not answer is started again (once).
     lastNotice_.reset();
-    triedStartingAdb_ = false;
+    adbStart_.again();
     resume();
 }
 
@@ -208,25 +208,20 @@ void LogSession::keepWaiting() {
     if (autoReconnect_ && settings_.reconnect && !reconnectTimer_.isActive()) reconnectTimer_.start();
 }
 
-// The server is started once; when it still does not answer, the user is told.
 void LogSession::adbNotRunning() {
-    if (triedStartingAdb_) {
-        tell(SessionNotice::AdbNotRunning);
-        keepWaiting();
-        return;
-    }
-    triedStartingAdb_ = true;
-    tell(SessionNotice::StartingAdb);
-    QPointer<LogSession> self(this);
-    adb_->startAdb([self](bool started) {
-        if (self == nullptr || self->closing_) return;
-        if (!started) {
-            self->tell(SessionNotice::AdbNotRunning);
-            self->keepWaiting();
-            return;
+    const auto start = [this](std::function<void(bool)> done) { adb_->startAdb(std::move(done)); };
+    adbStart_.notRunning(this, start, [this](AdbStartOnce::Step step) {
+        switch (step) {
+            case AdbStartOnce::Step::Starting:
+                return tell(SessionNotice::StartingAdb);
+            case AdbStartOnce::Step::Started:
+                tell(SessionNotice::AdbStarted);
+                return resume();
+            case AdbStartOnce::Step::NotStarted:
+            case AdbStartOnce::Step::StillNotRunning:
+                tell(SessionNotice::AdbNotRunning);
+                return keepWaiting();
         }
-        self->tell(SessionNotice::AdbStarted);
-        self->resume();
     });
 }
 
@@ -243,7 +238,7 @@ void LogSession::onRunStarted() {
     }
     autoReconnect_ = settings_.reconnect;
     reconnectTimer_.stop();
-    triedStartingAdb_ = false;
+    adbStart_.again();
     lastNotice_.reset();
     lastDeviceId_ = deviceId;
     if (delegate_ != nullptr) delegate_->onLoggerStarted(deviceId);

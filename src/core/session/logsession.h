@@ -21,6 +21,7 @@
 
 #include "core/adb/delegates.h"
 #include "core/adb/endpoint.h"
+#include "core/session/adbstart.h"
 #include "core/session/conversations.h"
 #include "core/session/logrun.h"
 
@@ -156,7 +157,7 @@ private:
     QString nextDevice_;                  // chosen, run not yet started
     std::optional<QString> lastDeviceId_;  // the device of the last run
     bool autoReconnect_ = false;
-    bool triedStartingAdb_ = false;
+    AdbStartOnce adbStart_;
     bool closing_ = false;
     std::optional<std::pair<int, QString>> lastNotice_;  // said once until something changes
 };
