@@ -7,7 +7,6 @@
 #include "core/support/buildinfo.h"
 #include "core/support/analytics.h"
 #include "core/support/logger.h"
-#include "core/support/threads.h"
 #include "ui/vellumfoxappdelegate.h"
 
 namespace {
@@ -61,7 +60,6 @@ int main(int argc, char** argv) {
         status = QApplication::exec();
         vf::AnalyticsHelper::recordStop();
     }
-    vf::shutdownIoThread();
     vf::Logger::getInstance().shutdown();
     return status;
 }

@@ -93,7 +93,8 @@ TEST(AdbFailureKind, CurrentAndOlderServerTexts) {
     for (const auto& [text, kind] : cases) EXPECT_EQ(adbFailureKind(text), kind) << text.toStdString();
 }
 
-const QByteArray kToybox = "USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
+const QByteArray kToybox =
+    "USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
                         "root             1     0   10632   2124 SyS_epoll_wait      0 S init\n"
                         "u0_a12        2001   612 1434564 102112 SyS_epoll_wait      0 S com.example.app\n";
 const QByteArray kToyboxShellOnly = "USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
@@ -104,75 +105,75 @@ const QByteArray kToolbox = "USER     PID   PPID  VSIZE  RSS     WCHAN    PC    
                          "u0_a12    2001  612   1534564 52112 ffffffff 00000000 S com.example.app\r\n";
 const QByteArray kToolboxNothing = "USER     PID   PPID  VSIZE  RSS     WCHAN    PC        NAME\r\n";
 
-TEST(ProcessTable, FlavorFromSdkAndReplies) {
-    EXPECT_EQ(psFlavorFromSdk(u"25\n"), PsFlavor::Toolbox);
-    EXPECT_EQ(psFlavorFromSdk(u"26\r\n"), PsFlavor::Toybox);
-    EXPECT_EQ(psFlavorFromSdk(u"\n"), PsFlavor::Unknown);
-
-    struct Case {
-        PsFlavor asked;
-        QByteArray reply;
+// The pid is the first piece that reads as an integer, the name the last;
+// the first surviving line is the header (its columns tell the flavor),
+// whatever it holds; two "error:" lines end the reading.
+TEST(ProcessTable, ReadsPidsNamesTheFlavorAndTheAbortingErrors) {
+    using Entries = std::vector<std::pair<std::string, std::string>>;
+    const struct {
+        QByteArray text;
+        Entries entries;
+        PsAbort abort;
         PsFlavor flavor;
-        bool again;
+    } cases[] = {
+        {kToybox, {{"1", "init"}, {"2001", "com.example.app"}}, PsAbort::None, PsFlavor::Toybox},
+        {kToolbox, {{"1", "/init"}, {"2001", "com.example.app"}}, PsAbort::None, PsFlavor::Toolbox},
+        {kToolboxNothing, {}, PsAbort::None, PsFlavor::Toolbox},
+        {"u0_a1 1 2 header-even-with-four-fields\r\n\r\n---- a separator\nerror: something else\n"
+         "u0_a1 77 1 <pre-initialized>\nu0_a1 88 1\nu0_a1 x 123abc 0 named.by.letters\nu0_a1 00 ab cd no.integer\n",
+         {{"123abc", "named.by.letters"}}, PsAbort::None, PsFlavor::Unknown},
+        {"", {}, PsAbort::None, PsFlavor::Unknown},
+        {"USER PID\nu 1 2 3 x\nerror: device not found\nu 4 5 6 y\n", {{"1", "x"}}, PsAbort::DeviceNotFound,
+         PsFlavor::Unknown},
+        {"error: more than one device and emulator\n", {}, PsAbort::MultipleDevices, PsFlavor::Unknown},
+        {"H\nu 0 0 0 zero\n", {{"0", "zero"}}, PsAbort::None, PsFlavor::Unknown},
+        {"H\nu 7 0 caf\xe9\n", {{"7", "caf\xEF\xBF\xBD"}}, PsAbort::None, PsFlavor::Unknown},  // a stray byte
     };
-    const Case cases[] = {
-        {PsFlavor::Unknown, kToybox, PsFlavor::Toybox, false},
-        {PsFlavor::Unknown, kToolboxNothing, PsFlavor::Toolbox, true},  // toolbox took -A as a name
-        {PsFlavor::Unknown, "bad -A\n", PsFlavor::Toolbox, true},
-        {PsFlavor::Unknown, kToolbox, PsFlavor::Toolbox, false},
-        {PsFlavor::Toybox, kToybox, PsFlavor::Toybox, false},
-        {PsFlavor::Toybox, kToolboxNothing, PsFlavor::Toolbox, true},  // the sdk level was wrong
-        {PsFlavor::Toolbox, kToolbox, PsFlavor::Toolbox, false},
-        {PsFlavor::Toolbox, kToyboxShellOnly, PsFlavor::Toybox, true},
-    };
-    for (const Case& c : cases) {
-        const PsNextStep step = psNextStep(c.asked, c.reply);
-        EXPECT_EQ(step.flavor, c.flavor) << c.reply.constData();
-        EXPECT_EQ(step.askAgain, c.again) << c.reply.constData();
+    for (const auto& c : cases) {
+        const ProcessTable table = parseProcessTable(c.text);
+        EXPECT_EQ(std::tie(table.entries, table.abort, table.flavor), std::tie(c.entries, c.abort, c.flavor))
+            << c.text.constData();
     }
-    EXPECT_EQ(psReplyShape(kToybox).processes, 2);
 }
 
-TEST(ProcessLookupLimiter, OneInFlightAtMostOneASecond) {
-    ProcessLookupLimiter limiter;
-    EXPECT_TRUE(limiter.request(0));
-    EXPECT_FALSE(limiter.request(10));     // in flight: remembered
-    EXPECT_FALSE(limiter.request(20));     // still one remembered request
-    EXPECT_FALSE(limiter.dueAt());         // nothing to time while one runs
-    EXPECT_FALSE(limiter.finished(300));   // too soon after the last start
-    EXPECT_EQ(limiter.dueAt(), 1000);
-    EXPECT_FALSE(limiter.pollDue(999));
-    EXPECT_TRUE(limiter.pollDue(1000));
-    EXPECT_FALSE(limiter.pollDue(2500));   // in flight, nothing remembered
-    EXPECT_FALSE(limiter.finished(2600));  // an end without output frees it too
-    EXPECT_TRUE(limiter.request(2600));
-    EXPECT_TRUE(limiter.inFlight());
-    limiter.reset();
-    EXPECT_TRUE(limiter.request(2601));
-}
+// One lookup in flight and one started a second; a reply of the wrong shape
+// is followed at once by the other request, once per lookup; the form is
+// learned per device and kept across runs.
+TEST(ProcessLookup, OneInFlightOneASecondAndTheFormLearnedPerDevice) {
+    int64_t now = 0;
+    ProcessLookup lookup([&now] { return now; });
+    const LookupRequest psA{LookupRequest::Kind::ProcessTable, u"shell:ps -A"_s};
+    const LookupRequest ps{LookupRequest::Kind::ProcessTable, u"shell:ps"_s};
+    using R = std::optional<LookupRequest>;
 
-TEST(ProcessTableLookup, LearnsTheFormOnceAndKeepsTheRate) {
-    ProcessTableLookup toolbox;  // no sdk level: by the replies' shape
-    EXPECT_EQ(toolbox.want(0), u"shell:ps -A"_s);
-    EXPECT_EQ(toolbox.finished(kToolboxNothing, 50), u"shell:ps"_s);  // same lookup, at once
-    EXPECT_EQ(toolbox.want(60), std::nullopt);                       // in flight: remembered
-    EXPECT_EQ(toolbox.finished(kToolbox, 100), std::nullopt);        // due at 1000
-    EXPECT_EQ(toolbox.dueAt(), 1000);
-    EXPECT_EQ(toolbox.poll(1000), u"shell:ps"_s);
-    EXPECT_EQ(toolbox.finished(std::nullopt, 1100), std::nullopt);   // an end without output frees it
-    EXPECT_EQ(toolbox.flavor(), PsFlavor::Toolbox);
+    lookup.beginRun(u"old"_s);
+    EXPECT_EQ(lookup.want(), psA);
+    now = 50;
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToolboxNothing)), ps);  // toolbox took -A as a name
+    now = 60;
+    EXPECT_EQ(lookup.want(), R());  // in flight: remembered
+    EXPECT_EQ(lookup.dueInMs(), std::nullopt);
+    now = 100;
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToolbox)), R());  // too soon after the start
+    EXPECT_EQ(lookup.dueInMs(), 900);
+    now = 999;
+    EXPECT_EQ(lookup.poll(), R());
+    now = 1000;
+    EXPECT_EQ(lookup.poll(), ps);
+    now = 1100;
+    EXPECT_EQ(lookup.finished(std::nullopt), R());  // an end without output frees it too
+    EXPECT_EQ(lookup.flavor(), PsFlavor::Toolbox);
 
-    ProcessTableLookup toybox;
-    toybox.setSdk(u"30\n");
-    EXPECT_EQ(toybox.want(0), u"shell:ps -A"_s);
-    EXPECT_EQ(toybox.finished(kToybox, 10), std::nullopt);
-    EXPECT_EQ(toybox.want(500), std::nullopt);
-    EXPECT_EQ(toybox.poll(1000), u"shell:ps -A"_s);
-    // Contradicting replies ask again only once per lookup.
-    EXPECT_EQ(toybox.finished(kToolboxNothing, 1010), u"shell:ps"_s);
-    EXPECT_EQ(toybox.finished(kToyboxShellOnly, 1020), std::nullopt);
-    toybox.reset();
-    EXPECT_EQ(toybox.flavor(), PsFlavor::Unknown);
+    lookup.beginRun(u"new"_s);
+    EXPECT_EQ(lookup.want(), psA);  // a new run does not wait for the rate
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToybox)), R());
+    now = 2200;
+    EXPECT_EQ(lookup.want(), psA);
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToolboxNothing)), ps);
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToyboxShellOnly)), R());  // contradicting: not a third time
+    EXPECT_EQ(lookup.flavor(), PsFlavor::Toybox);
+    lookup.beginRun(u"old"_s);
+    EXPECT_EQ(lookup.want(), ps);
 }
 
 TEST(ModelName, BuildPropThenGetprop) {

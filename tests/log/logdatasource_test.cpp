@@ -82,7 +82,7 @@ TEST_F(StoreTest, ThePidsSecondUnnamedRowAsksForTheProcessTable) {
     EXPECT_FALSE(feed(line("01-01 10:00:00.000", 1234, "I", "Tag", "one")));
     EXPECT_TRUE(feed(line("01-01 10:00:00.001", 1234, "I", "Tag", "two")));
     store.beginNameLookup();
-    store.takeProcessTable(parsePsText("USER PID PPID NAME\n"
+    store.takeProcessTable(parseProcessTable("USER PID PPID NAME\n"
                                        "u0_a12   1234  1  1000 S com.example.app\n"));
     for (const RowPtr& row : store.getDataAll()) {
         EXPECT_EQ(row->app(), "com.example.app");  // the waiting rows too

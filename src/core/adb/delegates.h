@@ -1,7 +1,7 @@
 #pragma once
-// What the device list model and the process-table lookup report, and the
-// records they report. Delegates are held as non-owning pointers and must
-// outlive what reports to them.
+// What the device list model reports to the application controller.
+// Delegates are held as non-owning pointers and must outlive what reports
+// to them.
 
 #include <QByteArray>
 #include <QList>
@@ -13,15 +13,6 @@
 #include "core/support/error.h"
 
 namespace vf {
-
-class PidReaderDelegate {
-public:
-    virtual ~PidReaderDelegate() = default;
-    // Once, however the conversation ends: the whole output of the
-    // process-status command, empty when it was refused, failed or printed
-    // nothing. So the lookup always ends.
-    virtual void pidReceived(const QByteArray& output) = 0;
-};
 
 // Why the device list could not be given.
 enum class DeviceListFailure {

@@ -1,88 +1,72 @@
 #include "core/adb/devicelistdatasource.h"
 
-#include <QThread>
-
 #include "core/adb/devicelistreader.h"
 #include "core/adb/modelname.h"
+#include "core/adb/shellcommandreader.h"
 #include "core/support/logger.h"
-#include "core/support/text.h"
-#include "core/support/threads.h"
 
 namespace vf {
 
-using namespace Qt::StringLiterals;
+// The conversations, on the list's I/O thread. A new request replaces the
+// conversation of its kind; results go back as queued signals.
+class DeviceListWorker final : public QObject, private DeviceListReaderDelegate, private ShellCommandDelegate {
+    Q_OBJECT
+public:
+    explicit DeviceListWorker(const AdbEndpoint& endpoint) : endpoint_(endpoint) {}
 
-namespace {
-
-// Detaches a conversation and deletes it on its own thread.
-template <typename Reader>
-void releaseReader(Reader* reader) {
-    if (reader == nullptr) return;
-    auto release = [reader] {
-        reader->setDelegate(nullptr);
-        delete reader;
-    };
-    QThread* home = reader->thread();
-    if (home == QThread::currentThread() || !home->isRunning()) {
-        release();
-    } else {
-        QMetaObject::invokeMethod(reader, release, Qt::BlockingQueuedConnection);
+    void list() {
+        delete listReader_;  // not inside its own report: this is a queued call
+        listReader_ = new DeviceListReader(endpoint_, this);
+        listReader_->setDelegate(this);
+        listReader_->start();
     }
-}
+    void lookUp(const QString& serial) {
+        delete nameReader_;
+        nameReader_ = new ShellCommandReader(endpoint_, modelLookupRequest(), ShellCommandReader::kDefaultMaxBytes, this);
+        nameReader_->setReplyTimeout(kReplyTimeoutSeconds);
+        nameReader_->setDeviceId(serial);
+        nameReader_->setDelegate(this);
+        nameReader_->start();
+    }
 
-}  // namespace
+Q_SIGNALS:
+    void listed(const QByteArray& listing, const vf::AdbResult& result);
+    void modelRead(const QString& serial, const QByteArray& output);
+
+private:
+    void deviceListFinished(const QByteArray& listing, const AdbResult& result) override { Q_EMIT listed(listing, result); }
+    void shellCommandFinished(const QString& deviceId, const QByteArray& output, const AdbResult&) override {
+        Q_EMIT modelRead(deviceId, output);
+    }
+
+    const AdbEndpoint endpoint_;
+    DeviceListReader* listReader_ = nullptr;  // children
+    ShellCommandReader* nameReader_ = nullptr;
+};
 
 DeviceListDatasource::DeviceListDatasource(const AdbEndpoint& endpoint, QObject* parent)
-    : QObject(parent), endpoint_(endpoint) {}
-
-DeviceListDatasource::~DeviceListDatasource() {
-    // Queued work on the I/O thread runs before this, so no conversation is
-    // created behind our back once it returns.
-    if (usedIoThread_.load()) runOnIoThreadBlocking([this] { releaseReaders(); });
-    releaseReaders();
+    : QObject(parent), thread_(startOwnedThread(QStringLiteral("vf-devices"))),
+      worker_(adoptWorker(*thread_, new DeviceListWorker(endpoint))) {
+    QObject::connect(worker_, &DeviceListWorker::listed, this, &DeviceListDatasource::listFinished);
+    QObject::connect(worker_, &DeviceListWorker::modelRead, this, &DeviceListDatasource::modelFinished);
 }
 
-void DeviceListDatasource::releaseReaders() {
-    releaseReader(deviceListReader_);
-    releaseReader(deviceNameReader_);
-    deviceListReader_ = nullptr;
-    deviceNameReader_ = nullptr;
-}
+DeviceListDatasource::~DeviceListDatasource() = default;
 
 void DeviceListDatasource::loadDeviceList() {
-    usedIoThread_.store(true);
-    QPointer<DeviceListDatasource> self(this);
-    runOnIoThread([self] {
-        if (self) self->fetchDevices();
-    });
+    QMetaObject::invokeMethod(worker_, [worker = worker_] { worker->list(); }, Qt::QueuedConnection);
 }
 
 void DeviceListDatasource::requestDeviceModel(const QString& serial) {
-    usedIoThread_.store(true);
-    QPointer<DeviceListDatasource> self(this);
-    runOnIoThread([self, serial] {
-        if (self) self->internalDeviceModel(serial);
-    });
+    VF_LOG("looking up device: {}", serial);
+    QMetaObject::invokeMethod(worker_, [worker = worker_, serial] { worker->lookUp(serial); }, Qt::QueuedConnection);
 }
 
-// A replaced conversation is silenced at once and deleted later: it may be
-// the one whose callback is running right now.
-void DeviceListDatasource::fetchDevices() {
-    if (deviceListReader_ != nullptr) {
-        deviceListReader_->setDelegate(nullptr);
-        deviceListReader_->deleteLater();
-    }
-    deviceListReader_ = new DeviceListReader(endpoint_);
-    deviceListReader_->setDelegate(this);
-    deviceListReader_->start();
-}
-
-void DeviceListDatasource::deviceListFinished(const QByteArray& listing, const AdbResult& result) {
-    std::optional<DeviceListFailure> failure;
+void DeviceListDatasource::listFinished(const QByteArray& listing, const AdbResult& result) {
+    DeviceListFailure failure = DeviceListFailure::NoDevice;
     switch (result.outcome) {
         case AdbOutcome::Done:
             if (!listing.isEmpty()) return parseDeviceList(listing);
-            failure = DeviceListFailure::NoDevice;
             break;
         case AdbOutcome::AdbNotRunning:
             failure = DeviceListFailure::AdbNotRunning;
@@ -94,110 +78,47 @@ void DeviceListDatasource::deviceListFinished(const QByteArray& listing, const A
         case AdbOutcome::Stopped:
             return;
     }
-    QPointer<DeviceListDatasource> self(this);
-    runOnMainThread([self, failure = *failure] {
-        if (!self) return;
-        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDeviceListFailed(failure);
-    });
+    if (delegate_ != nullptr) delegate_->onDeviceListFailed(failure);
 }
 
-void DeviceListDatasource::parseDeviceList(QByteArrayView reply) {
-    const DeviceList devices = parseDeviceListing(reply);
-    QStringList queued;
-    for (const DeviceRecord& record : devices) {
-        if (!record.name) queued.append(record.id);
+void DeviceListDatasource::parseDeviceList(QByteArrayView listing) {
+    deviceList_ = parseDeviceListing(listing);
+    for (const DeviceRecord& record : std::as_const(deviceList_)) {
+        if (!record.name && !lookupList_.contains(record.id)) lookupList_.append(record.id);
     }
-    {
-        QMutexLocker lock(&mutex_);
-        deviceList_ = devices;
-        for (const QString& serial : queued) {
-            if (!lookupList_.contains(serial)) lookupList_.append(serial);
-        }
-    }
-    notifyDevicesConneceted();
+    if (delegate_ != nullptr) delegate_->onDevicesConnected(deviceList_);
     lookupNextDevice();
 }
 
+// One lookup at a time: a listing that comes while one is under way leaves
+// it be.
 void DeviceListDatasource::lookupNextDevice() {
-    QString next;
-    {
-        QMutexLocker lock(&mutex_);
-        if (lookupList_.isEmpty()) return;
-        next = lookupList_.first();
-    }
-    internalDeviceModel(next);
+    if (lookupList_.isEmpty() || !lookingUp_.isEmpty()) return;
+    lookingUp_ = lookupList_.first();
+    requestDeviceModel(lookingUp_);
 }
 
-void DeviceListDatasource::internalDeviceModel(const QString& serial) {
-    VF_LOG("looking up device: {}", serial);
-    if (deviceNameReader_ != nullptr) {
-        deviceNameReader_->setDelegate(nullptr);
-        deviceNameReader_->deleteLater();
-    }
-    deviceNameReader_ = new ShellCommandReader(endpoint_, modelLookupRequest());
-    deviceNameReader_->setReplyTimeout(kReplyTimeoutSeconds);
-    deviceNameReader_->setDeviceId(serial);
-    deviceNameReader_->setDelegate(this);
-    deviceNameReader_->start();
-}
-
-void DeviceListDatasource::shellCommandFinished(const QString& deviceId, const QByteArray& output,
-                                                const AdbResult& /*result*/) {
+void DeviceListDatasource::modelFinished(const QString& serial, const QByteArray& output) {
+    // Any end without a name (refused transport, unauthorized or offline
+    // device, broken or late reply, no such line) moves on to the next
+    // device, so that its lookup is not held up.
     const std::optional<QString> name = modelNameFromLookupOutput(output);
-    if (!name) {
-        // Any end without a name (refused transport, unauthorized or offline
-        // device, broken or late reply, no such line) is a failure: on to the
-        // next device, so that its lookup is not held up.
-        VF_LOG("no model name for {}", deviceId);
-        {
-            QMutexLocker lock(&mutex_);
-            lookupList_.removeAll(deviceId);
-        }
-        lookupNextDevice();
-        return;
-    }
-    {
-        QMutexLocker lock(&mutex_);
+    if (name) {
         for (DeviceRecord& record : deviceList_) {
-            if (record.id == deviceId) {
+            if (record.id == serial) {
                 record.name = *name;
                 break;
             }
         }
+        if (delegate_ != nullptr) delegate_->onDeviceModel(serial, *name);
+    } else {
+        VF_LOG("no model name for {}", serial);
     }
-    notifyDeviceModel(deviceId, *name);
-    {
-        QMutexLocker lock(&mutex_);
-        lookupList_.removeAll(deviceId);
-    }
+    lookupList_.removeAll(serial);
+    if (serial == lookingUp_) lookingUp_.clear();
     lookupNextDevice();
 }
 
-void DeviceListDatasource::notifyDevicesConneceted() {
-    const DeviceList devices = deviceList();
-    QPointer<DeviceListDatasource> self(this);
-    runOnMainThread([self, devices] {
-        if (!self) return;
-        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDevicesConnected(devices);
-    });
-}
-
-void DeviceListDatasource::notifyDeviceModel(const QString& serial, const QString& model) {
-    QPointer<DeviceListDatasource> self(this);
-    runOnMainThread([self, serial, model] {
-        if (!self) return;
-        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDeviceModel(serial, model);
-    });
-}
-
-DeviceList DeviceListDatasource::deviceList() const {
-    QMutexLocker lock(&mutex_);
-    return deviceList_;
-}
-
-QStringList DeviceListDatasource::lookupList() const {
-    QMutexLocker lock(&mutex_);
-    return lookupList_;
-}
-
 }  // namespace vf
+
+#include "devicelistdatasource.moc"

@@ -1,13 +1,10 @@
 #include "core/session/logsession.h"
 
-#include <QPointer>
-
 #include "core/adb/devicelistdatasource.h"
 #include "core/adb/devicestate.h"
 #include "core/log/logdatasource.h"
 #include "core/session/devicechoice.h"
 #include "core/support/logger.h"
-#include "core/support/threads.h"
 #include "core/support/utils.h"
 
 namespace vf {
@@ -66,16 +63,7 @@ LogSession::LogSession(LogDatasource& store, std::unique_ptr<SessionAdb> adb, st
     });
 }
 
-LogSession::~LogSession() {
-    // Destroying the listing and the run waits for the I/O thread while the
-    // main thread's events flow: a report still queued must find the
-    // session whole and quiet, so both go first, in the destructor's body.
-    closing_ = true;
-    delegate_ = nullptr;
-    reconnectTimer_.stop();
-    run_.setDelegate(nullptr);
-    adb_.reset();
-}
+LogSession::~LogSession() = default;
 
 QString LogSession::deviceId() const { return run_.isLogging() ? run_.deviceId() : nextDevice_; }
 
@@ -136,7 +124,6 @@ void LogSession::startRun(const QString& deviceId) {
 
 void LogSession::onDevicesConnected(const DeviceList& devices) {
     VF_ASSERT_THREAD(this);
-    if (closing_) return;
     VF_LOG("Connected Devices: {}", describe(devices));
     const QMap<QString, DeviceRecord> previous = std::exchange(devices_, {});
     for (DeviceRecord record : devices) {
@@ -176,7 +163,6 @@ void LogSession::onDevicesConnected(const DeviceList& devices) {
 void LogSession::onDeviceModel(const QString& deviceId, const QString& model) {
     VF_ASSERT_THREAD(this);
     VF_LOG("DeviceID: {}, Model: {}", deviceId, model);
-    if (closing_) return;
     const auto it = devices_.find(deviceId);
     if (it != devices_.end()) it->name = model;
     if (delegate_ != nullptr) delegate_->onDeviceModel(deviceId, model);
@@ -184,7 +170,6 @@ void LogSession::onDeviceModel(const QString& deviceId, const QString& model) {
 
 void LogSession::onDeviceListFailed(DeviceListFailure failure) {
     VF_ASSERT_THREAD(this);
-    if (closing_) return;
     switch (failure) {
         case DeviceListFailure::AdbNotRunning:
             return adbNotRunning();
