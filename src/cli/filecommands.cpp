@@ -21,10 +21,6 @@ std::optional<int> prepareFilter(const CliOptions& options, std::ostream& err, P
         reportFilterProblem(err, *build.problem);
         return kExitUsage;
     }
-    if (const auto problem = probeFilter(build.predicate)) {
-        reportFilterProblem(err, *problem);
-        return kExitUsage;
-    }
     predicate = std::move(build.predicate);
     return std::nullopt;
 }
@@ -84,10 +80,6 @@ int runCheckFilter(const CliOptions& options, std::ostream& out, std::ostream& e
         return kExitUsage;
     }
     const QString canonical = parsed.predicate->format();
-    if (const auto problem = probeFilter(parsed.predicate)) {
-        reportFilterProblem(err, *problem);
-        return kExitUsage;
-    }
     out << utf8(canonical) << '\n';
     return kExitOk;
 }

@@ -72,13 +72,4 @@ std::optional<bool> rowPasses(const Predicate* predicate, const Row& row, QStrin
     return passes;
 }
 
-std::optional<FilterProblem> probeFilter(const PredicatePtr& predicate) {
-    if (!predicate) return std::nullopt;
-    RowArena arena;
-    const RowPtr empty = arena.make(RowValues{});
-    QString error;
-    if (rowPasses(predicate.get(), *empty, &error)) return std::nullopt;
-    return FilterProblem{u"filter"_s, predicate->format(), u"cannot be evaluated: %1"_s.arg(error), std::nullopt};
-}
-
 }  // namespace vf::cli

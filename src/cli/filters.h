@@ -37,8 +37,4 @@ void reportFilterProblem(std::ostream& err, const FilterProblem& problem);
 // Returns nullopt and sets *error when the filter cannot be evaluated.
 std::optional<bool> rowPasses(const Predicate* predicate, const Row& row, QString* error);
 
-// Tries the predicate on an empty row so that a key rows never have is an
-// error before any output, even when the input has no rows.
-std::optional<FilterProblem> probeFilter(const PredicatePtr& predicate);
-
 }  // namespace vf::cli

@@ -60,10 +60,6 @@ int StreamCommand::run() {
         reportFilterProblem(err_, *build.problem);
         return kExitUsage;
     }
-    if (const auto problem = probeFilter(build.predicate)) {
-        reportFilterProblem(err_, *problem);
-        return kExitUsage;
-    }
     filter_ = std::move(build.predicate);
     if (sink_ == nullptr) {
         printer_ = std::make_unique<RowPrinter>(

@@ -19,7 +19,6 @@ constexpr char kIendCrc[] = "\xAE\x42\x60\x82";
 void ScreencapReader::connected() { sendDeviceId(kTransportStatus); }
 
 void ScreencapReader::sendCommand() {
-    captureStart_ = QDateTime::currentDateTime();
     resultData_ = QByteArray();
     sendExpectOkay(u"shell:screencap -p"_s, kCommandStatus);
 }

@@ -8,7 +8,6 @@
 // may be called from any thread.
 
 #include <QByteArray>
-#include <QDateTime>
 
 #include "core/adb/adbsocket.h"
 
@@ -53,7 +52,6 @@ private:
 
     ScreencapReaderDelegate* delegate_ = nullptr;
     QByteArray resultData_;
-    QDateTime captureStart_;  // kept for diagnostics of slow devices
 };
 
 }  // namespace vf

@@ -117,8 +117,6 @@ bool TypeWriter::sendKeyEvent(int key, Qt::KeyboardModifiers modifiers, const QS
     return refused;
 }
 
-bool TypeWriter::addChar(char c) { return addInput(InputWrapper::ofText(QString(QLatin1Char(c)))); }
-
 bool TypeWriter::addKeyEvent(int keyCode) { return addInput(InputWrapper::ofKeyCode(keyCode)); }
 
 bool TypeWriter::addInput(const InputWrapper& input) {

@@ -50,7 +50,6 @@ public:
     bool sendMenuKey() { return addKeyEvent(kMenuKey); }
     bool sendHomeKey() { return addKeyEvent(kHomeKey); }
     bool sendBackKey() { return addKeyEvent(kBackKey); }
-    bool addChar(char c);
     bool addKeyEvent(int keyCode);
     bool addInput(const InputWrapper& input);
 
