@@ -64,7 +64,7 @@ TEST(AdbSocket, StopUnblocksPendingIoAndReportsOnce) {
         reader.stop();
         reader.stop();
         EXPECT_FALSE(reader.isConnecting());
-        ASSERT_TRUE(test::waitThenSettle([&] {
+        ASSERT_TRUE(test::waitThenDrain([&] {
             return !ends.outcomes.empty() && (!c.connected || server.isClosed(connection));
         }));
         EXPECT_EQ(ends.outcomes, std::vector<AdbOutcome>{AdbOutcome::Stopped});

@@ -50,7 +50,7 @@ TEST(DeviceListReader, AsksForTheListAndReportsItOnceWithHowItEnded) {
         DeviceListReader reader(c.reply.isEmpty() ? ScriptedAdbServer::nowhere() : server.endpoint());
         reader.setDelegate(&recorder);
         reader.start();
-        ASSERT_TRUE(test::waitThenSettle([&] { return !recorder.outcomes.isEmpty(); }));
+        ASSERT_TRUE(test::waitThenDrain([&] { return !recorder.outcomes.isEmpty(); }));
         if (!c.reply.isEmpty()) {
             EXPECT_EQ(server.received(connection++), "000chost:devices");
         }
@@ -125,7 +125,7 @@ TEST_F(DiscoveryTest, ListsDevicesThenLooksUpNamesOneAtATime) {
 
     datasource.loadDeviceList();
     ASSERT_TRUE(waitUntil([&] { return server.connectionCount() == 3 && server.isClosed(2); }));
-    ASSERT_TRUE(test::waitThenSettle([&] { return !controller.models.isEmpty(); }, 50));
+    ASSERT_TRUE(test::waitThenDrain([&] { return !controller.models.isEmpty(); }));
 
     EXPECT_EQ(server.received(1), "0014host:transport:emu-10025shell:cat /system/build.prop; getprop");
     EXPECT_EQ(server.received(2), "0013host:transport:R58M");
@@ -147,7 +147,7 @@ TEST_F(DiscoveryTest, FailuresReachTheControllerOnTheMainThread) {
     // Each failure code is the reader's case above; one shows the hand-over.
     server.addScript(Script().expect(16).reply("OKAY0000").close());
     datasource.loadDeviceList();
-    ASSERT_TRUE(test::waitThenSettle([&] { return controller.failures.size() == 1; }));
+    ASSERT_TRUE(test::waitThenDrain([&] { return controller.failures.size() == 1; }));
     EXPECT_EQ(controller.failures, QList<DeviceListFailure>({DeviceListFailure::NoDevice}));
     EXPECT_TRUE(controller.failedOnMain);
     EXPECT_TRUE(controller.lists.isEmpty());

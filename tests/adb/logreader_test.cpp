@@ -31,9 +31,9 @@ protected:
         reader.setDeviceId(deviceId);
         reader.start();
     }
-    // Waits for the end and a little longer, to catch a second report.
+    // Waits for the end and for the calls posted behind it, to catch a second report.
     void finish(const LogRecorder& recorder) {
-        ASSERT_TRUE(test::waitThenSettle([&] { return recorder.ended(); })) << recorder.events.join(u'|').toStdString();
+        ASSERT_TRUE(test::waitThenDrain([&] { return recorder.ended(); })) << recorder.events.join(u'|').toStdString();
     }
 
     ScriptedAdbServer server;

@@ -64,7 +64,7 @@ TEST(ShellCommandReader, DeliversTheOutputOnceHoweverTheConversationEnds) {
         reader.setDelegate(&recorder);
         reader.setDeviceId(c.deviceId);
         reader.start();
-        ASSERT_TRUE(test::waitThenSettle([&] {
+        ASSERT_TRUE(test::waitThenDrain([&] {
             return (c.script ? server.isClosed(connection) : !reader.isConnecting()) && recorder.texts.size() == c.texts.size();
         }));
         EXPECT_EQ(recorder.texts, c.texts);

@@ -17,7 +17,7 @@ namespace vf {
 namespace {
 
 using namespace Qt::StringLiterals;
-using test::pumpEvents;
+using test::waitForPostedCalls;
 using test::waitUntil;
 
 struct Delegate final : LogDatasourceDelegate {
@@ -64,7 +64,7 @@ protected:
         const int before = delegate.updated;
         store.setLogDataFilter(filter);
         ASSERT_TRUE(waitUntil([&] { return store.logDataFilter() == filter && delegate.updated > before; }));
-        pumpEvents(10);
+        ASSERT_TRUE(waitForPostedCalls());
     }
     static QStringList texts(const RowList& rows) {
         QStringList out;
@@ -125,7 +125,7 @@ TEST_F(StoreTest, SyntheticRowsAreNotInTheFilteredViewUntilTheFilterIsSetAgain) 
 // notice, and the rest of it is flushed by the timer of a run.
 TEST_F(StoreTest, ABurstOfLinesGivesOneNoticeThatSaysWhatWasAppended) {
     for (int i = 0; i < 500; ++i) feed(line("01-01 10:00:00.000", 10, "I", "T", "x"));
-    pumpEvents(50);
+    ASSERT_TRUE(waitForPostedCalls());
     EXPECT_EQ(delegate.updated, 1);
     EXPECT_EQ(delegate.last.change, (StoreChange{true, 0, 0}));  // the first notice
     EXPECT_EQ(delegate.last.rows.size(), 500);
@@ -215,7 +215,7 @@ TEST_F(StoreTest, EveryEndOfARunStopsItsFlushTimer) {
         store.beginRun();
         std::thread([&] { store.endRun(); }).join();  // the stream's thread
     }
-    pumpEvents(50);
+    ASSERT_TRUE(waitForPostedCalls());  // the stops they posted
     int running = 0;
     for (const QTimer* timer : store.findChildren<QTimer*>()) running += timer->isActive() ? 1 : 0;
     EXPECT_EQ(running, 0);

@@ -74,7 +74,7 @@ TEST(ScreencapReader, SendsTheExactRequestsAndReportsOnceWhenTheDeviceCloses) {
     reader.setDelegate(&recorder);
     reader.setDeviceId(QStringLiteral("emu-1"));
     reader.start();
-    ASSERT_TRUE(test::waitThenSettle([&] { return recorder.captures.size() == 1; }));
+    ASSERT_TRUE(test::waitThenDrain([&] { return recorder.captures.size() == 1; }));
     EXPECT_EQ(server.received(0), "0014host:transport:emu-1" "0012shell:screencap -p");
     EXPECT_EQ(recorder.captures, QList<QByteArray>{png});
 }
@@ -94,12 +94,14 @@ TEST(DeviceScreenDatasource, EachImageStartsTheNextCaptureUntilStopped) {
         ASSERT_TRUE(waitUntil([&] { return recorder.captures.size() == 2 && server.scriptDone(2); }));
         source.stopMonitoring();
         EXPECT_FALSE(source.isRunning());
-        test::pumpEvents(50);
-        EXPECT_EQ(server.connectionCount(), 3);
-        EXPECT_EQ(recorder.captures, (QList<QByteArray>{kComplete, kComplete}));
-        EXPECT_EQ(recorder.deviceIds, (QStringList{QStringLiteral("emu-1"), QStringLiteral("emu-1")}));
         EXPECT_EQ(source.stats().frames, 2);
     }
+    // Its thread has ended with it: the capture in flight was closed, and
+    // nothing started another.
+    ASSERT_TRUE(waitUntil([&] { return server.isClosed(2); }));
+    EXPECT_EQ(server.connectionCount(), 3);
+    EXPECT_EQ(recorder.captures, (QList<QByteArray>{kComplete, kComplete}));
+    EXPECT_EQ(recorder.deviceIds, (QStringList{QStringLiteral("emu-1"), QStringLiteral("emu-1")}));
 }
 
 TEST(DeviceScreenDatasource, SingleCaptureStaysRunningAndAFailureStops) {
@@ -110,18 +112,16 @@ TEST(DeviceScreenDatasource, SingleCaptureStaysRunningAndAFailureStops) {
     DeviceScreenDatasource source(server.endpoint());
     source.setDelegate(&recorder);
     source.startMonitoring(false);
-    ASSERT_TRUE(test::waitThenSettle([&] { return recorder.captures.size() == 1; }, 100));
+    ASSERT_TRUE(test::waitThenDrain([&] { return recorder.captures.size() == 1; }));
     EXPECT_EQ(server.connectionCount(), 1);
     EXPECT_TRUE(source.isRunning());  // until stopped, as the window expects
     source.startMonitoring(true);     // ignored: already running
-    test::pumpEvents(50);
-    EXPECT_EQ(server.connectionCount(), 1);
 
     source.stopMonitoring();
     source.startMonitoring(true);
-    ASSERT_TRUE(waitUntil([&] { return recorder.failures.size() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return recorder.failures.size() == 1 && server.isClosed(1); }));
     EXPECT_FALSE(source.isRunning());
-    test::pumpEvents(50);
+    // The ignored start made no connection, and the failure no retry.
     EXPECT_EQ(server.connectionCount(), 2);
 }
 
