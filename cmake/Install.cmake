@@ -2,8 +2,8 @@
 #   cmake --install build/default --prefix /usr
 #   (cd build/default && cpack -G DEB)
 # Both programs go to bin/; the viewer brings its desktop entry, AppStream
-# metainfo, icon, the MIME types of its own files and man pages written
-# from the programs' help texts.
+# metainfo, icon, the MIME types of its own files, the query language's page
+# and man pages written from the programs' help texts.
 include(GNUInstallDirs)
 
 set(VF_APP_ID "io.github.vellumfox.vellumfox")
@@ -25,7 +25,7 @@ endfunction()
 
 install(TARGETS vellumfox-cli RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 vf_man_page(vellumfox-cli "terminal companion of the Vellumfox Android log viewer"
-            devices stream convert detect check-filter)
+            devices stream convert detect crashes check-filter)
 
 if(VF_BUILD_UI)
   install(TARGETS vellumfox RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
@@ -37,6 +37,8 @@ if(VF_BUILD_UI)
           RENAME "${VF_APP_ID}.xml")
   install(FILES "${CMAKE_SOURCE_DIR}/resources/icons/vellumfox.svg"
           DESTINATION "${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps" RENAME "${VF_APP_ID}.svg")
+  # The Help menu shows its own copy; this one is for reading elsewhere.
+  install(FILES "${CMAKE_SOURCE_DIR}/docs/query-language.md" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 endif()
 
 set(CPACK_PACKAGE_NAME "vellumfox")

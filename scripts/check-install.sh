@@ -6,7 +6,7 @@
 #
 # 1. cmake --install into a scratch folder: both programs, the desktop entry
 #    (desktop-file-validate), the metainfo (appstreamcli validate), the icon,
-#    the MIME types and the man pages.
+#    the MIME types, the query language's page and the man pages.
 # 2. cpack -G DEB; then, with root rights, the package is installed with
 #    apt-get (which also brings its dependencies), both programs must answer
 #    --version from /usr/bin, and the package is removed again.
@@ -21,7 +21,8 @@ cmake --install "$build" --prefix "$stage/usr" >/dev/null
 
 for f in bin/vellumfox bin/vellumfox-cli share/man/man1/vellumfox-cli.1 share/man/man1/vellumfox.1 \
          "share/applications/$app_id.desktop" "share/metainfo/$app_id.metainfo.xml" \
-         "share/mime/packages/$app_id.xml" "share/icons/hicolor/scalable/apps/$app_id.svg"; do
+         "share/mime/packages/$app_id.xml" "share/icons/hicolor/scalable/apps/$app_id.svg" \
+         share/doc/vellumfox/query-language.md; do
   [ -s "$stage/usr/$f" ] || { echo "check-install: not installed: $f" >&2; exit 1; }
 done
 desktop-file-validate "$stage/usr/share/applications/$app_id.desktop"

@@ -3,6 +3,7 @@
 #include "cli/crashescommand.h"
 #include "cli/devicescommand.h"
 #include "cli/filecommands.h"
+#include "cli/filters.h"
 #include "cli/filterscommand.h"
 #include "cli/helptext.h"
 #include "cli/options.h"
@@ -50,8 +51,14 @@ int CliApplication::run(const QStringList& arguments) {
     settings.color = environment_.stdoutIsTerminal && !environment_.noColor && !options.noColor;
     settings.terminal = environment_.stdoutIsTerminal;
     if (options.command == Command::Crashes) {
-        CrashPrinter crashes(out_, options.format == OutputFormat::Json, settings.terminal);
-        return StreamCommand(options, settings, setup, out_, err_, &crashes).run();
+        // The detector sees every row; the filter only chooses which crashes are printed.
+        PredicatePtr filter;
+        if (const auto status = prepareFilter(options, true, err_, filter)) return *status;
+        CrashPrinter crashes(out_, options.format == OutputFormat::Json, settings.terminal, filter);
+        CliOptions unfiltered = options;
+        unfiltered.filters.clear();
+        unfiltered.queries.clear();
+        return StreamCommand(unfiltered, settings, setup, out_, err_, &crashes).run();
     }
     return StreamCommand(options, settings, setup, out_, err_).run();
 }

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 
+#include "cli/filters.h"
 #include "cli/logfile.h"
 #include "cli/rowwriter.h"
+#include "core/log/querycontext.h"
 
 using namespace Qt::StringLiterals;
 
@@ -12,9 +14,9 @@ namespace vf::cli {
 namespace {
 
 constexpr char16_t kCrashesHelp[] =
-    uR"(usage: vellumfox-cli crashes FILE [--json]
+    uR"(usage: vellumfox-cli crashes FILE [--json] [FILTERS]
        vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] crashes --stream [--json]
-                     [--clear] [--no-reconnect]
+                     [--clear] [--no-reconnect] [FILTERS]
 
 Opens a saved log as "convert" does and lists the crashes and ANRs in it, as
 the viewer's Crashes panel shows them: Java and Kotlin exceptions, crashes of
@@ -36,7 +38,18 @@ belong to it. One line per crash:
                   new crashes are listed
   --no-reconnect  with --stream: end with exit status 1 when the device
                   goes away
+
+FILTERS (--filter PREDICATE, --saved NAME, --query QUERY, each repeatable
+and ANDed, as for "convert") list only the crashes one of whose rows
+passes: --query package:com.example lists that app's crashes, --query
+age:1h those of the last hour. The detector still reads every row.
+is:crash cannot be used with --stream.
 )";
+
+// Whether one of the crash's rows is among `passing`.
+bool anyRowIn(const CrashRecord& crash, const std::set<uint64_t>& passing) {
+    return std::any_of(crash.rows.begin(), crash.rows.end(), [&](uint64_t idx) { return passing.count(idx) != 0; });
+}
 
 }  // namespace
 
@@ -70,6 +83,8 @@ std::string crashJsonLine(const CrashRecord& crash) {
 }
 
 int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err) {
+    PredicatePtr filter;
+    if (const auto status = prepareFilter(options, false, err, filter)) return *status;
     const SavedLog log = openSavedLog(options.file);
     if (!log.error.isEmpty()) {
         err << "vellumfox-cli: " << u"cannot open %1: %2"_s.arg(options.file, log.error).toStdString() << '\n';
@@ -78,18 +93,41 @@ int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err) 
     CrashDetector detector;
     for (const RowPtr& row : log.rows) detector.feed(*row);
     detector.finish();
+    std::set<uint64_t> passing;
+    if (filter) {
+        QueryContext context = fileQueryContext(log.rows, 0);
+        context.crashRows = crashRowsOf(detector);
+        filter = bindQueryContext(filter, context);
+        for (const RowPtr& row : log.rows)
+            if (rowPasses(filter.get(), *row, nullptr).value_or(false)) passing.insert(row->idx());
+    }
     const bool json = options.format == OutputFormat::Json;
-    for (const CrashRecord& crash : detector.crashes()) out << (json ? crashJsonLine(crash) : crashTextLine(crash)) << '\n';
+    for (const CrashRecord& crash : detector.crashes()) {
+        if (filter && !anyRowIn(crash, passing)) continue;
+        out << (json ? crashJsonLine(crash) : crashTextLine(crash)) << '\n';
+    }
     out.flush();
     return kExitOk;
 }
 
-CrashPrinter::CrashPrinter(std::ostream& out, bool json, bool terminal)
-    : out_(out), json_(json), terminal_(terminal) {}
+CrashPrinter::CrashPrinter(std::ostream& out, bool json, bool terminal, PredicatePtr filter)
+    : out_(out), json_(json), terminal_(terminal), filter_(std::move(filter)) {}
 
 void CrashPrinter::takeRow(const RowPtr& row) {
     detector_.feed(*row);
+    if (filter_ && rowPasses(filter_.get(), *row, nullptr).value_or(false)) passing_.insert(row->idx());
+    lastIdx_ = row->idx();
+    if (++fed_ % kPassingLookback == 0) forgetOldPassingRows();
     printCompleted();
+}
+
+void CrashPrinter::forgetOldPassingRows() {
+    if (passing_.empty()) return;
+    uint64_t floor = lastIdx_ > kPassingLookback ? lastIdx_ - kPassingLookback : 0;
+    for (const CrashRecord& crash : detector_.crashes())
+        if (std::binary_search(unprinted_.begin(), unprinted_.end(), crash.id))
+            floor = std::min(floor, crash.firstIdx());
+    passing_.erase(passing_.begin(), passing_.lower_bound(floor));
 }
 
 void CrashPrinter::streamStopped() {
@@ -113,6 +151,7 @@ void CrashPrinter::printCompleted() {
         const auto it = std::lower_bound(crashes.begin(), crashes.end(), id,
                                          [](const CrashRecord& c, uint64_t wanted) { return c.id < wanted; });
         if (it == crashes.end() || it->id != id) return true;
+        if (filter_ && !anyRowIn(*it, passing_)) return true;
         const std::string line = json_ ? crashJsonLine(*it) : crashTextLine(*it);
         out_ << (terminal_ && !json_ ? terminalSafe(line) : line) << '\n';
         printed = true;

@@ -2,15 +2,18 @@
 // vellumfox-cli crashes FILE [--json]: the crashes and ANRs of a saved log,
 // found by the viewer's crash detector. One line per crash, or one JSON
 // object per line with kind, app, pid, time, title, rows (the count),
-// firstIdx and lastIdx. Runs to completion on the calling thread.
+// firstIdx and lastIdx. With --filter, --saved or --query, only the crashes
+// one of whose rows passes. Runs to completion on the calling thread.
 // "crashes --stream" is the stream command with a CrashPrinter as its sink.
 
 #include <QString>
 #include <ostream>
+#include <set>
 #include <vector>
 
 #include "cli/options.h"
 #include "cli/streamcommand.h"
+#include "core/filter/predicate.h"
 #include "core/log/crashdetector.h"
 
 namespace vf::cli {
@@ -24,7 +27,9 @@ int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err);
 class CrashPrinter final : public StreamRowSink {
 public:
     // `terminal`: `out` is a terminal, so control characters are escaped.
-    CrashPrinter(std::ostream& out, bool json, bool terminal);
+    // With a `filter`, only crashes one of whose rows passes it are printed;
+    // the detector still sees every row.
+    CrashPrinter(std::ostream& out, bool json, bool terminal, PredicatePtr filter = nullptr);
     CrashPrinter(const CrashPrinter&) = delete;
     CrashPrinter& operator=(const CrashPrinter&) = delete;
 
@@ -33,10 +38,19 @@ public:
 
 private:
     void printCompleted();
+    void forgetOldPassingRows();
 
     std::ostream& out_;
     bool json_;
     bool terminal_;
+    PredicatePtr filter_;
+    // Rows that passed the filter and may still belong to a crash not yet
+    // printed: rows of such crashes, and the last kPassingLookback rows
+    // (a crash may take in rows written before it was recognised).
+    static constexpr uint64_t kPassingLookback = 4096;
+    std::set<uint64_t> passing_;
+    uint64_t fed_ = 0;      // rows fed
+    uint64_t lastIdx_ = 0;  // idx of the last one
     CrashDetector detector_;
     uint64_t revision_ = 0;
     uint64_t lastSeenId_ = 0;

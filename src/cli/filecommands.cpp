@@ -3,6 +3,7 @@
 #include "cli/filters.h"
 #include "cli/logfile.h"
 #include "cli/rowwriter.h"
+#include "core/log/querycontext.h"
 
 using namespace Qt::StringLiterals;
 
@@ -14,28 +15,18 @@ std::string utf8(const QString& s) { return s.toStdString(); }
 
 void fail(std::ostream& err, const QString& message) { err << "vellumfox-cli: " << utf8(message) << '\n'; }
 
-// The filter from the options, or the exit status when it cannot be used.
-std::optional<int> prepareFilter(const CliOptions& options, std::ostream& err, PredicatePtr& predicate) {
-    FilterBuild build = buildFilter(options.filters, options.quick);
-    if (build.problem) {
-        reportFilterProblem(err, *build.problem);
-        return kExitUsage;
-    }
-    predicate = std::move(build.predicate);
-    return std::nullopt;
-}
-
 }  // namespace
 
 int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal) {
     PredicatePtr predicate;
-    if (const auto status = prepareFilter(options, err, predicate)) return *status;
+    if (const auto status = prepareFilter(options, false, err, predicate)) return *status;
 
     const SavedLog log = openSavedLog(options.file);
     if (!log.error.isEmpty()) {
         fail(err, u"cannot open %1: %2"_s.arg(options.file, log.error));
         return kExitFailure;
     }
+    predicate = bindQueryContext(predicate, fileQueryContext(log.rows, queryUses(predicate)));
     // Filter everything before writing anything: a filter that fails on some
     // row must not leave half an output behind.
     RowList passing;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "core/filter/query.h"
+
 using namespace Qt::StringLiterals;
 
 namespace vf::cli {
@@ -10,9 +12,9 @@ namespace vf::cli {
 namespace {
 
 // The text a quick-filter error position points into: the field's own text
-// for a "p: " predicate, else the filled template.
+// for a "p: " predicate or a query, else the filled template.
 QString quickFilterShownText(const QString& quick) {
-    return isQuickFilterPredicate(quick) ? quick : quickFilterText(quick);
+    return quickFilterMode(quick) == QuickFilterMode::Words ? quickFilterText(quick) : quick;
 }
 
 FilterProblem problemFrom(const QString& source, const QString& text, const ParseError& error) {
@@ -23,7 +25,7 @@ std::string toUtf8(const QString& s) { return s.toStdString(); }
 
 }  // namespace
 
-FilterBuild buildFilter(const QStringList& filters, const QString& quick) {
+FilterBuild buildFilter(const QStringList& filters, const QString& quick, const QStringList& queries) {
     std::vector<PredicatePtr> selected;
     for (qsizetype i = 0; i < filters.size(); ++i) {
         const QString source = filters.size() == 1 ? u"--filter"_s : u"--filter %1"_s.arg(i + 1);
@@ -43,7 +45,29 @@ FilterBuild buildFilter(const QStringList& filters, const QString& quick) {
         }
         quickPredicate = std::move(parsed.predicate);
     }
+    for (qsizetype i = 0; i < queries.size(); ++i) {
+        QueryResult compiled = compileQuery(queries.at(i));
+        if (!compiled.predicate) {
+            const QString source = queries.size() == 1 ? u"--query"_s : u"--query %1"_s.arg(i + 1);
+            return {nullptr, problemFrom(source, queries.at(i), *compiled.error)};
+        }
+        selected.push_back(std::move(compiled.predicate));
+    }
     return {combineFilters(selected, quickPredicate), std::nullopt};
+}
+
+std::optional<int> prepareFilter(const CliOptions& options, bool onStream, std::ostream& err, PredicatePtr& predicate) {
+    FilterBuild build = buildFilter(options.filters, options.quick, options.queries);
+    if (!build.problem && onStream && (queryUses(build.predicate) & kQueryUsesCrashes) != 0)
+        build.problem = FilterProblem{u"--query"_s, {},
+                                      u"is:crash needs the whole log: use it with \"convert\" or \"crashes FILE\""_s,
+                                      std::nullopt};
+    if (build.problem) {
+        reportFilterProblem(err, *build.problem);
+        return kExitUsage;
+    }
+    predicate = std::move(build.predicate);
+    return std::nullopt;
 }
 
 void reportFilterProblem(std::ostream& err, const FilterProblem& problem) {

@@ -1,13 +1,14 @@
 #pragma once
-// Turning --filter and --quick into the one predicate the viewer would apply:
-// the selected saved filters AND the quick-filter field, combined by the
-// filter module's own rules. Any thread.
+// Turning --filter, --quick and --query into the one predicate the viewer
+// would apply: the selected saved filters AND the quick-filter field (AND
+// the queries), combined by the filter module's own rules. Any thread.
 
 #include <QString>
 #include <QStringList>
 #include <optional>
 #include <ostream>
 
+#include "cli/options.h"
 #include "core/filter/predicate.h"
 #include "core/log/logrow.h"
 
@@ -15,7 +16,7 @@ namespace vf::cli {
 
 // Why a filter could not be used, with enough to point at the spot.
 struct FilterProblem {
-    QString source;    // "--filter 2", "--quick", "filter"
+    QString source;    // "--filter 2", "--quick", "--query", "filter"
     QString text;      // the text the position refers to
     QString message;
     std::optional<qsizetype> position;  // UTF-16 offset into `text`
@@ -26,8 +27,16 @@ struct FilterBuild {
     std::optional<FilterProblem> problem;
 };
 
-// Parses every filter and the quick-filter text and combines them.
-FilterBuild buildFilter(const QStringList& filters, const QString& quick);
+// Parses every filter, the quick-filter text and every query, and combines
+// them. Queries are compiled without a log: bind the result to the log's
+// context (bindQueryContext) once the rows are there.
+FilterBuild buildFilter(const QStringList& filters, const QString& quick, const QStringList& queries = {});
+
+// The filter of the command line (--filter, --saved already resolved into
+// filters, --quick, --query), checked. On a problem it is reported on `err`
+// and the exit status returned. `onStream`: rows come from the device, which
+// `is:crash` cannot be applied to (it needs the whole log).
+std::optional<int> prepareFilter(const CliOptions& options, bool onStream, std::ostream& err, PredicatePtr& predicate);
 
 // Writes "vellumfox-cli: SOURCE, position N: MESSAGE", then the text and a
 // caret under the position (tabs kept so the caret lines up).

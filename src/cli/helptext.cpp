@@ -55,10 +55,23 @@ constexpr char16_t kFilters[] =
   --quick TEXT        the viewer's quick-filter field: rows whose tag, text,
                       app, pid or tid contain TEXT (any case). A TEXT of at
                       least 5 characters that starts with "p: " is a
-                      predicate of its own ("p: type == 'E'").
-  A filter that cannot be parsed, or names a key rows do not have, is an
-  error (exit status 2), never a silent pass. Keys: idx time app pid tid
-  type name text ("name" is the tag).
+                      predicate of its own ("p: type == 'E'"), and a TEXT
+                      with a term of a query key ("tag:Net") is a query.
+  --query QUERY       a query, as typed in the viewer's quick-filter field:
+                      "package:com.example level:warn -msg:heartbeat".
+                      key:value contains, key=:value equals (any case),
+                      key~:regex finds a PCRE2 match, "-" negates; a bare
+                      word is looked for in the tag, message and package.
+                      Keys: tag, message (msg), package, process, pid, tid,
+                      level (that level or higher), age (5m: no older than
+                      that before the newest row, or now on a device), is
+                      (crash, stacktrace). Terms of one key are ORed, the
+                      rest ANDed; | & and ( ) combine them explicitly.
+                      Repeatable; ANDed with the filters.
+  A filter or query that cannot be parsed, or names a key rows do not have,
+  is an error (exit status 2, with the position), never a silent pass.
+  Keys: idx time app pid tid type name text package ("name" is the tag). A
+  saved filter may hold a query as QUERY "...".
 )";
 
 constexpr char16_t kFormats[] =
@@ -100,6 +113,8 @@ rows that the filter hides go to standard error instead.
   --filter PREDICATE  see "Filters" below (repeatable)
   --saved NAME        a filter saved in the viewer (repeatable)
   --quick TEXT        the quick-filter field
+  --query QUERY       a query (repeatable); age counts back from now, and
+                      is:crash cannot be used (it needs the whole log)
   --clear             clear the device log when the stream starts
   --tags 'TAG:L ...'  the logcat tag expression (ANDROID_LOG_TAGS)
   --format FORMAT     text (default), tsv or json
@@ -116,7 +131,8 @@ received so far, with exit status 0.
 )";
 
 constexpr char16_t kConvert[] =
-    uR"(usage: vellumfox-cli convert FILE [--filter PREDICATE]... [--quick TEXT]
+    uR"(usage: vellumfox-cli convert FILE [--filter PREDICATE]... [--saved NAME]...
+                                   [--quick TEXT] [--query QUERY]...
                                    [--format text|tsv|json] [--count]
 
 Opens a saved log as the viewer opens it: a file named *.vellumfox that holds
@@ -127,6 +143,8 @@ first lines. Writes the rows that pass the filter.
   --filter PREDICATE  see "Filters" below (repeatable)
   --saved NAME        a filter saved in the viewer (repeatable)
   --quick TEXT        the quick-filter field
+  --query QUERY       a query (repeatable); age counts back from the newest
+                      row, is:crash takes the rows of the crashes in FILE
   --format FORMAT     text (default), tsv or json
   --count             print only the number of rows that pass
 )";
@@ -175,7 +193,8 @@ constexpr char16_t kCheckFilter[] =
 Parses a filter and prints its canonical text (what the viewer stores). On
 an error prints the message with its position and a caret under the spot,
 and exits with status 2. A key rows do not have (keys: idx time app pid tid
-type name text) is such an error, at the key's position.
+type name text package) is such an error, at the key's position. A QUERY
+"..." part prints as its filter-language equivalent where there is one.
 )";
 
 }  // namespace

@@ -22,7 +22,7 @@ constexpr std::array kCommands{
 };
 
 enum class Opt {
-    Serial, Host, Port, Filter, Quick, Saved, Clear, Tags, Format, NoColor, NoReconnect, Stream, Json, Count, Help,
+    Serial, Host, Port, Filter, Quick, Saved, Query, Clear, Tags, Format, NoColor, NoReconnect, Stream, Json, Count, Help,
     Version
 };
 
@@ -38,9 +38,10 @@ const OptionDef kOptions[] = {
     {Opt::Serial, "-s", true, {}},
     {Opt::Host, "-H", true, {}},
     {Opt::Port, "-P", true, {}},
-    {Opt::Filter, "--filter", true, {Command::Stream, Command::Convert}},
+    {Opt::Filter, "--filter", true, {Command::Stream, Command::Convert, Command::Crashes}},
     {Opt::Quick, "--quick", true, {Command::Stream, Command::Convert}},
-    {Opt::Saved, "--saved", true, {Command::Stream, Command::Convert}},
+    {Opt::Saved, "--saved", true, {Command::Stream, Command::Convert, Command::Crashes}},
+    {Opt::Query, "--query", true, {Command::Stream, Command::Convert, Command::Crashes}},
     {Opt::Clear, "--clear", false, {Command::Stream, Command::Crashes}},
     {Opt::Tags, "--tags", true, {Command::Stream}},
     {Opt::Format, "--format", true, {Command::Stream, Command::Convert}},
@@ -95,6 +96,7 @@ QString applyOption(CliOptions& o, const SeenOption& seen) {
     case Opt::Filter: o.filters.append(v); break;
     case Opt::Quick: o.quick = v; break;
     case Opt::Saved: o.saved.append(v); break;
+    case Opt::Query: o.queries.append(v); break;
     case Opt::Clear: o.clear = true; break;
     case Opt::Tags: o.tags = v; break;
     case Opt::Format: {

@@ -28,10 +28,11 @@ struct CliOptions {
     QString host;
     QString port;
 
-    // Filtering (stream, convert).
+    // Filtering (stream, convert; crashes without --quick).
     QStringList filters;  // every --filter, in order
     QString quick;        // --quick
     QStringList saved;    // every --saved NAME, in order
+    QStringList queries;  // every --query, in order
 
     // stream
     bool clear = false;

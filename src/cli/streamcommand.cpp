@@ -55,12 +55,7 @@ StreamCommand::~StreamCommand() {
 }
 
 int StreamCommand::run() {
-    FilterBuild build = buildFilter(options_.filters, options_.quick);
-    if (build.problem) {
-        reportFilterProblem(err_, *build.problem);
-        return kExitUsage;
-    }
-    filter_ = std::move(build.predicate);
+    if (const auto status = prepareFilter(options_, true, err_, filter_)) return *status;
     if (sink_ == nullptr) {
         printer_ = std::make_unique<RowPrinter>(
             makeRowWriter(options_.format, out_, settings_.color, settings_.terminal));

@@ -21,6 +21,7 @@ void VellumfoxAppDelegate::onLogUpdated(const LogUpdate& update) {
     follower_->showRows(update, logDatasource_->logDataFilter() == predicate_);
     updateStatus();
     if (crashes_ != nullptr) crashes_->onLogUpdated();  // the crash detector sees the new rows
+    rebindToCrashes();
 }
 
 void VellumfoxAppDelegate::clearLog() {

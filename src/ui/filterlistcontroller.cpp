@@ -16,6 +16,7 @@
 #include "core/support/logger.h"
 #include "ui/filtersheet.h"
 #include "ui/mainwindow.h"
+#include "ui/quickfilterassist.h"
 
 using namespace Qt::StringLiterals;
 
@@ -34,6 +35,10 @@ FilterListController::FilterListController(MainWindow& window, FilterListHost& h
     connect(list->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this](const QItemSelection& selected) { onSelectionChanged(selected); });
     connect(window_.quickFilterField(), &QLineEdit::textChanged, this, &FilterListController::applySelectedFilters);
+    assist_ = new QuickFilterAssist(
+        *window_.quickFilterField(), [this] { return host_.allRows(); },
+        [this] { return quickFilterPredicate(window_.quickFilterField()->text()).predicate != nullptr; }, this);
+    connect(assist_, &QuickFilterAssist::saveAsFilterRequested, this, &FilterListController::saveQuickFilter);
     buildButtons();
 }
 
@@ -148,14 +153,22 @@ void FilterListController::applySelectedFilters() {
     std::vector<PredicatePtr> parts;
     for (const QString& name : selectedFilterNames()) parts.push_back(library_.predicate(name));
     const ParseResult quick = quickFilterPredicate(window_.quickFilterField()->text());
-    host_.setPredicate(combineFilters(parts, quick.predicate));
+    PredicatePtr combined = combineFilters(parts, quick.predicate);
+    if (queryUses(combined) != 0) combined = bindQueryContext(combined, host_.queryContext());
+    host_.setPredicate(combined);
     host_.onFilterUpdating();
+    assist_->showError(quick.error);
     if (quick.error) {
         // The store keeps the saved filters; the quick text is shown as not understood.
         window_.statusFilter()->setText(u"Filter: quick filter not understood (%1 at %2)"_s
                                             .arg(quick.error->message)
                                             .arg(quick.error->position));
     }
+}
+
+void FilterListController::saveQuickFilter() {
+    const ParseResult quick = quickFilterPredicate(window_.quickFilterField()->text());
+    if (quick.predicate) openSheet(library_.newUnusedPredicateName(), quick.predicate->format());
 }
 
 void FilterListController::addFilter() {

@@ -3,8 +3,9 @@
 // done with saved filters from the viewer. It owns the library (shared with
 // the companion through the "predicates" preference), the list's model, the
 // + / - buttons under the list, the list's context menu and the editor
-// sheet; it turns the list's choice and the quick-filter field into the one
-// predicate it hands to its host.
+// sheet; it turns the list's choice and the quick-filter field (words, a
+// "p: " predicate or a query, see QuickFilterAssist for its completion and
+// history) into the one predicate it hands to its host.
 //
 // Main thread only. The host and the window are not owned and outlive the
 // controller.
@@ -15,6 +16,8 @@
 #include <memory>
 
 #include "core/filter/filterlibrary.h"
+#include "core/filter/query.h"
+#include "core/log/logrow.h"
 #include "ui/selectabletableview.h"
 
 class QItemSelection;
@@ -25,6 +28,7 @@ namespace vf::ui {
 
 class FilterSheet;
 class MainWindow;
+class QuickFilterAssist;
 
 // What the filter list needs from the viewer's controller. Main thread.
 class FilterListHost {
@@ -39,6 +43,10 @@ public:
     virtual void onFilterChosen() = 0;
     // Before importing from the open panel: the logger stops.
     virtual void onImportStarting() = 0;
+    // What the age and is:crash of queries are measured against now.
+    virtual QueryContext queryContext() const = 0;
+    // Every row of the store (the tags and packages a query may complete).
+    virtual RowList allRows() const = 0;
 };
 
 class FilterListController final : public QObject, public TableViewMenuDelegate {
@@ -54,8 +62,13 @@ public:
 
     // (Re)reads the library and reloads the list; the chosen filters stay chosen.
     void loadFilters();
-    // The list's choice AND the quick filter, handed to the host.
+    // The list's choice AND the quick filter, handed to the host with its
+    // queries bound to the host's context.
     void applySelectedFilters();
+    // Opens the editor with the quick filter as a new filter to save: its
+    // filter-language text, or QUERY "..." for a query that has none.
+    void saveQuickFilter();
+    QuickFilterAssist* quickFilterAssist() const { return assist_; }
     // The selected list rows >= 1 in ascending order, and their names.
     QList<int> selectedFilterRows() const;
     int selectedRow() const;  // the first selected row, or -1
@@ -99,6 +112,7 @@ private:
     PreferencesFilterStore store_;
     FilterLibrary library_;
     QStringListModel* model_ = nullptr;
+    QuickFilterAssist* assist_ = nullptr;
     QPointer<FilterSheet> sheet_;
     QPointer<QMessageBox> prompt_;
     bool updatingSelection_ = false;

@@ -3,11 +3,16 @@
 #include <QAction>
 #include <QApplication>
 #include <QDesktopServices>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QFile>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QTextBrowser>
 #include <QUrl>
+#include <QVBoxLayout>
 
 #include "core/support/buildinfo.h"
 
@@ -67,6 +72,24 @@ QString shortcutsHtml(const QMainWindow* window) {
     return u"<table cellspacing=\"4\">"_s + rows + QString::fromUtf16(kTableKeys) + u"</table>"_s;
 }
 
+QDialog* showQueryLanguage(QMainWindow* window) {
+    auto* dialog = new QDialog(window);
+    dialog->setWindowTitle(u"Query Language"_s);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    auto* page = new QTextBrowser(dialog);
+    page->setOpenExternalLinks(true);
+    QFile file(u":/docs/query-language.md"_s);
+    if (file.open(QIODevice::ReadOnly)) page->setMarkdown(QString::fromUtf8(file.readAll()));
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, dialog);
+    QObject::connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::close);
+    auto* layout = new QVBoxLayout(dialog);
+    layout->addWidget(page, 1);
+    layout->addWidget(buttons);
+    dialog->resize(780, 640);
+    dialog->show();
+    return dialog;
+}
+
 QMenu* addHelpMenu(QMainWindow* window) {
     QMenu* help = window->menuBar()->addMenu(u"&Help"_s);
     QAction* keys = help->addAction(u"Keyboard Shortcuts"_s);
@@ -76,6 +99,8 @@ QMenu* addHelpMenu(QMainWindow* window) {
     QAction* tags = help->addAction(u"Log Tag Expressions"_s);
     QObject::connect(tags, &QAction::triggered, window,
                      [window] { showText(window, u"Log Tag Expressions"_s, QString::fromUtf16(kLogTagHelp)); });
+    QAction* queries = help->addAction(u"Query Language"_s);
+    QObject::connect(queries, &QAction::triggered, window, [window] { showQueryLanguage(window); });
     help->addSeparator();
     QAction* feedback = help->addAction(u"Send Feedback…"_s);
     QObject::connect(feedback, &QAction::triggered, window, [] {

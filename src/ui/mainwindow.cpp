@@ -130,10 +130,10 @@ void MainWindow::createToolBar() {
     toolBar_->addWidget(spacer);
 
     quickFilter_ = new QLineEdit(toolBar_);
-    quickFilter_->setPlaceholderText(u"Quick filter (or p: predicate)"_s);
+    quickFilter_->setPlaceholderText(u"Quick filter or query: tag:Net level:W"_s);
     quickFilter_->setClearButtonEnabled(true);
     quickFilter_->addAction(themedIcon(u"view-filter"_s, u"filter"_s), QLineEdit::LeadingPosition);
-    quickFilter_->setMinimumWidth(220);
+    quickFilter_->setMinimumWidth(280);
     toolBar_->addWidget(quickFilter_);
     toolBar_->addSeparator();
     searchField_ = new QLineEdit(toolBar_);

@@ -145,6 +145,8 @@ public:
     void onFilterUpdating() override;
     void onFilterChosen() override { changeScrollToBottom(true); }
     void onImportStarting() override;
+    QueryContext queryContext() const override;
+    RowList allRows() const override;
 
     // Files (appdelegate_files.cpp forwards to FileController).
     void openFile(const QString& path);
@@ -168,6 +170,7 @@ private:
     void saveTableLayout();
     // Filters.
     void loadFilters();
+    void rebindToCrashes();
 
     Options options_;
     std::unique_ptr<LogDatasource> logDatasource_;
@@ -188,6 +191,7 @@ private:
 
     LevelStyles styles_;
     PredicatePtr predicate_;
+    uint64_t crashRevision_ = 0;  // the crash detector's revision the filter in force was bound to
 };
 
 }  // namespace vf::ui

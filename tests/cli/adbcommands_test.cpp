@@ -122,7 +122,7 @@ TEST_F(StreamProcessTest, PrintsEveryRowBeforeEndingOnADisconnect) {
     const QList<QJsonObject> rows = jsonRows(stream.out);
     ASSERT_EQ(rows.size(), kLines + 1) << stream.err.toStdString();
     for (int i = 0; i < kLines; ++i)
-        ASSERT_EQ(rows.at(i).value(u"text"_s).toString(), u" line %1"_s.arg(i)) << i;
+        ASSERT_EQ(rows.at(i).value(u"text"_s).toString(), u"line %1"_s.arg(i)) << i;
     EXPECT_EQ(rows.last().value(u"app"_s).toString(), u"Vellumfox"_s);
     EXPECT_EQ(rows.last().value(u"text"_s).toString(), u"Disconnected. emulator-5554"_s);
     // The tags went to the device; the viewer's settings file was never written.

@@ -27,6 +27,20 @@ TEST(CrashesCommand, PrintsOneLineOrOneJsonObjectPerCrash) {
               uR"("title":"signal 6 (SIGABRT), code -1 (SI_QUEUE), fault addr --------","rows":5,"firstIdx":8,"lastIdx":19})"_s);
 }
 
+TEST(CrashesCommand, FiltersKeepTheCrashesOneOfWhoseRowsPasses) {
+    const auto listed = [](QStringList filters) {
+        const auto result = runCli(QStringList{u"crashes"_s, kNativeLog} + filters);
+        EXPECT_EQ(result.status, 0) << result.err;
+        return outputLines(result.out).size();
+    };
+    EXPECT_EQ(listed({u"--query"_s, u"mediaserver"_s}), 1);
+    EXPECT_EQ(listed({u"--query"_s, u"is:crash"_s}), 2);
+    EXPECT_EQ(listed({u"--query"_s, u"tag:libc"_s, u"--filter"_s, u"type == 'F'"_s}), 1);
+    EXPECT_EQ(listed({u"--query"_s, u"pid:6300"_s}), 0) << "the dump is written by the crash_dump process";
+    EXPECT_EQ(runCli({u"crashes"_s, kNativeLog, u"--query"_s, u"level:"_s}).status, 2);
+    EXPECT_EQ(runCli({u"crashes"_s, u"--stream"_s, u"--query"_s, u"is:crash"_s}).status, 2);
+}
+
 TEST(CrashesCommand, RejectsAMissingFileAndStrayArguments) {
     EXPECT_EQ(runCli({u"crashes"_s, u"/nonexistent/x.log"_s}).status, 1);
     EXPECT_EQ(runCli({u"crashes"_s}).status, 2);

@@ -145,6 +145,33 @@ TEST_F(FileCommandsTest, ErrorsExitNonZeroWithAMessage) {
     EXPECT_EQ(runCli({u"convert"_s}).status, 2);
 }
 
+TEST_F(FileCommandsTest, QueriesAndWithFiltersAndMalformedOnesExitTwo) {
+    const QString path = write(u"q.log"_s,
+                               "01-15 12:00:00.000 com.app(10) 10 I Net     : up\n"
+                               "01-15 12:00:01.000 com.app:bg(11) 12 W Net     : slow reply\n"
+                               "01-15 12:09:00.000 com.other(20) 21 E Http    : reply failed\n"
+                               "01-15 12:09:30.000 com.other(20) 21 E Http    :  \tat a.B.c(B.java:1)\n"
+                               "01-15 12:10:00.000 com.app(10) 10 D Net     : down\n");
+    const auto count = [&](QStringList arguments) {
+        const auto result = runCli(QStringList{u"convert"_s, path, u"--count"_s} + arguments);
+        EXPECT_EQ(result.status, 0) << result.err;
+        return result.out;
+    };
+    EXPECT_EQ(count({u"--query"_s, u"package=:com.app level:I"_s}), "2\n");
+    EXPECT_EQ(count({u"--query"_s, u"age:1m"_s}), "3\n") << "no older than a minute before the newest row";
+    EXPECT_EQ(count({u"--query"_s, u"is:stacktrace | tag=:net"_s}), "4\n");
+    EXPECT_EQ(count({u"--query"_s, u"reply"_s, u"--query"_s, u"-tag:http"_s}), "1\n") << "queries AND";
+    EXPECT_EQ(count({u"--query"_s, u"tag:net"_s, u"--filter"_s, u"type == 'D'"_s}), "1\n");
+    EXPECT_EQ(count({u"--filter"_s, u"QUERY \"msg~:^s\" OR pid == 20"_s}), "3\n");
+
+    const auto bad = runCli({u"convert"_s, path, u"--filter"_s, u"type == 'E'"_s, u"--query"_s, u"tag:a (level:e"_s});
+    EXPECT_EQ(bad.status, 2);
+    EXPECT_NE(bad.err.find("--query, position 6: "), std::string::npos) << bad.err;
+    EXPECT_NE(bad.err.find("\n  tag:a (level:e\n        ^\n"), std::string::npos) << bad.err;
+    EXPECT_TRUE(bad.out.empty());
+    EXPECT_EQ(runCli({u"stream"_s, u"--query"_s, u"is:crash"_s}).status, 2) << "before any device is asked";
+}
+
 TEST_F(FileCommandsTest, CheckFilterPrintsCanonicalTextOrTheSpot) {
     const auto ok = runCli({u"check-filter"_s, u"type IN[cd] 'E,F,A' AND NOT (app CONTAINS 'x')"_s});
     EXPECT_EQ(ok.status, 0) << ok.err;

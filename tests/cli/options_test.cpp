@@ -40,6 +40,8 @@ TEST(CliOptions, AdbOptionsGoAnywhereAndFiltersRepeat) {
     EXPECT_EQ(o.filters, (QStringList{u"type == 'E'"_s, u"app == 'x'"_s}));
     EXPECT_TRUE(o.clear && o.noColor && o.noReconnect);
 
+    EXPECT_EQ(parseOk({u"crashes"_s, u"f"_s, u"--query"_s, u"tag:a"_s, u"--query=level:e"_s}).queries,
+              (QStringList{u"tag:a"_s, u"level:e"_s}));
     EXPECT_EQ(parseOk({u"devices"_s, u"--json"_s}).format, OutputFormat::Json);
     const CliOptions convert = parseOk({u"convert"_s, u"--count"_s, u"--"_s, u"-odd name.log"_s});
     EXPECT_EQ(convert.file, u"-odd name.log"_s);

@@ -35,20 +35,22 @@ TEST(LogParser, EveryLayoutItsFieldsAndItsEarlyEnds) {
         std::string_view line, row;  // row: "time|app|pid|tid|type|name|text", empty = no row
     };
     const Case cases[] = {
-        // threadtime keeps the tag's padding; tid == pid shows "-"; only the live stream maps apps.
+        // The tag loses its padding and the text the one blank after the colon;
+        // tid == pid shows "-"; only the live stream maps apps.
         {F::ThreadTimeLive, "01-15 12:34:56.789  1234  5678 I ActivityManager: Start proc",
-         "01-15 12:34:56.789|com.example.app|1234|5678|I|ActivityManager| Start proc"},
-        {F::ThreadTime, "01-15 12:34:56.789  1234  5678 I ActivityManager: Start proc",
+         "01-15 12:34:56.789|com.example.app|1234|5678|I|ActivityManager|Start proc"},
+        {F::ThreadTime, "01-15 12:34:56.789  1234  5678 I ActivityManager:  Start proc",
          "01-15 12:34:56.789||1234|5678|I|ActivityManager| Start proc"},
-        {F::ThreadTimeLive, "01-15 12:34:56.789   999   999 W Tag     : x: y", "01-15 12:34:56.789||999|-|W|Tag     | x: y"},
+        {F::ThreadTimeLive, "01-15 12:34:56.789   999   999 W Tag     : x: y", "01-15 12:34:56.789||999|-|W|Tag|x: y"},
+        {F::ThreadTime, "01-15 12:34:56.789  1234  5678 I Tag: ", "01-15 12:34:56.789||1234|5678|I|Tag|"},
         {F::ThreadTime, "01-15 12:34:56.789  1234  5678 I Tag:", "01-15 12:34:56.789||1234|5678|I|Tag|"},
-        {F::ThreadTime, "01-15  12:34:56.789  1 2 I T: x", "01-15 12:34:56.789||1|2|I|T| x"},  // time rebuilt, one blank
+        {F::ThreadTime, "01-15  12:34:56.789  1 2 I T: x", "01-15 12:34:56.789||1|2|I|T|x"},  // time rebuilt, one blank
         {F::ThreadTime, "01-15 12:34:56.789  1234  5678 I Tag without colon", ""},
         {F::ThreadTime, "01-15 12:34:56.789  1234  5678 I", ""},
         {F::ThreadTime, "01-15", ""},
         // app(pid) is split only when the token ends with ")".
-        {F::ThreadTimeApp, "01-15 12:34:56.789 com.app:svc(1234) 1234 E Tag: boom", "01-15 12:34:56.789|com.app:svc|1234|-|E|Tag| boom"},
-        {F::ThreadTimeApp, "01-15 12:34:56.789 com.app(12)x 7 E Tag: boom", "01-15 12:34:56.789||com.app(12)x|7|E|Tag| boom"},
+        {F::ThreadTimeApp, "01-15 12:34:56.789 com.app:svc(1234) 1234 E Tag: boom", "01-15 12:34:56.789|com.app:svc|1234|-|E|Tag|boom"},
+        {F::ThreadTimeApp, "01-15 12:34:56.789 com.app(12)x 7 E Tag: boom", "01-15 12:34:56.789||com.app(12)x|7|E|Tag|boom"},
         // Dash lines are text in every layout; raw text loses its leading (also wide) blanks.
         {F::ThreadTimeLive, "--------- beginning of main", "||||||--------- beginning of main"},
         {F::Brief, "--------- beginning of main", "||||||--------- beginning of main"},
@@ -57,17 +59,17 @@ TEST(LogParser, EveryLayoutItsFieldsAndItsEarlyEnds) {
         {F::None, "\xE2\x80\x83\xC2\xA0wide spaces", "||||||wide spaces"},
         {F::Raw, "   ", ""},
         // The brief family never shows "-" for the tid.
-        {F::Brief, "I/ActivityManager( 1234): Start proc", "||1234||I|ActivityManager| Start proc"},
+        {F::Brief, "I/Tag     ( 1234): Start proc", "||1234||I|Tag|Start proc"},
         {F::Brief, "I/ActivityManager Start proc", ""},
-        {F::Time, "01-15 12:34:56.789 D/dalvikvm(  42): GC", "01-15 12:34:56.789||42||D|dalvikvm| GC"},
-        {F::Dated, "01-15 12:34:56.789: I/Tag(1234): text", "01-15 12:34:56.789||1234||I|Tag| text"},
-        {F::Process, "I( 1234) Start proc (ActivityManager)", "||1234||I|| Start proc (ActivityManager)"},
-        {F::Tag, "W/Tag: text: more", "||||W|Tag|text: more"},
-        // long: the header joined with its message; the closing bracket is cut like the threadtime colon.
-        {F::Long, "[ 01-15 12:34:56.789  1234: 5678 I/ActivityManager ]Start proc",
-         "01-15 12:34:56.789||1234|5678|I|ActivityManager |Start proc"},
-        {F::Long, "[ 01-15 12:34:56.789  1234: 1234 W/Tag ]text", "01-15 12:34:56.789||1234|-|W|Tag |text"},
-        {F::Long, "[ 01-15 12:34:56.789  1234: 5678 I/Tag ]", "01-15 12:34:56.789||1234|5678|I|Tag |"},
+        {F::Time, "01-15 12:34:56.789 D/dalvikvm(  42): GC", "01-15 12:34:56.789||42||D|dalvikvm|GC"},
+        {F::Dated, "01-15 12:34:56.789: I/Tag(1234): text", "01-15 12:34:56.789||1234||I|Tag|text"},
+        {F::Process, "I( 1234) Start proc (ActivityManager)", "||1234||I||Start proc (ActivityManager)"},
+        {F::Tag, "W/Tag     :  text: more", "||||W|Tag| text: more"},
+        // long: the header joined with its message; the closing bracket is cut whole.
+        {F::Long, "[ 01-15 12:34:56.789  1234: 5678 I/ActivityManager ] Start proc",
+         "01-15 12:34:56.789||1234|5678|I|ActivityManager| Start proc"},
+        {F::Long, "[ 01-15 12:34:56.789  1234: 1234 W/Tag ]text", "01-15 12:34:56.789||1234|-|W|Tag|text"},
+        {F::Long, "[ 01-15 12:34:56.789  1234: 5678 I/Tag ]", "01-15 12:34:56.789||1234|5678|I|Tag|"},
         {F::Long, "[ 01-15 12:34:56.789  1234: 5678 I-Tag ]", ""},
         {F::Long, "[ 01-15 12:34:56.789  1234:/Tag ]text", ""},  // no tid and level
     };

@@ -38,10 +38,10 @@ TEST_F(TextFile, ThreadTimeWithCrLfAndABanner) {
     ASSERT_EQ(rows.size(), 6);
     EXPECT_EQ(rows[0]->text(), "--------- beginning of main");
     EXPECT_EQ(rows[1]->tid(), "2395");
-    EXPECT_EQ(test::fields(*rows[2]), "03-17 16:13:38.859||2227|-|D|TextView| visible is system.time.showampm")
+    EXPECT_EQ(test::fields(*rows[2]), "03-17 16:13:38.859||2227|-|D|TextView|visible is system.time.showampm")
         << "no carriage return left in the text";
     EXPECT_EQ(rows[4]->name(), "TextView   no colon");
-    EXPECT_EQ(rows[5]->text(), " last");
+    EXPECT_EQ(rows[5]->text(), "last");
     EXPECT_EQ(rows[5]->idx(), 5u);
     EXPECT_EQ(next, 6u) << "the line without a colon took no index";
 }
@@ -50,21 +50,21 @@ TEST_F(TextFile, OtherEncodings) {
     const std::string line = "03-17 16:13:38.811  1702  2395 D Tag: caf\xE9\n";  // ISO Latin-1
     const RowList latin1 = load(u"latin1.log"_s, line + line + line + line + line);
     ASSERT_EQ(latin1.size(), 5);
-    EXPECT_EQ(latin1[0]->text(), " caf\xC3\xA9");
+    EXPECT_EQ(latin1[0]->text(), "caf\xC3\xA9");
 
     const QString text = u"03-17 16:13:38.811  1702  2395 D Tag: caf\u00e9 \u65e5\n"_s;
     const RowList wide = load(u"utf16.log"_s, QByteArray(QByteArray("\xFF\xFE", 2) +
                                                   QByteArray(reinterpret_cast<const char*>(text.utf16()), text.size() * 2)));
     ASSERT_EQ(wide.size(), 1);
-    EXPECT_EQ(wide[0]->text(), " caf\xC3\xA9 \xE6\x97\xA5");
+    EXPECT_EQ(wide[0]->text(), "caf\xC3\xA9 \xE6\x97\xA5");
 
     // Mostly UTF-8: only the stray byte is replaced, the rest stays as written.
     const std::string good = "03-17 16:13:38.812  1702  2395 D Tag: caf\xC3\xA9 \xE6\x97\xA5\n";
     const RowList mostly = load(u"mostly.log"_s, "\xEF\xBB\xBF" + good + line + good);
     ASSERT_EQ(mostly.size(), 3);
     EXPECT_EQ(mostly[0]->time(), "03-17 16:13:38.812");
-    EXPECT_EQ(mostly[1]->text(), " caf\xEF\xBF\xBD");
-    EXPECT_EQ(mostly[2]->text(), " caf\xC3\xA9 \xE6\x97\xA5");
+    EXPECT_EQ(mostly[1]->text(), "caf\xEF\xBF\xBD");
+    EXPECT_EQ(mostly[2]->text(), "caf\xC3\xA9 \xE6\x97\xA5");
 
     const RowList bom = load(u"bom.log"_s, "\xEF\xBB\xBF" + line.substr(0, line.size() - 2) + "\n");
     ASSERT_EQ(bom.size(), 1);

@@ -29,7 +29,7 @@ TEST_F(CrashesPanelTest, ChoosingACrashShowsExactlyItsRowsAndSelectsTheFirst) {
     panel()->chooseCrash(1);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 8 && !table()->selectionModel()->selectedRows().isEmpty(); }));
     EXPECT_EQ(table()->selectionModel()->selectedRows().value(0).row(), 0);
-    EXPECT_EQ(model()->rowAt(0)->text(), " FATAL EXCEPTION: main");
+    EXPECT_EQ(model()->rowAt(0)->text(), "FATAL EXCEPTION: main");
     for (int r = 0; r < model()->rowCount(); ++r) EXPECT_EQ(model()->rowAt(r)->pid(), "4242") << r;
 
     const QStringList lines = panel()->crashText().split(u'\n', Qt::SkipEmptyParts);

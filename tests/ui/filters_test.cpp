@@ -8,7 +8,12 @@
 
 #include "core/filter/filterlibrary.h"
 #include "ui/filtersheet.h"
+#include "ui/quickfilterassist.h"
 #include "uitestsupport.h"
+
+#include <QCompleter>
+#include <QMenu>
+#include <QTest>
 
 namespace vf::ui::test {
 namespace {
@@ -69,6 +74,94 @@ TEST_F(FiltersTest, QuickFilterCombinesWithTheListAndSurvivesBadText) {
     app->window()->quickFilterField()->setText(u"it's"_s);  // breaks the CONTAINS template
     EXPECT_TRUE(app->window()->statusFilter()->text().contains(u"not understood"_s));
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 5; }));  // the list's filter alone
+}
+
+TEST_F(FiltersTest, TheQuickFilterIsAQueryWhenATermHasAKeyOfTheTable) {
+    start();
+    RowList rows = levelRows(12);
+    rows << row(50, "E", "socket timeout") << row(51, "I", "level:E in text");
+    for (uint64_t n = 60; n < 64; ++n) {
+        static const char* kCrash[] = {"FATAL EXCEPTION: main", "Process: com.x, PID: 100",
+                                       "java.lang.IllegalStateException: x", "\tat a.B.c(B.java:1)"};
+        rows << arena.make(RowValues{n, "01-01 00:00:01.000", "com.x", "100", "-", "E", "AndroidRuntime", kCrash[n - 60]});
+    }
+    show(rows);
+    const std::pair<QString, qsizetype> cases[] = {
+        {u"level:E"_s, 9},          {u"level:e timeout"_s, 1}, {u"-level:W"_s, 7},       {u"E in text"_s, 1},
+        {u"foo:bar"_s, 0},          {u"p: type == 'I'"_s, 3},  {u"is:crash"_s, 4},       {u"is:stacktrace"_s, 1},
+        {u"(level:e"_s, 18},  // not understood: no quick filter
+    };
+    for (const auto& [text, shown] : cases) {
+        app->window()->quickFilterField()->setText(text);
+        EXPECT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == shown; }))
+            << text.toStdString() << ": " << model()->rowCount();
+    }
+    EXPECT_TRUE(app->window()->statusFilter()->text().contains(u"not understood"_s));
+    EXPECT_TRUE(app->window()->quickFilterField()->toolTip().contains(u"never closed"_s));
+    app->window()->quickFilterField()->setText(u"level:E"_s);
+    EXPECT_TRUE(app->window()->quickFilterField()->toolTip().isEmpty());
+}
+
+TEST_F(FiltersTest, TheQueryFieldCompletesRecallsAndSaves) {
+    start();
+    RowList rows = levelRows(6);
+    rows << arena.make(RowValues{9, "01-01 00:00:01.000", "com.example:bg", "100", "-", "W", "Net Stack", "x"});
+    show(rows);
+    QLineEdit* field = app->window()->quickFilterField();
+    QuickFilterAssist* assist = app->filterList()->quickFilterAssist();
+    const auto offered = [&](const QString& typed) {
+        field->setText(typed);
+        assist->updateCompletion();
+        return qobject_cast<QStringListModel*>(assist->completer()->model())->stringList();
+    };
+    EXPECT_EQ(offered(u"x lev"_s), QStringList{u"level:"_s});
+    EXPECT_EQ(offered(u"-tag:n"_s), QStringList{u"tag:'Net Stack'"_s}) << "values seen so far, quoted when they must be";
+    EXPECT_EQ(offered(u"package=:"_s), QStringList{u"package=:com.example"_s});
+    EXPECT_TRUE(offered(u"level:w"_s).contains(u"level:warn"_s));
+    assist->completer()->activated(u"level:warn"_s);
+    EXPECT_EQ(field->text(), u"level:warn"_s);
+
+    // Return keeps a query (not plain words) for Up and Down, newest first.
+    for (const QString& text : {u"tag:a"_s, u"plain words"_s, u"tag:b"_s}) {
+        field->setText(text);
+        Q_EMIT field->returnPressed();
+    }
+    EXPECT_EQ(assist->history().entries(), (QStringList{u"tag:a"_s, u"tag:b"_s}));
+    field->setText(u"editing"_s);
+    QTest::keyClick(field, Qt::Key_Up);
+    EXPECT_EQ(field->text(), u"tag:b"_s);
+    QTest::keyClick(field, Qt::Key_Up);
+    QTest::keyClick(field, Qt::Key_Up);
+    EXPECT_EQ(field->text(), u"tag:a"_s);
+    QTest::keyClick(field, Qt::Key_Down);
+    QTest::keyClick(field, Qt::Key_Down);
+    EXPECT_EQ(field->text(), u"editing"_s);
+    EXPECT_EQ(QueryHistory(assist->history().entries()).entries(), assist->history().entries());
+
+    // Save as Filter: the filter-language text where there is one, else the query.
+    for (const auto& [query, stored] : {std::pair{u"level:E"_s, u"type IN[cd] \"E,F,A\""_s},
+                                        std::pair{u"msg~:^x"_s, u"QUERY \"msg~:^x\""_s}}) {
+        field->setText(query);
+        std::unique_ptr<QMenu> menu(assist->contextMenu());
+        menu->actions().constLast()->trigger();
+        ASSERT_TRUE(app->filterList()->sheet() && app->filterList()->sheet()->isVisible());
+        EXPECT_EQ(app->filterList()->sheet()->criteria(), stored);
+        ASSERT_TRUE(app->filterList()->sheet()->predicate());
+        app->filterList()->cancelPredicateEditing();
+    }
+    field->setText(u"(tag:"_s);
+    std::unique_ptr<QMenu> menu(assist->contextMenu());
+    EXPECT_FALSE(menu->actions().constLast()->isEnabled());
+}
+
+TEST(QueryHistoryWalk, KeepsTheLastTwentyOnceEach) {
+    QueryHistory history;
+    for (int i = 0; i < 25; ++i) history.add(u"tag:%1"_s.arg(i % 22));
+    EXPECT_EQ(history.entries().size(), QueryHistory::kSize);
+    EXPECT_EQ(history.entries().constLast(), u"tag:2"_s);
+    EXPECT_EQ(history.entries().constFirst(), u"tag:5"_s) << "tag:0..2 moved to the end, 3 and 4 fell off";
+    EXPECT_FALSE(history.newer());
+    EXPECT_FALSE(QueryHistory().older(u"x"_s));
 }
 
 // Reloading the list (font size, appearance, import) used to lose its

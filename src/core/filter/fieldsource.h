@@ -10,21 +10,35 @@
 
 namespace vf {
 
-enum class RowKey : uint8_t { Idx, Time, App, Pid, Tid, Type, Name, Text };
+enum class RowKey : uint8_t {
+    Idx, Time, App, Pid, Tid, Type, Name, Text,
+    Package,  // computed, after every stored key: see kPackageKeyName
+};
 
+// The keys a row stores, Idx .. Text.
 inline constexpr int kRowKeyCount = 8;
 
 // The row keys, spelled exactly, in their fixed order.
 inline constexpr std::array<std::string_view, kRowKeyCount> kRowKeyNames{
     "idx", "time", "app", "pid", "tid", "type", "name", "text"};
 
-inline constexpr std::string_view rowKeyName(RowKey key) { return kRowKeyNames[size_t(key)]; }
+// A key the filter language reads but rows do not store: the app column up
+// to its first ':' ("com.example:remote" is package "com.example").
+inline constexpr std::string_view kPackageKeyName = "package";
+
+inline constexpr std::string_view rowKeyName(RowKey key) {
+    return key == RowKey::Package ? kPackageKeyName : kRowKeyNames[size_t(key)];
+}
 
 inline std::optional<RowKey> rowKeyFromName(std::string_view name) {
+    if (name == kPackageKeyName) return RowKey::Package;
     for (size_t i = 0; i < kRowKeyNames.size(); ++i)
         if (kRowKeyNames[i] == name) return RowKey(i);
     return std::nullopt;
 }
+
+// The package of an app column.
+inline constexpr std::string_view packageOf(std::string_view app) { return app.substr(0, app.find(':')); }
 
 // Room for a number written as text (the row's idx).
 using FieldScratch = std::array<char, 24>;

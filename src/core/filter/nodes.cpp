@@ -110,7 +110,7 @@ ComparisonPredicate::ComparisonPredicate(QString key, CompareOp op, uint8_t opti
 Outcome ComparisonPredicate::test(const FieldSource& row, FieldScratch& scratch, QString* error) const {
     if (!rowKey_) {
         if (error != nullptr)
-            *error = u"The key \"%1\" is not a field of log rows (known keys: idx, time, app, pid, tid, type, name, text)."_s
+            *error = u"The key \"%1\" is not a field of log rows (known keys: idx, time, app, pid, tid, type, name, text, package)."_s
                          .arg(key_);
         return Outcome::Error;
     }
@@ -280,7 +280,7 @@ bool isReservedWord(QStringView word) {
     static constexpr QStringView kReserved[] = {
         u"AND", u"OR", u"NOT", u"IN", u"CONTAINS", u"BEGINSWITH", u"ENDSWITH", u"LIKE", u"MATCHES",
         u"TRUEPREDICATE", u"FALSEPREDICATE", u"ANY", u"ALL", u"SOME", u"NONE", u"BETWEEN", u"NULL",
-        u"NIL", u"SELF", u"TRUE", u"FALSE", u"YES", u"NO", u"FIRST", u"LAST", u"SIZE", u"SUBQUERY"};
+        u"NIL", u"SELF", u"TRUE", u"FALSE", u"YES", u"NO", u"FIRST", u"LAST", u"SIZE", u"SUBQUERY", u"QUERY"};
     for (QStringView reserved : kReserved)
         if (word.compare(reserved, Qt::CaseInsensitive) == 0) return true;
     return false;

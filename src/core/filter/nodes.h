@@ -21,7 +21,9 @@ enum class Outcome : uint8_t { False, True, Error };
 
 class Node : public Predicate {
 public:
-    enum class Kind : uint8_t { Constant, Comparison, And, Or, Not, Foreign };
+    // Extension: a leaf of a query the filter language has no form for;
+    // Query: a whole compiled query (querynodes.h).
+    enum class Kind : uint8_t { Constant, Comparison, And, Or, Not, Foreign, Extension, Query };
 
     explicit Node(Kind kind) : kind_(kind) {}
     Kind kind() const { return kind_; }
@@ -84,6 +86,8 @@ public:
     Outcome test(const FieldSource& row, FieldScratch& scratch, QString* error) const override;
     QString format() const override;
     const Node* printed() const override;
+
+    const std::vector<PredicatePtr>& parts() const { return parts_; }
 
 private:
     QString formatPart(const Node* part) const;

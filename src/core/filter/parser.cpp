@@ -3,12 +3,13 @@
 //   or    := and  ( (OR | ||) and )*
 //   and   := not  ( (AND | &&) not )*
 //   not   := (NOT | !) not | atom
-//   atom  := ( or ) | TRUEPREDICATE | FALSEPREDICATE | key op options? value
+//   atom  := ( or ) | TRUEPREDICATE | FALSEPREDICATE | QUERY "query" | key op options? value
 //
 // A chain of one connective becomes one compound with all its parts; a
 // parenthesised group stays a part of its own, so printing keeps the shape.
 
 #include "core/filter/nodes.h"
+#include "core/filter/query.h"
 
 using namespace Qt::StringLiterals;
 
@@ -197,12 +198,26 @@ private:
             advance();
             return inner;
         }
+        if (isKeyword(u"QUERY")) return parseQuery();
         if (isKeyword(u"TRUEPREDICATE") || isKeyword(u"FALSEPREDICATE")) {
             const bool value = isKeyword(u"TRUEPREDICATE");
             advance();
             return std::make_shared<filter::ConstantPredicate>(value);
         }
         return parseComparison();
+    }
+
+    // QUERY "text": a query (query.h) as a part of the predicate; an error
+    // in it points into the string.
+    PredicatePtr parseQuery() {
+        advance();
+        if (current_.type != Token::Type::String) fail(u"Expected a quoted query after QUERY but found %1."_s.arg(describe()));
+        const QueryResult compiled = compileQuery(current_.text);
+        if (!compiled.predicate)
+            throw Failure{ParseError{u"In the query: "_s % compiled.error->message,
+                                     current_.position + 1 + compiled.error->position}};
+        advance();
+        return compiled.predicate;
     }
 
     PredicatePtr parseComparison() {
@@ -213,7 +228,7 @@ private:
         // log gives nothing to fail on), so it is refused here, where the
         // user can still see where.
         if (!rowKeyFromName(key.toStdString()))
-            fail(u"Unknown key '%1': a row has idx, time, app, pid, tid, type, name and text."_s.arg(key));
+            fail(u"Unknown key '%1': a row has idx, time, app, pid, tid, type, name, text and package."_s.arg(key));
         advance();
         const CompareOp op = parseOperator();
         const QString opText = current_.text;

@@ -11,6 +11,7 @@
 #include <QString>
 #include <QStringList>
 #include <QStringView>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -70,12 +71,18 @@ inline constexpr FilterPreset kLogLevelPresets[] = {
     {"LogLevel Error", "type IN[cd] 'E,F,A'"},
 };
 
-// The quick-filter field's predicate: a text of at least 5 characters that
-// begins with "p: " is parsed from its third character on; any other text
-// goes verbatim into the five-field CONTAINS template. Empty text: no predicate.
+// How the quick-filter field reads its text: nothing; a "p: " predicate (at
+// least 5 characters, parsed from the third on); a query (any term with a
+// query key, see query.h); or words for the five-field CONTAINS template.
+enum class QuickFilterMode : uint8_t { Empty, Predicate, Query, Words };
+QuickFilterMode quickFilterMode(const QString& text);
+
+// The quick-filter field's predicate, by its mode. Empty text: no predicate.
+// A query is compiled without a log: bind it (bindQueryContext) before use.
 ParseResult quickFilterPredicate(const QString& text);
-// The predicate text the field's text stands for (what is parsed above;
-// empty for empty text). Error positions of a "p: " text are 2 less here.
+// The text the field's text is parsed as: the predicate text of a "p: "
+// text (error positions 2 less here), the query itself, or the filled
+// template; empty for empty text.
 QString quickFilterText(const QString& text);
 // Whether the field's text is a "p: " predicate of its own.
 bool isQuickFilterPredicate(const QString& text);

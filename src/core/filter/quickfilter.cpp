@@ -1,6 +1,7 @@
 // How the filter list and the quick-filter field become the store's filter.
 
 #include "core/filter/predicate.h"
+#include "core/filter/query.h"
 
 using namespace Qt::StringLiterals;
 
@@ -18,16 +19,31 @@ constexpr qsizetype kPredicatePrefixSkip = 2;  // the blank after "p:" stays
 
 bool isQuickFilterPredicate(const QString& text) { return text.startsWith(kPredicatePrefix) && text.size() >= 5; }
 
+QuickFilterMode quickFilterMode(const QString& text) {
+    if (text.isEmpty()) return QuickFilterMode::Empty;
+    if (isQuickFilterPredicate(text)) return QuickFilterMode::Predicate;
+    return looksLikeQuery(text) ? QuickFilterMode::Query : QuickFilterMode::Words;
+}
+
 QString quickFilterText(const QString& text) {
-    if (text.isEmpty()) return {};
-    if (isQuickFilterPredicate(text)) return text.mid(kPredicatePrefixSkip);
+    switch (quickFilterMode(text)) {
+        case QuickFilterMode::Empty: return {};
+        case QuickFilterMode::Predicate: return text.mid(kPredicatePrefixSkip);
+        case QuickFilterMode::Query: return text;
+        case QuickFilterMode::Words: break;
+    }
     QString filled = kQuickFilterTemplate.toString();
     filled.replace(u"%@"_s, text);
     return filled;
 }
 
 ParseResult quickFilterPredicate(const QString& text) {
-    if (text.isEmpty()) return {};
+    const QuickFilterMode mode = quickFilterMode(text);
+    if (mode == QuickFilterMode::Empty) return {};
+    if (mode == QuickFilterMode::Query) {
+        QueryResult compiled = compileQuery(text);
+        return ParseResult{std::move(compiled.predicate), compiled.error};
+    }
     ParseResult result = Predicate::parse(quickFilterText(text));
     // Errors in "p: " text point into the field's own text.
     if (result.error && isQuickFilterPredicate(text)) result.error->position += kPredicatePrefixSkip;

@@ -5,6 +5,7 @@
 #include <memory>
 #include <plist/plist.h>
 
+#include "core/log/linecursor.h"
 #include "core/support/plistreader.h"
 #include "core/support/logger.h"
 
@@ -150,6 +151,10 @@ std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSour
         RowValues values;
         for (const RowKey key : kWrittenKeys)
             values[key] = plistText(plist_dict_get_item(entry, rowKeyName(key).data()));
+        // Rows saved this way kept logcat's tag padding and the blank after
+        // the colon; rows read from text lose both, and so do these.
+        values.name = std::string(trimBlanks(values.name));
+        if (values.text.starts_with(' ')) values.text.erase(0, 1);
         const auto idx = plistIndex(plist_dict_get_item(entry, "idx"));
         values.idx = idx ? *idx : nextIndex();
         rows.append(arena.make(values));

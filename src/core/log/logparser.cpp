@@ -130,6 +130,22 @@ bool scanFields(LineCursor& cursor, LogLineFormat format, Fields& f, Scratch& sc
     return true;
 }
 
+// Whether logcat puts one blank between the header and the message: after
+// the tag's colon, or after the pid's ")" of the process layout. The tag
+// layout's ": " and the long layout's "]" are cut whole.
+bool blankBeforeText(LogLineFormat format) {
+    switch (format) {
+        case LogLineFormat::ThreadTimeLive:
+        case LogLineFormat::ThreadTimeApp:
+        case LogLineFormat::ThreadTime:
+        case LogLineFormat::Dated:
+        case LogLineFormat::Brief:
+        case LogLineFormat::Process:
+        case LogLineFormat::Time: return true;
+        default: return false;
+    }
+}
+
 bool tidDashes(LogLineFormat format) {
     return format == LogLineFormat::ThreadTimeLive || format == LogLineFormat::ThreadTimeApp ||
            format == LogLineFormat::ThreadTime || format == LogLineFormat::Long;
@@ -170,6 +186,11 @@ RowPtr parseThreadTimeLine(RowArena& arena, std::string_view line, LogLineFormat
     if (!scanFields(cursor, format, f, scratch)) return {};
     if (tidDashes(format) && !f[kTid].empty() && f[kTid] == f[kPid]) f[kTid] = "-"sv;
     if (!scanInto(cursor, "\n"sv, f[kText])) return {};
+    // Rows hold the tag and the message as the app wrote them: without the
+    // padding logcat adds to short tags and the blank after its separator.
+    // So a saved row reads back as the same row, and exact matches work.
+    f[kName] = trimBlanks(f[kName]);
+    if (blankBeforeText(format) && f[kText].starts_with(' ')) f[kText].remove_prefix(1);
     // The live path's one lookup; the buffer is reused so that known pids cost no allocation.
     thread_local std::string app;
     if (format == LogLineFormat::ThreadTimeLive && appName) {

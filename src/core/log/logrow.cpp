@@ -120,7 +120,8 @@ std::string& RowValues::operator[](RowKey key) {
         case RowKey::Type: return type;
         case RowKey::Name: return name;
         case RowKey::Text:
-        case RowKey::Idx: break;
+        case RowKey::Idx:
+        case RowKey::Package: break;
     }
     return text;
 }
@@ -134,6 +135,7 @@ const std::string& RowValues::operator[](RowKey key) const {
 
 std::string_view Row::view(RowKey key) const noexcept {
     if (key == RowKey::Idx) return {};
+    if (key == RowKey::Package) return packageOf(view(RowKey::App));
     const int k = int(key) - 1;
     const RowExtra* extra = extra_.load(std::memory_order_acquire);
     if (extra != nullptr && (extra->mask & (1u << k)) != 0) return extra->values[size_t(k)];
@@ -159,7 +161,7 @@ RowValues Row::values() const {
 }
 
 void Row::setOverride(RowKey key, std::string_view value) {
-    if (key == RowKey::Idx) return;
+    if (key == RowKey::Idx || key == RowKey::Package) return;
     const int k = int(key) - 1;
     const RowExtra* old = extra_.load(std::memory_order_acquire);
     auto* extra = old != nullptr ? new RowExtra(*old) : new RowExtra();

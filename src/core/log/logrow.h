@@ -73,8 +73,8 @@ class Row final {
 public:
     uint64_t idx() const noexcept { return idx_; }
 
-    // UTF-8 value of a string key (empty for Idx: use idx()). The view stays
-    // valid while the row lives.
+    // UTF-8 value of a string key (empty for Idx: use idx()), or of the
+    // computed Package. The view stays valid while the row lives.
     std::string_view view(RowKey key) const noexcept;
     QString string(RowKey key) const;  // Idx in decimal
     RowValues values() const;

@@ -17,6 +17,7 @@ inline constexpr char kAdbLogTags[] = "adbLogTags";
 inline constexpr char kClearLogOnStart[] = "clearLogOnStart";
 inline constexpr char kDefaultFontSize[] = "defaultFontSize";
 inline constexpr char kPredicates[] = "predicates";
+inline constexpr char kQueryHistory[] = "queryHistory";  // the quick-filter field's last queries, newest last
 }  // namespace prefs
 
 class Preferences final {
