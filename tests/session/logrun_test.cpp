@@ -5,7 +5,6 @@
 #include "core/log/logdatasource.h"
 #include "core/session/logrun.h"
 #include "support/fixtures/fakesession.h"
-#include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
 namespace vf {
@@ -111,33 +110,6 @@ TEST(LogRunLifetime, DestroyingTheRunDeletesItsConversationsOnTheirThread) {
         ASSERT_TRUE(waitUntil([&] { return conversations->logReaders == 1 && conversations->pidReaders == 1; }));
     }
     EXPECT_EQ(conversations->deletedAtHome, 2);
-}
-
-// The run with its real conversations against a scripted ADB server.
-TEST(LogRunOverSocket, StreamsLinesNamesThePidAndEndsWithAStatusRow) {
-    test::ScriptedAdbServer server;
-    const QByteArray transport = "host:transport:emulator-5554";
-    server.addScript(test::Script().expectRequest(transport).reply("OKAY").expectRequest("shell:ps -A")
-                         .reply("OKAYUSER PID PPID VSZ RSS WCHAN ADDR S NAME\n"
-                                "u0_a1     4321  1 0 0 0 0 S com.example.live\n")
-                         .close());
-    server.addScript(test::Script().expectRequest(transport).reply("OKAY").expect(4 + 59).reply("OKAY")
-                         .replyBytewise("01-02 03:04:05.006  4321  4322 I Tag: first\n")
-                         .reply("01-02 03:04:05.007  4321  4321 W Tag: second\r\n")
-                         .close());
-    LogDatasource store;
-    LogRun run(store, makeAdbConnector(server.endpoint()));
-    Ends ends;
-    run.setDelegate(&ends);
-    run.start(u"emulator-5554"_s);
-    ASSERT_TRUE(waitUntil([&] { return ends.ends.size() == 1; }));
-    EXPECT_EQ(ends.started, 1);
-    EXPECT_TRUE(server.received(1).contains("exec logcat -v threadtime"));
-    const RowList rows = store.getDataAll();
-    ASSERT_EQ(rows.size(), 3);
-    EXPECT_EQ(rows.at(0)->app(), "com.example.live");
-    EXPECT_EQ(rows.at(1)->tid(), "-");
-    EXPECT_EQ(rows.at(2)->text(), "Disconnected. emulator-5554");
 }
 
 }  // namespace

@@ -114,11 +114,8 @@ void AsyncSocket::readDataToData(const QByteArray& delimiter, double timeout, lo
 }
 
 void AsyncSocket::disconnect() {
-    if (QThread::currentThread() == thread()) {
-        doDisconnect();
-        return;
-    }
-    QMetaObject::invokeMethod(this, [this] { doDisconnect(); }, Qt::QueuedConnection);
+    VF_ASSERT_THREAD(this);
+    doDisconnect();
 }
 
 void AsyncSocket::dispose() {

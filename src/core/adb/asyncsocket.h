@@ -6,8 +6,8 @@
 // whatever the TCP segmentation. Callbacks arrive one at a time on the thread
 // that created the socket (it must run a Qt event loop).
 //
-// Threads: every member except disconnect() and isConnected() must be called
-// on the socket's own thread. The delegate is not owned; it must outlive the
+// Threads: every member except isConnected() must be called on the socket's
+// own thread. The delegate is not owned; it must outlive the
 // socket or be detached with setDelegate(nullptr) first, after which it is
 // never called again.
 
@@ -92,8 +92,8 @@ public:
     // Bytes that arrive while no read is queued wait in a buffer; a peer
     // that sends more than 8 MiB of them is disconnected with EMSGSIZE.
 
-    // Closes at once, dropping pending reads and writes. Any thread (queued
-    // to the socket thread). The disconnect is reported later, once.
+    // Closes at once, dropping pending reads and writes. The disconnect is
+    // reported later, once.
     void disconnect();
     // Any thread.
     bool isConnected() const { return connected_.load(); }
