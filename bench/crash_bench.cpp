@@ -10,6 +10,7 @@
 #include <benchmark/benchmark.h>
 
 #include <QCoreApplication>
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <map>
@@ -44,12 +45,12 @@ const std::vector<std::string>& liveLines() {
     return lines;
 }
 
-// Feeds the rows of `all` not fed yet, as the Crashes panel does on each table update.
-void feedNew(vf::CrashDetector& detector, const vf::RowList& all, uint64_t& nextIdx) {
-    qsizetype from = all.size();
-    while (from > 0 && all.at(from - 1)->idx() >= nextIdx) --from;
-    for (qsizetype i = from; i < all.size(); ++i) detector.feed(*all.at(i));
-    if (!all.isEmpty()) nextIdx = all.last()->idx() + 1;
+// Feeds the rows appended since `fed`, as the Crashes panel does on each table update.
+void feedNew(vf::CrashDetector& detector, const vf::MarkedRows& all, vf::ListMark& fed) {
+    const vf::StoreChange change = vf::changeBetween(fed, all.mark);
+    fed = all.mark;
+    const qsizetype count = change.reset ? all.rows.size() : std::min(change.appended, all.rows.size());
+    for (qsizetype i = all.rows.size() - count; i < all.rows.size(); ++i) detector.feed(*all.rows.at(i));
 }
 
 // range(0): 0 = the store alone, 1 = the store and the detector.
@@ -62,14 +63,14 @@ void BM_LiveWithDetector(benchmark::State& state) {
     for (auto _ : state) {
         vf::LogDatasource store;
         vf::CrashDetector detector;
-        uint64_t nextIdx = 0;
+        vf::ListMark fed;
         double detectorCpu = 0;
         const double start = threadCpuSeconds();
         for (size_t i = 0; i < lines.size(); ++i) {
             store.addLiveLine(lines[i]);
             if (detect && (i + 1) % kBatch == 0) {
                 const double before = threadCpuSeconds();
-                feedNew(detector, store.getDataAll(), nextIdx);
+                feedNew(detector, store.allRows(), fed);
                 detectorCpu += threadCpuSeconds() - before;
             }
         }
@@ -93,9 +94,8 @@ void openWithDetector(benchmark::State& state, Layout layout, const std::string&
     double bestOpen = 1e9, bestFeed = 1e9, bestVisit = 1e9;
     size_t found = 0;
     for (auto _ : state) {
-        uint64_t next = 0;
         const double start = threadCpuSeconds();
-        auto rows = vf::readTextFile(QString::fromStdString(path), [&next] { return next++; });
+        auto rows = vf::readTextFile(QString::fromStdString(path), vf::rowCounter());
         const double opened = threadCpuSeconds();
         // The floor: visiting every row once, reading its level.
         size_t errors = 0;

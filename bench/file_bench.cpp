@@ -34,8 +34,7 @@ vf::bench::CommandTimes grepError(const std::string& path) {
 }
 
 std::optional<vf::RowList> open(const std::string& path) {
-    uint64_t next = 0;
-    return vf::readTextFile(QString::fromStdString(path), [&next] { return next++; });
+    return vf::readTextFile(QString::fromStdString(path), vf::rowCounter());
 }
 
 // Runs first, in a fresh process, so that freed memory of other runs does
@@ -99,8 +98,7 @@ void BM_ParseLiveLines(benchmark::State& state) {
         return true;
     };
     const auto format = vf::LogLineFormat(state.range(0));
-    uint64_t next = 0;
-    const vf::RowIndexSource index = [&next] { return next++; };
+    const vf::RowIndexSource index = vf::rowCounter();
     for (auto _ : state) {
         // The stream copies each line into its arena before parsing: that is counted in.
         vf::RowArena arena;

@@ -17,8 +17,8 @@ constexpr size_t kRows = vf::bench::kDefaultLines;
 
 // Splits "MM-dd HH:mm:ss.SSS  pid  tid L Tag: text" into the seven row
 // fields (views into `line`); app is filled from the pid.
-std::array<std::string_view, 7> split(std::string_view line, std::string_view app) {
-    std::array<std::string_view, 7> fields{};
+vf::RowFields split(std::string_view line, std::string_view app) {
+    vf::RowFields fields{};
     size_t at = 0;
     auto token = [&](size_t& start) {
         while (at < line.size() && line[at] == ' ') ++at;
@@ -56,7 +56,7 @@ const vf::RowList& rows() {
             const auto pidFields = split(line, {});
             std::string& app = apps[pidFields[2]];
             if (app.empty()) app = "com.app.p" + std::string(pidFields[2]);
-            list.push_back(arena.make(idx++, line, split(line, app)));
+            list.push_back(arena.make(vf::RowIdx(idx++), line, split(line, app)));
         }
         return list;
     }();

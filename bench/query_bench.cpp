@@ -29,8 +29,7 @@ std::map<std::string, double>& figures() {
 
 const vf::RowList& rows() {
     static const vf::RowList loaded = [] {
-        uint64_t next = 0;
-        return vf::readTextFile(QString::fromStdString(vf::bench::benchLogFile()), [&next] { return next++; })
+        return vf::readTextFile(QString::fromStdString(vf::bench::benchLogFile()), vf::rowCounter())
             .value_or(vf::RowList());
     }();
     return loaded;

@@ -140,8 +140,7 @@ void BM_LiveLines(benchmark::State& state) {
 vf::LogDatasource& loadedStore() {
     static vf::LogDatasource* store = [] {
         auto* made = new vf::LogDatasource();
-        uint64_t next = 0;
-        auto rows = vf::readTextFile(QString::fromStdString(vf::bench::benchLogFile()), [&next] { return next++; });
+        auto rows = vf::readTextFile(QString::fromStdString(vf::bench::benchLogFile()), vf::rowCounter());
         const qsizetype count = rows ? rows->size() : 0;
         made->setLogDataFromFile(rows ? std::move(*rows) : vf::RowList());
         while (made->logEventCount() != count) QThread::yieldCurrentThread();

@@ -22,8 +22,8 @@
 #include <ctime>
 #include <vector>
 
-#include "ui/remotescreenmonitorsheet.h"
-#include "ui/screenimageview.h"
+#include "ui/screen/remotescreenmonitorsheet.h"
+#include "ui/screen/screenimageview.h"
 
 namespace {
 

@@ -4,9 +4,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "core/support/buildinfo.h"
 #include "core/support/analytics.h"
+#include "core/support/buildinfo.h"
 #include "core/support/logger.h"
+#include "ui/files/filecontroller.h"
 #include "ui/vellumfoxappdelegate.h"
 
 namespace {
@@ -56,7 +57,7 @@ int main(int argc, char** argv) {
         options.connectAtStart = files.isEmpty();
         vf::ui::VellumfoxAppDelegate controller(options);
         controller.applicationDidFinishLaunching();
-        if (!files.isEmpty()) controller.openFile(files.first());
+        if (!files.isEmpty()) controller.parts().files->openFile(files.first());
         status = QApplication::exec();
         vf::AnalyticsHelper::recordStop();
     }

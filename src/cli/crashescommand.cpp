@@ -14,7 +14,7 @@ namespace vf::cli {
 namespace {
 
 constexpr char16_t kCrashesHelp[] =
-    uR"(usage: vellumfox-cli crashes FILE [--json] [FILTERS]
+    uR"(usage: vellumfox-cli crashes FILE [--json] [--package NAME]... [FILTERS]
        vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] crashes --stream [--json]
                      [--clear] [--no-reconnect] [FILTERS]
 
@@ -27,13 +27,17 @@ belong to it. One line per crash:
 
   --json          one JSON object per line with the keys kind, app, pid,
                   time, title, rows (the number of rows), firstIdx, lastIdx
+  --package NAME  with FILE: only the crashes of this app, in every user or
+                  as NAME@USER in one (repeatable); see "vellumfox-cli help
+                  convert"
   --stream        read the device log instead of a file, as "stream" does
                   (same device choice, ADB server and reconnection), and
                   print each crash once its block is complete: the thread
                   that wrote it writes a line that is not part of it, or
-                  2,000 lines pass without one, or the device goes away, or
-                  the stream ends (Ctrl+C or SIGTERM, exit status 0). A
-                  crash cut off that way is printed with the rows it has.
+                  the system reports its process dead, or 2,000 lines pass
+                  without one, or the device goes away, or the stream ends
+                  (Ctrl+C or SIGTERM, exit status 0). A crash cut off that
+                  way is printed with the rows it has.
   --clear         with --stream: clear the device log first, so that only
                   new crashes are listed
   --no-reconnect  with --stream: end with exit status 1 when the device
@@ -47,8 +51,8 @@ is:crash cannot be used with --stream.
 )";
 
 // Whether one of the crash's rows is among `passing`.
-bool anyRowIn(const CrashRecord& crash, const std::set<uint64_t>& passing) {
-    return std::any_of(crash.rows.begin(), crash.rows.end(), [&](uint64_t idx) { return passing.count(idx) != 0; });
+bool anyRowIn(const CrashRecord& crash, const std::set<RowIdx>& passing) {
+    return std::any_of(crash.rows.begin(), crash.rows.end(), [&](RowIdx idx) { return passing.count(idx) != 0; });
 }
 
 }  // namespace
@@ -60,8 +64,8 @@ std::string crashTextLine(const CrashRecord& crash) {
     line += "  ";
     line += crash.app.empty() ? std::string("?") : crash.app;
     line += " (" + crash.pid + ")  " + crash.title;
-    line += "  [" + std::to_string(crash.rows.size()) + " rows, idx " + std::to_string(crash.firstIdx()) + '-' +
-            std::to_string(crash.lastIdx()) + ']';
+    line += "  [" + std::to_string(crash.rows.size()) + " rows, idx " + std::to_string(crash.firstIdx().value()) + '-' +
+            std::to_string(crash.lastIdx().value()) + ']';
     return line;
 }
 
@@ -77,8 +81,8 @@ std::string crashJsonLine(const CrashRecord& crash) {
     line += ",\"title\":";
     appendJsonString(line, crash.title);
     line += ",\"rows\":" + std::to_string(crash.rows.size());
-    line += ",\"firstIdx\":" + std::to_string(crash.firstIdx());
-    line += ",\"lastIdx\":" + std::to_string(crash.lastIdx()) + '}';
+    line += ",\"firstIdx\":" + std::to_string(crash.firstIdx().value());
+    line += ",\"lastIdx\":" + std::to_string(crash.lastIdx().value()) + '}';
     return line;
 }
 
@@ -93,7 +97,7 @@ int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err) 
     CrashDetector detector;
     for (const RowPtr& row : log.rows) detector.feed(*row);
     detector.finish();
-    std::set<uint64_t> passing;
+    std::set<RowIdx> passing;
     if (filter) {
         QueryContext context = fileQueryContext(log.rows, 0);
         context.crashRows = crashRowsOf(detector);
@@ -104,6 +108,7 @@ int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err) 
     const bool json = options.format == OutputFormat::Json;
     for (const CrashRecord& crash : detector.crashes()) {
         if (filter && !anyRowIn(crash, passing)) continue;
+        if (!isOfPackages(crash.app, options.packages)) continue;
         out << (json ? crashJsonLine(crash) : crashTextLine(crash)) << '\n';
     }
     out.flush();
@@ -123,7 +128,7 @@ void CrashPrinter::takeRow(const RowPtr& row) {
 
 void CrashPrinter::forgetOldPassingRows() {
     if (passing_.empty()) return;
-    uint64_t floor = lastIdx_ > kPassingLookback ? lastIdx_ - kPassingLookback : 0;
+    RowIdx floor(lastIdx_.value() > kPassingLookback ? lastIdx_.value() - kPassingLookback : 0);
     for (const CrashRecord& crash : detector_.crashes())
         if (std::binary_search(unprinted_.begin(), unprinted_.end(), crash.id))
             floor = std::min(floor, crash.firstIdx());

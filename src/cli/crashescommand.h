@@ -48,9 +48,9 @@ private:
     // printed: rows of such crashes, and the last kPassingLookback rows
     // (a crash may take in rows written before it was recognised).
     static constexpr uint64_t kPassingLookback = 4096;
-    std::set<uint64_t> passing_;
+    std::set<RowIdx> passing_;
     uint64_t fed_ = 0;      // rows fed
-    uint64_t lastIdx_ = 0;  // idx of the last one
+    RowIdx lastIdx_;        // idx of the last one
     CrashDetector detector_;
     uint64_t revision_ = 0;
     uint64_t lastSeenId_ = 0;

@@ -31,10 +31,11 @@ int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err, 
     // row must not leave half an output behind.
     RowList passing;
     for (const RowPtr& row : log.rows) {
+        if (!isOfPackages(row->app(), options.packages)) continue;
         QString error;
         const auto passes = rowPasses(predicate.get(), *row, &error);
         if (!passes) {
-            fail(err, u"the filter cannot be evaluated on row %1: %2"_s.arg(row->idx()).arg(error));
+            fail(err, u"the filter cannot be evaluated on row %1: %2"_s.arg(row->idx().value()).arg(error));
             return kExitUsage;
         }
         if (*passes) passing.append(row);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/filter/query.h"
+#include "core/log/processlines.h"
 
 using namespace Qt::StringLiterals;
 
@@ -94,6 +95,12 @@ std::optional<bool> rowPasses(const Predicate* predicate, const Row& row, QStrin
         return std::nullopt;
     }
     return passes;
+}
+
+bool isOfPackages(std::string_view app, const QStringList& packages) {
+    if (packages.isEmpty()) return true;
+    return std::any_of(packages.begin(), packages.end(),
+                       [app](const QString& package) { return appIsPackage(app, package.toStdString()); });
 }
 
 }  // namespace vf::cli

@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <optional>
 #include <ostream>
+#include <string_view>
 
 #include "cli/options.h"
 #include "core/filter/predicate.h"
@@ -45,5 +46,9 @@ void reportFilterProblem(std::ostream& err, const FilterProblem& problem);
 // Evaluates `predicate` on `row`; a null predicate passes everything.
 // Returns nullopt and sets *error when the filter cannot be evaluated.
 std::optional<bool> rowPasses(const Predicate* predicate, const Row& row, QString* error);
+
+// --package: whether an app column belongs to one of `packages` (every app
+// when there are none); see appIsPackage().
+bool isOfPackages(std::string_view app, const QStringList& packages);
 
 }  // namespace vf::cli

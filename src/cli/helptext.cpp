@@ -70,17 +70,19 @@ constexpr char16_t kFilters[] =
                       Repeatable; ANDed with the filters.
   A filter or query that cannot be parsed, or names a key rows do not have,
   is an error (exit status 2, with the position), never a silent pass.
-  Keys: idx time app pid tid type name text package ("name" is the tag). A
-  saved filter may hold a query as QUERY "...".
+  Keys: idx time app pid tid type name text uid package ("name" is the tag,
+  "uid" the log's uid column). A saved filter may hold a query as QUERY "...".
 )";
 
 constexpr char16_t kFormats[] =
     uR"(Formats (--format):
   text   the viewer's saved-text layout: "time app(pid) tid type tag: text"
+         ("time uid app(pid) ..." for rows with a uid)
   tsv    the viewer's copy layout: time, app, pid, tid, type, tag, text
          separated by tabs, line breaks inside values turned into blanks
   json   one object per line with the keys idx, time, app, pid, tid, type,
-         name, text in this order (idx a number, the others strings)
+         name, text, uid in this order (idx a number, the others strings;
+         uid is the log's uid column, empty when it has none)
 )";
 
 constexpr char16_t kDevices[] =
@@ -133,18 +135,24 @@ received so far, with exit status 0.
 constexpr char16_t kConvert[] =
     uR"(usage: vellumfox-cli convert FILE [--filter PREDICATE]... [--saved NAME]...
                                    [--quick TEXT] [--query QUERY]...
-                                   [--format text|tsv|json] [--count]
+                                   [--package NAME]... [--format text|tsv|json]
+                                   [--count]
 
 Opens a saved log as the viewer opens it: a file named *.vellumfox that holds
 a property-list dictionary is read for its "logdata" rows; anything else is
 read as logcat text in any of the layouts the viewer knows, detected from the
-first lines. Writes the rows that pass the filter.
+first lines. Rows get their app from the start lines, am_proc_start lines and
+uid column the file holds. Writes the rows that pass the filter.
 
   --filter PREDICATE  see "Filters" below (repeatable)
   --saved NAME        a filter saved in the viewer (repeatable)
   --quick TEXT        the quick-filter field
   --query QUERY       a query (repeatable); age counts back from the newest
                       row, is:crash takes the rows of the crashes in FILE
+  --package NAME      only the rows of this app: every process of the package
+                      (com.example, com.example:remote) in every user, or in
+                      one user with NAME@USER (com.example@10, as an app in a
+                      work profile shows); repeatable, any of them passes
   --format FORMAT     text (default), tsv or json
   --count             print only the number of rows that pass
 )";
@@ -193,7 +201,7 @@ constexpr char16_t kCheckFilter[] =
 Parses a filter and prints its canonical text (what the viewer stores). On
 an error prints the message with its position and a caret under the spot,
 and exits with status 2. A key rows do not have (keys: idx time app pid tid
-type name text package) is such an error, at the key's position. A QUERY
+type name text uid package) is such an error, at the key's position. A QUERY
 "..." part prints as its filter-language equivalent where there is one.
 )";
 

@@ -48,8 +48,7 @@ QString unreadableReason(const QString& path) {
 
 SavedLog openSavedLog(const QString& path) {
     if (const QString reason = unreadableReason(path); !reason.isEmpty()) return {{}, reason};
-    uint64_t counter = 0;
-    auto rows = openLogFile(path, [&counter] { return counter++; });
+    auto rows = openLogFile(path, rowCounter());
     if (!rows) return {{}, u"cannot tell the log layout"_s};
     return {std::move(*rows), {}};
 }
@@ -61,8 +60,7 @@ LayoutDetection detectLayout(const QString& path) {
         return result;
     }
     if (hasVellumfoxSuffix(path)) {
-        uint64_t counter = 0;
-        if (readVellumfoxFile(path, [&counter] { return counter++; })) {
+        if (readVellumfoxFile(path, rowCounter())) {
             result.propertyList = true;
             return result;
         }

@@ -22,7 +22,8 @@ constexpr std::array kCommands{
 };
 
 enum class Opt {
-    Serial, Host, Port, Filter, Quick, Saved, Query, Clear, Tags, Format, NoColor, NoReconnect, Stream, Json, Count, Help,
+    Serial, Host, Port, Filter, Quick, Saved, Query, Package, Clear, Tags, Format, NoColor, NoReconnect, Stream, Json,
+    Count, Help,
     Version
 };
 
@@ -42,6 +43,7 @@ const OptionDef kOptions[] = {
     {Opt::Quick, "--quick", true, {Command::Stream, Command::Convert}},
     {Opt::Saved, "--saved", true, {Command::Stream, Command::Convert, Command::Crashes}},
     {Opt::Query, "--query", true, {Command::Stream, Command::Convert, Command::Crashes}},
+    {Opt::Package, "--package", true, {Command::Convert, Command::Crashes}},
     {Opt::Clear, "--clear", false, {Command::Stream, Command::Crashes}},
     {Opt::Tags, "--tags", true, {Command::Stream}},
     {Opt::Format, "--format", true, {Command::Stream, Command::Convert}},
@@ -97,6 +99,10 @@ QString applyOption(CliOptions& o, const SeenOption& seen) {
     case Opt::Quick: o.quick = v; break;
     case Opt::Saved: o.saved.append(v); break;
     case Opt::Query: o.queries.append(v); break;
+    case Opt::Package:
+        if (v.isEmpty()) return u"--package needs a package name"_s;
+        o.packages.append(v);
+        break;
     case Opt::Clear: o.clear = true; break;
     case Opt::Tags: o.tags = v; break;
     case Opt::Format: {
@@ -164,6 +170,7 @@ QString takePositionals(CliOptions& o, const QStringList& positionals) {
     case Command::Crashes:
         if (o.stream) {
             if (!positionals.isEmpty()) return u"crashes: a FILE cannot be read with --stream"_s;
+            if (!o.packages.isEmpty()) return u"crashes: --package takes a FILE, not --stream"_s;
             return {};
         }
         if (o.clear || o.noReconnect) return u"crashes: --clear and --no-reconnect need --stream"_s;

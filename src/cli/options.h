@@ -33,6 +33,7 @@ struct CliOptions {
     QString quick;        // --quick
     QStringList saved;    // every --saved NAME, in order
     QStringList queries;  // every --query, in order
+    QStringList packages; // every --package NAME (convert, crashes FILE): rows or crashes of these apps
 
     // stream
     bool clear = false;

@@ -83,7 +83,7 @@ class JsonWriter final : public RowWriter {
 public:
     explicit JsonWriter(std::ostream& out) : out_(out) {}
     void write(const RowPtr& row) override {
-        line_.assign("{\"idx\":").append(std::to_string(row->idx()));
+        line_.assign("{\"idx\":").append(std::to_string(row->idx().value()));
         for (int k = 1; k < kRowKeyCount; ++k) {
             const RowKey key = RowKey(k);
             line_.append(",\"").append(rowKeyName(key)).append("\":");

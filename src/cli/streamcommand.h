@@ -91,7 +91,7 @@ private:
     // looked at) and the last idx (so that a reset repeats no row).
     ListMark shownMark_;
     ListMark allMark_;
-    std::optional<uint64_t> lastPrinted_;
+    std::optional<RowIdx> lastPrinted_;
 
     bool streamed_ = false;  // a run has started
     bool waitingNoticeShown_ = false;

@@ -1,42 +1,34 @@
 #pragma once
-// VellumfoxAppDelegate: the controller of the main window, the spine that
-// composes the rest. It owns the log store, the logging session (device
-// choice, runs, reconnecting) and the window with its models, and wires the
-// parts that each keep their own state: ConnectionController (title, Run
-// button, picker, alerts), TableFollower (follow mode, selection),
-// SearchController, FilterListController, FileController, MessageActions and
-// the crash panel. Their public names are kept here as forwarders for the
-// menus and tests.
+// VellumfoxAppDelegate: the viewer's controller. It builds the parts of the
+// main window and connects them, and holds no state of its own: each part
+// keeps its own and is reached directly (the menus, main(), the tests).
+//
+//   store, session         the log and the connect / reconnect cycle (core)
+//   window, status         the main window's widgets and its status bar
+//   model, follower        the log table's rows and how the table moves
+//   search, filter(List)   finding rows; the filter in force and the list
+//   files, connection      opening and saving; title, Run button, alerts
+//   messages, crashes      the row menu and viewer; the crashes panel
 //
 // Threads: everything runs on the main thread; the store and the session
 // deliver their reports there.
 
 #include <QObject>
 #include <QPointer>
-#include <QStringList>
 #include <functional>
 #include <memory>
-#include <optional>
 
-#include "core/adb/delegates.h"
-#include "core/filter/predicate.h"
 #include "core/log/logdatasource.h"
 #include "core/session/logsession.h"
-#include "ui/filecontroller.h"
-#include "ui/filterlistcontroller.h"
-#include "ui/levelstyles.h"
-#include "ui/selectabletableview.h"
-
-class QMessageBox;
-class QStringListModel;
-class QTimer;
-class QItemSelection;
+#include "ui/crashes/crashespanel.h"
 
 namespace vf::ui {
 
+class ColumnLayoutSaver;
 class ConnectionController;
-class CrashesPanel;
-class DevicePickerSheet;
+class FileController;
+class FilterInForce;
+class FilterListController;
 class HighlightDelegate;
 class LogTableModel;
 class MainWindow;
@@ -44,13 +36,10 @@ class MessageActions;
 class PreferencesWindow;
 class RemoteScreenMonitorSheet;
 class SearchController;
+class StatusLine;
 class TableFollower;
 
-class VellumfoxAppDelegate final : public QObject,
-                                   public LogDatasourceDelegate,
-                                   public TableViewMenuDelegate,
-                                   public FilterListHost,
-                                   public FileHost {
+class VellumfoxAppDelegate final : public QObject, private LogDatasourceDelegate, private CrashesHost {
     Q_OBJECT
 public:
     struct Options {
@@ -62,136 +51,65 @@ public:
         std::shared_ptr<StoreConnector> connector;
         // Usage events; empty: the analytics helper.
         std::function<void(const QString&)> recordEvent;
-        bool connectAtStart = true;       // startLogging at the end of start-up
+        bool connectAtStart = true;       // start logging at the end of start-up
         int reconnectIntervalMs = 5000;   // the retry timer while waiting for a lost device
         bool installHooks = true;         // diagnostics outputs, crash reports, usage counters
     };
 
+    // What the controller built. Members are destroyed bottom up: every part
+    // goes before the window it writes, the window before the session and
+    // the store.
+    struct Parts {
+        std::unique_ptr<LogDatasource> store;
+        std::unique_ptr<LogSession> session;
+        std::unique_ptr<MainWindow> window;
+        LogTableModel* model = nullptr;          // owned by the window
+        HighlightDelegate* highlight = nullptr;  // owned by the log table
+        std::unique_ptr<ColumnLayoutSaver> columns;
+        std::unique_ptr<StatusLine> status;
+        std::unique_ptr<FilterInForce> filter;
+        std::unique_ptr<TableFollower> follower;
+        std::unique_ptr<SearchController> search;
+        std::unique_ptr<FilterListController> filterList;
+        std::unique_ptr<FileController> files;
+        std::unique_ptr<ConnectionController> connection;
+        std::unique_ptr<MessageActions> messages;
+        CrashesPanel* crashes = nullptr;                  // owned by the window
+        QPointer<PreferencesWindow> preferences;          // made on first use, owned by the window
+        QPointer<RemoteScreenMonitorSheet> remoteScreen;  // likewise
+    };
+
     explicit VellumfoxAppDelegate(Options options);
-    VellumfoxAppDelegate() : VellumfoxAppDelegate(Options{}) {}
     ~VellumfoxAppDelegate() override;
 
     // Start-up in its fixed order; shows the window. Call once.
     void applicationDidFinishLaunching();
 
-    MainWindow* window() const { return window_.get(); }
-    LogDatasource* logDatasource() const { return logDatasource_.get(); }
-    LogTableModel* tableModel() const { return tableModel_; }
-    HighlightDelegate* highlightDelegate() const { return highlight_; }
-    CrashesPanel* crashesPanel() const { return crashes_; }
-    const LevelStyles& styles() const { return styles_; }
-    const RowList& logData() const;
-    bool scrollToBottom() const;
-    LogSession* session() const { return session_.get(); }
-    ConnectionController* connection() const { return connection_; }
-    bool autoReconnect() const;
-    bool isDatasourceDevice() const;
-    std::optional<QString> lastDeviceConnectedId() const;
-    std::optional<uint64_t> selectedLogMessage() const;
-    QTimer* reconnectTimer() const;
-    DevicePickerSheet* devicePicker() const;
-    QMessageBox* currentAlert() const;
-    PreferencesWindow* preferencesWindow() const;
-    const QStringList& sortedFilterKeys() const;
-    FilterListController* filterList() const { return filterList_; }
-    MessageActions* messageActions() const { return messageActions_; }
-    const PredicatePtr& predicate() const { return predicate_; }
+    const Parts& parts() const { return parts_; }
+
+private:
+    void buildParts();
+    void connectParts();
+    void connectMenus();
+    // Styles from the preferences into the table, and the saved filters.
+    void readSettings();
+    void updateStatus();
+    void showPreferences();
+    // Shows the remote screen of the device being logged, or closes it.
+    void toggleRemoteScreen();
 
     // LogDatasourceDelegate.
     void onLogUpdated(const LogUpdate& update) override;
     void onFilterCorrupt(const QString& reason) override;
 
-    // TableViewMenuDelegate.
-    QMenu* menuForTableView(SelectableTableView* view, int column, int row) override;
-    bool onKeyEventForTableView(SelectableTableView* view, QKeyEvent* event) override;
-    void onDoubleClick(SelectableTableView* view, int row) override;
-
-    // Connection (ConnectionController).
-    void onConnectButtonPressed();
-    void startLogging();
-    void stopLogging();
-    static QString getDeviceTitle(const DeviceRecord& record);
-
-    // Start-up, settings, windows (appdelegate_startup.cpp).
-    void readSettings();
-    void fontsChanged();
-    void showPreferences();
-    void newWindow();
-    // Shows or closes the remote screen of the store's device (appdelegate_remotescreen.cpp).
-    void remoteScreenMonitor();
-    RemoteScreenMonitorSheet* remoteScreen() const;
-
-    // Table (appdelegate_table.cpp; follow mode, selection and fonts are TableFollower).
-    void clearLog();
-    void changeScrollToBottom(bool follow);
-    void toggleAutoFollow();
-    void changeFontSize(bool bigger);
-    void copy();
-    void updateStatus();
-
-    // Search (appdelegate_search.cpp forwards to SearchController).
-    void search(const QString& text);
-    void find();
-    void findNext();
-    void findPrevious();
-    bool isLiveSearching() const;
-
-    // Filters (appdelegate_filters.cpp; the list itself is FilterListController).
-    void quickFilter();
-    void applySelectedFilters();
-    void importFilters(const QString& path) override;  // also FileHost
-    // FilterListHost.
-    void setPredicate(PredicatePtr predicate) override;
-    void onFilterUpdating() override;
-    void onFilterChosen() override { changeScrollToBottom(true); }
-    void onImportStarting() override;
-    QueryContext queryContext() const override;
-    RowList allRows() const override;
-
-    // Files (appdelegate_files.cpp forwards to FileController).
-    void openFile(const QString& path);
-    void openLogcatFile();
-    void setFileContents(RowList rows, const QString& title);
-    void saveDocument();
-    void saveDocumentAsText();
-    // FileHost.
-    void onFileOpening() override;
-    void onFileContents() override;
-
-Q_SIGNALS:
-    // A file finished loading into the store (tests, the command line).
-    void fileOpened(const QString& path);
-
-private:
-    // Start-up.
-    void buildWindow();
-    void connectActions();
-    void restoreTableLayout();
-    void saveTableLayout();
-    // Filters.
-    void loadFilters();
-    void rebindToCrashes();
+    // CrashesHost.
+    void showOnly(PredicatePtr filter, const QString& description) override;
+    PredicatePtr filterInForce() const override;
+    bool filterShown() const override;
+    bool selectRowAtTop(RowIdx idx) override;
 
     Options options_;
-    std::unique_ptr<LogDatasource> logDatasource_;
-    std::unique_ptr<LogSession> session_;
-    std::unique_ptr<MainWindow> window_;
-    LogTableModel* tableModel_ = nullptr;
-    HighlightDelegate* highlight_ = nullptr;
-    CrashesPanel* crashes_ = nullptr;  // owned by the window
-    FilterListController* filterList_ = nullptr;
-    MessageActions* messageActions_ = nullptr;
-    ConnectionController* connection_ = nullptr;
-    std::unique_ptr<TableFollower> follower_;
-    std::unique_ptr<SearchController> search_;
-    std::unique_ptr<FileController> files_;
-    QPointer<PreferencesWindow> preferences_;
-    QPointer<RemoteScreenMonitorSheet> remoteScreen_;
-    QTimer* layoutSaveTimer_ = nullptr;
-
-    LevelStyles styles_;
-    PredicatePtr predicate_;
-    uint64_t crashRevision_ = 0;  // the crash detector's revision the filter in force was bound to
+    Parts parts_;
 };
 
 }  // namespace vf::ui

@@ -35,6 +35,7 @@ QList<LayoutCase> layoutCases() {
     return {
         {2, "threadtime with app", sixLines("01-15 12:34:56.78%1 com.example.app(1234) 5678 %2 Tag%1: Start proc")},
         {3, "threadtime", sixLines("01-15 12:34:56.78%1  1234  5678 %2 Tag%1   : Start proc")},
+        {11, "threadtime with uid", sixLines("01-15 12:34:56.78%1 10152  1234  5678 %2 Tag%1: Start proc")},
         {10, "long", sixLines("[ 01-15 12:34:56.78%1  1234: 5678 %2/Tag%1 ]\nStart proc\n")},
     };
 }
@@ -49,8 +50,7 @@ protected:
         return path;
     }
     static vf::RowList load(const QString& path) {
-        uint64_t counter = 0;
-        return vf::openLogFile(path, [&counter] { return counter++; }).value_or(vf::RowList{});
+        return vf::openLogFile(path, vf::rowCounter()).value_or(vf::RowList{});
     }
 
     QTemporaryDir dir_;
@@ -85,9 +85,9 @@ TEST_F(FileCommandsTest, JsonOutputParsesBackToTheSameRows) {
         const QJsonDocument doc = QJsonDocument::fromJson(lines.at(i).toUtf8(), &error);
         ASSERT_EQ(error.error, QJsonParseError::NoError) << lines.at(i).toStdString();
         const QJsonObject object = doc.object();
-        EXPECT_EQ(object.keys().size(), 8);
+        EXPECT_EQ(object.keys().size(), vf::kRowKeyCount);
         EXPECT_TRUE(object.value(u"idx"_s).isDouble());
-        EXPECT_EQ(uint64_t(object.value(u"idx"_s).toDouble()), rows.at(i)->idx());
+        EXPECT_EQ(uint64_t(object.value(u"idx"_s).toDouble()), rows.at(i)->idx().value());
         for (int k = 1; k < vf::kRowKeyCount; ++k) {
             const auto key = vf::RowKey(k);
             EXPECT_EQ(object.value(QString::fromLatin1(vf::rowKeyName(key))).toString(), rows.at(i)->string(key));
@@ -96,6 +96,33 @@ TEST_F(FileCommandsTest, JsonOutputParsesBackToTheSameRows) {
     // Keys come in the row's order.
     EXPECT_TRUE(lines.first().startsWith(u"{\"idx\":"_s));
     EXPECT_LT(lines.first().indexOf(u"\"name\""_s), lines.first().indexOf(u"\"text\""_s));
+}
+
+// The file's own start, crash and death lines name its rows; --package picks
+// an app's rows and crashes, in every user or in one.
+TEST_F(FileCommandsTest, PackageSelectsTheRowsAndCrashesOfOneApp) {
+    const QString path = write(u"apps.log"_s,
+        "01-15 12:00:00.000  1102  1133 I ActivityManager: Start proc 4567:com.flash/u10a190 for activity {com.flash/.M}\n"
+        "01-15 12:00:00.010  4567  4567 D Flash   : hello\n"
+        "01-15 12:00:00.020  4567  4567 E AndroidRuntime: FATAL EXCEPTION: main\n"
+        "01-15 12:00:00.021  4567  4567 E AndroidRuntime: Process: com.flash, PID: 4567\n"
+        "01-15 12:00:00.022  4567  4567 E AndroidRuntime: java.lang.IllegalStateException: boom\n"
+        "01-15 12:00:00.100  1102  1133 I ActivityManager: Process com.flash (pid 4567) has died: fg TOP\n"
+        "01-15 12:00:00.200  4570  4570 E AndroidRuntime: FATAL EXCEPTION: main\n"
+        "01-15 12:00:00.201  4570  4570 E AndroidRuntime: Process: com.other:svc, PID: 4570\n");
+    const std::pair<QStringList, std::string> counts[] = {
+        {{u"com.flash"_s}, "4\n"}, {{u"com.flash@10"_s}, "4\n"}, {{u"com.flash@0"_s}, "0\n"},
+        {{u"com.other"_s}, "2\n"}, {{u"com.flash"_s, u"com.other"_s}, "6\n"}};
+    for (const auto& [packages, count] : counts) {
+        QStringList args{u"convert"_s, path, u"--count"_s};
+        for (const QString& package : packages) args << u"--package"_s << package;
+        EXPECT_EQ(runCli(args).out, count) << packages.join(u' ').toStdString();
+    }
+    const auto crashes = runCli({u"crashes"_s, path, u"--package"_s, u"com.flash"_s});
+    ASSERT_EQ(crashes.status, 0) << crashes.err;
+    ASSERT_EQ(outputLines(crashes.out).size(), 1);
+    EXPECT_NE(crashes.out.find("java  com.flash@10 (4567)"), std::string::npos) << crashes.out;
+    EXPECT_EQ(runCli({u"crashes"_s, u"--stream"_s, u"--package"_s, u"com.flash"_s}).status, 2);
 }
 
 TEST_F(FileCommandsTest, TextAndTsvUseTheViewersLayouts) {

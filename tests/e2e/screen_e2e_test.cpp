@@ -11,8 +11,8 @@
 
 #include "e2e.h"
 #include "support/fixtures/wait.h"
-#include "ui/remotescreenmonitorsheet.h"
-#include "ui/screenimageview.h"
+#include "ui/screen/remotescreenmonitorsheet.h"
+#include "ui/screen/screenimageview.h"
 
 namespace vf::test {
 namespace {

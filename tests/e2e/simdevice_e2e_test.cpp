@@ -54,5 +54,44 @@ TEST(E2eSimulatedDevice, ScreenshotsOfBothKindsAndAppsThatRestart) {
     EXPECT_TRUE(harness.shell(device->serial(), QStringLiteral("logcat -d")).contains(") has died"));
 }
 
+// Apps that live 300 ms under a pid "ps" never lists, the next one reusing
+// it; uid columns and the package listing where the device has them, and
+// logcat's refusal where it has not.
+TEST(E2eSimulatedDevice, ShortLivedAppsUidsAndPackages) {
+    AdbHarness harness = makeHarness();
+    VF_REQUIRE_ADB(harness);
+    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+    const QString log = writeReplayLog(harness);
+    const QStringList flash{QStringLiteral("--flash-app"), QStringLiteral("1"), QStringLiteral("--reuse-pids"),
+                            QStringLiteral("--work-profile")};
+    SimulatedDevice* modern = harness.startDevice(fastDevice(log, flash));
+    SimulatedDevice* old = harness.startDevice(fastDevice(log, {QStringLiteral("--legacy")}));
+    ASSERT_TRUE(modern && old) << harness.lastError().toStdString();
+
+    QByteArray dump;
+    ASSERT_TRUE(waitUntil([&] {
+        dump = harness.shell(modern->serial(), QStringLiteral("logcat -d -v threadtime -v uid"));
+        return dump.contains("com.example.flash2 (pid");
+    }, 10000));
+    const QRegularExpression died(QStringLiteral("Process (com\\.example\\.flash2?) \\(pid (\\d+)\\) has died"));
+    QStringList owners, pids;
+    for (auto it = died.globalMatch(QString::fromUtf8(dump)); it.hasNext();) {
+        const auto match = it.next();
+        owners << match.captured(1);
+        pids << match.captured(2);
+    }
+    ASSERT_GE(owners.size(), 2);
+    EXPECT_NE(owners.at(0), owners.at(1));
+    EXPECT_EQ(pids.at(0), pids.at(1)) << "the second app reuses the first one's pid";
+    const QString crashLine = QStringLiteral(" 10190  %1  %1 E AndroidRuntime: Process: com.example.flash, PID: %1").arg(pids.at(0));
+    EXPECT_TRUE(dump.contains(crashLine.toUtf8())) << "the uid column of the first app's crash";
+    EXPECT_FALSE(harness.shell(modern->serial(), QStringLiteral("ps -A")).contains("com.example.flash"));
+    EXPECT_TRUE(harness.shell(modern->serial(), QStringLiteral("cmd package list packages -U --user all"))
+                    .contains("package:com.example.work uid:1010150"));
+
+    EXPECT_TRUE(harness.shell(old->serial(), QStringLiteral("logcat -v threadtime -v uid")).startsWith("Invalid parameter uid to -v"));
+    EXPECT_TRUE(harness.shell(old->serial(), QStringLiteral("cmd package list packages -U")).contains("cmd: not found"));
+}
+
 }  // namespace
 }  // namespace vf::test

@@ -1,16 +1,29 @@
 // The viewer through the real adb server: the window's title names the
-// device's model, rows carry their app, and devices that cannot be streamed
-// are explained (an alert, or the status line while waiting).
+// device's model, rows carry their app, devices that cannot be streamed are
+// explained (an alert, or the status line while waiting), and the user's way
+// in works: Run, the picker, the menus.
 #ifdef VF_HAVE_UI
+#include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMessageBox>
-#include <QStatusBar>
+#include <QPushButton>
+#include <QTest>
+#include <QToolBar>
 
 #include "e2e.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
-#include "ui/logtablemodel.h"
-#include "ui/mainwindow.h"
+#include "ui/connection/connectioncontroller.h"
+#include "ui/connection/devicepickersheet.h"
+#include "ui/table/logtablemodel.h"
 #include "ui/vellumfoxappdelegate.h"
+#include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
+#include "ui/window/statusline.h"
 
 namespace vf::test {
 namespace {
@@ -28,15 +41,26 @@ protected:
         if (GetParam()) arguments << u"--legacy"_s;
         return harness.startDevice(fastDevice(writeReplayLog(harness, 200), arguments), state);
     }
-    void launch() {
+    void launch(bool connectAtStart = true) {
         ui::VellumfoxAppDelegate::Options options;
         options.installHooks = false;
+        options.connectAtStart = connectAtStart;
         options.recordEvent = [](const QString&) {};
         app = std::make_unique<ui::VellumfoxAppDelegate>(options);
         app->applicationDidFinishLaunching();
     }
-    QString title() const { return app->window()->windowTitle(); }
-    QString alert() const { return app->currentAlert() ? app->currentAlert()->informativeText() : QString(); }
+    QString title() const { return app->parts().window->windowTitle(); }
+    // The item `text` of the menu bar's menu `menu`.
+    QAction* menuItem(const QString& menu, const QString& text) const {
+        for (const QAction* top : app->parts().window->menuBar()->actions()) {
+            if (top->menu() == nullptr || top->text() != menu) continue;
+            for (QAction* item : top->menu()->actions())
+                if (item->text() == text) return item;
+        }
+        ADD_FAILURE() << "no menu item " << text.toStdString();
+        return nullptr;
+    }
+    QString alert() const { return app->parts().connection->currentAlert() ? app->parts().connection->currentAlert()->informativeText() : QString(); }
 
     AdbHarness harness = makeHarness();
     std::unique_ptr<ScopedAdbPreferences> preferences;
@@ -51,7 +75,7 @@ TEST_P(E2eViewer, ShowsModelAndAppNamesWithoutTheModelInBuildProp) {
     // known when the run started).
     ASSERT_TRUE(waitUntil([&] { return title().contains(u"Pixel Test"_s) && title().contains(device->serial()); }, 15000))
         << title().toStdString();
-    ui::LogTableModel* model = app->tableModel();
+    ui::LogTableModel* model = app->parts().model;
     const auto named = [&] {
         for (int row = 0; row < model->rowCount(); ++row)
             if (model->index(row, 6).data().toString().contains(u"replayed line 199"_s))
@@ -74,9 +98,55 @@ TEST_P(E2eViewer, AnOfflineDeviceIsWaitedForOnTheStatusLine) {
     SimulatedDevice* offline = startDevice({u"--state"_s, u"offline"_s}, u"offline"_s);
     ASSERT_TRUE(offline) << harness.lastError().toStdString();
     launch();
-    EXPECT_TRUE(waitUntil([&] { return app->window()->statusBar()->currentMessage().contains(u"offline"_s); }, 15000));
-    EXPECT_TRUE(app->session()->isWaiting());
+    EXPECT_TRUE(waitUntil([&] { return app->parts().status->note().contains(u"offline"_s); }, 15000));
+    EXPECT_TRUE(app->parts().session->isWaiting());
     EXPECT_EQ(alert(), QString());
+}
+
+// Run with two devices attached opens the picker; the second one chosen is
+// streamed, and the Edit menu's Copy and Clear act on its log.
+TEST_P(E2eViewer, RunThenThePickerChoosesTheDeviceAndTheMenuActsOnItsLog) {
+    QStringList kind;
+    if (GetParam()) kind << u"--legacy"_s;
+    const QStringList arguments = fastDevice(writeReplayLog(harness, 200), kind);
+    SimulatedDevice* first = harness.startDevice(arguments);
+    ASSERT_TRUE(first) << harness.lastError().toStdString();
+    SimulatedDevice* second = harness.startDevice(arguments);
+    ASSERT_TRUE(second) << harness.lastError().toStdString();
+    launch(false);
+    const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
+
+    QTest::mouseClick(parts.window->toolBar()->widgetForAction(parts.window->connectAction), Qt::LeftButton);
+    ASSERT_TRUE(waitUntil([&] { return parts.connection->devicePicker() && parts.connection->devicePicker()->isVisible(); },
+                          15000));
+    ui::DevicePickerSheet* picker = parts.connection->devicePicker();
+    EXPECT_EQ(picker->deviceButton()->count(), 2);
+    const int chosen = picker->deviceButton()->findText(second->serial(), Qt::MatchContains);
+    ASSERT_GE(chosen, 0);
+    picker->deviceButton()->setCurrentIndex(chosen);
+    QTest::mouseClick(picker->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok), Qt::LeftButton);
+    int replayed = -1;  // a row of the replayed log
+    ASSERT_TRUE(waitUntil([&] {
+        for (int row = 0; row < parts.model->rowCount() && replayed < 0; ++row)
+            if (parts.model->index(row, 6).data().toString().contains(u"replayed line"_s)) replayed = row;
+        return replayed >= 0;
+    }, 15000));
+    EXPECT_EQ(parts.session->deviceId(), second->serial());
+    EXPECT_TRUE(title().contains(second->serial())) << title().toStdString();
+    EXPECT_EQ(parts.window->connectAction->text(), u"Stop"_s);
+
+    parts.window->logTable()->selectRowAlone(replayed);
+    // Copied as one line: line breaks in the text become blanks.
+    const QString text = parts.model->index(replayed, 6).data().toString().replace(u'\r', u' ');
+    menuItem(u"&Edit"_s, u"Copy"_s)->trigger();
+    EXPECT_TRUE(QApplication::clipboard()->text().endsWith(u'\t' + text + u'\n'))
+        << QApplication::clipboard()->text().toStdString();
+
+    menuItem(u"&Edit"_s, u"Clear"_s)->trigger();
+    EXPECT_EQ(parts.model->rowCount(), 0);
+    // The device's log goes on after the clear.
+    EXPECT_TRUE(waitUntil([&] { return parts.model->rowCount() > 0; }, 15000));
+    EXPECT_EQ(parts.session->deviceId(), second->serial());
 }
 
 INSTANTIATE_TEST_SUITE_P(BothKinds, E2eViewer, ::testing::Values(false, true),

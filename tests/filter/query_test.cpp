@@ -33,10 +33,9 @@ constexpr const char* kLog[] = {
 class Query : public ::testing::Test {
 protected:
     Query() {
-        uint64_t next = 0;
+        const RowIndexSource next = rowCounter();
         for (const char* line : kLog)
-            rows.append(parseThreadTimeLine(arena, arena.copyLine(line), LogLineFormat::ThreadTimeApp,
-                                            [&next] { return next++; }));
+            rows.append(parseThreadTimeLine(arena, arena.copyLine(line), LogLineFormat::ThreadTimeApp, next));
         context = fileQueryContext(rows, kQueryUsesCrashes);
     }
 

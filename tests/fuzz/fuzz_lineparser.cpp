@@ -13,8 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto format = vf::LogLineFormat(1 + data[0] % 10);
     vf::RowArena arena;
     const std::string_view line = arena.copyLine(std::string_view(reinterpret_cast<const char*>(data + 1), size - 1));
-    uint64_t next = 0;
-    const vf::RowIndexSource index = [&next] { return next++; };
+    const vf::RowIndexSource index = vf::rowCounter();
     const vf::AppNameLookup apps = [](std::string_view pid, std::string& out) {
         out.assign("app.").append(pid);
         return !pid.empty();

@@ -31,8 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) return 0;
         file.write(reinterpret_cast<const char*>(data), qint64(size));
         file.close();
-        uint64_t next = 0;
-        (void)vf::openLogFile(path, [&next] { return next++; });
+        (void)vf::openLogFile(path, vf::rowCounter());
     }
     return 0;
 }

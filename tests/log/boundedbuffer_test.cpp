@@ -19,8 +19,8 @@ TEST(BoundedBuffer, PrunesThePruneSizeOldestOnlyWhenTheCapIsExceeded) {
     for (const RowPtr& row : makeRows(arena, 0, 20000)) ASSERT_FALSE(buffer.addObject(row));
     EXPECT_TRUE(buffer.addObject(makeRows(arena, 20000, 1).first()));
     EXPECT_EQ(buffer.count(), 19001);
-    EXPECT_EQ(buffer.dataArray().first()->idx(), 1000u);
-    EXPECT_EQ(buffer.dataArray().last()->idx(), 20000u);
+    EXPECT_EQ(buffer.dataArray().first()->idx().value(), 1000u);
+    EXPECT_EQ(buffer.dataArray().last()->idx().value(), 20000u);
     buffer.reset();
     EXPECT_EQ(buffer.count(), 0);
     EXPECT_EQ(buffer.capacity(), 20000);
@@ -41,11 +41,11 @@ TEST(BoundedBuffer, AddAllReplacesAndChecksOnce) {
     buffer.addAllObjects(makeRows(arena, 100, 5));
     EXPECT_FALSE(buffer.addAllObjects(makeRows(arena, 0, 4)));
     EXPECT_EQ(buffer.count(), 4);
-    EXPECT_EQ(buffer.dataArray().first()->idx(), 0u);
+    EXPECT_EQ(buffer.dataArray().first()->idx().value(), 0u);
 
     EXPECT_TRUE(buffer.addAllObjects(makeRows(arena, 0, 25)));
     EXPECT_EQ(buffer.count(), 22);
-    EXPECT_EQ(buffer.dataArray().first()->idx(), 3u);
+    EXPECT_EQ(buffer.dataArray().first()->idx().value(), 3u);
     EXPECT_TRUE(buffer.addObject(makeRows(arena, 25, 1).first()));
     EXPECT_EQ(buffer.count(), 20);
 }

@@ -13,11 +13,9 @@ namespace {
 
 // One "kind|app|pid|time|title|rows|first text|last text" line per crash (texts trimmed).
 std::vector<std::string> detectIn(const char* name) {
-    uint64_t next = 0;
-    const auto rows = readTextFile(QStringLiteral(VF_TEST_DATA_DIR "/crashes/") + QString::fromLatin1(name),
-                                   [&next] { return next++; });
+    const auto rows = readTextFile(QStringLiteral(VF_TEST_DATA_DIR "/crashes/") + QString::fromLatin1(name), rowCounter());
     EXPECT_TRUE(rows.has_value()) << name;
-    std::map<uint64_t, std::string> texts;
+    std::map<RowIdx, std::string> texts;
     CrashDetector detector;
     for (const RowPtr& row : rows.value_or(RowList())) {
         std::string_view text = row->text();
@@ -85,9 +83,9 @@ TEST(CrashDetector, FindsEveryFormInTheTestLogs) {
 // Rows built directly, for the bounds and the tag the store overwrote.
 class DetectorFeed : public ::testing::Test {
 protected:
-    void feed(std::string pid, std::string tid, char level, std::string tag, std::string text) {
-        detector.feed(*arena_.make(RowValues{next_++, "03-17 10:00:00.000", "", std::move(pid), std::move(tid),
-                                             std::string(1, level), std::move(tag), std::move(text)}));
+    void feed(std::string pid, std::string tid, char level, std::string tag, std::string text, std::string app = {}) {
+        detector.feed(*arena_.make(RowValues{next_++, "03-17 10:00:00.000", std::move(app), std::move(pid),
+                                             std::move(tid), std::string(1, level), std::move(tag), std::move(text)}));
     }
     CrashDetector detector;
 
@@ -102,7 +100,7 @@ TEST_F(DetectorFeed, KeepsTheFirstRowsOfALongBlockAndTheNewestCrashes) {
     ASSERT_EQ(detector.crashes().size(), 1u);
     EXPECT_EQ(detector.crashes()[0].rows.size(), CrashDetector::kMaxRowsPerCrash);
     EXPECT_EQ(detector.crashes()[0].droppedRows, 101u);
-    EXPECT_EQ(detector.crashes()[0].lastIdx(), CrashDetector::kMaxRowsPerCrash - 1);
+    EXPECT_EQ(detector.crashes()[0].lastIdx().value(), CrashDetector::kMaxRowsPerCrash - 1);
 
     for (int i = 0; i < 1000; ++i)
         feed(std::to_string(100 + i), "1", 'F', "libc", "Fatal signal 6 (SIGABRT), code -1 (SI_QUEUE) in tid 1 (a), pid 1 (a)");
@@ -136,6 +134,29 @@ TEST_F(DetectorFeed, TakesAStartLineUnderAReplacedTagOnlyAtAnErrorLevel) {
     EXPECT_NE(detector.revision(), revision);
 }
 
+TEST_F(DetectorFeed, ADeathCompletesItsCrashWhichShowsItsUser) {
+    feed("4567", "4567", 'E', "AndroidRuntime", "java.lang.IllegalStateException: boom", "com.flash@10");
+    feed("4567", "4567", 'E', "AndroidRuntime", "\tat com.flash.M.onCreate(M.java:1)", "com.flash@10");
+    feed("900", "900", 'I', "Other", "busy");
+    ASSERT_EQ(detector.crashes().size(), 1u);
+    EXPECT_EQ(detector.crashes()[0].app, "com.flash@10");
+    EXPECT_TRUE(detector.isOpen(detector.crashes()[0].id));
+    feed("1102", "1133", 'I', "ActivityManager", "Process com.flash (pid 4567) has died: fg TOP");
+    EXPECT_FALSE(detector.isOpen(detector.crashes()[0].id)) << "complete when its process is gone, not 2,000 rows later";
+
+    // The block's own name, with the user its rows show; a native dump is
+    // about another pid than its reporter's.
+    feed("4600", "4600", 'E', "AndroidRuntime", "FATAL EXCEPTION: main", "com.work:ui@10");
+    feed("4600", "4600", 'E', "AndroidRuntime", "Process: com.work:ui, PID: 4600", "com.work:ui@10");
+    EXPECT_EQ(detector.crashes().back().app, "com.work:ui@10");
+    feed("700", "700", 'F', "DEBUG", "*** *** *** *** *** *** *** *** *** *** *** *** *** *** *** ***", "crash_dump64");
+    feed("700", "700", 'F', "DEBUG", "pid: 4700, tid: 4701, name: x  >>> com.native <<<", "crash_dump64");
+    EXPECT_EQ(detector.crashes().back().app, "com.native");
+    feed("1102", "1133", 'I', "ActivityManager ", "Process com.native (pid 4700) has died");
+    EXPECT_TRUE(detector.isOpen(detector.crashes()[1].id)) << "another process";
+    EXPECT_FALSE(detector.isOpen(detector.crashes().back().id));
+}
+
 struct IdxRow final : FieldSource {
     uint64_t idx;
     explicit IdxRow(uint64_t i) : idx(i) {}
@@ -147,7 +168,7 @@ struct IdxRow final : FieldSource {
 };
 
 TEST(CrashRowsPredicate, PassesExactlyItsRowsAndPrintsAnEquivalentFilter) {
-    const PredicatePtr rows = rowsPredicate({12, 3, 120});
+    const PredicatePtr rows = rowsPredicate({RowIdx(12), RowIdx(3), RowIdx(120)});
     const PredicatePtr reparsed = Predicate::parse(rows->format()).predicate;
     ASSERT_TRUE(reparsed);
     for (const uint64_t idx : {0, 1, 2, 3, 12, 20, 120, 1203}) {

@@ -103,7 +103,7 @@ TEST_F(StoreTest, FilteredRowsOlderThanAllRowsKeepTheirValues) {
     }
     const RowList view = store.getDataFiltered();
     ASSERT_EQ(view.size(), 300);
-    const uint64_t firstKept = store.getDataAll().constFirst()->idx();
+    const RowIdx firstKept = store.getDataAll().constFirst()->idx();
     EXPECT_LT(view.constFirst()->idx(), firstKept);
     for (int i = 0; i < 300; ++i)
         EXPECT_EQ(test::fields(*view.at(i)), "01-01 10:00:00.000|app|10|11|E|Tag|row " + std::to_string(i * 100));

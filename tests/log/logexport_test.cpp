@@ -10,8 +10,9 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-RowPtr makeRow(RowArena& arena, std::string app, std::string pid, std::string text, uint64_t idx = 0) {
-    return arena.make(RowValues{idx, "01-15 12:34:56.789", std::move(app), std::move(pid), "5678", "I", "Tag", std::move(text)});
+RowPtr makeRow(RowArena& arena, std::string app, std::string pid, std::string text, uint64_t idx = 0, std::string uid = {}) {
+    return arena.make(RowValues{idx, "01-15 12:34:56.789", std::move(app), std::move(pid), "5678", "I", "Tag", std::move(text),
+                                std::move(uid)});
 }
 
 class LogExport : public ::testing::Test {
@@ -42,7 +43,7 @@ protected:
     QTemporaryDir dir;
     RowArena arena;
     uint64_t next = 500;
-    RowIndexSource index = [this] { return next++; };
+    RowIndexSource index = [this] { return RowIdx(next++); };
 };
 
 TEST_F(LogExport, RowsAsSavedAndCopiedText) {
@@ -62,19 +63,25 @@ TEST_F(LogExport, RowsAsSavedAndCopiedText) {
     EXPECT_EQ(copyText(copied, RowKey::Idx), u"7\n0\n"_s);
 }
 
-TEST_F(LogExport, SavedFileReopensWithItsApps) {
-    RowList rows;
-    for (int i = 0; i < 8; ++i) rows.append(makeRow(arena, i % 2 ? "com.app" : "", std::to_string(1000 + i), " line " + std::to_string(i)));
-    const QString path = dir.filePath(u"saved.VellumFox"_s);
-    ASSERT_TRUE(saveFile(path, rows, true, {u"vellumfox"_s, u"log"_s, u"txt"_s}));
-    const auto reopened = openLogFile(path, index);  // not a property list: read as text
-    ASSERT_TRUE(reopened);
-    ASSERT_EQ(reopened->size(), 8);
-    for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(test::fields(*(*reopened)[i]), "01-15 12:34:56.789|" + std::string(i % 2 ? "com.app" : "") + "|" +
-                                                     std::to_string(1000 + i) + "|5678|I|Tag| line " + std::to_string(i));
-    // Saving what was reopened writes the same bytes again, however often.
-    EXPECT_EQ(writeSavedText(*reopened), writeSavedText(rows));
+TEST_F(LogExport, SavedFileReopensWithItsAppsAndUids) {
+    EXPECT_EQ(savedTextLine(*makeRow(arena, "com.app", "1234", "hi", 0, "u0_a5")),
+              "01-15 12:34:56.789 u0_a5 com.app(1234) 5678 I Tag: hi\n");
+    for (const std::string uid : {"", "10152"}) {
+        RowList rows;
+        for (int i = 0; i < 8; ++i)
+            rows.append(makeRow(arena, i % 2 ? "com.app" : "", std::to_string(1000 + i), " line " + std::to_string(i), 0, uid));
+        const QString path = dir.filePath(u"saved.VellumFox"_s);
+        ASSERT_TRUE(saveFile(path, rows, true, {u"vellumfox"_s, u"log"_s, u"txt"_s}));
+        const auto reopened = openLogFile(path, index);  // not a property list: read as text
+        ASSERT_TRUE(reopened);
+        ASSERT_EQ(reopened->size(), 8);
+        for (int i = 0; i < 8; ++i)
+            EXPECT_EQ(test::fields(*(*reopened)[i]), "01-15 12:34:56.789|" + std::string(i % 2 ? "com.app" : "") + "|" +
+                                                         std::to_string(1000 + i) + "|5678|I|Tag| line " +
+                                                         std::to_string(i) + (uid.empty() ? "" : "|" + uid));
+        // Saving what was reopened writes the same bytes again, however often.
+        EXPECT_EQ(writeSavedText(*reopened), writeSavedText(rows));
+    }
 }
 
 TEST_F(LogExport, VellumfoxFilesInBothForms) {
@@ -90,9 +97,14 @@ TEST_F(LogExport, VellumfoxFilesInBothForms) {
         ASSERT_EQ(read->size(), 2);
         EXPECT_EQ(test::fields(*(*read)[0]), "01-15 12:34:56.789|com.app|1234|-|W|Tag|multi\nline");
         EXPECT_EQ(test::fields(*(*read)[1]), "||99||||only some keys");
-        EXPECT_EQ((*read)[0]->idx(), 41u);
-        EXPECT_EQ((*read)[1]->idx(), binary ? 501u : 500u) << "no idx: the next index";
+        EXPECT_EQ((*read)[0]->idx().value(), 41u);
+        EXPECT_EQ((*read)[1]->idx().value(), binary ? 501u : 500u) << "no idx: the next index";
     }
+    next = 600;  // numbers that do not ascend are given afresh
+    const auto renumbered = openLogFile(writeFile(u"d.vellumfox"_s, plistFile(false, {{{"idx", "9"}}, {{"idx", "3"}}})), index);
+    ASSERT_TRUE(renumbered && renumbered->size() == 2);
+    EXPECT_EQ((*renumbered)[0]->idx().value(), 600u);
+    EXPECT_EQ((*renumbered)[1]->idx().value(), 601u);
 }
 
 TEST_F(LogExport, OtherFilesFallBackToText) {

@@ -15,7 +15,7 @@ using F = LogLineFormat;
 struct Parser {
     RowArena arena;
     uint64_t next = 100;
-    RowIndexSource index = [this] { return next++; };
+    RowIndexSource index = [this] { return RowIdx(next++); };
     std::map<std::string, std::string, std::less<>> apps{{"1234", "com.example.app"}};
     AppNameLookup lookup = [this](std::string_view pid, std::string& out) {
         const auto it = apps.find(pid);
@@ -51,6 +51,13 @@ TEST(LogParser, EveryLayoutItsFieldsAndItsEarlyEnds) {
         // app(pid) is split only when the token ends with ")".
         {F::ThreadTimeApp, "01-15 12:34:56.789 com.app:svc(1234) 1234 E Tag: boom", "01-15 12:34:56.789|com.app:svc|1234|-|E|Tag|boom"},
         {F::ThreadTimeApp, "01-15 12:34:56.789 com.app(12)x 7 E Tag: boom", "01-15 12:34:56.789||com.app(12)x|7|E|Tag|boom"},
+        // The uid column, as a number or a name; the live stream takes lines with or without it,
+        // the uid layout also a blank uid and the saved app(pid).
+        {F::ThreadTimeLive, "01-15 12:34:56.789 10152  1234  5678 I Tag: x", "01-15 12:34:56.789|com.example.app|1234|5678|I|Tag|x|10152"},
+        {F::ThreadTimeUid, "01-15 12:34:56.789  root     1     1 I init    : x", "01-15 12:34:56.789||1|-|I|init|x|root"},
+        {F::ThreadTimeUid, "01-15 12:34:56.789        1234  5678 I Tag: no uid", "01-15 12:34:56.789||1234|5678|I|Tag|no uid"},
+        {F::ThreadTimeUid, "01-15 12:34:56.789 u0_a5 com.app(1234) 9 E Tag: saved", "01-15 12:34:56.789|com.app|1234|9|E|Tag|saved|u0_a5"},
+        {F::ThreadTimeUid, "01-15 12:34:56.789 10152  1234  5678", ""},
         // Dash lines are text in every layout; raw text loses its leading (also wide) blanks.
         {F::ThreadTimeLive, "--------- beginning of main", "||||||--------- beginning of main"},
         {F::Brief, "--------- beginning of main", "||||||--------- beginning of main"},
@@ -79,7 +86,7 @@ TEST(LogParser, EveryLayoutItsFieldsAndItsEarlyEnds) {
         const RowPtr row = p.parse(c.line, c.format);
         EXPECT_EQ(row ? test::fields(*row) : std::string(), c.row) << c.line;
         EXPECT_EQ(p.next, before + (row ? 1 : 0)) << "only a row takes an index: " << c.line;
-        EXPECT_EQ(row ? row->idx() : before, before);
+        EXPECT_EQ(row ? row->idx().value() : before, before);
     }
 }
 
@@ -109,7 +116,7 @@ TEST(LogParser, ArbitraryLinesStayInsideTheLine) {
         std::string line(rng() % 40, ' ');
         for (char& c : line) c = alphabet[rng() % alphabet.size()];
         const std::string_view stored = p.arena.copyLine(line);
-        const RowPtr row = parseThreadTimeLine(p.arena, stored, LogLineFormat(rng() % 11), p.index, p.lookup);
+        const RowPtr row = parseThreadTimeLine(p.arena, stored, LogLineFormat(rng() % 12), p.index, p.lookup);
         if (!row) continue;
         for (const RowKey key : {RowKey::Pid, RowKey::Text}) {
             const std::string_view v = row->view(key);
@@ -136,6 +143,8 @@ TEST(LogDetect, EveryLayoutFromItsLines) {
     const std::pair<std::string_view, F> layouts[] = {
         {kThreadTime, F::ThreadTime},
         {"01-15 12:34:56.789 com.app(1234) 5678 I Tag: text", F::ThreadTimeApp},
+        {"01-15 12:34:56.789 10152  1234  5678 I Tag: text", F::ThreadTimeUid},
+        {"01-15 12:34:56.789 shell com.app(1234) 5678 I T: text", F::ThreadTimeUid},
         {"01-15 12:34:56.789: I/Tag(1234): text", F::Dated},
         {"\xC3\xA9" "1-15 12:34:56.789: I/Tag(1): text", F::Dated},  // positions count characters, not bytes
         {kBrief, F::Brief}, {kProcess, F::Process}, {kTag, F::Tag}, {kTime, F::Time}, {"plain words", F::Raw}};

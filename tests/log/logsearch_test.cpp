@@ -44,6 +44,7 @@ TEST_F(SearchTest, PatternsAreCaseSensitiveRegularExpressionsPerValue) {
 }
 
 TEST_F(SearchTest, WalkStartsWrapsAndBeepsAsDirected) {
+    const auto pos = [](std::optional<qsizetype> at) { return at ? std::optional(ViewPos(*at)) : std::nullopt; };
     struct Case {
         std::optional<qsizetype> selected;
         int direction;
@@ -59,22 +60,22 @@ TEST_F(SearchTest, WalkStartsWrapsAndBeepsAsDirected) {
         {3, 0, 0, 0},                                // a typed search wraps silently
     };
     for (const Case& c : cases) {
-        const SearchOutcome out = findNext(list, search, c.selected, c.direction);
-        EXPECT_EQ(out.row, c.row) << c.selected.value_or(-1) << " " << c.direction;
+        const SearchOutcome out = findNext(list, search, pos(c.selected), c.direction);
+        EXPECT_EQ(out.row, pos(c.row)) << c.selected.value_or(-1) << " " << c.direction;
         EXPECT_EQ(out.beeps, c.beeps) << c.selected.value_or(-1) << " " << c.direction;
     }
     // The only match selected: the wrap, then the end without a match.
     const RowList one = rows({"hit"});
-    EXPECT_EQ(findNext(one, search, 0, 1).row, std::nullopt);
-    EXPECT_EQ(findNext(one, search, 0, 1).beeps, 2);
-    EXPECT_EQ(findNext(one, search, 0, 0).row, 0);
-    EXPECT_EQ(findNext(one, search, 0, 0).beeps, 0);
+    EXPECT_EQ(findNext(one, search, ViewPos(0), 1).row, std::nullopt);
+    EXPECT_EQ(findNext(one, search, ViewPos(0), 1).beeps, 2);
+    EXPECT_EQ(findNext(one, search, ViewPos(0), 0).row, ViewPos(0));
+    EXPECT_EQ(findNext(one, search, ViewPos(0), 0).beeps, 0);
     // No match, no rows or no text: no row, no beep.
-    const SearchOutcome none = findNext(list, RowSearch(u"absent"_s), 3, 0);
+    const SearchOutcome none = findNext(list, RowSearch(u"absent"_s), ViewPos(3), 0);
     EXPECT_FALSE(none.row);
     EXPECT_EQ(none.beeps, 0);
     EXPECT_FALSE(findNext(RowList(), search, std::nullopt, 1).row);
-    EXPECT_FALSE(findNext(list, RowSearch(QString()), 0, 1).row);
+    EXPECT_FALSE(findNext(list, RowSearch(QString()), ViewPos(0), 1).row);
 }
 
 }  // namespace

@@ -106,8 +106,7 @@ TEST(PlistReader, StringsMayHoldNul) {
 TEST(PlistReader, DeepSavedLogFallsBackToText) {
     QTemporaryDir dir;
     const QString path = test::writeFile(dir, u"deep.vellumfox"_s, nestedBinary(200000));
-    uint64_t next = 0;
-    EXPECT_FALSE(readVellumfoxFile(path, [&] { return next++; }));
+    EXPECT_FALSE(readVellumfoxFile(path, rowCounter()));
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ TEST(RowStore, RowsArrivingDuringOverlappingPassesLandOnceUnderTheLastFilter) {
     // Rows after the install were tested as they came; all of them passed exactly once.
     const MarkedRows view = store.filtered();
     EXPECT_EQ(view.rows.size(), 5000);
-    for (qsizetype i = 0; i < view.rows.size(); ++i) ASSERT_EQ(view.rows.at(i)->idx(), uint64_t(3 * i));
+    for (qsizetype i = 0; i < view.rows.size(); ++i) ASSERT_EQ(view.rows.at(i)->idx(), RowIdx(3 * i));
 }
 
 // A device whose clock is an hour behind the host's (12:00) drops and

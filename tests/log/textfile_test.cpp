@@ -23,7 +23,7 @@ protected:
 
     QTemporaryDir dir;
     uint64_t next = 0;
-    RowIndexSource index = [this] { return next++; };
+    RowIndexSource index = [this] { return RowIdx(next++); };
 };
 
 TEST_F(TextFile, ThreadTimeWithCrLfAndABanner) {
@@ -42,7 +42,7 @@ TEST_F(TextFile, ThreadTimeWithCrLfAndABanner) {
         << "no carriage return left in the text";
     EXPECT_EQ(rows[4]->name(), "TextView   no colon");
     EXPECT_EQ(rows[5]->text(), "last");
-    EXPECT_EQ(rows[5]->idx(), 5u);
+    EXPECT_EQ(rows[5]->idx().value(), 5u);
     EXPECT_EQ(next, 6u) << "the line without a colon took no index";
 }
 

@@ -7,7 +7,7 @@
 #include <QStatusBar>
 
 #include "core/support/buildinfo.h"
-#include "ui/devicepickersheet.h"
+#include "ui/connection/devicepickersheet.h"
 #include "uitestsupport.h"
 
 namespace vf::ui::test {
@@ -21,17 +21,17 @@ TEST_F(ControllerTest, StartUpWithoutDeviceStaysIdleAndQuiet) {
     start();
     EXPECT_EQ(adb->listings, 1);  // start-up lists the devices
     adb->list({});
-    EXPECT_EQ(app->window()->statusViewing()->text(), u"No Data       v(%1)"_s.arg(QLatin1String(build::kVersion)));
+    EXPECT_EQ(app->parts().status->viewingText(), u"No Data       v(%1)"_s.arg(QLatin1String(build::kVersion)));
     EXPECT_EQ(title(), u"Vellumfox"_s);
     EXPECT_EQ(button(), u"Run"_s);
-    EXPECT_EQ(app->currentAlert(), nullptr);
+    EXPECT_EQ(app->parts().connection->currentAlert(), nullptr);
     EXPECT_EQ(conversations->logReaders, 0);
 }
 
 TEST_F(ControllerTest, TwoDevicesOpenThePickerAndCancelLeavesIdle) {
     start();
     adb->list({device(u"A1"_s, u"Pixel"_s), device(u"B2"_s, std::nullopt, u"offline"_s)});
-    DevicePickerSheet* picker = app->devicePicker();
+    DevicePickerSheet* picker = app->parts().connection->devicePicker();
     ASSERT_NE(picker, nullptr);
     EXPECT_TRUE(picker->isVisible());
     EXPECT_EQ(picker->deviceButton()->count(), 2);
@@ -46,7 +46,7 @@ TEST_F(ControllerTest, TwoDevicesOpenThePickerAndCancelLeavesIdle) {
     picker->deviceButton()->setCurrentIndex(1);
     picker->startLogForDevice();
     ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"B2"_s; }));
-    EXPECT_EQ(app->lastDeviceConnectedId(), u"B2"_s);
+    EXPECT_EQ(app->parts().session->lastDeviceId(), u"B2"_s);
     EXPECT_EQ(button(), u"Stop"_s);
 }
 
@@ -63,43 +63,43 @@ TEST_F(ControllerTest, TitleAndButtonFollowTheRun) {
     conversations->endStream();
     ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"Pixel - A1 [PAUSED]"_s; }));
     EXPECT_EQ(button(), u"Stop"_s);
-    EXPECT_TRUE(app->reconnectTimer()->isActive());
-    app->onConnectButtonPressed();
+    EXPECT_TRUE(app->parts().session->reconnectTimer()->isActive());
+    app->parts().window->connectAction->trigger();
     EXPECT_EQ(title(), u"Pixel - A1 [OFFLINE]"_s);
     EXPECT_EQ(button(), u"Run"_s);
-    EXPECT_FALSE(app->autoReconnect());
+    EXPECT_FALSE(app->parts().session->autoReconnect());
 }
 
 TEST_F(ControllerTest, FailuresShowAlertsAndAdvice) {
     start();
     adb->list({device(u"X9"_s, std::nullopt, u"unauthorized"_s)});
-    ASSERT_NE(app->currentAlert(), nullptr);
-    EXPECT_EQ(app->currentAlert()->text(), u"Alert"_s);
-    EXPECT_EQ(app->currentAlert()->informativeText(), u"Device Not Authorized\n\nAllow USB debugging from device X9"_s);
-    EXPECT_EQ(app->currentAlert()->windowModality(), Qt::WindowModal);
+    ASSERT_NE(app->parts().connection->currentAlert(), nullptr);
+    EXPECT_EQ(app->parts().connection->currentAlert()->text(), u"Alert"_s);
+    EXPECT_EQ(app->parts().connection->currentAlert()->informativeText(), u"Device Not Authorized\n\nAllow USB debugging from device X9"_s);
+    EXPECT_EQ(app->parts().connection->currentAlert()->windowModality(), Qt::WindowModal);
     EXPECT_EQ(conversations->logReaders, 0);
     EXPECT_TRUE(events.contains(u"error-not-authorized"_s));
 
     DeviceRecord denied = device(u"P1"_s, std::nullopt, u"no permissions"_s);
     denied.usbVendorId = u"18d1"_s;
     adb->list({denied});
-    EXPECT_TRUE(app->currentAlert()->informativeText().contains(u"plugdev"_s));
-    EXPECT_TRUE(app->currentAlert()->informativeText().contains(u"18d1"_s));
+    EXPECT_TRUE(app->parts().connection->currentAlert()->informativeText().contains(u"plugdev"_s));
+    EXPECT_TRUE(app->parts().connection->currentAlert()->informativeText().contains(u"18d1"_s));
 
     // The device went away between the listing and the stream (adb 29 words it so).
     adb->list({device(u"G1"_s)});
     ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"G1"_s; }));
     conversations->refuse(u"device 'G1' not found"_s);
-    ASSERT_TRUE(vf::test::waitUntil([&] { return app->currentAlert()->informativeText().startsWith(u"No Android"_s); }));
-    app->stopLogging();
+    ASSERT_TRUE(vf::test::waitUntil([&] { return app->parts().connection->currentAlert()->informativeText().startsWith(u"No Android"_s); }));
+    app->parts().connection->stopLogging();
 
     adb->list({device(u"O1"_s, std::nullopt, u"offline"_s)});
-    EXPECT_TRUE(app->window()->statusBar()->currentMessage().contains(u"offline"_s));
-    app->stopLogging();
+    EXPECT_TRUE(app->parts().status->note().contains(u"offline"_s));
+    app->parts().connection->stopLogging();
 
-    app->startLogging();
+    app->parts().connection->startLogging();
     adb->lister->onDeviceListFailed(DeviceListFailure::NoDevice);  // no device, not reconnecting
-    EXPECT_TRUE(app->currentAlert()->informativeText().startsWith(u"No Android"_s));
+    EXPECT_TRUE(app->parts().connection->currentAlert()->informativeText().startsWith(u"No Android"_s));
 
     adb->lister->onDeviceListFailed(DeviceListFailure::AdbNotRunning);  // no server: try to start it
     ASSERT_TRUE(bool(adb->adbCompletion));
@@ -107,7 +107,7 @@ TEST_F(ControllerTest, FailuresShowAlertsAndAdvice) {
     EXPECT_TRUE(events.contains(u"error-adb-not-running"_s));
     adb->adbCompletion(false);
     EXPECT_EQ(title(), u"G1 [OFFLINE]"_s);  // the last device, not streaming
-    EXPECT_TRUE(app->currentAlert()->informativeText().startsWith(u"ADB not running"_s));
+    EXPECT_TRUE(app->parts().connection->currentAlert()->informativeText().startsWith(u"ADB not running"_s));
 }
 
 // A saved-log suffix in upper case still reads the property list.
@@ -123,14 +123,14 @@ TEST_F(ControllerTest, OpensFilesByLowerCasedSuffix) {
 <key>name</key><string>Tag</string><key>text</key><string>from the property list</string></dict>
 </array></dict></plist>)");
     file.close();
-    QSignalSpy opened(app.get(), &VellumfoxAppDelegate::fileOpened);
-    app->openFile(path);
+    QSignalSpy opened(app->parts().files.get(), &FileController::fileOpened);
+    app->parts().files->openFile(path);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 1; }));
     EXPECT_EQ(model()->index(0, 6).data().toString(), u"from the property list"_s);
     EXPECT_EQ(model()->index(0, 1).data().toString(), u"com.example"_s);
     EXPECT_EQ(title(), path);
-    EXPECT_FALSE(app->isDatasourceDevice());
-    EXPECT_FALSE(app->lastDeviceConnectedId().has_value());
+    EXPECT_FALSE(app->parts().connection->isDatasourceDevice());
+    EXPECT_FALSE(app->parts().session->lastDeviceId().has_value());
 
     const QString filters = dir.filePath(u"mine.FILTERS"_s);
     QFile filterFile(filters);
@@ -138,8 +138,8 @@ TEST_F(ControllerTest, OpensFilesByLowerCasedSuffix) {
     filterFile.write(R"(<?xml version="1.0" encoding="UTF-8"?>
 <plist version="1.0"><dict><key>Only Tag</key><string>name == 'Tag'</string></dict></plist>)");
     filterFile.close();
-    app->openFile(filters);
-    EXPECT_TRUE(app->sortedFilterKeys().contains(u"Only Tag"_s));
+    app->parts().files->openFile(filters);
+    EXPECT_TRUE(app->parts().filterList->sortedFilterKeys().contains(u"Only Tag"_s));
     EXPECT_EQ(title(), path);  // importing filters leaves the log alone
 }
 

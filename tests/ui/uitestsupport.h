@@ -1,6 +1,7 @@
 #pragma once
 // Shared set-up for the viewer's tests: the controller with its real window,
 // store and session, but a fake ADB side, and preferences in a temporary file.
+// Tests reach each part directly through parts().
 
 #include <gtest/gtest.h>
 
@@ -10,12 +11,20 @@
 
 #include "core/log/logrow.h"
 #include "core/support/preferences.h"
-#include "support/fixtures/wait.h"
 #include "support/fixtures/fakesession.h"
-#include "ui/logtablemodel.h"
-#include "ui/mainwindow.h"
-#include "ui/selectabletableview.h"
+#include "support/fixtures/wait.h"
+#include "ui/connection/connectioncontroller.h"
+#include "ui/files/filecontroller.h"
+#include "ui/filters/filterinforce.h"
+#include "ui/filters/filterlistcontroller.h"
+#include "ui/message/messageactions.h"
+#include "ui/table/logtablemodel.h"
+#include "ui/table/searchcontroller.h"
+#include "ui/table/tablefollower.h"
 #include "ui/vellumfoxappdelegate.h"
+#include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
+#include "ui/window/statusline.h"
 
 namespace vf::ui::test {
 
@@ -46,7 +55,7 @@ protected:
         options.recordEvent = [this](const QString& name) { events << name; };
         app = std::make_unique<VellumfoxAppDelegate>(options);
         app->applicationDidFinishLaunching();
-        app->window()->resize(1000, 600);
+        app->parts().window->resize(1000, 600);
     }
 
     // A row; `n` goes into idx, time and text so rows are told apart.
@@ -64,14 +73,14 @@ protected:
 
     // Puts `rows` into the store as a loaded file and waits for the table.
     void show(const RowList& rows) {
-        app->logDatasource()->setLogDataFromFile(rows);
+        app->parts().store->setLogDataFromFile(rows);
         ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == rows.size(); }));
     }
 
-    LogTableModel* model() const { return app->tableModel(); }
-    SelectableTableView* table() const { return app->window()->logTable(); }
-    QString title() const { return app->window()->windowTitle(); }
-    QString button() const { return app->window()->connectAction->text(); }
+    LogTableModel* model() const { return app->parts().model; }
+    SelectableTableView* table() const { return app->parts().window->logTable(); }
+    QString title() const { return app->parts().window->windowTitle(); }
+    QString button() const { return app->parts().window->connectAction->text(); }
 
     QTemporaryDir dir;
     RowArena arena;

@@ -5,7 +5,7 @@
 namespace vf::sim {
 
 Device::Device(const Options& options, QObject* parent)
-    : QObject(parent), options_(options), processes_(options.seed, options.extraApps), log_(options_, processes_, this) {}
+    : QObject(parent), options_(options), processes_(options.seed, options.extraApps, options.workProfile), log_(options_, processes_, this) {}
 
 bool Device::start(QString& error) {
     QList<ReplayLine> replay;

@@ -42,6 +42,34 @@ QList<ReplayLine> parseThreadtime(const QByteArray& text) {
     return lines;
 }
 
+QByteArray logcatLine(const LogEntry& entry, bool withUid) {
+    // "MM-dd HH:mm:ss.zzz " and then the pid; the uid goes between.
+    constexpr qsizetype kTimeColumns = 19;
+    if (!withUid) return entry.line;
+    return entry.line.left(kTimeColumns) + uidColumn(entry.uid) + ' ' + entry.line.mid(kTimeColumns);
+}
+
+QString startProcText(int sdk, int pid, const QString& process, int uid, const QString& hostingType,
+                      const QString& component) {
+    if (sdk < 21) {
+        const int sharedGid = 50000 + uid % 100000 - 10000;
+        return QStringLiteral("Start proc %1 for %2 %3: pid=%4 uid=%5 gids={%6, 3003}")
+            .arg(process, hostingType, component)
+            .arg(pid)
+            .arg(uid)
+            .arg(sharedGid);
+    }
+    QString hosting = component;
+    if (sdk >= 29) {
+        // ComponentName.toShortString(): the class in full, in braces.
+        const QString package = component.section(u'/', 0, 0);
+        QString cls = component.section(u'/', 1);
+        if (cls.startsWith(u'.')) cls.prepend(package);
+        hosting = u'{' + package + u'/' + cls + u'}';
+    }
+    return QStringLiteral("Start proc %1:%2/%3 for %4 %5").arg(pid).arg(process, formattedUid(uid), hostingType, hosting);
+}
+
 QByteArray formatThreadtime(const QDateTime& time, int pid, int tid, char level, const QString& tag,
                             const QString& message) {
     const QString stamp = time.toString(QStringLiteral("MM-dd HH:mm:ss.zzz"));
@@ -55,6 +83,7 @@ DeviceLog::DeviceLog(const Options& options, ProcessTable& processes, QObject* p
     timer_.setInterval(kTickMs);
     connect(&timer_, &QTimer::timeout, this, &DeviceLog::tick);
     connect(&churn_, &QTimer::timeout, this, &DeviceLog::restartApp);
+    connect(&flash_, &QTimer::timeout, this, &DeviceLog::runFlashApp);
 }
 
 void DeviceLog::start(QList<ReplayLine> replay) {
@@ -62,6 +91,7 @@ void DeviceLog::start(QList<ReplayLine> replay) {
     clock_.start();
     timer_.start();
     if (options_.churnSeconds > 0) churn_.start(options_.churnSeconds * 1000);
+    if (options_.flashSeconds > 0) flash_.start(options_.flashSeconds * 1000);
 }
 
 void DeviceLog::clear() {
@@ -88,10 +118,20 @@ void DeviceLog::tick() {
 }
 
 void DeviceLog::append(int slot, int tid, char level, const QString& tag, const QString& message) {
-    const int pid = processes_.slot(slot).pid;
-    entries_.push_back({level, tag, formatThreadtime(QDateTime::currentDateTime().addSecs(options_.clockOffsetSeconds), pid, tid, level, tag, message)});
+    const Process& process = processes_.slot(slot);
+    appendAs(process.pid, process.uid(), tid, level, tag, message);
+}
+
+void DeviceLog::appendAs(int pid, int uid, int tid, char level, const QString& tag, const QString& message) {
+    const QDateTime now = QDateTime::currentDateTime().addSecs(options_.clockOffsetSeconds);
+    entries_.push_back({level, tag, formatThreadtime(now, pid, tid, level, tag, message), uid});
     ++endSeq_;
     if (entries_.size() > kCapacity) entries_.pop_front();
+}
+
+void DeviceLog::appendActivityManager(const QString& message) {
+    const int server = processes_.systemServerSlot();
+    append(server, processes_.slot(server).pid + 31, 'I', QStringLiteral("ActivityManager"), message);
 }
 
 int DeviceLog::slotForReplayPid(const ReplayLine& line) {
@@ -133,6 +173,15 @@ void DeviceLog::replayOne() {
                             QString::number(processes_.slot(*mapped).pid));
         }
     }
+    // Devices before Android 5 wrote start lines in their own form.
+    static const QRegularExpression newStart(QStringLiteral("^Start proc (\\d+):([^/\\s]+)/\\S+ for (\\S+) ?(.*)$"));
+    const auto start = options_.sdk < 21 ? newStart.match(message) : QRegularExpressionMatch();
+    if (start.hasMatch()) {
+        const int started = processes_.slotNamed(start.captured(2), false);
+        const int uid = started >= 0 ? processes_.slot(started).uid() : 10000;
+        message = startProcText(options_.sdk, start.captured(1).toInt(), start.captured(2), uid, start.captured(3),
+                                start.captured(4));
+    }
     append(slot, mappedTid(slot, line), line.level, line.tag, message);
 }
 
@@ -171,13 +220,48 @@ void DeviceLog::restartApp() {
     const auto restart = processes_.restartRandomApp();
     if (!restart) return;
     const Process& app = processes_.slot(restart->slot);
-    const int server = processes_.systemServerSlot();
-    const int serverTid = processes_.slot(server).pid + 31;
-    append(server, serverTid, 'I', QStringLiteral("ActivityManager"),
-           QStringLiteral("Process %1 (pid %2) has died").arg(app.name).arg(restart->oldPid));
-    append(server, serverTid, 'I', QStringLiteral("ActivityManager"),
-           QStringLiteral("Start proc %1:%2/%3 for service %2").arg(app.pid).arg(app.name, app.user));
+    appendActivityManager(QStringLiteral("Process %1 (pid %2) has died").arg(app.name).arg(restart->oldPid));
+    const QString component = app.name.section(u':', 0, 0) + QStringLiteral("/.MainService");
+    appendActivityManager(startProcText(options_.sdk, app.pid, app.name, app.uid(), QStringLiteral("service"), component));
     Q_EMIT appended();
+}
+
+// An app that starts, writes a few lines and crashes within 300 ms, as a
+// developer's app does on a bad build: its pid is never in "ps".
+void DeviceLog::runFlashApp() {
+    const FlashApp app = flashApp(flashRuns_);
+    const quint64 run = flashRuns_++;
+    const int pid = options_.reusePids && lastFlashPid_ != 0 ? lastFlashPid_ : processes_.freshPid();
+    lastFlashPid_ = pid;
+    const int sdk = options_.sdk;
+    appendActivityManager(startProcText(sdk, pid, app.package, app.uid, sdk >= 29 ? QStringLiteral("pre-top-activity")
+                                                                                  : QStringLiteral("activity"),
+                                        app.package + QStringLiteral("/.MainActivity")));
+    Q_EMIT appended();
+    const auto later = [this](int ms, auto write) {
+        QTimer::singleShot(ms, this, [this, write] {
+            write();
+            Q_EMIT appended();
+        });
+    };
+    later(40, [=, this] { appendAs(pid, app.uid, pid, 'D', QStringLiteral("Flash"), QStringLiteral("onCreate run %1").arg(run)); });
+    later(80, [=, this] {
+        appendAs(pid, app.uid, pid + 1, 'I', QStringLiteral("Flash"), QStringLiteral("loading settings for run %1").arg(run));
+    });
+    later(150, [=, this] {
+        const QString tag = QStringLiteral("AndroidRuntime");
+        appendAs(pid, app.uid, pid, 'E', tag, QStringLiteral("FATAL EXCEPTION: main"));
+        appendAs(pid, app.uid, pid, 'E', tag, QStringLiteral("Process: %1, PID: %2").arg(app.package).arg(pid));
+        appendAs(pid, app.uid, pid, 'E', tag, QStringLiteral("java.lang.IllegalStateException: flash run %1").arg(run));
+        appendAs(pid, app.uid, pid, 'E', tag, QStringLiteral("\tat %1.MainActivity.onCreate(MainActivity.java:42)").arg(app.package));
+        appendAs(pid, app.uid, pid, 'E', tag, QStringLiteral("\tat android.app.Activity.performCreate(Activity.java:8000)"));
+    });
+    later(250, [=, this] {
+        appendActivityManager(QStringLiteral("Process %1 (pid %2) has died%3")
+                                  .arg(app.package)
+                                  .arg(pid)
+                                  .arg(sdk >= 24 ? QStringLiteral(": fg  TOP") : QStringLiteral(".")));
+    });
 }
 
 }  // namespace vf::sim

@@ -23,7 +23,20 @@ struct LogEntry {
     char level = 'I';
     QString tag;
     QByteArray line;  // threadtime text with its LF
+    int uid = 0;      // of the process that wrote it
 };
+
+// The entry as "logcat -v threadtime" prints it, with the uid column after
+// the time when `withUid` ("-v uid").
+QByteArray logcatLine(const LogEntry& entry, bool withUid);
+
+// ActivityManager's start line as the device's Android version writes it:
+// "Start proc PID:NAME/u0a190 for TYPE {PKG/PKG.Main}" (Android 10 and
+// later), "... for TYPE PKG/.Main" (5-9), "Start proc NAME for TYPE
+// PKG/.Main: pid=PID uid=UID gids={...}" (before 5). `component` is the
+// short form ("PKG/.Main").
+QString startProcText(int sdk, int pid, const QString& process, int uid, const QString& hostingType,
+                      const QString& component);
 
 // One line of a threadtime file, before it is given a time and a process.
 struct ReplayLine {
@@ -65,7 +78,11 @@ private:
     void replayOne();
     void generateOne();
     void restartApp();
+    void runFlashApp();
     void append(int slot, int tid, char level, const QString& tag, const QString& message);
+    void appendAs(int pid, int uid, int tid, char level, const QString& tag, const QString& message);
+    // A line of system_server's ActivityManager.
+    void appendActivityManager(const QString& message);
     int slotForReplayPid(const ReplayLine& line);
     int mappedTid(int slot, const ReplayLine& line) const;
 
@@ -78,6 +95,9 @@ private:
     quint64 endSeq_ = 0;
     QTimer timer_;
     QTimer churn_;
+    QTimer flash_;
+    quint64 flashRuns_ = 0;
+    int lastFlashPid_ = 0;
     QElapsedTimer clock_;
     qint64 written_ = 0;      // lines written in the current phase
     qint64 phaseStartMs_ = 0;

@@ -57,6 +57,8 @@ Value applyValue(const QString& name, const QString& value, Options& options, Gi
         if (!toRate(value, options.idleRate)) return Value::Bad;
     } else if (name == u"--churn") {
         if (!toInt(value, options.churnSeconds, 0)) return Value::Bad;
+    } else if (name == u"--flash-app") {
+        if (!toInt(value, options.flashSeconds, 0)) return Value::Bad;
     } else if (name == u"--ps") {
         if (value != u"toybox" && value != u"toolbox") return Value::Bad;
         options.toolboxPs = value == u"toolbox";
@@ -95,6 +97,8 @@ bool applyFlag(const QString& name, Options& options) {
     else if (name == u"--no-build-prop-model") options.buildPropModel = false;
     else if (name == u"--trace-services") options.traceServices = true;
     else if (name == u"--exit-with-parent") options.exitWithParent = true;
+    else if (name == u"--reuse-pids") options.reusePids = true;
+    else if (name == u"--work-profile") options.workProfile = true;
     else return false;
     return true;
 }
@@ -112,6 +116,10 @@ QString usage() {
         "  --rate N              replayed lines per second (default 50)\n"
         "  --idle-rate N         generated lines per second after the replay (default 5)\n"
         "  --churn SECONDS       an app dies and restarts this often (default 20, 0: never)\n"
+        "  --flash-app SECONDS   this often an app starts, logs and crashes within 300 ms under a\n"
+        "                        pid \"ps\" never lists (default 0: never)\n"
+        "  --reuse-pids          each such app takes the pid of the one before (two apps in turn)\n"
+        "  --work-profile        an app in user 10 (com.example.work) that logs\n"
         "  --record FILE         append every input command to FILE\n"
         "  --ps toybox|toolbox   toybox (default): plain \"ps\" lists only the shell's own, \"ps -A\" all;\n"
         "                        toolbox: plain \"ps\" lists all, \"ps -A\" nothing\n"

@@ -17,6 +17,9 @@ struct Options {
     double rate = 50;      // replayed lines per second
     double idleRate = 5;   // generated lines per second once the replay is over
     int churnSeconds = 20; // an app dies and restarts this often; 0 = never
+    int flashSeconds = 0;  // an app starts, logs and crashes within 300 ms this often; 0 = never
+    bool reusePids = false;    // each such app takes the pid of the one before
+    bool workProfile = false;  // an app in user 10
     QString logFile;       // threadtime lines to replay
     QString recordFile;    // input commands are appended here
     bool toolboxPs = false;

@@ -1,5 +1,9 @@
 #include "processes.h"
 
+#include <QRegularExpression>
+#include <algorithm>
+#include <tuple>
+
 namespace vf::sim {
 
 namespace {
@@ -19,10 +23,70 @@ Process fixed(const char* user, int pid, int ppid, quint64 vsz, quint64 rss, con
 }
 
 constexpr int kZygotePid = 611;
+constexpr int kUidsPerUser = 100000;
+constexpr int kFirstAppId = 10000;
+constexpr int kFirstIsolatedId = 99000;
+constexpr int kWorkUser = 10;
+
+const QList<QPair<QString, int>>& systemUsers() {
+    static const QList<QPair<QString, int>> users{{QStringLiteral("root"), 0},     {QStringLiteral("system"), 1000},
+                                                  {QStringLiteral("radio"), 1001}, {QStringLiteral("logd"), 1036},
+                                                  {QStringLiteral("shell"), 2000}};
+    return users;
+}
+
+// The system's packages (installed for every user), and one that shares
+// its uid with an app (a shared user id).
+const QList<QPair<QString, int>>& otherPackages() {
+    static const QList<QPair<QString, int>> packages{{QStringLiteral("android"), 1000},
+                                                     {QStringLiteral("com.android.settings"), 1000},
+                                                     {QStringLiteral("com.android.phone"), 1001},
+                                                     {QStringLiteral("com.android.systemui"), 10052},
+                                                     {QStringLiteral("org.example.fieldnotes.widget"), 10121}};
+    return packages;
+}
 
 }  // namespace
 
-ProcessTable::ProcessTable(quint32 seed, int extraApps) : random_(seed) {
+FlashApp flashApp(quint64 run) {
+    return run % 2 == 0 ? FlashApp{QStringLiteral("com.example.flash"), 10190}
+                        : FlashApp{QStringLiteral("com.example.flash2"), 10191};
+}
+
+int uidOfUser(const QString& user) {
+    for (const auto& [name, uid] : systemUsers())
+        if (name == user) return uid;
+    static const QRegularExpression appUser(QStringLiteral("^u(\\d+)_a(\\d+)$"));
+    const auto match = appUser.match(user);
+    if (!match.hasMatch()) return -1;
+    return match.captured(1).toInt() * kUidsPerUser + kFirstAppId + match.captured(2).toInt();
+}
+
+QString userOfUid(int uid) {
+    const int user = uid / kUidsPerUser, appId = uid % kUidsPerUser;
+    if (appId >= kFirstAppId) return QStringLiteral("u%1_a%2").arg(user).arg(appId - kFirstAppId);
+    for (const auto& [name, id] : systemUsers())
+        if (id == appId) return user == 0 ? name : QStringLiteral("u%1_%2").arg(user).arg(name);
+    return QString::number(uid);
+}
+
+QString formattedUid(int uid) {
+    if (uid < kFirstAppId) return QString::number(uid);
+    const int user = uid / kUidsPerUser, appId = uid % kUidsPerUser;
+    if (appId >= kFirstIsolatedId) return QStringLiteral("u%1i%2").arg(user).arg(appId - kFirstIsolatedId);
+    if (appId >= kFirstAppId) return QStringLiteral("u%1a%2").arg(user).arg(appId - kFirstAppId);
+    return QStringLiteral("u%1s%2").arg(user).arg(appId);
+}
+
+QByteArray uidColumn(int uid) {
+    const QString name = userOfUid(uid);
+    if (name.size() <= 5 && uidOfUser(name) == uid) return QString::asprintf("%5s", qUtf8Printable(name)).toUtf8();
+    return QString::asprintf("%5d", uid).toUtf8();
+}
+
+int Process::uid() const { return uidOfUser(user); }
+
+ProcessTable::ProcessTable(quint32 seed, int extraApps, bool workProfile) : random_(seed) {
     slots_ = {
         fixed("root", 1, 0, 10904, 2100, "SyS_epoll_wait", "init", false),
         fixed("root", 2, 0, 0, 0, "kthreadd", "kthreadd", false),
@@ -43,6 +107,7 @@ ProcessTable::ProcessTable(quint32 seed, int extraApps) : random_(seed) {
     startApp(QStringLiteral("org.example.fieldnotes:sync"), QStringLiteral("u0_a121"));
     startApp(QStringLiteral("net.example.weatherly"), QStringLiteral("u0_a133"));
     for (int i = 0; i < extraApps; ++i) startApp(QStringLiteral("com.example.bench%1").arg(i, 2, 10, QLatin1Char('0')), {});
+    if (workProfile) startApp(QStringLiteral("com.example.work"), userOfUid(kWorkUser * kUidsPerUser + 10150));
 }
 
 int ProcessTable::startApp(const QString& name, const QString& user) {
@@ -89,6 +154,38 @@ std::optional<ProcessTable::Restart> ProcessTable::restartRandomApp() {
     const Restart restart{index, slots_[index].pid};
     slots_[index].pid = allocatePid();
     return restart;
+}
+
+QByteArray ProcessTable::packageListing(const QStringList& args) const {
+    const bool withUid = args.contains(QStringLiteral("-U"));
+    const qsizetype userAt = args.indexOf(QStringLiteral("--user"));
+    const QString userArg = userAt >= 0 ? args.value(userAt + 1) : QStringLiteral("0");
+    // Packages and the user they are installed for (-1: every user).
+    QList<std::tuple<QString, int, int>> installed;
+    for (const auto& [package, uid] : otherPackages()) installed.append({package, uid, -1});
+    for (quint64 run = 0; run < 2; ++run) installed.append({flashApp(run).package, flashApp(run).uid, 0});
+    for (const Process& p : slots_) {
+        const int uid = p.uid();
+        const QString package = p.name.section(u':', 0, 0);
+        const bool known = std::any_of(installed.cbegin(), installed.cend(),
+                                       [&](const auto& entry) { return std::get<0>(entry) == package; });
+        if (p.app && !known) installed.append({package, uid % kUidsPerUser, uid / kUidsPerUser});
+    }
+    const bool work = std::any_of(installed.cbegin(), installed.cend(),
+                                  [](const auto& entry) { return std::get<2>(entry) == kWorkUser; });
+    QList<int> users;
+    if (userArg == u"all") users = work ? QList<int>{0, kWorkUser} : QList<int>{0};
+    else users = {userArg.toInt()};
+    QByteArray out;
+    for (const int user : users) {
+        for (const auto& [package, appId, onlyUser] : installed) {
+            if (onlyUser >= 0 && onlyUser != user) continue;
+            out += "package:" + package.toUtf8();
+            if (withUid) out += " uid:" + QByteArray::number(user * kUidsPerUser + appId % kUidsPerUser);
+            out += '\n';
+        }
+    }
+    return out;
 }
 
 int ProcessTable::adbdPid() const {

@@ -12,7 +12,7 @@
 namespace vf::sim {
 
 struct Process {
-    QString user;
+    QString user;  // "u0_a121", "system", ...
     int pid = 0;
     int ppid = 0;
     quint64 vsz = 0;
@@ -22,12 +22,34 @@ struct Process {
     QString name;
     bool app = false;    // an application (may die and restart)
     bool chatty = true;  // writes log lines of its own
+
+    int uid() const;
 };
+
+// The apps that start, log and crash within moments (--flash-app), in turn:
+// installed, never listed by "ps".
+struct FlashApp {
+    QString package;
+    int uid = 0;
+};
+FlashApp flashApp(quint64 run);
+
+// The uid of a user name as the C library names users: "root", "system",
+// "shell" ..., "u10_a150" (user 10, app 10150). -1 for a name it does not know.
+int uidOfUser(const QString& user);
+// "u10_a150" for the uid 1010150; system users by name.
+QString userOfUid(int uid);
+// The uid as the system formats it in start lines: "u0a121", "1000".
+QString formattedUid(int uid);
+// The uid column of "logcat -v uid": the user's name when it has at most
+// five characters, else the number, right-aligned in five.
+QByteArray uidColumn(int uid);
 
 class ProcessTable final {
 public:
-    // `extraApps` more apps (com.example.benchNN) beside the usual ones.
-    explicit ProcessTable(quint32 seed, int extraApps = 0);
+    // `extraApps` more apps (com.example.benchNN) beside the usual ones;
+    // `workProfile`: an app in user 10 besides.
+    explicit ProcessTable(quint32 seed, int extraApps = 0, bool workProfile = false);
 
     int slotCount() const { return int(slots_.size()); }
     const Process& slot(int index) const { return slots_.at(index); }
@@ -55,6 +77,14 @@ public:
     // and takes a word that is not one of its options as a name to look for
     // (so "ps -A" lists nothing).
     QByteArray psOutput(const QStringList& args, bool toolbox);
+
+    // The package manager's "list packages" with `args` ("-U", "--user
+    // all" or "--user N"): the packages of every app and a few of the
+    // system's, one of them sharing its uid with another.
+    QByteArray packageListing(const QStringList& args) const;
+
+    // A pid no process has, for a process that never shows in "ps".
+    int freshPid() { return allocatePid(); }
 
     int systemServerSlot() const { return systemServer_; }
     int adbdPid() const;

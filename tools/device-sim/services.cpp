@@ -17,8 +17,8 @@ constexpr qsizetype kLogcatBacklog = 64 * 1024;  // queued bytes before logcat w
 
 class LogcatService final : public QObject {
 public:
-    LogcatService(Stream* stream, DeviceLog& log, const QString& tags)
-        : QObject(stream), stream_(stream), log_(log), filter_(tags), next_(log.firstSeq()) {
+    LogcatService(Stream* stream, DeviceLog& log, const QString& tags, bool withUid)
+        : QObject(stream), stream_(stream), log_(log), filter_(tags), withUid_(withUid), next_(log.firstSeq()) {
         connect(&log_, &DeviceLog::appended, this, &LogcatService::pull);
         connect(stream_, &Stream::drained, this, &LogcatService::pull);
         stream_->write("--------- beginning of main\n");
@@ -31,7 +31,7 @@ private:
         QByteArray out;
         while (next_ < log_.endSeq() && stream_->pendingBytes() + out.size() < kLogcatBacklog) {
             const LogEntry& entry = log_.at(next_++);
-            if (filter_.allows(entry.tag, entry.level)) out += entry.line;
+            if (filter_.allows(entry.tag, entry.level)) out += logcatLine(entry, withUid_);
         }
         stream_->write(out);
     }
@@ -39,11 +39,30 @@ private:
     Stream* stream_;
     DeviceLog& log_;
     LogTagFilter filter_;
+    bool withUid_;
     quint64 next_;
 };
 
+// The formats asked for with -v ("-v threadtime -v uid", "-v threadtime,uid").
+QStringList logcatFormats(const QStringList& argv) {
+    QStringList formats;
+    for (qsizetype i = 1; i + 1 < argv.size(); ++i)
+        if (argv.at(i) == u"-v") formats += argv.at(i + 1).split(u',');
+    return formats;
+}
+
 QByteArray runLogcatOnce(Device& device, const QStringList& argv, const QString& tags, bool& streaming) {
     streaming = false;
+    const bool withUid = logcatFormats(argv).contains(QStringLiteral("uid"));
+    // Before Android 7 logcat knew no uid format: it says so, prints its usage and exits.
+    if (withUid && device.options().sdk < 24) {
+        return "Invalid parameter uid to -v\n"
+               "Usage: logcat [options] [filterspecs]\n"
+               "options include:\n"
+               "  -v <format>     Sets the log print format, where <format> is:\n\n"
+               "                  brief color long printable process raw tag thread\n"
+               "                  threadtime time usec\n";
+    }
     if (argv.contains(QStringLiteral("-c"))) {
         device.log().clear();
         return {};
@@ -53,7 +72,7 @@ QByteArray runLogcatOnce(Device& device, const QStringList& argv, const QString&
         QByteArray out = "--------- beginning of main\n";
         for (quint64 s = device.log().firstSeq(); s < device.log().endSeq(); ++s) {
             const LogEntry& entry = device.log().at(s);
-            if (filter.allows(entry.tag, entry.level)) out += entry.line;
+            if (filter.allows(entry.tag, entry.level)) out += logcatLine(entry, withUid);
         }
         return out;
     }
@@ -73,6 +92,20 @@ QString logcatTags(const ShellLine& line) {
         rules.append(word);
     }
     return rules.isEmpty() ? line.environment.value(QStringLiteral("ANDROID_LOG_TAGS")) : rules.join(u' ');
+}
+
+// "cmd package list packages [-U] [--user U]" and "pm list packages ...":
+// Android 7 brought "cmd" and the uids of "-U"; older devices know neither.
+QByteArray packageManager(Device& device, const QStringList& argv) {
+    const bool viaCmd = argv.value(0) == u"cmd";
+    const QStringList args = argv.mid(viaCmd ? 2 : 1);
+    const bool modern = device.options().sdk >= 24;
+    if (viaCmd && !modern) return "/system/bin/sh: cmd: not found\n";
+    if (viaCmd && argv.value(1) != u"package") return "Can't find service: " + argv.value(1).toUtf8() + '\n';
+    if (args.value(0) != u"list" || args.value(1) != u"packages") return "Error: unknown command\n";
+    if (!modern && args.contains(QStringLiteral("-U")))
+        return "Error: Unknown option: -U\nusage: pm list packages [-f] [-d] [-e] [-s] [-3] [-i] [-u] [--user USER_ID] [FILTER]\n";
+    return device.processes().packageListing(args.mid(2));
 }
 
 // A phone takes a while to grab and compress its screen: the PNG goes out
@@ -110,9 +143,11 @@ bool runCommand(const ShellLine& line, const QString& command, Stream* stream, D
         const QString tags = logcatTags(line);
         out = runLogcatOnce(device, line.argv, tags, streaming);
         if (streaming) {
-            new LogcatService(stream, device.log(), tags);
+            new LogcatService(stream, device.log(), tags, logcatFormats(line.argv).contains(QStringLiteral("uid")));
             return true;
         }
+    } else if (program == u"cmd" || program == u"pm") {
+        out = packageManager(device, line.argv);
     } else if (program == u"screencap") {
         if (line.argv.contains(QStringLiteral("-p"))) {
             runScreencap(stream, device);

@@ -10,20 +10,24 @@
 
 namespace vf {
 
+// `uid` is the log's uid column ("-v uid"), as the device printed it: a
+// number such as 10152 or a short user name such as shell or u0_a5; empty
+// when the log has no such column.
 enum class RowKey : uint8_t {
-    Idx, Time, App, Pid, Tid, Type, Name, Text,
+    Idx, Time, App, Pid, Tid, Type, Name, Text, Uid,
     Package,  // computed, after every stored key: see kPackageKeyName
 };
 
-// The keys a row stores, Idx .. Text.
-inline constexpr int kRowKeyCount = 8;
+// The keys a row stores, Idx .. Uid.
+inline constexpr int kRowKeyCount = 9;
 
 // The row keys, spelled exactly, in their fixed order.
 inline constexpr std::array<std::string_view, kRowKeyCount> kRowKeyNames{
-    "idx", "time", "app", "pid", "tid", "type", "name", "text"};
+    "idx", "time", "app", "pid", "tid", "type", "name", "text", "uid"};
 
 // A key the filter language reads but rows do not store: the app column up
-// to its first ':' ("com.example:remote" is package "com.example").
+// to its first ':' ("com.example:remote" is package "com.example"), without
+// a user ("com.example@10" is package "com.example"; see packageOf()).
 inline constexpr std::string_view kPackageKeyName = "package";
 
 inline constexpr std::string_view rowKeyName(RowKey key) {
@@ -37,8 +41,17 @@ inline std::optional<RowKey> rowKeyFromName(std::string_view name) {
     return std::nullopt;
 }
 
-// The package of an app column.
-inline constexpr std::string_view packageOf(std::string_view app) { return app.substr(0, app.find(':')); }
+// The package of an app column: up to its first ':', and without the
+// "@user" an app in another user shows with ("com.example:remote@10" is
+// package com.example).
+inline constexpr std::string_view packageOf(std::string_view app) {
+    app = app.substr(0, app.find(':'));
+    const size_t at = app.rfind('@');
+    if (at == std::string_view::npos || at + 1 == app.size()) return app;
+    for (const char c : app.substr(at + 1))
+        if (c < '0' || c > '9') return app;
+    return app.substr(0, at);
+}
 
 // Room for a number written as text (the row's idx).
 using FieldScratch = std::array<char, 24>;

@@ -4,6 +4,8 @@
 #include <array>
 #include <optional>
 
+#include "core/log/processlines.h"
+
 using namespace std::string_view_literals;
 
 namespace vf {
@@ -114,6 +116,13 @@ CrashKind kindOf(Form form) {
     return CrashKind::Java;
 }
 
+// The name a block gives its crash, or the app column of the row that gave
+// it when that is the same process shown in its user ("com.example@10").
+void nameCrash(CrashRecord& crash, std::string_view name, std::string_view rowApp) {
+    const size_t user = rowApp.rfind('@');
+    crash.app = user != std::string_view::npos && rowApp.substr(0, user) == name ? rowApp : name;
+}
+
 // What the first line tells of a crash; true when it names the process that died.
 bool describeStart(Form form, std::string_view text, CrashRecord& crash) {
     switch (form) {
@@ -165,7 +174,7 @@ struct CrashDetector::Block {
     bool titled = false;        // the block's own title line was seen
     bool named = false;         // the block named the process that died
     // A bare exception before its first "at" line.
-    std::vector<uint64_t> pendingRows;
+    std::vector<RowIdx> pendingRows;
     std::string pendingTime, pendingTitle, pendingApp;
 };
 
@@ -184,6 +193,9 @@ CrashDetector::~CrashDetector() = default;
 
 void CrashDetector::feed(const Row& row) {
     ++fed_;
+    const std::string_view type = row.type();
+    const char level = type.empty() ? '\0' : type.front();
+    if (level == 'I' && !open_.empty()) endBlocksOfDeadProcess(row);
     const auto lineOf = [&row] {
         return Line{row, trimmed(row.name()), trimmed(row.text()), row.type().empty() ? '\0' : row.type().front()};
     };
@@ -209,8 +221,6 @@ void CrashDetector::feed(const Row& row) {
     // the length of its text) without reading its line, which costs a cache
     // miss per row over a large file. Every start line begins with 'F', '*' or
     // 'A', except the bare exception (AndroidRuntime).
-    const std::string_view type = row.type();
-    const char level = type.empty() ? '\0' : type.front();
     if (level == 'V' || level == 'D' || level == 'W') return;
     // Older devices write the native dump at level I; its first line is the
     // fixed "*** *** ***" row of sixteen triples.
@@ -221,6 +231,23 @@ void CrashDetector::feed(const Row& row) {
     if (level == 'I' && first != '*') return;
     if (first != 'F' && first != '*' && first != 'A' && !row.name().starts_with("AndroidRuntime"sv)) return;
     startBlock(lineOf());
+}
+
+// ActivityManager's "Process NAME (pid N) has died" (level I): the blocks
+// written by or about that process are complete.
+void CrashDetector::endBlocksOfDeadProcess(const Row& row) {
+    // The tag's length first ("ActivityManager", with the long layout's
+    // trailing blank): the row holds it without reading its line.
+    const size_t tagLength = row.name().size();
+    if (tagLength != 15 && tagLength != 16) return;
+    const auto event = processEventOf(row.name(), row.text());
+    if (!event || event->kind != ProcessEvent::Kind::Died) return;
+    const std::string pid = std::to_string(event->pid);
+    std::erase_if(open_, [&](const auto& block) {
+        if (block->pid == pid) return true;
+        const CrashRecord* crash = block->crashId != 0 ? crashById(block->crashId) : nullptr;
+        return crash != nullptr && crash->pid == pid;
+    });
 }
 
 void CrashDetector::closeStaleBlocks() {
@@ -268,6 +295,7 @@ bool CrashDetector::startBlock(const Line& line) {
         CrashRecord* crash = addCrash(kindOf(*form), line);
         block->crashId = crash->id;
         block->named = describeStart(*form, line.text, *crash);
+        if (block->named) nameCrash(*crash, std::string(crash->app), line.row.app());
     }
     open_.push_back(std::move(block));
     return true;
@@ -293,7 +321,7 @@ CrashRecord* CrashDetector::crashById(uint64_t id) {
     return it != crashes_.end() && it->id == id ? &*it : nullptr;
 }
 
-void CrashDetector::addRow(CrashRecord& crash, uint64_t idx) {
+void CrashDetector::addRow(CrashRecord& crash, RowIdx idx) {
     if (crash.rows.size() < kMaxRowsPerCrash) crash.rows.push_back(idx);
     else ++crash.droppedRows;
     ++revision_;
@@ -344,9 +372,9 @@ bool CrashDetector::continueJava(Block& block, CrashRecord& crash, const Line& l
         // "Process: com.example.app, PID: 1234"
         const std::string_view rest = text.substr(9);
         const size_t comma = rest.find(',');
-        crash.app = trimmed(rest.substr(0, comma));
         const std::string_view pid = numberAfter(rest, "PID: "sv);
         if (!pid.empty()) crash.pid = pid;
+        nameCrash(crash, trimmed(rest.substr(0, comma)), line.row.app());
         block.named = true;
     } else if (!block.named && text.starts_with("PID: "sv)) {
         const std::string_view pid = numberAfter(text, "PID: "sv);
@@ -368,7 +396,7 @@ bool CrashDetector::continueNative(Block& block, CrashRecord& crash, const Line&
         const std::string_view pid = leadingNumber(text.substr(5));
         if (!pid.empty()) crash.pid = pid;
         const std::string_view app = between(text, ">>> "sv, " <<<"sv);
-        if (!app.empty()) crash.app = app;
+        if (!app.empty()) nameCrash(crash, app, line.row.app());
         block.named = true;
         absorbIntoSignal(block, crash);
     } else if (!block.titled && text.starts_with("signal "sv) && text.find("(SIG"sv) != std::string_view::npos) {
@@ -386,7 +414,7 @@ void CrashDetector::absorbIntoSignal(Block& block, CrashRecord& dump) {
         CrashRecord& signal = crashes_[n - back];
         if (signal.kind != CrashKind::Native || signal.pid != dump.pid || signal.title.rfind("Fatal signal ", 0) != 0)
             continue;
-        std::vector<uint64_t> rows;
+        std::vector<RowIdx> rows;
         rows.reserve(signal.rows.size() + dump.rows.size());
         std::merge(signal.rows.begin(), signal.rows.end(), dump.rows.begin(), dump.rows.end(), std::back_inserter(rows));
         const size_t keep = std::min(rows.size(), kMaxRowsPerCrash);
@@ -421,7 +449,7 @@ namespace {
 
 class RowsPredicate final : public Predicate {
 public:
-    explicit RowsPredicate(std::vector<uint64_t> rows) : rows_(std::move(rows)) {
+    explicit RowsPredicate(std::vector<RowIdx> rows) : rows_(std::move(rows)) {
         std::sort(rows_.begin(), rows_.end());
         rows_.erase(std::unique(rows_.begin(), rows_.end()), rows_.end());
     }
@@ -434,25 +462,25 @@ public:
             if (!isDigit(c)) return false;
             value = value * 10 + uint64_t(c - '0');
         }
-        return !idx.empty() && std::binary_search(rows_.begin(), rows_.end(), value);
+        return !idx.empty() && std::binary_search(rows_.begin(), rows_.end(), RowIdx(value));
     }
 
     QString format() const override {
         if (rows_.empty()) return QStringLiteral("idx == ''");
         QString text;
-        for (const uint64_t idx : rows_) {
+        for (const RowIdx idx : rows_) {
             if (!text.isEmpty()) text += QStringLiteral(" OR ");
-            text += QStringLiteral("idx == '%1'").arg(idx);
+            text += QStringLiteral("idx == '%1'").arg(idx.value());
         }
         return text;
     }
 
 private:
-    std::vector<uint64_t> rows_;
+    std::vector<RowIdx> rows_;
 };
 
 }  // namespace
 
-PredicatePtr rowsPredicate(std::vector<uint64_t> rows) { return std::make_shared<RowsPredicate>(std::move(rows)); }
+PredicatePtr rowsPredicate(std::vector<RowIdx> rows) { return std::make_shared<RowsPredicate>(std::move(rows)); }
 
 }  // namespace vf

@@ -25,6 +25,15 @@
 // soon as its first row is recognised and grows as rows come, so a block
 // cut off by the end of the log is still listed with what it has.
 //
+// ActivityManager's "Process NAME (pid N) has died" ends the open blocks of
+// that pid at once: the crash is complete when its process is gone.
+//
+// A crash's app is the process its block names ("Process:", ">>> PROC <<<",
+// libc's line, the ANR's package), else the app column of its first row,
+// which the store fills from start lines, the uid and the process table; a
+// block's name takes the row's "@user" when the row shows the same process
+// in another user ("com.example@10").
+//
 // A start line is taken under its usual tag or at level E/F/A: the store
 // may later overwrite the tag of a pid it did not know with the process name.
 // Start lines are looked for at levels E, F and A, at level I only for the
@@ -62,11 +71,11 @@ struct CrashRecord {
     std::string pid;    // pid of the process that died, else the reporter's pid
     std::string time;   // time of the first row
     std::string title;  // the exception, the signal or the ANR reason
-    std::vector<uint64_t> rows;  // idx of each row kept, ascending
+    std::vector<RowIdx> rows;  // each row kept, ascending
     size_t droppedRows = 0;      // rows beyond kMaxRowsPerCrash, not kept
 
-    uint64_t firstIdx() const { return rows.empty() ? 0 : rows.front(); }
-    uint64_t lastIdx() const { return rows.empty() ? 0 : rows.back(); }
+    RowIdx firstIdx() const { return rows.empty() ? RowIdx() : rows.front(); }
+    RowIdx lastIdx() const { return rows.empty() ? RowIdx() : rows.back(); }
 };
 
 class CrashDetector final {
@@ -108,12 +117,13 @@ private:
     void closeBlock(Block* block);
     CrashRecord* addCrash(CrashKind kind, const Line& line);
     CrashRecord* crashById(uint64_t id);
-    void addRow(CrashRecord& crash, uint64_t idx);
+    void addRow(CrashRecord& crash, RowIdx idx);
     bool continueJava(Block& block, CrashRecord& crash, const Line& line);
     bool continueNative(Block& block, CrashRecord& crash, const Line& line);
     bool continueAnr(CrashRecord& crash, const Line& line);
     bool continuePending(Block& block, const Line& line);
     void absorbIntoSignal(Block& block, CrashRecord& crash);
+    void endBlocksOfDeadProcess(const Row& row);
 
     std::vector<std::unique_ptr<Block>> open_;
     std::deque<CrashRecord> crashes_;
@@ -125,6 +135,6 @@ private:
 
 // A filter that passes exactly the rows whose idx is in `rows` (any order).
 // Its text is the equivalent "idx == 'N' OR ..." expression. Any thread.
-PredicatePtr rowsPredicate(std::vector<uint64_t> rows);
+PredicatePtr rowsPredicate(std::vector<RowIdx> rows);
 
 }  // namespace vf

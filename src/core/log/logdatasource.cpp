@@ -51,7 +51,7 @@ void LogDatasource::setDelegate(LogDatasourceDelegate* delegate) { d->delegate =
 
 void LogDatasource::setClock(std::function<qint64()> nowMs) { d->clock = std::move(nowMs); }
 
-uint64_t LogDatasource::getIndex() { return d->counter.fetch_add(1, std::memory_order_relaxed); }
+RowIdx LogDatasource::getIndex() { return RowIdx(d->counter.fetch_add(1, std::memory_order_relaxed)); }
 
 // ---------------------------------------------------------------------------
 // A logging run
@@ -120,7 +120,7 @@ void LogDatasource::clearLog() {
 
 void LogDatasource::logMessage(const QString& text, const QString& level) {
     RowValues values;
-    values.idx = getIndex();
+    values.idx = getIndex().value();
     values.time = QDateTime::fromMSecsSinceEpoch(d->clock()).toString(QStringLiteral("MM-dd HH:mm:ss.zzz")).toStdString();
     values.app = "Vellumfox";
     values.pid = "---";

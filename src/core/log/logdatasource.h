@@ -92,7 +92,7 @@ public:
     // at once, from elsewhere the notice is posted.
     void logMessage(const QString& text, const QString& level = QStringLiteral("I"));
     // Any thread: the next row index.
-    uint64_t getIndex();
+    RowIdx getIndex();
 
 private:
     struct Impl;

@@ -1,6 +1,8 @@
 // Layout detection for files and the joining of long-layout entries.
 #include "core/log/logparser.h"
 
+#include <array>
+
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
 
@@ -13,18 +15,26 @@ using namespace std::string_view_literals;
 // Detection stops looking after this line; files are judged by their start.
 constexpr size_t kLastDetectedLine = 31;
 
-// Third blank-separated token of a threadtime line: "app(pid)" or a pid.
-std::string_view thirdToken(std::string_view line) {
-    std::string_view token;
-    for (int i = 0; i < 3; ++i) {
+// The first six blank-separated tokens of a line (fewer when it has fewer).
+std::array<std::string_view, 6> firstTokens(std::string_view line) {
+    std::array<std::string_view, 6> tokens;
+    for (std::string_view& token : tokens) {
         const size_t start = line.find_first_not_of(' ');
-        if (start == std::string_view::npos) return {};
+        if (start == std::string_view::npos) break;
         line.remove_prefix(start);
-        const size_t end = std::min(line.find(' '), line.size());
-        token = line.substr(0, end);
-        line.remove_prefix(end);
+        token = line.substr(0, std::min(line.find(' '), line.size()));
+        line.remove_prefix(token.size());
     }
-    return token;
+    return tokens;
+}
+
+bool isLevelToken(std::string_view token) { return token.size() == 1 && (token[0] < '0' || token[0] > '9'); }
+
+// Date, time, then "uid pid tid L" or "pid tid L" (the pid may be app(pid)).
+LogLineFormat classifyThreadTime(std::string_view line) {
+    const auto t = firstTokens(line);
+    if (!isLevelToken(t[4]) && isLevelToken(t[5])) return LogLineFormat::ThreadTimeUid;
+    return t[2].find('(') != std::string_view::npos ? LogLineFormat::ThreadTimeApp : LogLineFormat::ThreadTime;
 }
 
 LogLineFormat classify(std::string_view line) {
@@ -34,8 +44,7 @@ LogLineFormat classify(std::string_view line) {
     if (asciiAt16(line, 1) == '(') return LogLineFormat::Process;
     if (asciiAt16(line, 18) == ':') return LogLineFormat::Dated;
     if (asciiAt16(line, 20) == '/') return LogLineFormat::Time;
-    if (asciiAt16(line, 2) == '-')
-        return thirdToken(line).find('(') != std::string_view::npos ? LogLineFormat::ThreadTimeApp : LogLineFormat::ThreadTime;
+    if (asciiAt16(line, 2) == '-') return classifyThreadTime(line);
     return LogLineFormat::Raw;
 }
 

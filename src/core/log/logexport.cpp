@@ -3,6 +3,7 @@
 #include <QFile>
 #include <charconv>
 #include <memory>
+#include <vector>
 #include <plist/plist.h>
 
 #include "core/log/linecursor.h"
@@ -24,6 +25,10 @@ void appendSavedLine(Out& out, const Row& row) {
     const auto add = [&out](std::string_view s) { out.append(s.data(), decltype(out.size())(s.size())); };
     add(row.time());
     add(" ");
+    if (const std::string_view uid = row.uid(); !uid.empty()) {
+        add(uid);
+        add(" ");
+    }
     add(row.app());
     add("(");
     add(row.pid());
@@ -141,24 +146,33 @@ std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSour
     plist_t logdata = plist_dict_get_item(root.root.get(), "logdata");
     if (logdata == nullptr || plist_get_node_type(logdata) != PLIST_ARRAY) return std::nullopt;
 
-    RowArena arena;
-    RowList rows;
     const uint32_t count = plist_array_get_size(logdata);
-    rows.reserve(count);
+    std::vector<RowValues> entries;
+    entries.reserve(count);
+    bool ascending = true;
     for (uint32_t i = 0; i < count; ++i) {
         plist_t entry = plist_array_get_item(logdata, i);
         if (plist_get_node_type(entry) != PLIST_DICT) continue;
         RowValues values;
-        for (const RowKey key : kWrittenKeys)
-            values[key] = plistText(plist_dict_get_item(entry, rowKeyName(key).data()));
+        for (int k = 1; k < kRowKeyCount; ++k)
+            values[RowKey(k)] = plistText(plist_dict_get_item(entry, rowKeyName(RowKey(k)).data()));
         // Rows saved this way kept logcat's tag padding and the blank after
         // the colon; rows read from text lose both, and so do these.
         values.name = std::string(trimBlanks(values.name));
         if (values.text.starts_with(' ')) values.text.erase(0, 1);
         const auto idx = plistIndex(plist_dict_get_item(entry, "idx"));
-        values.idx = idx ? *idx : nextIndex();
-        rows.append(arena.make(values));
+        values.idx = idx ? *idx : nextIndex().value();
+        if (!entries.empty() && values.idx <= entries.back().idx) ascending = false;
+        entries.push_back(std::move(values));
     }
+    // A row is found again by its number, and numbers ascend along every
+    // list: a file whose numbers do not is numbered afresh.
+    if (!ascending)
+        for (RowValues& values : entries) values.idx = nextIndex().value();
+    RowArena arena;
+    RowList rows;
+    rows.reserve(qsizetype(entries.size()));
+    for (const RowValues& values : entries) rows.append(arena.make(values));
     VF_LOG("dictionary format:{}, lines:{}", path, rows.size());
     return rows;
 }

@@ -18,7 +18,8 @@
 namespace vf {
 
 // One saved line: "time app(pid) tid type name: text", ending in exactly one
-// line feed. Read back, such lines are the threadtime-with-app layout.
+// line feed; a row with a uid is "time uid app(pid) tid type name: text".
+// Read back, such lines are the threadtime-with-app layout (with uid).
 std::string savedTextLine(const Row& row);
 
 // The saved text of all `rows`, in order.
@@ -37,8 +38,8 @@ QString copyText(const RowList& rows, std::optional<RowKey> column = std::nullop
 
 // Reads a property-list file (XML or binary) whose root dictionary holds
 // the rows under "logdata". Missing values are empty; a row without a
-// number under "idx" takes one from `nextIndex`. nullopt when the file is
-// not such a dictionary.
+// number under "idx" takes one from `nextIndex`, and so do all rows when
+// the numbers do not ascend. nullopt when the file is not such a dictionary.
 std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSource& nextIndex);
 
 // Opens a saved log: a path ending in "vellumfox" (any case) that holds a

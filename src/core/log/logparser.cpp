@@ -9,8 +9,8 @@ namespace {
 using namespace std::string_view_literals;
 
 // Field positions in RowArena::make's array.
-enum Field : size_t { kTime, kApp, kPid, kTid, kType, kName, kText };
-using Fields = std::array<std::string_view, 7>;
+enum Field : size_t { kTime, kApp, kPid, kTid, kType, kName, kText, kUid };
+using Fields = RowFields;
 
 // Values that are not a piece of the line live here until the arena copies them.
 struct Scratch {
@@ -62,12 +62,32 @@ bool scanInto(LineCursor& cursor, std::string_view delimiter, std::string_view& 
     return true;
 }
 
-// Threadtime process column, tid, level and tag (codes 1-3).
-bool scanThreadTime(LineCursor& cursor, LogLineFormat format, Fields& f) {
+bool isLevelToken(std::string_view token) {
+    return token.size() == 1 && (token[0] < '0' || token[0] > '9');
+}
+
+// Whether a threadtime line has the uid column, from what follows its time:
+// "uid pid tid L" or "pid tid L". Tids are numbers and levels letters, so
+// the third token tells.
+bool hasUidColumn(std::string_view rest) {
+    std::string_view token;
+    for (int i = 0; i < 3; ++i) {
+        const size_t start = rest.find_first_not_of(' ');
+        if (start == std::string_view::npos) return false;
+        rest.remove_prefix(start);
+        token = rest.substr(0, std::min(rest.find(' '), rest.size()));
+        rest.remove_prefix(token.size());
+    }
+    return !isLevelToken(token);
+}
+
+// Threadtime process column, tid, level and tag (codes 1-3 and 11).
+bool scanThreadTime(LineCursor& cursor, LogLineFormat format, Fields& f, bool uidColumn) {
+    if (uidColumn && !scanInto(cursor, " "sv, f[kUid])) return false;
     std::string_view process;
     if (!scanInto(cursor, " "sv, process)) return false;
     f[kPid] = process;
-    if (format == LogLineFormat::ThreadTimeApp) {
+    if (format == LogLineFormat::ThreadTimeApp || format == LogLineFormat::ThreadTimeUid) {
         const size_t open = process.find('(');
         if (open != std::string_view::npos && process.ends_with(')')) {
             f[kApp] = process.substr(0, open);
@@ -100,6 +120,7 @@ bool hasTime(LogLineFormat format) {
         case LogLineFormat::ThreadTimeLive:
         case LogLineFormat::ThreadTimeApp:
         case LogLineFormat::ThreadTime:
+        case LogLineFormat::ThreadTimeUid:
         case LogLineFormat::Dated:
         case LogLineFormat::Time:
         case LogLineFormat::Long: return true;
@@ -107,11 +128,13 @@ bool hasTime(LogLineFormat format) {
     }
 }
 
-bool scanFields(LineCursor& cursor, LogLineFormat format, Fields& f, Scratch& scratch) {
+// `rest` is the line after its time (threadtime layouts only).
+bool scanFields(LineCursor& cursor, LogLineFormat format, Fields& f, Scratch& scratch, std::string_view rest) {
     switch (format) {
         case LogLineFormat::ThreadTimeLive:
+        case LogLineFormat::ThreadTimeUid: return scanThreadTime(cursor, format, f, hasUidColumn(rest));
         case LogLineFormat::ThreadTimeApp:
-        case LogLineFormat::ThreadTime: return scanThreadTime(cursor, format, f);
+        case LogLineFormat::ThreadTime: return scanThreadTime(cursor, format, f, false);
         case LogLineFormat::Dated:
             if (!scanBrief(cursor, f)) return false;
             takeMarkedApp(f, scratch);
@@ -138,6 +161,7 @@ bool blankBeforeText(LogLineFormat format) {
         case LogLineFormat::ThreadTimeLive:
         case LogLineFormat::ThreadTimeApp:
         case LogLineFormat::ThreadTime:
+        case LogLineFormat::ThreadTimeUid:
         case LogLineFormat::Dated:
         case LogLineFormat::Brief:
         case LogLineFormat::Process:
@@ -148,7 +172,8 @@ bool blankBeforeText(LogLineFormat format) {
 
 bool tidDashes(LogLineFormat format) {
     return format == LogLineFormat::ThreadTimeLive || format == LogLineFormat::ThreadTimeApp ||
-           format == LogLineFormat::ThreadTime || format == LogLineFormat::Long;
+           format == LogLineFormat::ThreadTime || format == LogLineFormat::ThreadTimeUid ||
+           format == LogLineFormat::Long;
 }
 
 }  // namespace
@@ -166,6 +191,7 @@ QString logLineFormatName(LogLineFormat format) {
         case LogLineFormat::Tag: return QStringLiteral("tag");
         case LogLineFormat::Time: return QStringLiteral("time");
         case LogLineFormat::Long: return QStringLiteral("long");
+        case LogLineFormat::ThreadTimeUid: return QStringLiteral("threadtime with uid");
     }
     return QStringLiteral("unknown");
 }
@@ -177,13 +203,15 @@ RowPtr parseThreadTimeLine(RowArena& arena, std::string_view line, LogLineFormat
     Fields f;
     Scratch scratch;
     if (format == LogLineFormat::Long && !cursor.scanUpTo(" "sv)) return {};
+    std::string_view rest;
     if (hasTime(format)) {
         std::string_view date, time;
         if (!scanInto(cursor, " "sv, date) || !scanInto(cursor, " "sv, time)) return {};
+        rest = line.substr(size_t(time.data() + time.size() - line.data()));
         if (format == LogLineFormat::Dated && !time.empty()) time.remove_suffix(1);
         f[kTime] = joinTime(date, time, scratch);
     }
-    if (!scanFields(cursor, format, f, scratch)) return {};
+    if (!scanFields(cursor, format, f, scratch, rest)) return {};
     if (tidDashes(format) && !f[kTid].empty() && f[kTid] == f[kPid]) f[kTid] = "-"sv;
     if (!scanInto(cursor, "\n"sv, f[kText])) return {};
     // Rows hold the tag and the message as the app wrote them: without the

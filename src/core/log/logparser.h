@@ -28,6 +28,8 @@ enum class LogLineFormat : int {
     Tag = 8,             // "I/Tag: text"
     Time = 9,            // "MM-dd HH:mm:ss.SSS I/Tag( pid): text"
     Long = 10,           // "[ MM-dd HH:mm:ss.SSS pid: tid I/Tag ]" + message line
+    ThreadTimeUid = 11,  // "MM-dd HH:mm:ss.SSS  uid  pid  tid I Tag: text" ("-v uid"); the
+                         // process column may be app(pid), as the viewer saves such rows
 };
 
 // A short name of the layout for diagnostics. Any thread.
@@ -38,7 +40,17 @@ QString logLineFormatName(LogLineFormat format);
 using AppNameLookup = std::function<bool(std::string_view pid, std::string& out)>;
 
 // Hands out the next row index (the store's getIndex).
-using RowIndexSource = std::function<uint64_t()>;
+using RowIndexSource = std::function<RowIdx()>;
+
+// A source of its own that numbers rows from `first` up (readers without a
+// store). Each copy counts on its own.
+inline RowIndexSource rowCounter(RowIdx first = RowIdx()) {
+    return [next = first]() mutable {
+        const RowIdx idx = next;
+        next = next.next();
+        return idx;
+    };
+}
 
 // Parses one line. `line` must lie in `arena`'s text (copyLine/adopt) so that
 // fields are stored as offsets. An index is taken only when a row is made.
@@ -46,6 +58,11 @@ using RowIndexSource = std::function<uint64_t()>;
 // the loading thread for files); `appName` is called only for
 // ThreadTimeLive and must take its own lock. Returns a null RowPtr when the
 // line does not fit the layout.
+//
+// ThreadTimeLive and ThreadTimeUid take a line with or without the uid
+// column (a stream asked for "-v uid", or a line whose uid logcat left
+// blank): the column is there when the token after the pid and tid columns
+// is not a one-letter level.
 RowPtr parseThreadTimeLine(RowArena& arena, std::string_view line, LogLineFormat format,
                            const RowIndexSource& nextIndex, const AppNameLookup& appName = {});
 
@@ -79,8 +96,10 @@ void joinLongEntries(Next&& next, Emit&& emit) {
 
 // Reads a whole text file into rows (UTF-8, then a detected encoding, then
 // ISO Latin-1). nullopt when the file cannot be read or its layout cannot be told.
-// Blocks while it reads and parses: call it off the main thread. The rows
-// own the file's text; nothing else is kept. Does not clear any store.
+// Rows without an app get the one the file's own start lines and uid column
+// give their pid (FileRowNamer). Blocks while it reads and parses: call
+// it off the main thread. The rows own the file's text; nothing else is
+// kept. Does not clear any store.
 std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& nextIndex);
 
 }  // namespace vf

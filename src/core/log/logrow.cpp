@@ -1,5 +1,6 @@
 #include "core/log/logrow.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <optional>
@@ -30,9 +31,10 @@ struct TextChunk {
 
 // Values of the fields that are not a piece of the row's line.
 struct RowExtra {
-    std::array<std::string, 7> values;  // time .. text
-    uint8_t mask = 0;                   // bit (key - 1) set: values[key - 1] holds the field
+    std::array<std::string, kRowFieldCount> values;  // time .. uid
+    uint8_t mask = 0;                                // bit (key - 1) set: values[key - 1] holds the field
 };
+static_assert(kRowFieldCount <= 8, "RowExtra::mask has a bit per field");
 
 namespace {
 constexpr size_t kSegmentBytes = 256 * 1024;
@@ -49,6 +51,7 @@ struct RowSegment {
                        // but several segments' writers may meet here)
     std::vector<TextChunk*> chunks;
     std::vector<RowExtra*> extras;
+    std::vector<std::string> apps;  // names given to rows before anyone saw them (setUnsharedApp)
 
     static constexpr size_t headerBytes() { return (sizeof(RowSegment) + 63) & ~size_t(63); }
     static constexpr uint32_t capacity() { return uint32_t((kSegmentBytes - headerBytes()) / sizeof(Row)); }
@@ -119,6 +122,7 @@ std::string& RowValues::operator[](RowKey key) {
         case RowKey::Tid: return tid;
         case RowKey::Type: return type;
         case RowKey::Name: return name;
+        case RowKey::Uid: return uid;
         case RowKey::Text:
         case RowKey::Idx:
         case RowKey::Package: break;
@@ -141,6 +145,8 @@ std::string_view Row::view(RowKey key) const noexcept {
     if (extra != nullptr && (extra->mask & (1u << k)) != 0) return extra->values[size_t(k)];
     if (key == RowKey::Text) return textLen_ == 0 ? std::string_view() : std::string_view(line_ + textOff_, textLen_);
     if (key == RowKey::Name) return nameLen_ == 0 ? std::string_view() : std::string_view(line_ + nameOff_, nameLen_);
+    if (key == RowKey::Uid) return uidLen_ == 0 ? std::string_view() : std::string_view(line_ + uidOff_, uidLen_);
+    if (key == RowKey::App && segmentApp_ != 0) return RowSegment::of(this)->apps[segmentApp_ - 1u];
     if (key == RowKey::Tid && (flags_ & kTidDash) != 0) return "-";
     if (key == RowKey::Type && (flags_ & kTypeInline) != 0) return std::string_view(&typeChar_, 1);
     const uint8_t len = smallLen_[k];
@@ -148,14 +154,14 @@ std::string_view Row::view(RowKey key) const noexcept {
 }
 
 QString Row::string(RowKey key) const {
-    if (key == RowKey::Idx) return QString::number(idx_);
+    if (key == RowKey::Idx) return QString::number(idx_.value());
     const std::string_view v = view(key);
     return QString::fromUtf8(v.data(), qsizetype(v.size()));
 }
 
 RowValues Row::values() const {
     RowValues values;
-    values.idx = idx_;
+    values.idx = idx_.value();
     for (int k = 1; k < kRowKeyCount; ++k) values[RowKey(k)] = std::string(view(RowKey(k)));
     return values;
 }
@@ -172,9 +178,26 @@ void Row::setOverride(RowKey key, std::string_view value) {
     extra_.store(extra, std::memory_order_release);
 }
 
+void Row::setUnsharedApp(std::string_view app) {
+    std::vector<std::string>& apps = RowSegment::of(this)->apps;
+    // Rows of one process come in runs: the name just used is the likely one.
+    size_t index = segmentApp_ != 0 ? segmentApp_ - 1u : apps.size();
+    if (index >= apps.size() || apps[index] != app) {
+        index = apps.size();
+        for (size_t i = apps.size(); i-- > 0;) {
+            if (apps[i] == app) {
+                index = i;
+                break;
+            }
+        }
+        if (index == apps.size()) apps.emplace_back(app);
+    }
+    segmentApp_ = uint16_t(index + 1);
+}
+
 std::string_view RowFieldSource::field(RowKey key, FieldScratch& scratch) const {
     if (key != RowKey::Idx) return row_.view(key);
-    const auto result = std::to_chars(scratch.data(), scratch.data() + scratch.size(), row_.idx());
+    const auto result = std::to_chars(scratch.data(), scratch.data() + scratch.size(), row_.idx().value());
     return std::string_view(scratch.data(), size_t(result.ptr - scratch.data()));
 }
 
@@ -246,7 +269,7 @@ void RowArena::useChunk(TextChunk* chunk) {
     chunks.push_back(chunk);
 }
 
-RowPtr RowArena::make(uint64_t idx, std::string_view line, const std::array<std::string_view, 7>& fields) {
+RowPtr RowArena::make(RowIdx idx, std::string_view line, const RowFields& fields) {
     TextChunk* chunk = chunkHolding(line);
     Row* row = allocate();
     row->idx_ = idx;
@@ -262,7 +285,7 @@ RowPtr RowArena::make(uint64_t idx, std::string_view line, const std::array<std:
     }
     const char* lineBegin = line.data();
     const char* lineEnd = lineBegin + line.size();
-    for (int k = 0; k < 7; ++k) {
+    for (int k = 0; k < kRowFieldCount; ++k) {
         std::string_view v = fields[size_t(k)];
         if (v.empty()) continue;
         bool inLine = chunk != nullptr && v.data() >= lineBegin && v.data() + v.size() <= lineEnd;
@@ -298,6 +321,9 @@ RowPtr RowArena::make(uint64_t idx, std::string_view line, const std::array<std:
             }
         } else if (v.size() > 0xFF) {
             override(k, v);
+        } else if (key == RowKey::Uid) {
+            row->uidOff_ = uint16_t(off);
+            row->uidLen_ = uint8_t(v.size());
         } else {
             row->smallOff_[k] = uint16_t(off);
             row->smallLen_[k] = uint8_t(v.size());
@@ -315,9 +341,16 @@ RowPtr RowArena::make(uint64_t idx, std::string_view line, const std::array<std:
 }
 
 RowPtr RowArena::make(const RowValues& values) {
-    std::array<std::string_view, 7> fields;
+    RowFields fields;
     for (int k = 1; k < kRowKeyCount; ++k) fields[size_t(k - 1)] = values[RowKey(k)];
-    return make(values.idx, std::string_view(), fields);
+    return make(RowIdx(values.idx), std::string_view(), fields);
+}
+
+std::optional<ViewPos> positionOf(const RowList& rows, RowIdx idx) {
+    const auto at = std::lower_bound(rows.begin(), rows.end(), idx,
+                                     [](const RowPtr& row, RowIdx wanted) { return row->idx() < wanted; });
+    if (at == rows.end() || (*at)->idx() != idx) return std::nullopt;
+    return ViewPos(at - rows.begin());
 }
 
 }  // namespace vf

@@ -1,7 +1,7 @@
 #pragma once
 // Log rows: the program's hot data structure.
 //
-// A row has exactly eight keys (idx, time, app, pid, tid, type, name, text).
+// A row has the keys idx, time, app, pid, tid, type, name, text and uid.
 // Its text is stored once, in UTF-8, in a shared text buffer (a whole file,
 // or the arena's buffers for live lines); the row itself is a small record of
 // offsets into its line, 56 bytes. Fields that are not a piece of the line
@@ -27,6 +27,7 @@
 #include <string_view>
 
 #include "core/filter/fieldsource.h"
+#include "core/log/rowindex.h"
 
 namespace vf {
 
@@ -59,11 +60,16 @@ private:
 
 using RowList = QList<RowPtr>;
 
+// The string fields of a row in key order (time, app, pid, tid, type, name,
+// text, uid): what RowArena::make takes.
+inline constexpr int kRowFieldCount = kRowKeyCount - 1;
+using RowFields = std::array<std::string_view, kRowFieldCount>;
+
 // A row with plain string values: what tests, the property-list reader and
 // synthetic rows build rows from.
 struct RowValues {
     uint64_t idx = 0;
-    std::string time, app, pid, tid, type, name, text;
+    std::string time, app, pid, tid, type, name, text, uid;
 
     std::string& operator[](RowKey key);
     const std::string& operator[](RowKey key) const;
@@ -71,7 +77,7 @@ struct RowValues {
 
 class Row final {
 public:
-    uint64_t idx() const noexcept { return idx_; }
+    RowIdx idx() const noexcept { return idx_; }
 
     // UTF-8 value of a string key (empty for Idx: use idx()), or of the
     // computed Package. The view stays valid while the row lives.
@@ -86,10 +92,16 @@ public:
     std::string_view type() const noexcept { return view(RowKey::Type); }
     std::string_view name() const noexcept { return view(RowKey::Name); }
     std::string_view text() const noexcept { return view(RowKey::Text); }
+    std::string_view uid() const noexcept { return view(RowKey::Uid); }
 
     // Later writes; callers serialise them (the store's row lock).
     void setApp(std::string_view app) { setOverride(RowKey::App, app); }
     void setName(std::string_view name) { setOverride(RowKey::Name, name); }
+
+    // Names a row that no other thread can see yet, nor any other row of its
+    // segment (the rows of a file being read): the name is kept once per
+    // segment, so naming every row of a large file costs no side record.
+    void setUnsharedApp(std::string_view app);
 
     Row(const Row&) = delete;
     Row& operator=(const Row&) = delete;
@@ -105,20 +117,27 @@ private:
     static constexpr uint8_t kTidDash = 1;     // tid is "-" (main-thread line)
     static constexpr uint8_t kTypeInline = 2;  // the one-letter level is kept in typeChar_
 
-    uint64_t idx_ = 0;
+    RowIdx idx_;
     const char* line_ = nullptr;
     std::atomic<const RowExtra*> extra_{nullptr};
     uint32_t textLen_ = 0;
     uint16_t textOff_ = 0;
     uint16_t smallOff_[kSmallFields] = {};
     uint8_t smallLen_[kSmallFields] = {};
+    uint8_t uidLen_ = 0;
     uint16_t nameOff_ = 0;
     uint16_t nameLen_ = 0;
+    uint16_t uidOff_ = 0;
+    uint16_t segmentApp_ = 0;  // 1 + index of the app among its segment's names; 0: none
     uint8_t flags_ = 0;
     // The level letter, copied into the row so that level filters over a
     // million rows read the rows only, not their text.
     char typeChar_ = 0;
 };
+
+// Where the row numbered `idx` sits in `rows`, whose numbers ascend as in
+// every list of the store; nullopt when it is not there. A binary search.
+std::optional<ViewPos> positionOf(const RowList& rows, RowIdx idx);
 
 // Field adapter for the filter language.
 class RowFieldSource final : public FieldSource {
@@ -147,10 +166,9 @@ public:
     // it again. Returns the view of it.
     std::string_view adopt(std::string&& text);
 
-    // Makes a row. `fields` are time, app, pid, tid, type, name, text (in
-    // that order). A field that is a piece of `line` (and `line` lies in
+    // Makes a row. A field that is a piece of `line` (and `line` lies in
     // arena text) is stored as an offset, any other value is copied.
-    RowPtr make(uint64_t idx, std::string_view line, const std::array<std::string_view, 7>& fields);
+    RowPtr make(RowIdx idx, std::string_view line, const RowFields& fields);
 
     // Makes a row from plain values (everything copied).
     RowPtr make(const RowValues& values);

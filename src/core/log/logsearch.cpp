@@ -98,8 +98,9 @@ std::optional<RowKey> RowSearch::firstMatchingKey(const Row& row) const {
     return d->firstKey(row);
 }
 
-SearchOutcome findNext(const RowList& rows, const RowSearch& search, std::optional<qsizetype> selectedRow,
+SearchOutcome findNext(const RowList& rows, const RowSearch& search, std::optional<ViewPos> selected,
                        int direction) {
+    const std::optional<qsizetype> selectedRow = selected ? std::optional(selected->value()) : std::nullopt;
     SearchOutcome outcome;
     const qsizetype n = rows.size();
     if (n == 0 || search.text().isEmpty()) return outcome;
@@ -126,7 +127,7 @@ SearchOutcome findNext(const RowList& rows, const RowSearch& search, std::option
         if (const auto key = search.firstMatchingKey(*rows.at(i))) {
             VF_LOG("found match: row:{}, key:{}, startIndex:{}, direction:{}, string:\"{}\"", i, rowKeyName(*key),
                    start, d, search.text());
-            outcome.row = i;
+            outcome.row = ViewPos(i);
             return outcome;
         }
         i = checkSearchIndex(i + step);

@@ -38,7 +38,7 @@ private:
 };
 
 struct SearchOutcome {
-    std::optional<qsizetype> row;  // the row to select alone; nullopt: no match
+    std::optional<ViewPos> row;  // the row to select alone; nullopt: no match
     int beeps = 0;                 // how many times to beep
 };
 
@@ -48,7 +48,7 @@ struct SearchOutcome {
 // when the direction is not 0, and so does the end of a walk without a match.
 // Find Next never lands on the row it started from: with the only matching
 // row selected, it reports no match. An empty text or no rows: no row, no beep.
-SearchOutcome findNext(const RowList& rows, const RowSearch& search, std::optional<qsizetype> selectedRow,
+SearchOutcome findNext(const RowList& rows, const RowSearch& search, std::optional<ViewPos> selected,
                        int direction);
 
 }  // namespace vf

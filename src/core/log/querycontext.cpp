@@ -6,7 +6,8 @@ namespace vf {
 
 std::shared_ptr<const std::vector<uint64_t>> crashRowsOf(const CrashDetector& detector) {
     auto rows = std::make_shared<std::vector<uint64_t>>();
-    for (const CrashRecord& crash : detector.crashes()) rows->insert(rows->end(), crash.rows.begin(), crash.rows.end());
+    for (const CrashRecord& crash : detector.crashes())
+        for (const RowIdx idx : crash.rows) rows->push_back(idx.value());
     std::sort(rows->begin(), rows->end());
     rows->erase(std::unique(rows->begin(), rows->end()), rows->end());
     return rows;

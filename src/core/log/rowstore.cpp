@@ -146,20 +146,20 @@ void RowStore::resetView() {
 // compact storage of their own as they leave logData.
 void RowStore::compactOrphans() {
     if (logData_.count() == 0 || viewData_.count() == viewCompacted_) return;
-    const uint64_t firstKept = logData_.dataArray().constFirst()->idx();
+    const RowIdx firstKept = logData_.dataArray().constFirst()->idx();
     RowList view = viewData_.dataArray();
     viewData_.setDataArray(RowList());  // `view` is now the only owner: edits do not copy
     std::string buffer;
     for (; viewCompacted_ < view.size() && view.at(viewCompacted_)->idx() < firstKept; ++viewCompacted_) {
         const Row& row = *view.at(viewCompacted_);
         buffer.clear();
-        std::array<size_t, 8> ends{};
+        std::array<size_t, kRowKeyCount> ends{};
         for (int k = 1; k < kRowKeyCount; ++k) {
             buffer.append(row.view(RowKey(k)));
             ends[size_t(k)] = buffer.size();
         }
         const std::string_view line = viewArena_.copyLine(buffer);
-        std::array<std::string_view, 7> fields;
+        RowFields fields;
         for (int k = 1; k < kRowKeyCount; ++k)
             fields[size_t(k - 1)] = line.substr(ends[size_t(k - 1)], ends[size_t(k)] - ends[size_t(k - 1)]);
         view[viewCompacted_] = viewArena_.make(row.idx(), line, fields);

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "core/log/logparser.h"
+#include "core/log/processidentity.h"
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
 #include "core/support/text.h"
@@ -140,12 +141,17 @@ std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& n
 
     RowList rows;
     rows.reserve(qsizetype(std::max(breaks.lf, breaks.cr) + 1));
+    FileRowNamer namer;
     LineSplitter splitter(text, LineBreaks::LfCr);
     std::string_view line;
     while (splitter.next(line)) {
         if (!isLongEnough(line)) continue;
-        if (RowPtr row = parseThreadTimeLine(arena, line, format, nextIndex)) rows.append(std::move(row));
+        if (RowPtr row = parseThreadTimeLine(arena, line, format, nextIndex)) {
+            namer.observe(*row);
+            rows.append(std::move(row));
+        }
     }
+    namer.nameRows(rows);
     return rows;
 }
 

@@ -83,11 +83,11 @@ public:
     TouchWriter& touchWriter() { return *touchWriter_; }
     TypeWriter& typeWriter() { return *typeWriter_; }
 
-    // A capture arrived (any thread): decode it, unless a newer one replaces
-    // it first.
-    void takeCapture(quint64 run, const QByteArray& data);
-
 private:
+    friend class CaptureWorker;
+    // A capture arrived (the capture thread): decode it, unless a newer one
+    // replaces it first.
+    void takeCapture(quint64 run, const QByteArray& data);
     void captureFailed(quint64 run, const OptionalError& error);
     void decodePending();
     void deliver(quint64 run, const QVariant& image);

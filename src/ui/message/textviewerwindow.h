@@ -1,0 +1,86 @@
+#pragma once
+// TextViewerWindow: the message viewer. An editable text view in the
+// fixed-pitch font with clickable links, a find bar, printing, and the
+// toolbar's Format JSON / Format XML (each turning into "Restore Text") and
+// Decoded Base64. Every transformation works on the selection when there is
+// one, else on the whole text, and is one undo step; restoring brings back
+// the text as given. The transformations are TextUtils's.
+//
+// Main thread only.
+
+#include <QMainWindow>
+#include <QPointer>
+#include <QTextEdit>
+
+class QLineEdit;
+class QMessageBox;
+class QToolBar;
+
+namespace vf::ui {
+
+// The text view: links open on a click, and its context menu carries the
+// "Pretty Print" submenu.
+class MessageTextView final : public QTextEdit {
+    Q_OBJECT
+public:
+    explicit MessageTextView(QWidget* parent = nullptr);
+
+    // The submenu's actions, owned by the window.
+    QAction* prettyJsonAction = nullptr;
+    QAction* base64Action = nullptr;
+
+protected:
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+
+private:
+    QString pressedAnchor_;
+};
+
+class TextViewerWindow final : public QMainWindow {
+    Q_OBJECT
+public:
+    explicit TextViewerWindow(QWidget* parent = nullptr);
+
+    void setString(const QString& text);
+    QString text() const;
+    void resetWindow();
+    void restoreContent();
+
+    void onFormatJson();
+    void onFormatXml();
+    void onBase64Decode();
+    void printDocument();
+    void printPreview();
+    void find();
+    void findNext();
+    void findPrevious();
+
+    MessageTextView* textView() const { return textView_; }
+    bool isFormattedJSON() const { return isFormattedJSON_; }
+    QAction* formatJsonButton() const { return formatJsonButton_; }
+    QMessageBox* currentAlert() const;
+
+private:
+    void createActions();
+    void createFindBar();
+    void showText(const QString& text);
+    QString target() const;
+    void replaceTarget(const QString& text);
+    void format(bool json);
+    void findText(bool backward);
+
+    MessageTextView* textView_ = nullptr;
+    QToolBar* findBar_ = nullptr;
+    QLineEdit* findField_ = nullptr;
+    QAction* formatJsonButton_ = nullptr;
+    QAction* formatXmlButton_ = nullptr;
+    QPointer<QMessageBox> alert_;
+    QString originalString_;
+    bool isFormattedJSON_ = false;
+    bool isFormattedXML_ = false;
+};
+
+}  // namespace vf::ui

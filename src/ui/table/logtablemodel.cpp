@@ -1,0 +1,92 @@
+#include "ui/table/logtablemodel.h"
+
+#include <QBrush>
+
+using namespace Qt::StringLiterals;
+
+namespace vf::ui {
+
+LogTableModel::LogTableModel(QObject* parent) : QAbstractTableModel(parent) {}
+
+void LogTableModel::setRows(RowList rows, const StoreChange& change) {
+    if (applyChange(rows, change)) return;
+    beginResetModel();
+    rows_ = std::move(rows);
+    endResetModel();
+}
+
+bool LogTableModel::applyChange(RowList& rows, const StoreChange& change) {
+    if (change.reset || change.dropped > rows_.size()) return false;
+    const qsizetype dropped = change.dropped;
+    const qsizetype kept = rows_.size() - dropped;
+    if (kept + change.appended != rows.size()) return false;
+    if (dropped > 0) {
+        beginRemoveRows({}, 0, int(dropped - 1));
+        rows_.remove(0, dropped);
+        endRemoveRows();
+    }
+    if (rows.size() > kept) {
+        beginInsertRows({}, int(kept), int(rows.size() - 1));
+        rows_ = std::move(rows);
+        endInsertRows();
+    } else {
+        rows_ = std::move(rows);
+    }
+    return true;
+}
+
+const Row* LogTableModel::rowAt(ViewPos row) const {
+    return (row.value() >= 0 && row.value() < rows_.size()) ? rows_.at(row.value()).get() : nullptr;
+}
+
+std::optional<ViewPos> LogTableModel::rowOfIdx(RowIdx idx) const { return positionOf(rows_, idx); }
+
+void LogTableModel::setStyles(LevelStyles styles) {
+    styles_ = std::move(styles);
+    refreshCells();
+}
+
+void LogTableModel::refreshCells() {
+    if (rows_.isEmpty()) return;
+    Q_EMIT dataChanged(index(0, 0), index(int(rows_.size() - 1), columnCount() - 1),
+                       {Qt::FontRole, Qt::ForegroundRole, Qt::SizeHintRole});
+}
+
+int LogTableModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : int(rows_.size());
+}
+
+int LogTableModel::columnCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : int(kLogColumns.size());
+}
+
+QVariant LogTableModel::data(const QModelIndex& index, int role) const {
+    const Row* row = rowAt(ViewPos(index.row()));
+    if (row == nullptr) return {};
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::ToolTipRole: {
+        const std::string_view value = row->view(keyForColumn(index.column()));
+        return QString::fromUtf8(value.data(), qsizetype(value.size()));
+    }
+    case Qt::FontRole:
+        return styles_.fontFor(row->type());
+    case Qt::ForegroundRole:
+        if (const auto color = styles_.colorFor(row->type())) return QBrush(*color);
+        return {};
+    case Qt::TextAlignmentRole:
+        return index.column() == kTypeColumn ? int(Qt::AlignCenter) : int(Qt::AlignLeft | Qt::AlignVCenter);
+    default:
+        return {};
+    }
+}
+
+QVariant LogTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
+    static const QStringList kTitles{u"Time"_s, u"APP"_s, u"PID"_s, u"TID"_s, u"Type"_s, u"Tag"_s, u"Text"_s};
+    if (orientation != Qt::Horizontal || section < 0 || section >= kTitles.size()) return {};
+    if (role == Qt::DisplayRole) return kTitles.at(section);
+    if (role == Qt::TextAlignmentRole && section == kTypeColumn) return int(Qt::AlignCenter);
+    return {};
+}
+
+}  // namespace vf::ui

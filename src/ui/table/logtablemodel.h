@@ -1,0 +1,59 @@
+#pragma once
+// The log table's model: a read-only view over the rows the store shows.
+// Cell texts are made from the row's UTF-8 only when the view asks for a
+// visible cell; fonts and colours come from the level styles it is given.
+//
+// Main thread only.
+
+#include <QAbstractTableModel>
+#include <QStringList>
+#include <array>
+#include <optional>
+
+#include "core/filter/fieldsource.h"
+#include "core/log/logrow.h"
+#include "core/log/storechange.h"
+#include "ui/table/levelstyles.h"
+
+namespace vf::ui {
+
+// Columns in their default order; each is one row key.
+inline constexpr std::array<RowKey, 7> kLogColumns{RowKey::Time, RowKey::App,  RowKey::Pid, RowKey::Tid,
+                                                   RowKey::Type, RowKey::Name, RowKey::Text};
+inline constexpr int kTypeColumn = 4;
+
+class LogTableModel final : public QAbstractTableModel {
+    Q_OBJECT
+public:
+    explicit LogTableModel(QObject* parent = nullptr);
+
+    // Shows `rows`, which differ from the rows shown by `change`. A live
+    // refresh (rows dropped at the front, rows appended) goes out as row
+    // removals and insertions so the view keeps its selection; a reset, or a
+    // change that does not fit the rows shown, as a model reset.
+    void setRows(RowList rows, const StoreChange& change = {true, 0, 0});
+    const RowList& rows() const { return rows_; }
+    const Row* rowAt(ViewPos row) const;
+    // Where the row numbered `idx` is shown; nullopt when it is not.
+    std::optional<ViewPos> rowOfIdx(RowIdx idx) const;
+    // New fonts and colours: every cell is restyled.
+    void setStyles(LevelStyles styles);
+    const LevelStyles& styles() const { return styles_; }
+    // Every cell again (a value changed in place, such as an app name).
+    void refreshCells();
+
+    static RowKey keyForColumn(int column) { return kLogColumns[size_t(column)]; }
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+private:
+    bool applyChange(RowList& rows, const StoreChange& change);
+
+    LevelStyles styles_;
+    RowList rows_;
+};
+
+}  // namespace vf::ui

@@ -1,0 +1,106 @@
+#include "ui/table/tablecolumns.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QHeaderView>
+#include <QMenu>
+#include <QTableView>
+#include <QTimer>
+#include <array>
+#include <cmath>
+
+#include "core/support/preferences.h"
+#include "ui/table/levelstyles.h"
+#include "ui/table/logtablemodel.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf::ui {
+
+namespace {
+
+constexpr char kPointSizeProperty[] = "vfPointSize";
+constexpr char kLayoutKey[] = "logDataTable";
+
+}  // namespace
+
+int defaultColumnWidth(int column, const QFontMetrics& metrics) {
+    // Typical values, in the order of kLogColumns.
+    static const std::array<QString, kLogColumns.size()> kSamples{
+        u"00-00 00:00:00.000"_s, u"com.example.app:x"_s, u"000000"_s, u"000000"_s, u"W"_s,
+        u"ActivityManager"_s, u"A message of average length, as logs go"_s};
+    if (column < 0 || column >= int(kSamples.size())) return 0;
+    const int padding = metrics.averageCharWidth() * 2;
+    return metrics.horizontalAdvance(kSamples[size_t(column)]) + padding;
+}
+
+void followFontSize(QHeaderView* header, double pointSize) {
+    const QVariant last = header->property(kPointSizeProperty);
+    header->setProperty(kPointSizeProperty, pointSize);
+    if (!last.isValid() || last.toDouble() <= 0 || last.toDouble() == pointSize) return;
+    const double factor = pointSize / last.toDouble();
+    // A stretched last column fills what is left: scaling it would only add a scroll bar.
+    int stretched = -1;
+    for (int visual = header->count() - 1; header->stretchLastSection() && visual >= 0 && stretched < 0; --visual)
+        if (!header->isSectionHidden(header->logicalIndex(visual))) stretched = header->logicalIndex(visual);
+    for (int column = 0; column < header->count(); ++column) {
+        if (header->isSectionHidden(column) || column == stretched) continue;
+        header->resizeSection(column, int(std::lround(header->sectionSize(column) * factor)));
+    }
+}
+
+void followStyles(QTableView* table, const LevelStyles& styles) {
+    table->verticalHeader()->setMinimumSectionSize(1);
+    table->verticalHeader()->setDefaultSectionSize(styles.rowHeight);
+    table->horizontalHeader()->setFont(QApplication::font());
+    followFontSize(table->horizontalHeader(), styles.pointSize);
+}
+
+void installColumnMenu(QHeaderView* header) {
+    header->setContextMenuPolicy(Qt::CustomContextMenu);
+    QObject::connect(header, &QWidget::customContextMenuRequested, header, [header](const QPoint& at) {
+        QAbstractItemModel* model = header->model();
+        if (model == nullptr) return;
+        auto* menu = new QMenu(header);
+        menu->setAttribute(Qt::WA_DeleteOnClose);
+        int visible = 0;
+        for (int column = 0; column < header->count(); ++column) visible += header->isSectionHidden(column) ? 0 : 1;
+        for (int column = 0; column < header->count(); ++column) {
+            QAction* item = menu->addAction(model->headerData(column, Qt::Horizontal).toString());
+            item->setCheckable(true);
+            item->setChecked(!header->isSectionHidden(column));
+            item->setEnabled(header->isSectionHidden(column) || visible > 1);
+            QObject::connect(item, &QAction::toggled, header, [header, column](bool on) {
+                header->setSectionHidden(column, !on);
+                if (on && header->sectionSize(column) < header->minimumSectionSize())
+                    header->resizeSection(column, defaultColumnWidth(column, header->fontMetrics()));
+            });
+        }
+        menu->popup(header->mapToGlobal(at));
+    });
+}
+
+ColumnLayoutSaver::ColumnLayoutSaver(QHeaderView* header) : header_(header) {
+    QFont font = QApplication::font();
+    font.setPointSizeF(readFontSize());
+    for (int column = 0; column < header->count() - 1; ++column)
+        header->resizeSection(column, defaultColumnWidth(column, QFontMetrics(font)));
+    installColumnMenu(header);
+    const QByteArray state = Preferences::value(QLatin1String(kLayoutKey)).toByteArray();
+    if (!state.isEmpty()) header->restoreState(state);
+
+    timer_ = new QTimer(this);
+    timer_->setSingleShot(true);
+    timer_->setInterval(500);
+    connect(timer_, &QTimer::timeout, this, &ColumnLayoutSaver::save);
+    connect(header, &QHeaderView::sectionResized, timer_, qOverload<>(&QTimer::start));
+    connect(header, &QHeaderView::sectionMoved, timer_, qOverload<>(&QTimer::start));
+}
+
+ColumnLayoutSaver::~ColumnLayoutSaver() { save(); }
+
+void ColumnLayoutSaver::save() const {
+    if (header_ != nullptr) Preferences::setValue(QLatin1String(kLayoutKey), header_->saveState());
+}
+
+}  // namespace vf::ui

@@ -1,0 +1,58 @@
+#pragma once
+// The log table's columns and rows beyond the model: the column layout,
+// saved across runs (order, widths and hidden columns, under the preference
+// "logDataTable"), default widths made from the font (so a bigger font does
+// not clip the time), widths and row height that follow later font size
+// changes, and the header's menu to hide and show columns.
+//
+// Main thread only.
+
+#include <QFontMetrics>
+#include <QObject>
+#include <QPointer>
+
+class QHeaderView;
+class QTableView;
+class QTimer;
+
+namespace vf::ui {
+
+struct LevelStyles;
+
+// The width that shows a typical value of `column` (a LogTableModel column)
+// and its title in `metrics`' font.
+int defaultColumnWidth(int column, const QFontMetrics& metrics);
+
+// Resizes every column of `header` by how much `pointSize` differs from the
+// size it was last called with (the first call only records the size).
+void followFontSize(QHeaderView* header, double pointSize);
+
+// The row height and header font of `table` for `styles`, and the column
+// widths scaled to their point size.
+void followStyles(QTableView* table, const LevelStyles& styles);
+
+// A context menu on `header` with one check item per column; the last
+// visible column cannot be hidden.
+void installColumnMenu(QHeaderView* header);
+
+// Keeps the column layout of a table: gives the columns their default
+// widths and the column menu, restores the saved layout, and saves it half a
+// second after the user resizes or moves a column, and once more when it
+// goes. Destroy it before the table.
+class ColumnLayoutSaver final : public QObject {
+    Q_OBJECT
+public:
+    // `header` already has its model's columns.
+    explicit ColumnLayoutSaver(QHeaderView* header);
+    ~ColumnLayoutSaver() override;
+    ColumnLayoutSaver(const ColumnLayoutSaver&) = delete;
+    ColumnLayoutSaver& operator=(const ColumnLayoutSaver&) = delete;
+
+    void save() const;
+
+private:
+    QPointer<QHeaderView> header_;
+    QTimer* timer_ = nullptr;
+};
+
+}  // namespace vf::ui

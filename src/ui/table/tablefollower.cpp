@@ -1,0 +1,147 @@
+#include "ui/table/tablefollower.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QScrollBar>
+#include <algorithm>
+
+#include "core/log/logexport.h"
+#include "core/support/logger.h"
+#include "ui/table/logtablemodel.h"
+#include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
+
+namespace vf::ui {
+
+int selectedRowOf(const QTableView& table) {
+    const QItemSelectionModel* selection = table.selectionModel();
+    const QModelIndex current = selection->currentIndex();
+    if (current.isValid() && selection->isRowSelected(current.row(), {})) return current.row();
+    const QModelIndexList rows = selection->selectedRows();
+    int last = -1;
+    for (const QModelIndex& index : rows) last = qMax(last, index.row());
+    return last;
+}
+
+TableFollower::TableFollower(MainWindow& window, LogTableModel& model, QObject* parent)
+    : QObject(parent), window_(window), model_(model) {
+    SelectableTableView* table = window_.logTable();
+    connect(table->verticalScrollBar(), &QScrollBar::valueChanged, this, &TableFollower::onScrollChanged);
+    connect(table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &TableFollower::onSelectionChanged);
+}
+
+void TableFollower::showRows(const LogUpdate& update, bool filterInForce) {
+    SelectableTableView* table = window_.logTable();
+    const std::optional<RowIdx> anchor = scrollToBottom_ ? std::nullopt : firstVisibleIdx();
+    isReloading_ = true;
+    // An update posted before the new filter's pass landed is not the one
+    // the selection waits for.
+    const bool filterLanded = filterUpdating_ && filterInForce;
+    model_.setRows(update.rows, update.change);
+    if (filterLanded) {
+        restoreRowSelections();
+        filterUpdating_ = false;
+    } else if (anchor) {
+        keepFirstVisible(*anchor);
+    }
+    isReloading_ = false;
+    table->viewport()->update();
+    followLog();
+}
+
+void TableFollower::onFilterUpdating() { filterUpdating_ = true; }
+
+std::optional<RowIdx> TableFollower::firstVisibleIdx() const {
+    const Row* row = model_.rowAt(ViewPos(window_.logTable()->rowAt(0)));
+    return row != nullptr ? std::optional(row->idx()) : std::nullopt;
+}
+
+// Old rows dropped from the front must not move the rows the user is reading.
+void TableFollower::keepFirstVisible(RowIdx idx) {
+    SelectableTableView* table = window_.logTable();
+    const Row* first = model_.rowAt(ViewPos(table->rowAt(0)));
+    if (first != nullptr && first->idx() == idx) return;
+    const std::optional<ViewPos> row = model_.rowOfIdx(idx);
+    if (!row) return;
+    VF_LOG("Old last row: {}, new last row: {}", table->rowAt(0), row->value());
+    table->scrollTo(model_.index(row->row(), 0), QAbstractItemView::PositionAtTop);
+}
+
+void TableFollower::followLog() {
+    if (scrollToBottom_) window_.logTable()->scrollToBottom();
+}
+
+void TableFollower::changeScrollToBottom(bool follow) {
+    if (scrollToBottom_ == follow) return;
+    scrollToBottom_ = follow;
+    window_.followAction->setChecked(follow);
+}
+
+void TableFollower::toggleAutoFollow() {
+    changeScrollToBottom(!scrollToBottom_);
+    window_.followAction->setChecked(scrollToBottom_);
+    followLog();
+}
+
+void TableFollower::onScrollChanged() {
+    if (!isReloading_) changeScrollToBottom(nearEnd());
+}
+
+bool TableFollower::nearEnd() const {
+    SelectableTableView* table = window_.logTable();
+    const int lastVisible = table->rowAt(table->viewport()->height() - 1);
+    // Unsigned on purpose: "no row" (-1) counts as the end, and with fewer
+    // than five rows any real row is "above" it.
+    const auto last = static_cast<unsigned long>(static_cast<long>(lastVisible));
+    const auto threshold = static_cast<unsigned long>(static_cast<long>(model_.rowCount()) - 5);
+    return last >= threshold;
+}
+
+void TableFollower::onSelectionChanged() {
+    if (filterUpdating_ || isReloading_) return;
+    const int row = selectedRowOf(*window_.logTable());
+    const Row* selected = model_.rowAt(ViewPos(row));
+    if (selected == nullptr) {
+        selectedLogMessage_.reset();
+        return;
+    }
+    VF_LOG("Selected logDataTable row: {}", row);
+    selectedLogMessage_ = selected->idx();
+    changeScrollToBottom(row == model_.rowCount() - 1);
+}
+
+void TableFollower::restoreRowSelections() {
+    if (model_.rowCount() == 0 || !selectedLogMessage_) return;
+    const std::optional<ViewPos> row = model_.rowOfIdx(*selectedLogMessage_);
+    if (!row) return;
+    SelectableTableView* table = window_.logTable();
+    QWidget* focused = QApplication::focusWidget();
+    table->selectRowAlone(row->row());
+    table->scrollTo(model_.index(row->row(), 0), QAbstractItemView::PositionAtCenter);
+    // The centred row wins over following, unless it is at the end anyway.
+    changeScrollToBottom(nearEnd());
+    if (focused != nullptr) focused->setFocus();
+}
+
+bool TableFollower::selectRowAtTop(RowIdx idx) {
+    const std::optional<ViewPos> row = model_.rowOfIdx(idx);
+    if (!row) return false;
+    SelectableTableView* table = window_.logTable();
+    table->selectRowAlone(row->row());
+    table->scrollTo(model_.index(row->row(), 0), QAbstractItemView::PositionAtTop);
+    return true;
+}
+
+void TableFollower::copySelection() const {
+    QModelIndexList indexes = window_.logTable()->selectionModel()->selectedRows();
+    std::sort(indexes.begin(), indexes.end());
+    RowList rows;
+    rows.reserve(indexes.size());
+    for (const QModelIndex& index : std::as_const(indexes)) rows.append(model_.rows().at(index.row()));
+    if (rows.isEmpty()) return;
+    QApplication::clipboard()->setText(copyText(rows, std::nullopt));
+}
+
+}  // namespace vf::ui

@@ -1,0 +1,75 @@
+#pragma once
+// TableFollower: how the log table moves when its rows change. It owns the
+// follow mode (keep the last row in view, mirrored by the Follow action), the
+// row the user last selected, and the refresh in progress. On each refresh it
+// keeps the rows being read where they are (old rows dropped from the front
+// must not move them), restores the selected row once a new filter's rows
+// land, and scrolls to the end while following. It also copies the selected
+// rows.
+//
+// Main thread only. The window and the model are not owned and outlive the
+// follower.
+
+#include <QObject>
+#include <cstdint>
+#include <optional>
+
+#include "core/log/rowindex.h"
+#include "core/log/storechange.h"
+
+class QTableView;
+
+namespace vf::ui {
+
+class LogTableModel;
+class MainWindow;
+
+// The row to act on: the current row if it is selected, else the last
+// selected row; -1 without a selection.
+int selectedRowOf(const QTableView& table);
+
+class TableFollower final : public QObject {
+    Q_OBJECT
+public:
+    // Listens to the log table's scroll bar and selection from here on.
+    TableFollower(MainWindow& window, LogTableModel& model, QObject* parent = nullptr);
+
+    bool scrollToBottom() const { return scrollToBottom_; }
+    // The idx of the row the user selected last (kept across refreshes).
+    std::optional<RowIdx> selectedLogMessage() const { return selectedLogMessage_; }
+
+    // Sets follow mode and the Follow action's check mark; does not scroll.
+    void changeScrollToBottom(bool follow);
+    // Flips follow mode and, when it is now on, goes to the end.
+    void toggleAutoFollow();
+    // A new filter is on its way: the refresh that brings it restores the
+    // selection, and selection changes until then are the table's own.
+    void onFilterUpdating();
+    // Puts the store's update into the model. `filterInForce`: the store
+    // already filters with the predicate the controller chose last.
+    void showRows(const LogUpdate& update, bool filterInForce);
+
+    // Selects the shown row numbered `idx` alone, at the top of the table;
+    // false when it is not shown.
+    bool selectRowAtTop(RowIdx idx);
+    // The selected rows as text on the clipboard, in table order.
+    void copySelection() const;
+
+private:
+    void followLog();
+    void onScrollChanged();
+    bool nearEnd() const;
+    void onSelectionChanged();
+    void restoreRowSelections();
+    std::optional<RowIdx> firstVisibleIdx() const;
+    void keepFirstVisible(RowIdx idx);
+
+    MainWindow& window_;
+    LogTableModel& model_;
+    bool scrollToBottom_ = false;
+    bool isReloading_ = false;
+    bool filterUpdating_ = false;
+    std::optional<RowIdx> selectedLogMessage_;
+};
+
+}  // namespace vf::ui

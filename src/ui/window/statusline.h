@@ -1,0 +1,45 @@
+#pragma once
+// StatusLine: the main window's status bar, and the only code that writes
+// it: how many rows are shown ("Viewing ..."), the filter in force
+// ("Filter: ..."), passing notes (a search without a match, what a device's
+// state asks of the user, the report a crashed run left), and what the log
+// table says while it is empty.
+//
+// Main thread only. The window outlives it.
+
+#include <QString>
+
+#include "ui/window/statustexts.h"
+
+class QLabel;
+
+namespace vf::ui {
+
+class MainWindow;
+
+class StatusLine final {
+public:
+    // Puts its labels into `window`'s status bar.
+    explicit StatusLine(MainWindow& window);
+    StatusLine(const StatusLine&) = delete;
+    StatusLine& operator=(const StatusLine&) = delete;
+
+    // The count of `shown` rows, and the empty table's hint.
+    void showCounts(qsizetype shown, TableState state);
+    // "Filter: " and `description`.
+    void showFilter(const QString& description);
+    // A note until the next one, or for `timeoutMs` when that is not 0.
+    void showNote(const QString& text, int timeoutMs = 0);
+    void clearNote();
+
+    QString viewingText() const;
+    QString filterText() const;
+    QString note() const;
+
+private:
+    MainWindow& window_;
+    QLabel* viewing_ = nullptr;
+    QLabel* filter_ = nullptr;
+};
+
+}  // namespace vf::ui

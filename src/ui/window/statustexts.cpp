@@ -1,0 +1,34 @@
+#include "ui/window/statustexts.h"
+
+#include "core/support/buildinfo.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf::ui {
+
+QString viewingText(qsizetype shown, const TableState& state) {
+    QString text;
+    if (state.filtered) {
+        if (shown != 0 || state.total != 0) {
+            text = u"Viewing %1 of %2"_s.arg(shown).arg(state.total);
+            if (state.logging) text += u"+"_s;
+        }
+    } else if (shown != 0) {
+        text = u"Viewing: %1"_s.arg(shown);
+    }
+    if (text.isEmpty()) text = u"No Data       v(%1)"_s.arg(QLatin1String(build::kVersion));
+    return text;
+}
+
+QString emptyTableHint(qsizetype shown, const TableState& state) {
+    if (shown > 0) return {};
+    if (state.total > 0)
+        return u"No message passes the filter.\n%1\nChoose All Messages or change the quick filter to see more."_s.arg(
+            state.filter);
+    if (!state.fromDevice) return u"The file holds no log messages."_s;
+    if (state.logging) return u"Connected. Waiting for the device's first messages…"_s;
+    return u"No device connected.\n\nConnect an Android device with USB debugging turned on, then press Run "
+           u"(Ctrl+R).\nNo device at hand? scripts/run.sh in the source tree starts the simulated device."_s;
+}
+
+}  // namespace vf::ui

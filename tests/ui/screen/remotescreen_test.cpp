@@ -1,0 +1,63 @@
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QMouseEvent>
+#include <cmath>
+
+#include "support/fixtures/scriptedadbserver.h"
+#include "support/fixtures/wait.h"
+#include "ui/screen/remotescreenmonitorsheet.h"
+#include "ui/screen/screenimageview.h"
+
+namespace vf::ui {
+namespace {
+
+TEST(RemoteScreen, NormalizePointScalesPerAxisAndCapsOnlyRightAndBelow) {
+    const QSize pixels(1080, 2400);
+    const struct {
+        QPointF at;
+        QSizeF view;
+        QPointF device;
+    } cases[] = {
+        {{180, 400}, {360, 800}, {540, 1200}},
+        {{0, 0}, {360, 800}, {0, 0}},
+        {{400, 900}, {360, 800}, {1080, 2400}},     // right of and below the image
+        {{-10, -20}, {360, 800}, {-30, -60}},       // left of and above: negative
+        {{100, 100}, {720, 800}, {150, 300}},       // each axis on its own scale
+        {{0, 5}, {0, 0}, {1080, 2400}},             // empty view: 0/0 and x/0
+    };
+    for (const auto& c : cases) {
+        const QPointF p = normalizePoint(c.at, c.view, pixels);
+        EXPECT_DOUBLE_EQ(p.x(), c.device.x()) << c.at.x() << "," << c.at.y();
+        EXPECT_DOUBLE_EQ(p.y(), c.device.y()) << c.at.x() << "," << c.at.y();
+    }
+}
+
+TEST(RemoteScreen, ToolbarFollowsAutoRefreshAndClicksWaitForTheFirstImage) {
+    test::ScriptedAdbServer server;  // records every connection; the first may choose its device
+    server.addScript(test::Script().expectRequest("host:transport-any").reply("OKAY"));
+    RemoteScreenMonitorSheet window(AdbEndpoint{QStringLiteral("127.0.0.1"), server.port(), {}});
+    EXPECT_EQ(window.autoRefreshItem()->text(), QStringLiteral("Stop"));
+    EXPECT_FALSE(window.snapshotItem()->isEnabled());
+    window.onToggleAutoRefresh();
+    EXPECT_EQ(window.autoRefreshItem()->text(), QStringLiteral("Start"));
+    EXPECT_TRUE(window.snapshotItem()->isEnabled());
+
+    ScreenImageView* view = window.imageView();
+    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+        QMouseEvent event(type, QPointF(10, 10), view->mapToGlobal(QPointF(10, 10)), Qt::LeftButton,
+                          type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(view, &event);
+    }
+    window.copyFullImage();  // nothing shown: nothing copied, status unchanged
+    EXPECT_EQ(window.statusText(), QString());
+    // The Home key goes out after the clicks, the same way a tap would: had
+    // a click been sent, its connection would be the first.
+    window.homeKey();
+    ASSERT_TRUE(test::waitUntil([&] { return server.received(0).contains("keyevent"); }));
+    EXPECT_EQ(server.connectionCount(), 1);
+}
+
+}  // namespace
+}  // namespace vf::ui

@@ -1,0 +1,147 @@
+// The log table: styles, fonts, follow mode, selection and live refreshes.
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QStringListModel>
+
+#include "ui/table/highlightdelegate.h"
+#include "ui/uitestsupport.h"
+
+namespace vf::ui::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class TableTest : public UiTest {};
+
+TEST_F(TableTest, FontSizeOutsideItsRangeFallsBackToEleven) {
+    start();
+    Preferences::setValue(QLatin1String(prefs::kDefaultFontSize), 30.0);
+    app->parts().window->biggerFontAction->trigger();
+    EXPECT_EQ(Preferences::number(QLatin1String(prefs::kDefaultFontSize)), 11.0);
+    Preferences::setValue(QLatin1String(prefs::kDefaultFontSize), 1.0);
+    app->parts().window->smallerFontAction->trigger();
+    EXPECT_EQ(Preferences::number(QLatin1String(prefs::kDefaultFontSize)), 11.0);
+    app->parts().window->biggerFontAction->trigger();
+    EXPECT_EQ(app->parts().model->styles().fonts[0].pointSizeF(), 12.0);
+    EXPECT_EQ(table()->verticalHeader()->defaultSectionSize(), app->parts().model->styles().rowHeight);
+}
+
+TEST_F(TableTest, EmptyTypeUsesTheDebugFontAndNoColour) {
+    Preferences::setValue(u"logDebugBold"_s, 1);
+    start();
+    show({row(1, "", "no level"), row(2, "E", "error"), row(3, "X", "odd level")});
+    const QFont empty = model()->index(0, 6).data(Qt::FontRole).value<QFont>();
+    EXPECT_TRUE(empty.bold());
+    EXPECT_EQ(empty, app->parts().model->styles().fonts[1]);
+    EXPECT_FALSE(model()->index(0, 6).data(Qt::ForegroundRole).isValid());
+    EXPECT_EQ(model()->index(1, 6).data(Qt::ForegroundRole).value<QBrush>().color(), QColor(Qt::red));
+    EXPECT_FALSE(model()->index(2, 6).data(Qt::FontRole).value<QFont>().bold());
+}
+
+TEST_F(TableTest, ScrollingSixRowsUpStopsFollowing) {
+    start();
+    app->parts().window->show();
+    show(levelRows(300));
+    ASSERT_TRUE(app->parts().follower->scrollToBottom());
+    const int count = model()->rowCount();
+    QScrollBar* bar = table()->verticalScrollBar();
+    const auto scrollUntilLastVisible = [&](int row) {
+        for (int value = bar->maximum(); value >= 0; --value) {
+            bar->setValue(value);
+            if (table()->rowAt(table()->viewport()->height() - 1) == row) return true;
+        }
+        return false;
+    };
+    ASSERT_TRUE(scrollUntilLastVisible(count - 5));
+    EXPECT_TRUE(app->parts().follower->scrollToBottom());
+    ASSERT_TRUE(scrollUntilLastVisible(count - 6));
+    EXPECT_FALSE(app->parts().follower->scrollToBottom());
+    EXPECT_FALSE(app->parts().window->followAction->isChecked());
+    ASSERT_TRUE(scrollUntilLastVisible(count - 5));
+    EXPECT_TRUE(app->parts().follower->scrollToBottom());
+    EXPECT_TRUE(app->parts().window->followAction->isChecked());
+}
+
+TEST_F(TableTest, SelectionComesBackCentredAfterAFilterChange) {
+    start();
+    app->parts().window->show();
+    show(levelRows(600));
+    table()->selectRowAlone(100);  // an "E" row (100 % 6 == 4)
+    ASSERT_EQ(app->parts().follower->selectedLogMessage(), RowIdx(100));
+    const QStringList names = app->parts().filterList->sortedFilterKeys();
+    const int error = int(names.indexOf(u"LogLevel Error"_s)) + 1;
+    app->parts().window->filterListTable()->selectRowAlone(error);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 200; }));
+    const QModelIndexList selected = table()->selectionModel()->selectedRows();
+    ASSERT_EQ(selected.size(), 1);
+    EXPECT_EQ(model()->rowAt(ViewPos(selected.first().row()))->idx(), RowIdx(100));
+    EXPECT_FALSE(app->parts().follower->scrollToBottom());
+    const auto centred = [&] {
+        const QRect rect = table()->visualRect(selected.first());
+        // The table scrolls by whole rows, so "centred" is within a row and a half.
+        return std::abs(rect.center().y() - table()->viewport()->height() / 2) <= rect.height() * 3 / 2;
+    };
+    EXPECT_TRUE(vf::test::waitUntil(centred, 2000));
+
+    // A row the new filter hides is not selected afterwards.
+    app->parts().window->filterListTable()->selectRowAlone(int(names.indexOf(u"LogLevel Warn"_s)) + 1);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 300; }));
+    table()->selectRowAlone(0);  // idx 3, a warning
+    ASSERT_EQ(app->parts().follower->selectedLogMessage(), RowIdx(3));
+    app->parts().window->filterListTable()->selectRowAlone(error);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 200; }));
+    EXPECT_TRUE(table()->selectionModel()->selectedRows().isEmpty());
+}
+
+TEST_F(TableTest, LiveRefreshIsSentAsRemovalsAndInsertsKeepingTheSelection) {
+    LogTableModel liveModel;
+    RowList rows = levelRows(30);
+    liveModel.setRows(rows);
+    QSignalSpy reset(&liveModel, &QAbstractItemModel::modelReset);
+    QSignalSpy removed(&liveModel, &QAbstractItemModel::rowsRemoved);
+    QSignalSpy inserted(&liveModel, &QAbstractItemModel::rowsInserted);
+    RowList next = rows.mid(10);
+    for (int i = 30; i < 35; ++i) next << row(uint64_t(i), "I", "new");
+    liveModel.setRows(next, {false, 10, 5});
+    EXPECT_EQ(reset.size(), 0);
+    ASSERT_EQ(removed.size(), 1);
+    EXPECT_EQ(removed.first().at(2).toInt(), 9);  // rows 0..9 went
+    ASSERT_EQ(inserted.size(), 1);
+    EXPECT_EQ(inserted.first().at(1).toInt(), 20);
+    EXPECT_EQ(liveModel.rowCount(), 25);
+    EXPECT_EQ(liveModel.rowOfIdx(RowIdx(34)), ViewPos(24));
+
+    RowList unrelated{row(99, "I", "other")};  // a change that does not fit: reset
+    liveModel.setRows(unrelated, {false, 0, 2});
+    EXPECT_EQ(reset.size(), 1);
+}
+
+TEST_F(TableTest, ClearAndStatusLine) {
+    start();
+    adb->list({device(u"A1"_s)});  // streaming
+    ASSERT_TRUE(vf::test::waitUntil([&] { return app->parts().session->isLogging() && title() == u"A1"_s; }));
+    show(levelRows(12));
+    EXPECT_EQ(app->parts().status->viewingText(), u"Viewing: 12"_s);
+    app->parts().window->filterListTable()->selectRowAlone(int(app->parts().filterList->sortedFilterKeys().indexOf(u"LogLevel Error"_s)) + 1);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 4; }));
+    EXPECT_EQ(app->parts().status->viewingText(), u"Viewing 4 of 12+"_s);
+    QKeyEvent clear(QEvent::KeyPress, Qt::Key_Backspace, Qt::ControlModifier);
+    EXPECT_TRUE(app->parts().messages->onKeyEventForTableView(table(), &clear));
+    EXPECT_EQ(model()->rowCount(), 0);
+    EXPECT_EQ(app->parts().store->logEventCount(), 0);
+    EXPECT_TRUE(table()->placeholderText().startsWith(u"Connected."_s));
+}
+
+TEST(LevelColor, DefaultsLightenOnADarkBaseAndChosenColoursStay) {
+    EXPECT_EQ(levelColor(0, u"#0000ff"_s, false), QColor(u"#0000ff"));
+    for (int level = 0; level < kLevelCount; ++level)
+        EXPECT_GT(levelColor(level, QString(), true).lightness(), 110) << level;
+    EXPECT_EQ(levelColor(0, u"#123456"_s, true), QColor(u"#123456"));
+    EXPECT_EQ(levelColor(4, u"no colour"_s, false), QColor(u"#ff0000"));
+}
+
+}  // namespace
+}  // namespace vf::ui::test
