@@ -65,8 +65,8 @@ public:
     QString deviceId() const { return deviceId_; }
     void setDeviceId(const QString& deviceId) { deviceId_ = deviceId; }
 
-    // A request on the wire: "%.4lx" of the text's UTF-16 length, then UTF-8.
-    // Pure.
+    // A request on the wire: its UTF-8 byte count as "%.4lx", then the UTF-8
+    // bytes. Pure.
     static QByteArray frame(const QString& text);
 
     // AsyncSocketDelegate.

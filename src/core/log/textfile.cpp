@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/log/linecut.h"
 #include "core/log/logparser.h"
 #include "core/log/processidentity.h"
 #include "core/log/utf8.h"
@@ -34,6 +35,15 @@ void reserveForFile(std::string& bytes, size_t size) {
     if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
 }
 
+// Whether the file's first bytes say it is binary; read before the rest, so
+// that a huge binary file is refused without reading it.
+bool startsBinary(int fd) {
+    std::string head(utf8::kBinaryProbeBytes, '\0');
+    const ssize_t n = ::pread(fd, head.data(), head.size(), 0);
+    head.resize(n > 0 ? size_t(n) : 0);
+    return utf8::looksBinary(head);
+}
+
 // Reads the whole file into `bytes`; on failure returns the error text.
 std::optional<std::string> readWholeFile(const QString& path, std::string& bytes) {
     const QByteArray name = QFile::encodeName(path);
@@ -45,6 +55,8 @@ std::optional<std::string> readWholeFile(const QString& path, std::string& bytes
         error = std::strerror(errno);
     } else if (!S_ISREG(st.st_mode)) {
         error = "not a regular file";
+    } else if (startsBinary(fd)) {
+        error = utf8::kBinaryFileReason;
     } else {
         reserveForFile(bytes, size_t(st.st_size));
         bytes.resize(size_t(st.st_size));
@@ -106,6 +118,23 @@ std::string_view joinLongText(RowArena& arena, std::string_view text) {
 
 }  // namespace
 
+bool utf8::looksBinary(std::string_view head) {
+    head = head.substr(0, kBinaryProbeBytes);
+    if (head.find('\0') == std::string_view::npos) return false;
+    // UTF-16 and UTF-32 text is full of NUL bytes; its byte-order mark says so.
+    const auto encoding = QStringConverter::encodingForData(QByteArrayView(head.data(), qsizetype(head.size())));
+    return !encoding || *encoding == QStringConverter::Utf8;
+}
+
+bool utf8::fileLooksBinary(const QString& path) {
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return false;
+    struct stat st {};
+    const bool binary = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && startsBinary(fd);
+    ::close(fd);
+    return binary;
+}
+
 std::string utf8::fileTextAsUtf8(std::string bytes) {
     if (isValid(bytes)) return bytes;
     if (auto decoded = decodeMarkedEncoding(bytes)) return std::move(*decoded);
@@ -127,6 +156,7 @@ std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& n
         VF_LOG("unable to open: {}, {}", path, "not valid UTF-8");
         bytes = utf8::fileTextAsUtf8(std::move(bytes));
     }
+    if (const size_t cut = cutLongLinesInPlace(bytes)) VF_LOG("lines cut at 1 MiB: {}", cut);
     // A UTF-8 byte-order mark is not part of the first line.
     const size_t skip = std::string_view(bytes).starts_with("\xEF\xBB\xBF") ? 3 : 0;
 

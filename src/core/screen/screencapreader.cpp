@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "core/adb/replyframing.h"
 #include "core/support/logger.h"
 
 namespace vf {
@@ -32,6 +33,15 @@ void ScreencapReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArra
             if (takeOkay(data)) readPng(kPng);
             break;
         case kPng:
+            // Every whole read ends in "IEND"; one that does not was cut at
+            // the size limit: no screenshot is that large, so it is a failure.
+            if (!data.endsWith("IEND") || resultData_.size() + data.size() > kMaxImageBytes) {
+                VF_LOG("screenshot larger than {} bytes: dropped", kMaxImageBytes);
+                resultData_ = QByteArray();
+                end(AdbOutcome::UnexpectedReply,
+                    Error{QString::fromLatin1(kLogReaderErrorDomain), kTooLargeCode, QString::fromLatin1(kTooLargeText), {}, {}});
+                break;
+            }
             resultData_.append(data);
             readPng(kPng);
             break;

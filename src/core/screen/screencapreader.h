@@ -18,13 +18,18 @@ public:
     virtual ~ScreencapReaderDelegate() = default;
     // Once per start(): the bytes of the capture exactly as read (up to the
     // last "IEND"; turn them into a PNG with createImageFromData), empty
-    // when nothing was read, and how the conversation ended.
+    // when nothing was read, and how the conversation ended. A capture
+    // larger than kMaxImageBytes (64 MiB) ends as UnexpectedReply with
+    // ScreencapReader::kTooLargeText.
     virtual void screencapFinished(const QByteArray& data, const AdbResult& result) = 0;
 };
 
 class ScreencapReader final : public AdbSocket {
     Q_OBJECT
 public:
+    static constexpr int kTooLargeCode = 4;
+    static constexpr char kTooLargeText[] = "the screenshot is larger than 64 MiB";
+
     explicit ScreencapReader(const AdbEndpoint& endpoint, QObject* parent = nullptr)
         : AdbSocket(endpoint, parent) {}
 

@@ -27,7 +27,8 @@ inline uint64_t bytesEqual(uint64_t word, unsigned char byte) noexcept {
 // which the baseline target lacks: the multiply sums the bytes' low bits).
 inline size_t countMarked(uint64_t marks) noexcept { return size_t(((marks >> 7) * kOnes) >> 56); }
 
-// First LF or CR at or after p, or end. Files of a million lines pass here.
+}  // namespace
+
 const char* findLfCr(const char* p, const char* end) noexcept {
 #ifdef __SSE2__
     const __m128i lf = _mm_set1_epi8('\n');
@@ -49,6 +50,8 @@ const char* findLfCr(const char* p, const char* end) noexcept {
     while (p < end && *p != '\n' && *p != '\r') ++p;
     return p;
 }
+
+namespace {
 
 // Length of the newline character at p (UTF-8), 0 when there is none.
 size_t newlineAt(const char* p, const char* end) noexcept {

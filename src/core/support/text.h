@@ -47,6 +47,10 @@ private:
     bool done_ = false;
 };
 
+// The first LF or CR at or after p, or end (the LfCr breaks). Files of a
+// million lines pass here.
+const char* findLfCr(const char* p, const char* end) noexcept;
+
 // Every line of `text` (see LineSplitter).
 std::vector<std::string_view> splitLines(std::string_view text, LineBreaks breaks);
 
