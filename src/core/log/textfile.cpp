@@ -11,11 +11,11 @@
 #include <unistd.h>
 
 #include "core/log/linecut.h"
-#include "core/log/linesplit.h"
 #include "core/log/logparser.h"
 #include "core/log/processidentity.h"
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
+#include "core/support/text.h"
 
 namespace vf {
 
@@ -98,7 +98,7 @@ bool isLongEnough(std::string_view line) {
 
 LogLineFormat detect(std::string_view text) {
     std::vector<std::string_view> head;
-    lines::Splitter splitter(text);
+    LineSplitter splitter(text, LineBreaks::LfCr);
     std::string_view line;
     while (head.size() < kDetectionLines && splitter.next(line)) head.push_back(line);
     return determineLogType(head);
@@ -108,8 +108,8 @@ LogLineFormat detect(std::string_view text) {
 std::string_view joinLongText(RowArena& arena, std::string_view text) {
     std::string joined;
     joined.reserve(text.size());
-    lines::Splitter splitter(text);
-    lines::joinLongEntries([&](std::string_view& line) { return splitter.next(line); },
+    LineSplitter splitter(text, LineBreaks::LfCr);
+    joinLongEntries([&](std::string_view& line) { return splitter.next(line); },
                            [&](std::string_view header, std::string_view message) {
                                joined.append(header).append(message).append(1, '\n');
                            });
@@ -162,7 +162,7 @@ std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& n
 
     RowArena arena;
     std::string_view text = arena.adopt(std::move(bytes)).substr(skip);
-    const lines::BreakCount breaks = lines::countBreaks(text);
+    const BreakCount breaks = countLineBreaks(text);
     VF_LOG("reading file:{}, lines:{}", path, breaks.lf + breaks.cr + 1);
 
     const LogLineFormat format = detect(text);
@@ -172,7 +172,7 @@ std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& n
     RowList rows;
     rows.reserve(qsizetype(std::max(breaks.lf, breaks.cr) + 1));
     FileRowNamer namer;
-    lines::Splitter splitter(text);
+    LineSplitter splitter(text, LineBreaks::LfCr);
     std::string_view line;
     while (splitter.next(line)) {
         if (!isLongEnough(line)) continue;
