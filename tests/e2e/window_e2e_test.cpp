@@ -1,9 +1,10 @@
 // The viewer's window through the real adb server, where the behaviour is
-// the window's own: a saved log opened and a device run after it, and
-// quitting with a second window open.
+// the window's own: a saved log opened and a device run after it, a device
+// that comes after the viewer, and quitting with a second window open.
 #ifdef VF_HAVE_UI
 #include <QApplication>
 #include <QListWidget>
+#include <QMenu>
 #include <QTest>
 #include <QTimer>
 
@@ -15,6 +16,7 @@
 #include "ui/crashes/crashespanel.h"
 #include "ui/files/filecontroller.h"
 #include "ui/message/messageactions.h"
+#include "ui/message/textviewerwindow.h"
 #include "ui/table/logtablemodel.h"
 #include "ui/vellumfoxappdelegate.h"
 #include "ui/window/mainwindow.h"
@@ -93,6 +95,47 @@ TEST_F(E2eWindow, OpenThenRunListsEachCrashOnce) {
     EXPECT_TRUE(parts.crashes->list()->item(0)->text().contains(u"org.example.fieldnotes ("_s))
         << parts.crashes->list()->item(0)->text().toStdString();
     EXPECT_EQ(appOf(u"line 29"_s), u"org.example.fieldnotes"_s);
+}
+
+// Started with no device: no alert over the table, which says what to do;
+// the device plugged in afterwards streams without a key press and is
+// offered in the Device menu.
+TEST_F(E2eWindow, ALateDeviceIsPickedUpWithoutInput) {
+    launch(true);
+    const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
+    ASSERT_TRUE(waitUntil([&] { return parts.window->logTable()->placeholderText().contains(u"picked up"_s); }, 15000));
+    EXPECT_EQ(parts.connection->currentAlert(), nullptr);
+
+    const QString log = writeCrashingLog(harness);
+    SimulatedDevice* device = harness.startDevice(fastDevice(log));
+    ASSERT_NE(device, nullptr) << harness.lastError().toStdString();
+    // Listed offline first while the server connects it, then ready.
+    ASSERT_TRUE(waitUntil([&] { return parts.window->connectAction->text() == u"Stop"_s; }, 15000));
+    EXPECT_EQ(parts.session->deviceId(), device->serial());
+    EXPECT_TRUE(parts.window->windowTitle().endsWith(device->serial())) << parts.window->windowTitle().toStdString();
+    const QList<QAction*> entries = parts.connection->devicesMenu()->actions();
+    ASSERT_EQ(entries.size(), 1);
+    EXPECT_TRUE(entries.first()->isChecked());
+    EXPECT_EQ(parts.connection->currentAlert(), nullptr);
+}
+
+// Quit from the message viewer ends the application, not just the main window.
+TEST_F(E2eWindow, QuitFromTheMessageViewerEndsTheApplication) {
+    const QString log = writeCrashingLog(harness);
+    launch(false);
+    const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
+    parts.files->openFile(log);
+    ASSERT_TRUE(waitUntil([&] { return shows(u"the end of the replay"_s); }, 15000));
+    parts.window->logTable()->selectRow(0);
+    parts.messages->onViewText();
+    QWidget* viewer = QApplication::activeWindow();
+    ASSERT_TRUE(waitUntil([&] {
+        viewer = QApplication::activeWindow();
+        return qobject_cast<ui::TextViewerWindow*>(viewer) != nullptr;
+    }, 5000));
+    QTimer::singleShot(0, viewer, [viewer] { QTest::keyClick(viewer, Qt::Key_Q, Qt::ControlModifier); });
+    QTimer::singleShot(10000, qApp, [] { QCoreApplication::exit(1); });  // never reached when Quit works
+    EXPECT_EQ(QApplication::exec(), 0);
 }
 
 }  // namespace

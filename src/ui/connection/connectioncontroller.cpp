@@ -2,7 +2,9 @@
 
 #include <QAction>
 #include <QComboBox>
+#include <QMenu>
 #include <QMessageBox>
+#include <utility>
 
 #include "core/adb/devicestate.h"
 #include "core/adb/replyframing.h"
@@ -32,6 +34,58 @@ ConnectionController::ConnectionController(MainWindow& window, StatusLine& statu
                                            QObject* parent)
     : QObject(parent), window_(window), status_(status), session_(session), hooks_(std::move(hooks)) {
     window_.setWindowTitle(u"Vellumfox"_s);
+    buildDevicesMenu();
+}
+
+// "Switch Device" sits under Run/Stop in the menu that holds it.
+void ConnectionController::buildDevicesMenu() {
+    devicesMenu_ = new QMenu(u"Switch Device"_s, &window_);
+    devicesMenu_->setObjectName(u"devicesMenu"_s);
+    for (QObject* object : window_.connectAction->associatedObjects()) {
+        auto* menu = qobject_cast<QMenu*>(object);
+        if (menu == nullptr) continue;
+        const QList<QAction*> actions = menu->actions();
+        const qsizetype at = actions.indexOf(window_.connectAction);
+        menu->insertMenu(at + 1 < actions.size() ? actions.at(at + 1) : nullptr, devicesMenu_);
+        break;
+    }
+    refreshDevicesMenu();
+}
+
+// One entry per attached device, the streamed one checked; devices that
+// cannot stream yet are shown, greyed, with their state.
+void ConnectionController::refreshDevicesMenu() {
+    devicesMenu_->clear();
+    const QList<DeviceRecord> devices = session_.devices();
+    if (devices.isEmpty()) devicesMenu_->addAction(u"No device attached"_s)->setEnabled(false);
+    const QString streamed = session_.isLogging() && isDatasourceDevice_ ? session_.deviceId() : QString();
+    for (const DeviceRecord& record : devices) {
+        QAction* entry = devicesMenu_->addAction(deviceTitle(record));
+        entry->setCheckable(true);
+        entry->setChecked(record.id == streamed);
+        entry->setEnabled(record.state == u"device"_s);
+        const QString id = record.id;
+        connect(entry, &QAction::triggered, this, [this, id] { switchToDevice(id); });
+    }
+}
+
+void ConnectionController::switchToDevice(const QString& deviceId) {
+    isDatasourceDevice_ = true;
+    if (session_.isLogging()) {
+        if (session_.deviceId() == deviceId) return;
+        pendingSwitch_ = deviceId;  // started once this run has ended
+        session_.stopLogging();
+    } else {
+        session_.stopLogging();  // no longer waiting for another device
+        session_.useDevice(deviceId);
+    }
+    resetConnectButton();
+}
+
+void ConnectionController::onDevicesChanged() {
+    refreshDevicesMenu();
+    // An open picker offers the devices attached now.
+    if (picker_ != nullptr && picker_->isVisible()) chooseDevice(session_.devices());
 }
 
 QMessageBox* ConnectionController::currentAlert() const { return currentAlert_; }
@@ -88,6 +142,7 @@ void ConnectionController::onLoggerStarted(const QString& deviceId) {
     showDeviceTitle({});
     status_.clearNote();
     resetConnectButton();
+    refreshDevicesMenu();
 }
 
 void ConnectionController::onLoggerStopped() {
@@ -95,6 +150,17 @@ void ConnectionController::onLoggerStopped() {
     VF_LOG("isDatasourceDevice:{}", int(isDatasourceDevice_));
     resetConnectButton();
     if (isDatasourceDevice_) setOfflineTitle();
+    refreshDevicesMenu();
+    if (!pendingSwitch_.isEmpty()) {
+        // Not from inside the session's report: it goes on after this call.
+        QMetaObject::invokeMethod(
+            this,
+            [this, id = std::exchange(pendingSwitch_, {})] {
+                session_.useDevice(id);
+                resetConnectButton();
+            },
+            Qt::QueuedConnection);
+    }
 }
 
 void ConnectionController::onDeviceModel(const QString& deviceId, const QString& model) {

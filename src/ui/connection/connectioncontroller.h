@@ -3,8 +3,9 @@
 // It drives the session from the Run/Stop button and the device picker, and
 // turns the session's reports into the window's title, the button, notes on
 // the status line and the alerts. The session decides; this class words it.
-// It is the only writer of the window's title ("model — serial [STATE]")
-// and of the Run/Stop action (Stop only while a device streams).
+// It is the only writer of the window's title ("model — serial [STATE]"),
+// of the Run/Stop action (Stop only while a device streams) and of the
+// Device menu's list of devices to switch to.
 //
 // Main thread only (it is the session's delegate, whose calls arrive there).
 // The window, the status line and the session outlive it.
@@ -17,6 +18,7 @@
 
 #include "core/session/logsession.h"
 
+class QMenu;
 class QMessageBox;
 
 namespace vf::ui {
@@ -69,9 +71,17 @@ public:
     void chooseDevice(const DeviceList& devices) override;
     void onDeviceModel(const QString& deviceId, const QString& model) override;
     void onSessionNotice(const SessionNotice& notice) override;
+    void onDevicesChanged() override;
+
+    // Streams `deviceId` instead of the device streamed now (the Device
+    // menu's Switch Device entries).
+    void switchToDevice(const QString& deviceId);
+    QMenu* devicesMenu() const { return devicesMenu_; }
 
 private:
     void onPickerClosed(int code);
+    void buildDevicesMenu();
+    void refreshDevicesMenu();
     void resetConnectButton();
     void setOfflineTitle();
     // The title for the device of the last run, tagged.
@@ -89,6 +99,8 @@ private:
     // The device the title names (the last one streamed or waited for).
     QString titleSerial_;
     std::optional<QString> titleModel_;
+    QMenu* devicesMenu_ = nullptr;  // "Switch Device", in the Device menu
+    QString pendingSwitch_;         // the device to stream once the run has stopped
 };
 
 }  // namespace vf::ui

@@ -40,6 +40,9 @@ QString emptyTableHint(qsizetype shown, const TableState& state) {
             state.filter);
     if (!state.fromDevice) return u"The file holds no log messages."_s;
     if (state.logging) return u"Connected. Waiting for the device's first messages…"_s;
+    if (state.seeking)
+        return u"No device connected.\n\nConnect an Android device with USB debugging turned on: it is picked up as "
+               u"soon as it is ready.\nNo device at hand? scripts/run.sh in the source tree starts the simulated device."_s;
     return u"No device connected.\n\nConnect an Android device with USB debugging turned on, then press Run "
            u"(Ctrl+R).\nNo device at hand? scripts/run.sh in the source tree starts the simulated device."_s;
 }

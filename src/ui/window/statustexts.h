@@ -11,6 +11,7 @@ struct TableState {
     bool filtered = false;   // a filter is in force
     bool fromDevice = true;  // false: a file is shown
     bool logging = false;    // a device stream is running
+    bool seeking = false;    // the first device to come will be streamed
     QString filter;          // the status line's filter text ("Filter: ...")
 };
 
