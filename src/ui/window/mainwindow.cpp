@@ -76,6 +76,8 @@ void MainWindow::createActions() {
                              QKeySequence(Qt::CTRL | Qt::Key_Comma));
     remoteScreenAction = make(u"Remote Screen"_s, themedIcon(u"video-display"_s, u"newwindow"_s),
                               QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
+    wrapAction = make(u"Wrap Long Messages"_s, QIcon(), QKeySequence());
+    wrapAction->setCheckable(true);
     quitAction = make(u"Quit"_s, themedIcon(u"application-exit"_s, u"stop"_s), QKeySequence::Quit);
     quitAction->setMenuRole(QAction::QuitRole);
     // The message viewer and the remote screen are windows of their own: Quit works there too.
@@ -118,6 +120,7 @@ void MainWindow::createMenus() {
     view->addActions({biggerFontAction, smallerFontAction});
     view->addSeparator();
     view->addAction(followAction);
+    view->addAction(wrapAction);
     view->addAction(remoteScreenAction);
     QMenu* device = menuBar()->addMenu(u"&Device"_s);
     device->addAction(connectAction);
@@ -148,14 +151,14 @@ void MainWindow::createToolBar() {
     quickFilter_->setPlaceholderText(u"Quick filter or query: tag:Net level:W"_s);
     quickFilter_->setClearButtonEnabled(true);
     quickFilter_->addAction(themedIcon(u"view-filter"_s, u"filter"_s), QLineEdit::LeadingPosition);
-    quickFilter_->setMinimumWidth(280);
+    quickFilter_->setMinimumWidth(240);
     toolBar_->addWidget(quickFilter_);
     toolBar_->addSeparator();
     searchField_ = new QLineEdit(toolBar_);
     searchField_->setPlaceholderText(u"Search"_s);
     searchField_->setClearButtonEnabled(true);
     searchField_->addAction(themedIcon(u"edit-find"_s, u"search"_s), QLineEdit::LeadingPosition);
-    searchField_->setMinimumWidth(220);
+    searchField_->setMinimumWidth(180);
     toolBar_->addWidget(searchField_);
 }
 

@@ -57,6 +57,7 @@ public:
     QAction* smallerFontAction = nullptr;
     QAction* preferencesAction = nullptr;
     QAction* remoteScreenAction = nullptr;  // shows / hides the remote screen
+    QAction* wrapAction = nullptr;          // checkable: long messages wrap in the table
     QAction* quitAction = nullptr;
 
 Q_SIGNALS:
