@@ -107,10 +107,14 @@ ColumnLayoutSaver::ColumnLayoutSaver(QHeaderView* header) : header_(header) {
         fitTimer_->setSingleShot(true);
         fitTimer_->setInterval(300);
         connect(fitTimer_, &QTimer::timeout, this, &ColumnLayoutSaver::fitAppColumn);
+        // At most one fit per interval, also while rows stream in.
+        const auto soon = [this] {
+            if (fitTimer_ != nullptr && !fitTimer_->isActive()) fitTimer_->start();
+        };
         const QAbstractItemModel* model = header->model();
-        connect(model, &QAbstractItemModel::rowsInserted, fitTimer_, qOverload<>(&QTimer::start));
-        connect(model, &QAbstractItemModel::modelReset, fitTimer_, qOverload<>(&QTimer::start));
-        connect(model, &QAbstractItemModel::dataChanged, fitTimer_, qOverload<>(&QTimer::start));
+        connect(model, &QAbstractItemModel::rowsInserted, this, soon);
+        connect(model, &QAbstractItemModel::modelReset, this, soon);
+        connect(model, &QAbstractItemModel::dataChanged, this, soon);
         connect(header, &QHeaderView::sectionResized, this, [this](int column) {
             if (column != kAppColumn || fitting_ || fitTimer_ == nullptr) return;
             fitTimer_->deleteLater();  // the user chose a width: it stays
