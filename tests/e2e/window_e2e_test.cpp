@@ -55,14 +55,7 @@ protected:
         ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
         preferences = std::make_unique<ScopedAdbPreferences>(harness.serverPort());
     }
-    void launch(bool connectAtStart) {
-        ui::VellumfoxAppDelegate::Options options;
-        options.installHooks = false;
-        options.connectAtStart = connectAtStart;
-        options.recordEvent = [](const QString&) {};
-        app = std::make_unique<ui::VellumfoxAppDelegate>(options);
-        app->applicationDidFinishLaunching();
-    }
+    void launch(bool connectAtStart) { app = launchViewer(connectAtStart); }
     // The app column of the first row whose text holds `text`; null when none does.
     std::optional<QString> appOf(const QString& text) const {
         const ui::LogTableModel* model = app->parts().model;
