@@ -248,7 +248,11 @@ void ConnectionController::onPickerClosed(int code) {
     VF_LOG("return Code: {}, deviceSheetPicker: {}", code, picker_->deviceButton()->currentText());
     picker_->hide();
     const int index = picker_->selectedIndex();
-    if (code == 0 || index < 0 || index >= pickerDevices_.size()) return;
+    if (code == 0 || index < 0 || index >= pickerDevices_.size()) {
+        // Cancelled: the next device change does not ask again.
+        session_.stopLogging();
+        return;
+    }
     isDatasourceDevice_ = true;
     session_.useDevice(pickerDevices_.at(index).id);
     resetConnectButton();

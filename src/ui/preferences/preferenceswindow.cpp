@@ -8,13 +8,13 @@
 #include <QParallelAnimationGroup>
 #include <QPropertyAnimation>
 #include <QLayout>
-#include <QScreen>
 #include <QShortcut>
 #include <QToolBar>
 #include <QVBoxLayout>
 
 #include "ui/preferences/preferencepanes.h"
 #include "ui/window/icons.h"
+#include "ui/window/placement.h"
 
 using namespace Qt::StringLiterals;
 
@@ -43,8 +43,7 @@ void PreferencesWindow::showWindow() {
             return;
         }
         displayViewForIdentifier(identifiers_.first(), false);
-        if (const QScreen* screen = QGuiApplication::primaryScreen())
-            move(screen->availableGeometry().center() - rect().center());
+        placeOnScreenOf(this, parentWidget());
     }
     show();
     raise();
