@@ -4,7 +4,8 @@
 // (the long form, see devicelisting.h) at once and again on every change:
 // a device plugged in, changing state or leaving. Each listing goes to the
 // delegate as it comes; the conversation lasts until stop() or until the
-// server closes, and ends in one finished report.
+// server closes (which cuts the next listing short: UnexpectedReply), and
+// ends in one finished report.
 //
 // Threads: a conversation (see core/adb/adbsocket.h).
 
