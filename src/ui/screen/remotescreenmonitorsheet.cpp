@@ -182,7 +182,6 @@ void RemoteScreenMonitorSheet::takeSnapshot() { screenSource_->startMonitoring(f
 void RemoteScreenMonitorSheet::onScreenUpdate(const QString& /*deviceId*/, const QVariant& screen) {
     const ScreenFrame frame = screen.value<ScreenFrame>();
     if (frame.black) return takeBlackFrame(frame);
-    captureForbidden_ = false;
     showFrame(frame);
 }
 
@@ -197,11 +196,11 @@ void RemoteScreenMonitorSheet::takeBlackFrame(const ScreenFrame& frame) {
     }
     if (*awake_) {
         captureForbidden_ = true;
+        imageView_->setPlaceholderText(QString::fromUtf16(kSecureWindowText));
         lastImageReceivedDate_ = QDateTime::currentDateTime();
         updateStatusText();
         return;
     }
-    captureForbidden_ = false;
     showFrame(frame);
 }
 
@@ -213,6 +212,8 @@ void RemoteScreenMonitorSheet::onDeviceAwake(const QString& /*deviceId*/, std::o
 }
 
 void RemoteScreenMonitorSheet::showFrame(const ScreenFrame& frame) {
+    captureForbidden_ = false;
+    imageView_->setPlaceholderText({});
     const bool newSize = frame.image.size() != imageView_->image().size();
     imageView_->setFrame(frame);
     if (newSize && !frame.image.isNull()) keepAspectRatio();

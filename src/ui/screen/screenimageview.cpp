@@ -43,6 +43,12 @@ void ScreenImageView::setFrame(const ScreenFrame& frame) {
     update();
 }
 
+void ScreenImageView::setPlaceholderText(const QString& text) {
+    if (text == placeholder_) return;
+    placeholder_ = text;
+    update();
+}
+
 QImage ScreenImageView::scaledImage() const {
     if (frame_.image.isNull()) return {};
     if (frame_.shown.size() == size()) return frame_.shown;
@@ -66,7 +72,8 @@ void ScreenImageView::paintEvent(QPaintEvent* /*event*/) {
     if (frame_.image.isNull()) {
         painter.fillRect(rect(), Qt::black);
         painter.setPen(Qt::gray);
-        painter.drawText(rect(), Qt::AlignCenter, tr("Waiting for the screen…"));
+        painter.drawText(rect().adjusted(8, 0, -8, 0), Qt::AlignCenter | Qt::TextWordWrap,
+                         placeholder_.isEmpty() ? tr("Waiting for the screen…") : placeholder_);
         return;
     }
     if (frame_.shown.size() == size()) {

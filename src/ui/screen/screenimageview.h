@@ -36,6 +36,8 @@ public:
     explicit ScreenImageView(QWidget* parent = nullptr);
 
     void setFrame(const ScreenFrame& frame);
+    // What the view says while it has no image (empty: that it waits for one).
+    void setPlaceholderText(const QString& text);
     const QImage& image() const { return frame_.image; }
     // The image as shown: scaled to the view's size.
     QImage scaledImage() const;
@@ -61,6 +63,7 @@ protected:
 
 private:
     ScreenFrame frame_;
+    QString placeholder_;
 };
 
 }  // namespace vf::ui
