@@ -84,7 +84,9 @@ bool ScreencapReader::mayBeUniform(QByteArrayView png) {
     if (png.size() < 24 || png.sliced(12, 4) != "IHDR") return false;
     const auto word = [&](qsizetype at) { return qFromBigEndian<quint32>(png.data() + at); };
     const quint64 pixels = quint64(word(16)) * word(20);
-    return pixels > 0 && quint64(png.size()) * 64 < pixels;
+    // A black 1080x2400 frame deflates to 10-40 KB (by compression level);
+    // screens with content take hundreds.
+    return pixels > 0 && quint64(png.size()) * 32 < pixels;
 }
 
 QByteArray ScreencapReader::undoCrLf(const QByteArray& data) {

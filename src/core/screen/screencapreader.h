@@ -56,7 +56,7 @@ public:
     // (0D 0D 0A where the signature has 0D 0A).
     static bool hasTerminalNewlines(QByteArrayView data);
     // Whether a PNG is compressed so well that it may be one flat colour:
-    // below 1 byte per 64 pixels of its header's size. A screen with any
+    // below 1 byte per 32 pixels of its header's size. A screen with any
     // content never gets there, so only such frames need a look at their
     // pixels. False when the header cannot be read. Pure.
     static bool mayBeUniform(QByteArrayView png);
