@@ -116,6 +116,7 @@ void RemoteScreenMonitorSheet::onDisplaysListed(const QString& deviceId, const Q
     // One display (or none listed): captures name none, as before.
     if (displays.size() < 2) {
         displayBar_->setVisible(false);
+        if (!screenSource_->displayId().isEmpty()) chooseDisplay(-1);
         return;
     }
     for (const DisplayInfo& display : displays) {
@@ -148,6 +149,12 @@ void RemoteScreenMonitorSheet::configureToolbarButtons() {
 }
 
 void RemoteScreenMonitorSheet::setDeviceId(const QString& deviceId) {
+    // Display ids belong to their device; the next showWindow() lists anew.
+    if (deviceId != deviceId_) {
+        screenSource_->setDisplayId({});
+        displayChooser_->clear();
+        displayBar_->setVisible(false);
+    }
     deviceId_ = deviceId;
     // Taps and keys go to the device shown, also when several are attached.
     screenSource_->setDeviceId(deviceId);
