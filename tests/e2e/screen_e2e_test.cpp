@@ -9,6 +9,7 @@
 #include <QComboBox>
 #include <QMouseEvent>
 #include <QTest>
+#include <memory>
 
 #include "e2e.h"
 #include "support/fixtures/wait.h"
@@ -37,21 +38,36 @@ QString typedText(const QString& record) {
     return text;
 }
 
-class E2eRemoteScreen : public ::testing::TestWithParam<bool> {};
+// A 360x800 device that captures fast, of today or legacy, and the window
+// showing it.
+class E2eRemoteScreen : public ::testing::TestWithParam<bool> {
+protected:
+    void SetUp() override {
+        VF_REQUIRE_ADB(harness);
+        ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+    }
+    SimulatedDevice* startDevice(const QStringList& more = {}) {
+        QStringList options{QStringLiteral("--screen"), QStringLiteral("360x800"), QStringLiteral("--capture-delay"),
+                            QStringLiteral("20")};
+        if (GetParam()) options << QStringLiteral("--legacy");
+        return harness.startDevice(fastDevice(writeReplayLog(harness), options + more));
+    }
+    std::unique_ptr<RemoteScreenMonitorSheet> showScreen(const SimulatedDevice& device) {
+        auto window = std::make_unique<RemoteScreenMonitorSheet>(
+            AdbEndpoint{QStringLiteral("127.0.0.1"), harness.serverPort(), {}});
+        window->setDeviceId(device.serial());
+        window->showWindow();
+        return window;
+    }
+
+    AdbHarness harness = makeHarness();
+};
 
 TEST_P(E2eRemoteScreen, ShowsTheDeviceAndSendsTouchesAndKeys) {
-    AdbHarness harness = makeHarness();
-    VF_REQUIRE_ADB(harness);
-    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-    QStringList options{QStringLiteral("--screen"), QStringLiteral("360x800"), QStringLiteral("--capture-delay"),
-                        QStringLiteral("20")};
-    if (GetParam()) options << QStringLiteral("--legacy");
-    SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness), options));
+    SimulatedDevice* device = startDevice();
     ASSERT_TRUE(device) << harness.lastError().toStdString();
-
-    RemoteScreenMonitorSheet window(AdbEndpoint{QStringLiteral("127.0.0.1"), harness.serverPort(), {}});
-    window.setDeviceId(device->serial());
-    window.showWindow();
+    const auto screen = showScreen(*device);
+    RemoteScreenMonitorSheet& window = *screen;
     ui::ScreenImageView* view = window.imageView();
     ASSERT_TRUE(waitUntil([&] { return view->image().size() == QSize(360, 800); }, 15000))
         << "image " << view->image().width() << "x" << view->image().height();
@@ -87,18 +103,10 @@ TEST_P(E2eRemoteScreen, ShowsTheDeviceAndSendsTouchesAndKeys) {
 // A foldable: the chooser lists both displays, starts on the first and
 // captures the one chosen (the cover screen is smaller).
 TEST_P(E2eRemoteScreen, ChoosesADisplayOfAFoldable) {
-    AdbHarness harness = makeHarness();
-    VF_REQUIRE_ADB(harness);
-    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-    QStringList options{QStringLiteral("--screen"), QStringLiteral("360x800"), QStringLiteral("--capture-delay"),
-                        QStringLiteral("20"), QStringLiteral("--displays"), QStringLiteral("2")};
-    if (GetParam()) options << QStringLiteral("--legacy");
-    SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness), options));
+    SimulatedDevice* device = startDevice({QStringLiteral("--displays"), QStringLiteral("2")});
     ASSERT_TRUE(device) << harness.lastError().toStdString();
-
-    RemoteScreenMonitorSheet window(AdbEndpoint{QStringLiteral("127.0.0.1"), harness.serverPort(), {}});
-    window.setDeviceId(device->serial());
-    window.showWindow();
+    const auto screen = showScreen(*device);
+    RemoteScreenMonitorSheet& window = *screen;
     QComboBox* chooser = window.displayChooser();
     ASSERT_TRUE(waitUntil([&] { return chooser->count() == 2 && chooser->isVisible(); }, 15000));
     EXPECT_TRUE(chooser->itemText(1).startsWith(u"Cover screen"_s)) << chooser->itemText(1).toStdString();
@@ -115,18 +123,10 @@ TEST_P(E2eRemoteScreen, ChoosesADisplayOfAFoldable) {
 // An app that forbids capture: black frames while the device is awake
 // give the status instead of a black picture.
 TEST_P(E2eRemoteScreen, ASecureWindowIsSaidNotShown) {
-    AdbHarness harness = makeHarness();
-    VF_REQUIRE_ADB(harness);
-    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-    QStringList options{QStringLiteral("--screen"), QStringLiteral("360x800"), QStringLiteral("--capture-delay"),
-                        QStringLiteral("20"), QStringLiteral("--secure-window")};
-    if (GetParam()) options << QStringLiteral("--legacy");
-    SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness), options));
+    SimulatedDevice* device = startDevice({QStringLiteral("--secure-window")});
     ASSERT_TRUE(device) << harness.lastError().toStdString();
-
-    RemoteScreenMonitorSheet window(AdbEndpoint{QStringLiteral("127.0.0.1"), harness.serverPort(), {}});
-    window.setDeviceId(device->serial());
-    window.showWindow();
+    const auto screen = showScreen(*device);
+    RemoteScreenMonitorSheet& window = *screen;
     ASSERT_TRUE(waitUntil([&] { return window.statusText() == QString::fromUtf16(RemoteScreenMonitorSheet::kSecureWindowText); },
                           15000))
         << window.statusText().toStdString();
