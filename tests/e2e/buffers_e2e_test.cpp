@@ -17,16 +17,6 @@
 namespace vf::test {
 namespace {
 
-class FrontEnd final : public LogSessionDelegate {
-public:
-    void onLoggerStarted(const QString&) override { ++started; }
-    void onLoggerStopped() override { ++stopped; }
-    void chooseDevice(const DeviceList&) override {}
-    void onDeviceModel(const QString&, const QString&) override {}
-    void onSessionNotice(const SessionNotice&) override {}
-    int started = 0, stopped = 0;
-};
-
 struct Side {
     SimulatedDevice* device = nullptr;
     FrontEnd front;
