@@ -3,7 +3,6 @@
 #include <QDateTime>
 #include <QTimer>
 
-#include "core/adb/devicetime.h"
 #include "core/adb/logbuffer.h"
 #include "core/log/filterpass.h"
 #include "core/log/logparser.h"
@@ -92,10 +91,8 @@ bool LogDatasource::addLiveLine(std::string_view line) {
         d->liveBuffer.store(bufferOfMarker(line).value_or(LogBuffer::None), std::memory_order_relaxed);
         return false;
     }
-    if (const std::optional<std::string_view> time = leadingDeviceTime(line)) {
-        // Said before the first row after the gap, where the lines are missing.
-        if (const std::optional<int64_t> gap = d->rows.takeGap(*time)) logMessage(lostLinesText(*gap), u"W"_s);
-    }
+    // Said before the first row after the gap, where the lines are missing.
+    if (const std::optional<int64_t> gap = d->rows.takeGap(line)) logMessage(lostLinesText(*gap), u"W"_s);
     RowArena& arena = d->rows.producerArena();
     const std::string_view text = arena.copyLine(line);
     RowPtr row = parseThreadTimeLine(arena, text, LogLineFormat::ThreadTimeLive, d->nextIndex, d->appLookup);

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "core/adb/devicetime.h"
 #include "core/support/logger.h"
 
 namespace vf {
@@ -13,11 +14,13 @@ void RowStore::beginRun(qint64 nowMs) {
     logData_.setCapacity(kLiveCapacity);
 }
 
-std::optional<int64_t> RowStore::takeGap(std::string_view deviceTime) {
+std::optional<int64_t> RowStore::takeGap(std::string_view line) {
     if (!gapCheck_.load(std::memory_order_relaxed)) return std::nullopt;
+    const std::optional<std::string_view> time = leadingDeviceTime(line);
+    if (!time) return std::nullopt;
     std::lock_guard lock(mutex_);
     gapCheck_.store(false, std::memory_order_relaxed);
-    return replay_.takeGap(deviceTime);
+    return replay_.takeGap(*time);
 }
 
 QString RowStore::resumeTime() const {

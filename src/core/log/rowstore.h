@@ -41,10 +41,11 @@ public:
     Added addLive(const RowPtr& row, qint64 nowMs);
     // Where the producer copies each line before parsing it. Producer only.
     RowArena& producerArena() { return arena_; }
-    // For each line of a run before its first row: whether the device lost
-    // lines since the last row kept, and how many milliseconds of log (see
-    // ReplayGuard::takeGap). Producer only; cheap once the first row came.
-    std::optional<int64_t> takeGap(std::string_view deviceTime);
+    // Each line of a run: for the first that starts with a device time,
+    // whether the device lost lines since the last row kept, and how many
+    // milliseconds of log (see ReplayGuard::takeGap). Producer only; one
+    // atomic load once that line came.
+    std::optional<int64_t> takeGap(std::string_view line);
     // The device time of the last live row kept, for a run that carries on
     // this log; empty when the log does not go on from a device.
     QString resumeTime() const;
