@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QStringList>
 
+#include "core/session/logsession.h"
 #include "support/fixtures/adbharness.h"
 #ifdef VF_HAVE_UI
 #include <memory>
@@ -13,6 +14,21 @@
 #endif
 
 namespace vf::test {
+
+// A front end that counts what a session tells it.
+class FrontEnd final : public LogSessionDelegate {
+public:
+    void onLoggerStarted(const QString&) override { ++started; }
+    void onLoggerStopped() override { ++stopped; }
+    void chooseDevice(const DeviceList&) override { ++asked; }
+    void onDeviceModel(const QString&, const QString& model) override { this->model = model; }
+    void onSessionNotice(const SessionNotice& notice) override { notices.push_back(notice.kind); }
+
+    int started = 0, stopped = 0, asked = 0;
+    QString model;
+    std::vector<SessionNotice::Kind> notices;
+};
+
 
 inline AdbHarness makeHarness() {
 #ifdef VF_DEVICE_SIM

@@ -82,7 +82,7 @@ QVariant LogTableModel::data(const QModelIndex& index, int role) const {
 }
 
 QString LogTableModel::columnTitle(int column) {
-    static const QStringList kTitles{u"Time"_s, u"APP"_s, u"PID"_s, u"TID"_s, u"Type"_s, u"Tag"_s, u"Text"_s};
+    static const QStringList kTitles{u"Time"_s, u"APP"_s, u"PID"_s, u"TID"_s, u"Type"_s, u"Tag"_s, u"Text"_s, u"Buffer"_s};
     return kTitles.value(column);
 }
 
