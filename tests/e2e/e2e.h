@@ -7,6 +7,11 @@
 
 #include "core/session/logsession.h"
 #include "support/fixtures/adbharness.h"
+#ifdef VF_HAVE_UI
+#include <memory>
+
+#include "ui/vellumfoxappdelegate.h"
+#endif
 
 namespace vf::test {
 
@@ -66,5 +71,19 @@ inline QStringList fastDevice(const QString& log, const QStringList& more = {}) 
                        QStringLiteral("0")} +
            more;
 }
+
+#ifdef VF_HAVE_UI
+// The viewer, launched as main() launches it but without crash hooks or
+// usage events; `connectAtStart` as main() decides it.
+inline std::unique_ptr<ui::VellumfoxAppDelegate> launchViewer(bool connectAtStart) {
+    ui::VellumfoxAppDelegate::Options options;
+    options.installHooks = false;
+    options.connectAtStart = connectAtStart;
+    options.recordEvent = [](const QString&) {};
+    auto app = std::make_unique<ui::VellumfoxAppDelegate>(options);
+    app->applicationDidFinishLaunching();
+    return app;
+}
+#endif
 
 }  // namespace vf::test

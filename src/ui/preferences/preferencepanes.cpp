@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QColorDialog>
+#include <QComboBox>
 #include <QDir>
 #include <QDoubleSpinBox>
 #include <QFileDialog>
@@ -18,6 +19,7 @@
 #include "core/adb/logbuffer.h"
 #include "core/support/preferences.h"
 #include "ui/table/levelstyles.h"
+#include "ui/window/theme.h"
 
 using namespace Qt::StringLiterals;
 
@@ -49,8 +51,7 @@ QIcon swatch(const QColor& color) {
 // The colour the log shows for `level` now (on a dark theme a default colour
 // is shown lighter).
 QColor shownColor(int level) {
-    const bool dark = QApplication::palette().color(QPalette::Base).lightness() < 128;
-    return levelColor(level, Preferences::string(colorKey(level)), dark);
+    return levelColor(level, Preferences::string(colorKey(level)), isDarkPalette());
 }
 
 QPushButton* colorButton(QWidget* parent, int level, const std::function<void()>& changed) {
@@ -151,13 +152,25 @@ QWidget* makeAppearancePane(QWidget* parent, std::function<void()> changed) {
         Preferences::setValue(QLatin1String(prefs::kDefaultFontSize), value);
         changed();
     });
-    grid->addWidget(new QLabel(u"Font size:"_s, pane), 0, 0);
-    grid->addWidget(size, 0, 1, 1, 2);
-    grid->addWidget(new QLabel(u"<b>Level</b>"_s, pane), 1, 0);
-    grid->addWidget(new QLabel(u"<b>Colour</b>"_s, pane), 1, 1);
-    grid->addWidget(new QLabel(u"<b>Bold</b>"_s, pane), 1, 2);
+    auto* theme = new QComboBox(pane);
+    theme->setObjectName(QLatin1String(kThemeKey));
+    theme->addItem(u"System"_s, u"system"_s);
+    theme->addItem(u"Light"_s, u"light"_s);
+    theme->addItem(u"Dark"_s, u"dark"_s);
+    theme->setCurrentIndex(qMax(0, theme->findData(Preferences::string(QLatin1String(kThemeKey)))));
+    QObject::connect(theme, &QComboBox::currentIndexChanged, pane, [theme, changed] {
+        Preferences::setValue(QLatin1String(kThemeKey), theme->currentData().toString());
+        changed();
+    });
+    grid->addWidget(new QLabel(u"Theme:"_s, pane), 0, 0);
+    grid->addWidget(theme, 0, 1, 1, 2);
+    grid->addWidget(new QLabel(u"Font size:"_s, pane), 1, 0);
+    grid->addWidget(size, 1, 1, 1, 2);
+    grid->addWidget(new QLabel(u"<b>Level</b>"_s, pane), 2, 0);
+    grid->addWidget(new QLabel(u"<b>Colour</b>"_s, pane), 2, 1);
+    grid->addWidget(new QLabel(u"<b>Bold</b>"_s, pane), 2, 2);
     for (int level = 0; level < kLevelCount; ++level) {
-        const int row = level + 2;
+        const int row = level + 3;
         grid->addWidget(new QLabel(QLatin1String(kLevelStems[size_t(level)]), pane), row, 0);
         grid->addWidget(colorButton(pane, level, changed), row, 1);
         auto* bold = new QCheckBox(pane);

@@ -22,6 +22,7 @@
 #include "core/support/threads.h"
 #include "ui/screen/screenimageview.h"
 #include "ui/window/icons.h"
+#include "ui/window/placement.h"
 
 using namespace Qt::StringLiterals;
 
@@ -267,7 +268,13 @@ void RemoteScreenMonitorSheet::keepAspectRatio() {
             width = qRound(double(height) * pixels.width() / pixels.height());
         }
     }
-    if (qAbs(height - view.height()) > 1 || qAbs(width - view.width()) > 1) resize(QSize(width, height) + chrome);
+    if (qAbs(height - view.height()) <= 1 && qAbs(width - view.width()) <= 1) return;
+    const QSize size = QSize(width, height) + chrome;
+    const QSize decorations = frameGeometry().size() - this->size();
+    resize(size);
+    // Grown downwards, the window could reach below the screen's edge.
+    if (const QScreen* screen = this->screen())
+        move(fitWithin(QRect(pos(), size + decorations), screen->availableGeometry()).topLeft());
 }
 
 QString RemoteScreenMonitorSheet::statusText() const { return statusBarTextField_->text(); }

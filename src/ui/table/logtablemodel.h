@@ -45,6 +45,8 @@ public:
     void refreshCells();
 
     static RowKey keyForColumn(int column) { return kLogColumns[size_t(column)]; }
+    // The header title of `column` ("Time", "APP" ...); empty for none.
+    static QString columnTitle(int column);
 
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;
