@@ -36,6 +36,8 @@ TEST(LogReader, TagExpressionsStayInsideTheirQuotes) {
         EXPECT_EQ(LogReader::streamRequest(c.tags),
                   u"shell:export ANDROID_LOG_TAGS=\""_s + c.value + u"\"; exec logcat -v threadtime"_s);
     }
+    EXPECT_EQ(LogReader::streamRequest(QString(), true),
+              u"shell:export ANDROID_LOG_TAGS=\"\"; exec logcat -v threadtime -v uid"_s);
 }
 
 class LogReaderTest : public ::testing::Test {

@@ -25,6 +25,7 @@ struct AdbEndpoint {
 struct LogcatOptions {
     QString logTags;            // the tag expression, inserted verbatim
     bool clearOnStart = false;  // "logcat -c" before each stream
+    bool uidColumn = false;     // "-v uid" too: each line says its writer's uid (Android 7 and later)
 };
 
 }  // namespace vf

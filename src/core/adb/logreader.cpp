@@ -8,7 +8,7 @@ namespace vf {
 
 using namespace Qt::StringLiterals;
 
-QString LogReader::streamRequest(const QString& logTags) {
+QString LogReader::streamRequest(const QString& logTags, bool uidColumn) {
     // Inside the double quotes the shell still reads these four; escaped,
     // a tag expression can never end the quotes or run a command.
     QString quoted;
@@ -17,7 +17,8 @@ QString LogReader::streamRequest(const QString& logTags) {
         if (c == u'"' || c == u'\\' || c == u'$' || c == u'`') quoted += u'\\';
         quoted += c;
     }
-    return u"shell:export ANDROID_LOG_TAGS=\""_s + quoted + u"\"; exec logcat -v threadtime"_s;
+    return u"shell:export ANDROID_LOG_TAGS=\""_s + quoted + u"\"; exec logcat -v threadtime"_s +
+           (uidColumn ? u" -v uid"_s : QString());
 }
 
 void LogReader::connected() { sendDeviceId(kTransportStatus); }
@@ -66,7 +67,7 @@ void LogReader::clearLog() {
 
 void LogReader::startLogStream() {
     sentClearDevice_ = false;
-    sendExpectOkay(streamRequest(options_.logTags), kStreamStatus);
+    sendExpectOkay(streamRequest(options_.logTags, options_.uidColumn), kStreamStatus);
 }
 
 void LogReader::handleLogLineData(const QByteArray& data) {

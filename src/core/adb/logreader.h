@@ -36,8 +36,9 @@ public:
     bool sentClearDevice() const { return sentClearDevice_; }
 
     // The stream request for a log-tag expression (in double quotes, with
-    // the characters the shell reads there escaped).
-    static QString streamRequest(const QString& logTags);
+    // the characters the shell reads there escaped), with the uid column
+    // when asked.
+    static QString streamRequest(const QString& logTags, bool uidColumn = false);
 
     void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;
 

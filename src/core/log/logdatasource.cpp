@@ -6,6 +6,7 @@
 #include "core/log/filterpass.h"
 #include "core/log/logparser.h"
 #include "core/log/pidnames.h"
+#include "core/log/processlines.h"
 #include "core/log/rowstore.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
@@ -36,7 +37,10 @@ struct LogDatasource::Impl {
 
 LogDatasource::LogDatasource(QObject* parent) : QObject(parent), d(std::make_unique<Impl>()) {
     d->nextIndex = [this] { return getIndex(); };
-    d->appLookup = [this](std::string_view pid, std::string& out) { return d->names.lookup(pid, out); };
+    // The row is made right after, at the next index.
+    d->appLookup = [this](const RowFields& fields, std::string& out) {
+        return d->names.nameLiveRow(fields, d->counter.load(std::memory_order_relaxed), out);
+    };
     d->queueTimer = new QTimer(this);
     d->queueTimer->setInterval(kQueueTimerMs);
     QObject::connect(d->queueTimer, &QTimer::timeout, this, [this] { onQueueCheckTimerTick(); });
@@ -79,23 +83,32 @@ void LogDatasource::onQueueCheckTimerTick() {
     if (d->rows.takePendingNotice(d->clock())) notifyDataChanged();
 }
 
-bool LogDatasource::addLiveLine(std::string_view line) {
-    if (line.empty()) return false;
+LogDatasource::LiveLine LogDatasource::addLiveLine(std::string_view line) {
+    LiveLine result;
+    if (line.empty()) return result;
     RowArena& arena = d->rows.producerArena();
     const std::string_view text = arena.copyLine(line);
     RowPtr row = parseThreadTimeLine(arena, text, LogLineFormat::ThreadTimeLive, d->nextIndex, d->appLookup);
-    if (!row) return false;
+    if (!row) return result;
+    result.row = true;
+    result.wantsPackages = d->names.wantsPackages();
     const qint64 now = d->clock();
     const RowStore::Added added = d->rows.addLive(row, now);
-    if (!added.stored) return false;
-    const bool wantLookup = row->app().empty() && d->names.holdUnnamed(row, now);
+    if (!added.stored) return result;
+    if (row->app().empty() && d->names.holdUnnamed(row, now)) result.lookupPid = pidNumber(row->pid());
     if (added.notify) notifyDataChanged();
-    return wantLookup;
+    return result;
 }
 
-void LogDatasource::beginNameLookup() { d->names.beginLookup(d->clock()); }
+void LogDatasource::beginDevice(const QString& deviceId) { d->names.beginDevice(deviceId.toStdString()); }
 
-void LogDatasource::takeProcessTable(const ProcessTable& table) { d->names.endLookup(table); }
+void LogDatasource::takeProcessTable(const ProcessTable& table) {
+    d->names.takeProcessTable(table, d->counter.load(std::memory_order_relaxed));
+}
+
+void LogDatasource::takePackageList(const PackageListing& listing) {
+    if (listing.listed) d->names.takePackages(listing.packages);
+}
 
 QString LogDatasource::appNameForPid(const QString& pid) const { return d->names.appName(pid); }
 

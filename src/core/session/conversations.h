@@ -1,6 +1,7 @@
 #pragma once
 // A logging run's ADB conversations as the run sees them: the log stream
-// and one shell command at a time (the process table), opened through a
+// and one shell command at a time (the process table, the package
+// listing), opened through a
 // connector so that tests can plug in their own.
 //
 // Threads: the connector is called on the run's I/O thread and the
@@ -32,8 +33,9 @@ public:
 class StoreConnector {
 public:
     virtual ~StoreConnector() = default;
+    // `uidColumn`: ask for the uid column ("-v uid").
     virtual std::unique_ptr<StoreConversation> connectLogReader(LogReaderDelegate* delegate, const QString& deviceId,
-                                                                QObject* parent) = 0;
+                                                                bool uidColumn, QObject* parent) = 0;
     virtual std::unique_ptr<StoreConversation> connectShellCommand(ShellCommandDelegate* delegate,
                                                                    const QString& deviceId, const QString& service,
                                                                    QObject* parent) = 0;

@@ -51,12 +51,21 @@ void LogRunWorker::begin(quint64 run, const QString& deviceId) {
     run_ = run;
     deviceId_ = deviceId;
     running_ = true;
+    store_.beginDevice(deviceId);
     lookup_.beginRun(deviceId);
     // The names first: the first rows then find most of them known.
     send(lookup_.want());
-    stream_ = connector_->connectLogReader(this, deviceId, this);
+    send(lookup_.wantPackages());
+    connectStream();
     VF_LOG("connecting to:{}", deviceId);
     Q_EMIT started(run);
+}
+
+void LogRunWorker::connectStream() {
+    uidColumn_ = !plainFormat_.contains(deviceId_);
+    streamRows_ = 0;
+    streamSaidOther_ = false;
+    stream_ = connector_->connectLogReader(this, deviceId_, uidColumn_, this);
 }
 
 void LogRunWorker::stop(quint64 run) {
@@ -64,10 +73,27 @@ void LogRunWorker::stop(quint64 run) {
 }
 
 void LogRunWorker::logLineReceived(std::string_view line) {
-    if (running_ && store_.addLiveLine(line)) send(lookup_.want());
+    if (!running_) return;
+    const LogDatasource::LiveLine added = store_.addLiveLine(line);
+    if (added.row) {
+        ++streamRows_;
+    } else if (!line.starts_with('-') && line.find_first_not_of(" \r\n") != std::string_view::npos) {
+        streamSaidOther_ = true;
+    }
+    if (added.lookupPid) send(lookup_.want(*added.lookupPid));
+    if (added.wantsPackages) send(lookup_.wantPackages());
+}
+
+bool LogRunWorker::uidColumnRejected(const AdbResult& result) const {
+    return result.outcome == AdbOutcome::Done && uidColumn_ && streamRows_ == 0 && streamSaidOther_;
 }
 
 void LogRunWorker::logReaderFinished(const AdbResult& result) {
+    if (running_ && uidColumnRejected(result)) {
+        VF_LOG("deviceId:{} rejects -v uid: plain format", deviceId_);
+        plainFormat_.insert(deviceId_);
+        return connectStream();  // replaces the conversation reporting now
+    }
     const Error error = result.error.value_or(Error{});
     switch (result.outcome) {
         case AdbOutcome::Done:
@@ -85,6 +111,12 @@ void LogRunWorker::logReaderFinished(const AdbResult& result) {
 
 void LogRunWorker::shellCommandFinished(const QString&, const QByteArray& output, const AdbResult&) {
     if (!running_) return;
+    if (asked_ == LookupRequest::Kind::Packages) {
+        std::optional<PackageListing> listing;
+        if (!output.isEmpty()) listing = parsePackageList(std::string_view(output.constData(), size_t(output.size())));
+        if (listing) store_.takePackageList(*listing);
+        return send(lookup_.packagesFinished(listing));
+    }
     const std::optional<ProcessTable> table =
         output.isEmpty() ? std::nullopt : std::optional<ProcessTable>(parseProcessTable(output));
     store_.takeProcessTable(table.value_or(ProcessTable{}));
@@ -101,11 +133,11 @@ void LogRunWorker::shellCommandFinished(const QString&, const QByteArray& output
 void LogRunWorker::send(const std::optional<LookupRequest>& request) {
     if (!running_) return;
     if (!request) {
-        if (const std::optional<int64_t> due = lookup_.dueInMs(); due && !lookupTimer_.isActive())
-            lookupTimer_.start(int(*due));
+        const std::optional<int64_t> due = lookup_.dueInMs();
+        if (due && (!lookupTimer_.isActive() || lookupTimer_.remainingTime() > *due)) lookupTimer_.start(int(*due));
         return;
     }
-    store_.beginNameLookup();
+    asked_ = request->kind;
     table_ = connector_->connectShellCommand(this, deviceId_, request->service, this);
 }
 

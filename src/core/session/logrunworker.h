@@ -1,9 +1,15 @@
 #pragma once
 // LogRunWorker: the I/O side of a LogRun. It lives on the run's own I/O
-// thread, holds the run's conversations (the stream and the process-table
-// lookups), hands the lines and the tables to the store there, asks for
-// process names as the ProcessLookup policy allows, and reports the start
-// and the one end of each run with queued signals.
+// thread, holds the run's conversations (the stream, and the lookups of the
+// process table and the package listing), hands the lines, tables and
+// listings to the store there, asks the device who its processes are as the
+// ProcessLookup policy allows, and reports the start and the one end of each
+// run with queued signals.
+//
+// The stream asks for the uid column ("-v uid"). A device whose logcat
+// rejects it (before Android 7: "Invalid parameter uid to -v" and its usage,
+// then the end) is remembered and streamed again at once in the plain
+// format, in the same run.
 //
 // Threads: made on the run's thread, then adopted by the I/O thread; every
 // member runs there (LogRun queues its calls) and it is deleted there when
@@ -14,6 +20,7 @@
 #include <QTimer>
 #include <functional>
 #include <memory>
+#include <set>
 
 #include "core/adb/processtable.h"
 #include "core/session/conversations.h"
@@ -59,6 +66,10 @@ private:
     void logReaderFinished(const AdbResult& result) override;
     void shellCommandFinished(const QString& deviceId, const QByteArray& output, const AdbResult& result) override;
 
+    void connectStream();
+    // The stream ended before any row, after output that was no row: the
+    // device's logcat does not take "-v uid".
+    bool uidColumnRejected(const AdbResult& result) const;
     void send(const std::optional<LookupRequest>& request);
     void finish(RunEnd how, const Error& error);
 
@@ -69,6 +80,11 @@ private:
     QTimer lookupTimer_;  // a lookup that waits for the rate
     std::unique_ptr<StoreConversation> stream_;
     std::unique_ptr<StoreConversation> table_;
+    LookupRequest::Kind asked_ = LookupRequest::Kind::ProcessTable;  // the lookup in flight
+    std::set<QString> plainFormat_;  // devices that rejected "-v uid"
+    bool uidColumn_ = false;         // the stream asked for it
+    quint64 streamRows_ = 0;         // rows the stream has given
+    bool streamSaidOther_ = false;   // it gave a line that is no row
     QString deviceId_;
     quint64 run_ = 0;
     bool running_ = false;  // run_ has not ended
