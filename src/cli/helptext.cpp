@@ -106,8 +106,10 @@ start it with "adb start-server") or no device is attached.
 constexpr char16_t kStream[] =
     uR"(usage: vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] stream [OPTIONS]
 
-Streams the device log ("logcat -v threadtime") through the viewer's own log
-store: app names come from the device's process table, lines replayed on
+Streams the device log ("logcat -v threadtime", with the uid column where
+the device has it) through the viewer's own log store: app names come from
+the system's start and crash lines, the uid with the package manager's
+packages, and last the device's process table; lines replayed on
 reconnection are dropped, and status rows ("Disconnected. SERIAL") appear as
 in the viewer. Rows that pass the filter are printed as they arrive; status
 rows that the filter hides go to standard error instead.
@@ -117,6 +119,9 @@ rows that the filter hides go to standard error instead.
   --quick TEXT        the quick-filter field
   --query QUERY       a query (repeatable); age counts back from now, and
                       is:crash cannot be used (it needs the whole log)
+  --package NAME      only the rows of this app (com.example takes
+                      com.example:remote, and every user unless NAME@USER);
+                      repeatable, any of them passes
   --clear             clear the device log when the stream starts
   --tags 'TAG:L ...'  the logcat tag expression (ANDROID_LOG_TAGS)
   --format FORMAT     text (default), tsv or json

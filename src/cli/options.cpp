@@ -43,7 +43,7 @@ const OptionDef kOptions[] = {
     {Opt::Quick, "--quick", true, {Command::Stream, Command::Convert}},
     {Opt::Saved, "--saved", true, {Command::Stream, Command::Convert, Command::Crashes}},
     {Opt::Query, "--query", true, {Command::Stream, Command::Convert, Command::Crashes}},
-    {Opt::Package, "--package", true, {Command::Convert, Command::Crashes}},
+    {Opt::Package, "--package", true, {Command::Stream, Command::Convert, Command::Crashes}},
     {Opt::Clear, "--clear", false, {Command::Stream, Command::Crashes}},
     {Opt::Tags, "--tags", true, {Command::Stream}},
     {Opt::Format, "--format", true, {Command::Stream, Command::Convert}},

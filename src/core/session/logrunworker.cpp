@@ -63,8 +63,8 @@ void LogRunWorker::begin(quint64 run, const QString& deviceId) {
 
 void LogRunWorker::connectStream() {
     uidColumn_ = !plainFormat_.contains(deviceId_);
-    streamRows_ = 0;
-    streamSaidOther_ = false;
+    streamSpoke_ = false;
+    heldBack_.reset();
     stream_ = connector_->connectLogReader(this, deviceId_, uidColumn_, this);
 }
 
@@ -73,27 +73,45 @@ void LogRunWorker::stop(quint64 run) {
 }
 
 void LogRunWorker::logLineReceived(std::string_view line) {
-    if (!running_) return;
-    const LogDatasource::LiveLine added = store_.addLiveLine(line);
-    if (added.row) {
-        ++streamRows_;
-    } else if (!line.starts_with('-') && line.find_first_not_of(" \r\n") != std::string_view::npos) {
-        streamSaidOther_ = true;
+    if (running_ && !holdsBack(line)) addLine(line);
+}
+
+bool LogRunWorker::holdsBack(std::string_view line) {
+    // Log lines start with their date; logcat's complaints and usage do not.
+    constexpr size_t kMaxHeld = 200;
+    const bool logLine = !line.empty() && line.front() >= '0' && line.front() <= '9';
+    if (!streamSpoke_ && !line.starts_with('-') && line.find_first_not_of(" \r\n") != std::string_view::npos) {
+        streamSpoke_ = true;
+        if (uidColumn_ && !logLine) heldBack_.emplace();
     }
+    if (!heldBack_) return false;
+    if (!logLine && heldBack_->size() < kMaxHeld) {
+        heldBack_->emplace_back(line);
+        return true;
+    }
+    releaseHeldBack();  // not a rejection after all: what was held goes first
+    return false;
+}
+
+void LogRunWorker::releaseHeldBack() {
+    if (!heldBack_) return;
+    const std::vector<std::string> lines = *std::exchange(heldBack_, std::nullopt);
+    for (const std::string& held : lines) addLine(held);
+}
+
+void LogRunWorker::addLine(std::string_view line) {
+    const LogDatasource::LiveLine added = store_.addLiveLine(line);
     if (added.lookupPid) send(lookup_.want(*added.lookupPid));
     if (added.wantsPackages) send(lookup_.wantPackages());
 }
 
-bool LogRunWorker::uidColumnRejected(const AdbResult& result) const {
-    return result.outcome == AdbOutcome::Done && uidColumn_ && streamRows_ == 0 && streamSaidOther_;
-}
-
 void LogRunWorker::logReaderFinished(const AdbResult& result) {
-    if (running_ && uidColumnRejected(result)) {
+    if (running_ && heldBack_ && result.outcome == AdbOutcome::Done) {
         VF_LOG("deviceId:{} rejects -v uid: plain format", deviceId_);
         plainFormat_.insert(deviceId_);
         return connectStream();  // replaces the conversation reporting now
     }
+    if (running_) releaseHeldBack();
     const Error error = result.error.value_or(Error{});
     switch (result.outcome) {
         case AdbOutcome::Done:

@@ -8,8 +8,9 @@
 //
 // The stream asks for the uid column ("-v uid"). A device whose logcat
 // rejects it (before Android 7: "Invalid parameter uid to -v" and its usage,
-// then the end) is remembered and streamed again at once in the plain
-// format, in the same run.
+// then the end: a stream that ends after text that is no log line and
+// before any log line) is remembered and streamed again at once in the
+// plain format, in the same run.
 //
 // Threads: made on the run's thread, then adopted by the I/O thread; every
 // member runs there (LogRun queues its calls) and it is deleted there when
@@ -20,7 +21,10 @@
 #include <QTimer>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "core/adb/processtable.h"
 #include "core/session/conversations.h"
@@ -67,9 +71,11 @@ private:
     void shellCommandFinished(const QString& deviceId, const QByteArray& output, const AdbResult& result) override;
 
     void connectStream();
-    // The stream ended before any row, after output that was no row: the
-    // device's logcat does not take "-v uid".
-    bool uidColumnRejected(const AdbResult& result) const;
+    // Whether the line is held back: a stream with the uid column whose
+    // first line is no log line may be logcat rejecting "-v uid".
+    bool holdsBack(std::string_view line);
+    void releaseHeldBack();
+    void addLine(std::string_view line);
     void send(const std::optional<LookupRequest>& request);
     void finish(RunEnd how, const Error& error);
 
@@ -83,8 +89,8 @@ private:
     LookupRequest::Kind asked_ = LookupRequest::Kind::ProcessTable;  // the lookup in flight
     std::set<QString> plainFormat_;  // devices that rejected "-v uid"
     bool uidColumn_ = false;         // the stream asked for it
-    quint64 streamRows_ = 0;         // rows the stream has given
-    bool streamSaidOther_ = false;   // it gave a line that is no row
+    bool streamSpoke_ = false;       // the stream gave a line other than a "-----" marker
+    std::optional<std::vector<std::string>> heldBack_;  // lines of a stream that may be a rejection
     QString deviceId_;
     quint64 run_ = 0;
     bool running_ = false;  // run_ has not ended
