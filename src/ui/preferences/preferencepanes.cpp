@@ -89,6 +89,7 @@ QWidget* makeGeneralPane(QWidget* parent) {
     QObject::connect(clearOnStart, &QCheckBox::toggled, pane,
                      [](bool on) { Preferences::setValue(QLatin1String(prefs::kClearLogOnStart), on); });
     form->addRow(QString(), clearOnStart);
+    form->addRow(u"My apps:"_s, boundLineEdit(pane, QLatin1String(prefs::kMyApps), u"com.example.app, com.example.other"_s));
 
     auto* adbRow = new QHBoxLayout;
     auto* adbPath = boundLineEdit(pane, QLatin1String(prefs::kAdbPath), u"found automatically"_s);
