@@ -17,6 +17,9 @@ without a display.
 
 Commands:
   devices        list the attached devices (id, state, model name)
+  displays       list a device's displays (id, name)
+  screenshot [-d ID] -o FILE.png
+                 save a screenshot of a device (of one display of several)
   stream         stream the device log through the viewer's store
   convert FILE   write the rows of a saved log as text, tsv or json
   detect FILE    print the layout of a saved log ("3 threadtime")
@@ -101,6 +104,40 @@ from the same reply, not taken from the record.
 
 Exit status 1 when the ADB server is not running (an attempt is made to
 start it with "adb start-server") or no device is attached.
+)";
+
+constexpr char16_t kDisplays[] =
+    uR"(usage: vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] displays [--json]
+
+Lists the physical displays of a device ("dumpsys SurfaceFlinger
+--display-id"), one per line: the id "screenshot -d" takes and the display's
+name (or "Display N" when it has none), separated by a tab. A phone with one
+screen, or a device before Android 10, lists none (said on standard error):
+its screenshots need no -d.
+
+  --json   one object per line: {"id", "hwc", "name"} (the id is a string:
+           it is larger than a JSON number holds exactly)
+
+With several devices attached, -s (or $ANDROID_SERIAL) must name one.
+Exit status 1 when the ADB server or the device cannot be reached.
+)";
+
+constexpr char16_t kScreenshot[] =
+    uR"(usage: vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] screenshot [-d ID] -o FILE.png
+
+Saves one screenshot of a device as a PNG file, as the remote screen takes
+it ("screencap -p"). Text the device prints before the image (a foldable
+warns about its several displays when no -d is given) is left out.
+
+  -d ID    the display to capture, an id that "vellumfox-cli displays"
+           lists ("screencap -d ID -p"); without it, the device's default
+  -o FILE  where to write the PNG; "-o -" writes it to standard output,
+           which must then not be a terminal (redirect it or pipe it)
+
+With several devices attached, -s (or $ANDROID_SERIAL) must name one.
+Exit status 1 when the ADB server or the device cannot be reached, the
+device sends no image (an unknown display id) or FILE cannot be written;
+2 for a usage error, also "-o -" on a terminal.
 )";
 
 constexpr char16_t kStream[] =
@@ -221,6 +258,8 @@ type name text uid package) is such an error, at the key's position. A QUERY
 
 QString helpText(const QString& topic) {
     if (topic == u"devices"_s) return QString::fromUtf16(kDevices);
+    if (topic == u"displays"_s) return QString::fromUtf16(kDisplays);
+    if (topic == u"screenshot"_s) return QString::fromUtf16(kScreenshot);
     if (topic == u"stream"_s)
         return QString::fromUtf16(kStream) % u'\n' % QString::fromUtf16(kFilters) % u'\n' % QString::fromUtf16(kFormats);
     if (topic == u"convert"_s)

@@ -57,7 +57,7 @@ TEST(CliOptions, HelpAndVersionWinOverEverythingElse) {
 
     // Every command has its own page, and the overview names them all.
     const QString overview = QString::fromStdString(vf::cli::test::runCli({u"--help"_s}).out);
-    for (const char* name : {"devices", "stream", "convert", "detect", "check-filter"}) {
+    for (const char* name : {"devices", "displays", "screenshot", "stream", "convert", "detect", "check-filter"}) {
         EXPECT_TRUE(overview.contains(QLatin1StringView(name))) << name;
         const auto page = vf::cli::test::runCli({u"help"_s, QLatin1StringView(name)});
         EXPECT_EQ(page.status, 0);
@@ -76,6 +76,20 @@ TEST(CliOptions, MistakesAreNamed) {
     EXPECT_TRUE(parseError({u"check-filter"_s}).contains(u"PREDICATE"_s));
     EXPECT_TRUE(parseError({u"help"_s, u"frob"_s}).contains(u"frob"_s));
     EXPECT_TRUE(parseError({u"devices"_s, u"--clear=yes"_s}).contains(u"takes no value"_s));
+    EXPECT_TRUE(parseError({u"screenshot"_s}).contains(u"missing -o FILE.png"_s));
+    EXPECT_TRUE(parseError({u"screenshot"_s, u"-d"_s, u"0x1"_s, u"-o"_s, u"a.png"_s}).contains(u"invalid display id '0x1'"_s));
+    EXPECT_TRUE(parseError({u"displays"_s, u"-o"_s, u"a.png"_s}).contains(u"does not apply"_s));
+    const CliOptions shot = parseOk({u"screenshot"_s, u"-d"_s, u"4619827551948147201"_s, u"-o"_s, u"-"_s});
+    EXPECT_EQ(shot.display, u"4619827551948147201"_s);
+    EXPECT_EQ(shot.output, u"-"_s);
+
+    // A PNG is never written to a terminal; nothing is asked of the server.
+    vf::cli::CliEnvironment terminal;
+    terminal.stdoutIsTerminal = true;
+    const auto refused = vf::cli::test::runCli({u"-P"_s, u"1"_s, u"screenshot"_s, u"-o"_s, u"-"_s}, terminal);
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.err.find("not writing a PNG to a terminal"), std::string::npos) << refused.err;
+    EXPECT_TRUE(refused.out.empty());
 }
 
 TEST(RowWriters, JsonStringsEscapeControlsAndRepairBadBytes) {

@@ -76,6 +76,8 @@ Value applyValue(const QString& name, const QString& value, Options& options, Gi
         const auto match = QRegularExpression(QStringLiteral("^(\\d{2,4})x(\\d{2,4})$")).match(value);
         if (!match.hasMatch()) return Value::Bad;
         options.screenSize = QSize(match.captured(1).toInt(), match.captured(2).toInt());
+    } else if (name == u"--displays") {
+        if (!toInt(value, options.displays, 1, 4)) return Value::Bad;
     } else if (name == u"--capture-delay") {
         if (!toInt(value, options.captureDelayMs, 0)) return Value::Bad;
     } else if (name == u"--seed") {
@@ -99,6 +101,7 @@ bool applyFlag(const QString& name, Options& options) {
     else if (name == u"--exit-with-parent") options.exitWithParent = true;
     else if (name == u"--reuse-pids") options.reusePids = true;
     else if (name == u"--work-profile") options.workProfile = true;
+    else if (name == u"--secure-window") options.secureWindow = true;
     else return false;
     return true;
 }
@@ -133,6 +136,8 @@ QString usage() {
         "  --trace-services      print each service the host opens to stderr, with the time\n"
         "  --connect-server N    ask the ADB server on port N to connect to this device\n"
         "  --screen WxH          screenshot size (default 1080x2400)\n"
+        "  --displays N          physical displays, 1 to 4 (default 1); the others are smaller\n"
+        "  --secure-window       the app on screen forbids capture: screenshots are black\n"
         "  --capture-delay MS    how long a screenshot takes at least (default 150)\n"
         "  --seed N              seed of the generated log (default 7)\n"
         "  --clock-offset S      the device's clock runs S seconds ahead of the host's (negative:\n"

@@ -33,6 +33,8 @@ struct Options {
     bool traceServices = false;  // print every service the host opens, with the time, to stderr  // false: build.prop without ro.product.model / .name (many Android 10+ builds)
     quint16 connectServerPort = 0;  // send "host:connect" to this ADB server
     QSize screenSize{1080, 2400};
+    int displays = 1;           // physical displays; more than one makes screencap warn without -d
+    bool secureWindow = false;  // the app on screen forbids capture: every screenshot is black
     int captureDelayMs = 150;  // a phone's screencap takes about this long
     quint32 seed = 7;
     int clockOffsetSeconds = 0;  // the device's clock against the host's

@@ -108,12 +108,34 @@ QByteArray packageManager(Device& device, const QStringList& argv) {
     return device.processes().packageListing(args.mid(2));
 }
 
-// A phone takes a while to grab and compress its screen: the PNG goes out
-// no sooner than the capture delay after the request.
-void runScreencap(Stream* stream, Device& device) {
+// What screencap prints before the PNG on a device with several displays
+// when no display is named.
+constexpr char kMultipleDisplaysWarning[] =
+    "[Warning] Multiple displays were found, but no display id was specified! Defaulting to the first display "
+    "found, however this default is not guaranteed to be consistent across captures. A display id should be "
+    "specified.\n"
+    "A display ID can be specified with the [-d display-id] option.\n"
+    "See \"dumpsys SurfaceFlinger --display-id\" for valid display IDs.\n";
+
+// "screencap [-d ID] -p". A phone takes a while to grab and compress its
+// screen: the PNG goes out no sooner than the capture delay after the request.
+void runScreencap(Stream* stream, Device& device, const QStringList& argv) {
+    const qsizetype d = argv.indexOf(QStringLiteral("-d"));
+    int display = 0;
+    QByteArray png;
+    if (d < 0) {
+        if (device.options().displays > 1) png = kMultipleDisplaysWarning;
+    } else {
+        while (display < device.options().displays && Device::displayId(display) != argv.value(d + 1)) ++display;
+        if (display == device.options().displays) {
+            stream->write("Display Id '" + argv.value(d + 1).toUtf8() + "' is not valid.\n");
+            stream->finish();
+            return;
+        }
+    }
     QElapsedTimer timer;
     timer.start();
-    const QByteArray png = device.screenshot();
+    png += device.screenshot(display);
     const qint64 wait = qMax<qint64>(0, device.options().captureDelayMs - timer.elapsed());
     QPointer<Stream> guard(stream);
     QTimer::singleShot(int(wait), stream, [guard, png] {
@@ -121,6 +143,20 @@ void runScreencap(Stream* stream, Device& device) {
         guard->write(png);
         guard->finish();
     });
+}
+
+// "dumpsys SurfaceFlinger --display-id" and "dumpsys power" (the lines a
+// viewer reads of them).
+QByteArray dumpsys(Device& device, const QStringList& args) {
+    if (args.value(0) == u"SurfaceFlinger") {
+        if (args.value(1) == u"--display-id") return device.displayListing();
+        return "Build configuration: [sf PRESENT_TIME_OFFSET=0] [simulated]\n";
+    }
+    if (args.value(0) == u"power") {
+        return "POWER MANAGER (dumpsys power)\n\nPower Manager State:\n  mDirty=0x0\n  mWakefulness=Awake\n"
+               "  mWakefulnessChanging=false\n  mIsPowered=true\n";
+    }
+    return "Can't find service: " + args.value(0).toUtf8() + '\n';
 }
 
 // Runs the statement of `line` whose words are `line.argv`. Returns true when
@@ -150,10 +186,12 @@ bool runCommand(const ShellLine& line, const QString& command, Stream* stream, D
         out = packageManager(device, line.argv);
     } else if (program == u"screencap") {
         if (line.argv.contains(QStringLiteral("-p"))) {
-            runScreencap(stream, device);
+            runScreencap(stream, device, line.argv);
             return true;
         }
         out = QByteArray("screencap: only -p is simulated\n");
+    } else if (program == u"dumpsys") {
+        out = dumpsys(device, line.argv.mid(1));
     } else if (program == u"input") {
         out = device.input(line.argv, command);
     } else if (program == u"echo") {
