@@ -73,19 +73,22 @@ constexpr char16_t kFilters[] =
                       Repeatable; ANDed with the filters.
   A filter or query that cannot be parsed, or names a key rows do not have,
   is an error (exit status 2, with the position), never a silent pass.
-  Keys: idx time app pid tid type name text uid package ("name" is the tag,
-  "uid" the log's uid column). A saved filter may hold a query as QUERY "...".
+  Keys: idx time app pid tid type name text uid package buffer ("name" is the
+  tag, "uid" the log's uid column, "buffer" the device's log buffer: main,
+  system, crash ...). A saved filter may hold a query as QUERY "...".
 )";
 
 constexpr char16_t kFormats[] =
     uR"(Formats (--format):
   text   the viewer's saved-text layout: "time app(pid) tid type tag: text"
          ("time uid app(pid) ..." for rows with a uid)
-  tsv    the viewer's copy layout: time, app, pid, tid, type, tag, text
-         separated by tabs, line breaks inside values turned into blanks
+  tsv    the viewer's copy layout: time, app, pid, tid, type, tag, text,
+         then the buffer, separated by tabs, line breaks inside values
+         turned into blanks
   json   one object per line with the keys idx, time, app, pid, tid, type,
-         name, text, uid in this order (idx a number, the others strings;
-         uid is the log's uid column, empty when it has none)
+         name, text, uid, buffer in this order (idx a number, the others
+         strings; uid is the log's uid column, buffer the device's log
+         buffer, each empty when the log does not say)
 )";
 
 constexpr char16_t kDevices[] =
@@ -144,9 +147,10 @@ constexpr char16_t kStream[] =
     uR"(usage: vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] stream [OPTIONS]
 
 Streams the device log ("logcat -v threadtime", with the uid column where
-the device has it) through the viewer's own log store: app names come from
-the system's start and crash lines, the uid with the package manager's
-packages, and last the device's process table; lines replayed on
+the device has it, buffers main, system and crash unless told otherwise)
+through the viewer's own log store: app names come from the system's start
+and crash lines, the uid with the package manager's packages, and last the
+device's process table; lines replayed on
 reconnection are dropped, and status rows ("Disconnected. SERIAL") appear as
 in the viewer. Rows that pass the filter are printed as they arrive; status
 rows that the filter hides go to standard error instead.
@@ -161,6 +165,9 @@ rows that the filter hides go to standard error instead.
                       repeatable, any of them passes
   --clear             clear the device log when the stream starts
   --tags 'TAG:L ...'  the logcat tag expression (ANDROID_LOG_TAGS)
+  -b LIST             the log buffers to read, separated by commas: main,
+                      system, crash, events, radio, kernel, security, stats
+                      (default: the viewer's preference, main,system,crash)
   --format FORMAT     text (default), tsv or json
   --no-color          no level colours (they are off anyway when standard
                       output is not a terminal, or NO_COLOR is set)
@@ -168,7 +175,7 @@ rows that the filter hides go to standard error instead.
                       by default the stream waits for the same device and
                       reconnects, trying every 5 seconds
 
---clear and --tags apply to this run only; the viewer's settings are not
+--clear, --tags and -b apply to this run only; the viewer's settings are not
 changed. With several devices attached, -s (or $ANDROID_SERIAL) must name
 one. Ctrl+C (SIGINT) or SIGTERM ends the stream after printing every row
 received so far, with exit status 0.

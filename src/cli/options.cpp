@@ -4,6 +4,8 @@
 #include <array>
 #include <initializer_list>
 
+#include "core/adb/logbuffer.h"
+
 using namespace Qt::StringLiterals;
 
 namespace vf::cli {
@@ -24,8 +26,8 @@ constexpr std::array kCommands{
 };
 
 enum class Opt {
-    Serial, Host, Port, Filter, Quick, Saved, Query, Package, Clear, Tags, Format, NoColor, NoReconnect, Stream, Json,
-    Count, Help, Display, Output,
+    Serial, Host, Port, Filter, Quick, Saved, Query, Package, Clear, Tags, Buffers, Format, NoColor, NoReconnect,
+    Stream, Json, Count, Help, Display, Output,
     Version
 };
 
@@ -48,6 +50,7 @@ const OptionDef kOptions[] = {
     {Opt::Package, "--package", true, {Command::Stream, Command::Convert, Command::Crashes}},
     {Opt::Clear, "--clear", false, {Command::Stream, Command::Crashes}},
     {Opt::Tags, "--tags", true, {Command::Stream}},
+    {Opt::Buffers, "-b", true, {Command::Stream, Command::Crashes}},
     {Opt::Format, "--format", true, {Command::Stream, Command::Convert}},
     {Opt::NoColor, "--no-color", false, {Command::Stream}},
     {Opt::NoReconnect, "--no-reconnect", false, {Command::Stream, Command::Crashes}},
@@ -109,6 +112,16 @@ QString applyOption(CliOptions& o, const SeenOption& seen) {
         break;
     case Opt::Clear: o.clear = true; break;
     case Opt::Tags: o.tags = v; break;
+    case Opt::Buffers: {
+        const QStringList names = v.split(u',', Qt::SkipEmptyParts);
+        for (const QString& name : names) {
+            if (!logBufferFromName(name.toStdString()))
+                return u"unknown buffer '%1' (use %2)"_s.arg(name, logBufferNames().join(u", "_s));
+        }
+        if (names.isEmpty()) return u"-b needs a list of buffers, such as main,system,crash"_s;
+        o.buffers = names;
+        break;
+    }
     case Opt::Format: {
         const auto format = formatFromName(v);
         if (!format) return u"unknown format '%1' (use text, tsv or json)"_s.arg(v);

@@ -40,6 +40,7 @@ struct CliOptions {
     // stream
     bool clear = false;
     std::optional<QString> tags;
+    std::optional<QStringList> buffers;  // -b main,system,...
     bool noColor = false;
     bool noReconnect = false;
 

@@ -5,9 +5,25 @@
 #include <QFile>
 #include <QStringList>
 
+#include "core/session/logsession.h"
 #include "support/fixtures/adbharness.h"
 
 namespace vf::test {
+
+// A front end that counts what a session tells it.
+class FrontEnd final : public LogSessionDelegate {
+public:
+    void onLoggerStarted(const QString&) override { ++started; }
+    void onLoggerStopped() override { ++stopped; }
+    void chooseDevice(const DeviceList&) override { ++asked; }
+    void onDeviceModel(const QString&, const QString& model) override { this->model = model; }
+    void onSessionNotice(const SessionNotice& notice) override { notices.push_back(notice.kind); }
+
+    int started = 0, stopped = 0, asked = 0;
+    QString model;
+    std::vector<SessionNotice::Kind> notices;
+};
+
 
 inline AdbHarness makeHarness() {
 #ifdef VF_DEVICE_SIM

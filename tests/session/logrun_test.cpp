@@ -54,10 +54,8 @@ protected:
 TEST_F(LogRunTest, LookupsAreOneAtATimeAndWaitForTheRate) {
     start();
     EXPECT_EQ(conversations->pidReaders, 1);  // the table first, then the stream
-    EXPECT_TRUE(conversations->uidColumn);
     conversations->processTable("USER PID PPID VSZ RSS WCHAN ADDR S NAME\nu0_a1 1234 1 0 0 0 0 S com.example\n");
     EXPECT_EQ(conversations->pidReaders, 2);
-    EXPECT_EQ(conversations->lastService, u"shell:cmd package list packages -U --user all"_s);
     conversations->processTable("package:com.example uid:10001\n");
     EXPECT_EQ(conversations->pidReaders, 2) << "nothing else is wanted";
     conversations->line(line("01-01 10:00:00.002", 99, "a"));
@@ -74,25 +72,6 @@ TEST_F(LogRunTest, LookupsAreOneAtATimeAndWaitForTheRate) {
     EXPECT_EQ(lastEnd(1), RunEnd::Closed);
     EXPECT_EQ(lastRowText(), u"Disconnected. emulator-5554"_s);
     EXPECT_EQ(store.appNameForPid(u"1234"_s), u"com.example"_s);
-}
-
-// A device whose logcat rejects "-v uid" (its complaint and usage, then the
-// end) is streamed again at once in the plain format, in the same run, and
-// is remembered for the next run.
-TEST_F(LogRunTest, ADeviceThatRejectsTheUidColumnStreamsPlain) {
-    start();
-    EXPECT_TRUE(conversations->uidColumn);
-    conversations->line("Invalid parameter uid to -v\n");
-    conversations->line("Usage: logcat [options] [filterspecs]\n");
-    conversations->endStream();
-    EXPECT_EQ(conversations->logReaders, 2);
-    EXPECT_FALSE(conversations->uidColumn);
-    EXPECT_TRUE(run.isLogging());
-    conversations->line(line("01-01 10:00:00.000", 5, "plain"));
-    conversations->endStream();
-    EXPECT_EQ(lastEnd(1), RunEnd::Closed);
-    start();
-    EXPECT_FALSE(conversations->uidColumn);
 }
 
 // How the server's refusals end a run (adb up to today's wording).

@@ -38,6 +38,8 @@ public:
     // Runs one "input ..." command: records it and moves the touch marker.
     // Returns the command's output (empty when it succeeded).
     QByteArray input(const QStringList& argv, const QString& commandLine);
+    // Appends a command line to the --record file, when there is one.
+    void record(const QString& commandLine);
 
     // A PNG of display `display` (0: the main one): model name, clock and
     // the last touch; all black with --secure-window.

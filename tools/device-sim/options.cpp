@@ -101,6 +101,10 @@ bool applyFlag(const QString& name, Options& options) {
     else if (name == u"--exit-with-parent") options.exitWithParent = true;
     else if (name == u"--reuse-pids") options.reusePids = true;
     else if (name == u"--work-profile") options.workProfile = true;
+    else if (name == u"--buffers") options.buffers = true;
+    else if (name == u"--crash-buffer") options.crashBuffer = options.buffers = true;
+    else if (name == u"--wrap-when-away") options.wrapWhenAway = true;
+    else if (name == u"--record-logcat") options.recordLogcat = true;
     else if (name == u"--secure-window") options.secureWindow = true;
     else return false;
     return true;
@@ -124,6 +128,13 @@ QString usage() {
         "  --reuse-pids          each such app takes the pid of the one before (two apps in turn)\n"
         "  --work-profile        an app in user 10 (com.example.work) that logs\n"
         "  --record FILE         append every input command to FILE\n"
+        "  --record-logcat       append every logcat command line to the --record FILE too\n"
+        "  --buffers             log buffers: system_server writes to system, logcat takes -b and\n"
+        "                        prints the buffer markers (default: one main buffer)\n"
+        "  --crash-buffer        once the replay is over an app crashes, its stack trace only in\n"
+        "                        the crash buffer (implies --buffers)\n"
+        "  --wrap-when-away      plugged back in, the buffer has lost its lines up to halfway\n"
+        "                        through the time away\n"
         "  --ps toybox|toolbox   toybox (default): plain \"ps\" lists only the shell's own, \"ps -A\" all;\n"
         "                        toolbox: plain \"ps\" lists all, \"ps -A\" nothing\n"
         "  --legacy              behave like a device before Android 7 (old protocol, CR LF shell,\n"

@@ -3,6 +3,7 @@
 // the device's log buffer until the host closes the stream.
 #include <QElapsedTimer>
 #include <QPointer>
+#include <QSet>
 #include <QTimer>
 
 #include "device.h"
@@ -15,13 +16,25 @@ namespace {
 
 constexpr qsizetype kLogcatBacklog = 64 * 1024;  // queued bytes before logcat waits for the host
 
+// What a logcat command line asks for besides its tags.
+struct LogcatRequest {
+    bool withUid = false;
+    QSet<QByteArray> buffers;  // empty: every buffer (a device without --buffers has only main)
+    QByteArray since;          // "-T 'MM-dd HH:mm:ss.SSS'": lines from then on; empty: all
+};
+
 class LogcatService final : public QObject {
 public:
-    LogcatService(Stream* stream, DeviceLog& log, const QString& tags, bool withUid)
-        : QObject(stream), stream_(stream), log_(log), filter_(tags), withUid_(withUid), next_(log.firstSeq()) {
+    LogcatService(Stream* stream, DeviceLog& log, const QString& tags, LogcatRequest request, bool markers)
+        : QObject(stream), stream_(stream), log_(log), filter_(tags), request_(std::move(request)),
+          markers_(markers), next_(log.firstSeq()) {
         connect(&log_, &DeviceLog::appended, this, &LogcatService::pull);
         connect(stream_, &Stream::drained, this, &LogcatService::pull);
-        stream_->write("--------- beginning of main\n");
+        if (!markers_) stream_->write("--------- beginning of main\n");
+        // Lines are in time order: skip to the first one at or after the start time.
+        while (!request_.since.isEmpty() && next_ < log_.endSeq() &&
+               log_.at(next_).line.left(request_.since.size()) < request_.since)
+            ++next_;
         pull();
     }
 
@@ -31,7 +44,15 @@ private:
         QByteArray out;
         while (next_ < log_.endSeq() && stream_->pendingBytes() + out.size() < kLogcatBacklog) {
             const LogEntry& entry = log_.at(next_++);
-            if (filter_.allows(entry.tag, entry.level)) out += logcatLine(entry, withUid_);
+            if (!request_.buffers.isEmpty() && !request_.buffers.contains(entry.buffer)) continue;
+            if (!filter_.allows(entry.tag, entry.level)) continue;
+            if (markers_ && entry.buffer != current_) {
+                out += (begun_.contains(entry.buffer) ? "--------- switch to " : "--------- beginning of ") +
+                       entry.buffer + '\n';
+                begun_.insert(entry.buffer);
+                current_ = entry.buffer;
+            }
+            out += logcatLine(entry, request_.withUid);
         }
         stream_->write(out);
     }
@@ -39,21 +60,38 @@ private:
     Stream* stream_;
     DeviceLog& log_;
     LogTagFilter filter_;
-    bool withUid_;
+    const LogcatRequest request_;
+    const bool markers_;
+    QSet<QByteArray> begun_;
+    QByteArray current_;
     quint64 next_;
 };
 
-// The formats asked for with -v ("-v threadtime -v uid", "-v threadtime,uid").
-QStringList logcatFormats(const QStringList& argv) {
-    QStringList formats;
+// The values of one option ("-b main -b system,crash").
+QStringList optionValues(const QStringList& argv, const QString& option) {
+    QStringList values;
     for (qsizetype i = 1; i + 1 < argv.size(); ++i)
-        if (argv.at(i) == u"-v") formats += argv.at(i + 1).split(u',');
-    return formats;
+        if (argv.at(i) == option) values += argv.at(i + 1).split(u',');
+    return values;
+}
+
+LogcatRequest logcatRequest(const QStringList& argv) {
+    LogcatRequest request;
+    request.withUid = optionValues(argv, QStringLiteral("-v")).contains(QStringLiteral("uid"));
+    for (const QString& name : optionValues(argv, QStringLiteral("-b"))) {
+        if (name == u"all") return request.buffers.clear(), request;
+        if (name == u"default") request.buffers += {"main", "system", "crash"};
+        else request.buffers.insert(name.toUtf8());
+    }
+    const QStringList since = optionValues(argv, QStringLiteral("-T"));
+    if (!since.isEmpty()) request.since = since.last().toUtf8();
+    return request;
 }
 
 QByteArray runLogcatOnce(Device& device, const QStringList& argv, const QString& tags, bool& streaming) {
     streaming = false;
-    const bool withUid = logcatFormats(argv).contains(QStringLiteral("uid"));
+    const LogcatRequest request = logcatRequest(argv);
+    const bool withUid = request.withUid;
     // Before Android 7 logcat knew no uid format: it says so, prints its usage and exits.
     if (withUid && device.options().sdk < 24) {
         return "Invalid parameter uid to -v\n"
@@ -63,6 +101,14 @@ QByteArray runLogcatOnce(Device& device, const QStringList& argv, const QString&
                "                  brief color long printable process raw tag thread\n"
                "                  threadtime time usec\n";
     }
+    // Before Android 5 logcat knew no start time and no crash buffer.
+    if (device.options().sdk < 21 && argv.contains(QStringLiteral("-T"))) {
+        return "logcat: invalid option -- T\n"
+               "Unrecognized Option\n"
+               "Usage: logcat [options] [filterspecs]\n";
+    }
+    if (device.options().sdk < 21 && request.buffers.contains("crash"))
+        return "Unable to open log device '/dev/log/crash': No such file or directory\n";
     if (argv.contains(QStringLiteral("-c"))) {
         device.log().clear();
         return {};
@@ -86,7 +132,7 @@ QString logcatTags(const ShellLine& line) {
     for (qsizetype i = 1; i < line.argv.size(); ++i) {
         const QString& word = line.argv.at(i);
         if (word.startsWith(u'-')) {
-            if (word == u"-v" || word == u"-b") ++i;
+            if (word == u"-v" || word == u"-b" || word == u"-T" || word == u"-t") ++i;
             continue;
         }
         rules.append(word);
@@ -178,8 +224,9 @@ bool runCommand(const ShellLine& line, const QString& command, Stream* stream, D
         bool streaming = false;
         const QString tags = logcatTags(line);
         out = runLogcatOnce(device, line.argv, tags, streaming);
+        if (device.options().recordLogcat) device.record(line.argv.join(u' '));
         if (streaming) {
-            new LogcatService(stream, device.log(), tags, logcatFormats(line.argv).contains(QStringLiteral("uid")));
+            new LogcatService(stream, device.log(), tags, logcatRequest(line.argv), device.options().buffers);
             return true;
         }
     } else if (program == u"cmd" || program == u"pm") {

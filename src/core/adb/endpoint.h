@@ -6,7 +6,10 @@
 // copy them freely, any thread.
 
 #include <QString>
+#include <QStringList>
 #include <QtGlobal>
+
+#include "core/adb/logbuffer.h"
 
 namespace vf {
 
@@ -25,7 +28,12 @@ struct AdbEndpoint {
 struct LogcatOptions {
     QString logTags;            // the tag expression, inserted verbatim
     bool clearOnStart = false;  // "logcat -c" before each stream
-    bool uidColumn = false;     // "-v uid" too: each line says its writer's uid (Android 7 and later)
+    // The buffers to read ("-b NAME" each), in logcat's words; empty: the
+    // device's own default.
+    QStringList buffers = defaultLogBuffers();
+    // "-v uid" too: each line says its writer's uid (Android 7 and later; a
+    // device that refuses it is streamed without arguments).
+    bool uidColumn = false;
 };
 
 }  // namespace vf

@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QTimer>
 
+#include "core/adb/logbuffer.h"
 #include "core/log/filterpass.h"
 #include "core/log/logparser.h"
 #include "core/log/pidnames.h"
@@ -12,6 +13,8 @@
 #include "core/support/threads.h"
 
 namespace vf {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 constexpr int kQueueTimerMs = 500;
@@ -33,6 +36,8 @@ struct LogDatasource::Impl {
     ListMark lastNotice;
 
     std::atomic<bool> updatePending{false};
+    // The buffer the stream's last marker named (the run's I/O thread).
+    std::atomic<LogBuffer> liveBuffer{LogBuffer::None};
 };
 
 LogDatasource::LogDatasource(QObject* parent) : QObject(parent), d(std::make_unique<Impl>()) {
@@ -63,6 +68,7 @@ RowIdx LogDatasource::getIndex() { return RowIdx(d->counter.fetch_add(1, std::me
 void LogDatasource::beginRun() {
     VF_ASSERT_THREAD(this);
     d->rows.beginRun(d->clock());
+    d->liveBuffer.store(LogBuffer::None, std::memory_order_relaxed);
     d->queueTimer->start();
 }
 
@@ -86,10 +92,17 @@ void LogDatasource::onQueueCheckTimerTick() {
 LogDatasource::LiveLine LogDatasource::addLiveLine(std::string_view line) {
     LiveLine result;
     if (line.empty()) return result;
+    if (isBufferMarker(line)) {
+        d->liveBuffer.store(bufferOfMarker(line).value_or(LogBuffer::None), std::memory_order_relaxed);
+        return result;
+    }
+    // Said before the first row after the gap, where the lines are missing.
+    if (const std::optional<int64_t> gap = d->rows.takeGap(line)) logMessage(lostLinesText(*gap), u"W"_s);
     RowArena& arena = d->rows.producerArena();
     const std::string_view text = arena.copyLine(line);
     RowPtr row = parseThreadTimeLine(arena, text, LogLineFormat::ThreadTimeLive, d->nextIndex, d->appLookup);
     if (!row) return result;
+    row->setUnsharedBuffer(d->liveBuffer.load(std::memory_order_relaxed));
     result.row = true;
     result.wantsPackages = d->names.wantsPackages();
     const qint64 now = d->clock();
@@ -101,6 +114,23 @@ LogDatasource::LiveLine LogDatasource::addLiveLine(std::string_view line) {
 }
 
 void LogDatasource::beginDevice(const QString& deviceId) { d->names.beginDevice(deviceId.toStdString()); }
+
+QString LogDatasource::resumeTime() const { return d->rows.resumeTime(); }
+
+QString lostLinesText(int64_t ms) {
+    const int64_t seconds = (ms + 500) / 1000;
+    QString span;
+    if (seconds < 1) {
+        span = QString::number(ms) + u" ms"_s;
+    } else if (seconds < 60) {
+        span = QString::number(seconds) + u" s"_s;
+    } else if (seconds < 3600) {
+        span = QString::number(seconds / 60) + u" min "_s + QString::number(seconds % 60) + u" s"_s;
+    } else {
+        span = QString::number(seconds / 3600) + u" h "_s + QString::number(seconds / 60 % 60) + u" min"_s;
+    }
+    return u"Lines were lost while the device was away: "_s + span + u" of log"_s;
+}
 
 void LogDatasource::takeProcessTable(const ProcessTable& table) {
     d->names.takeProcessTable(table, d->counter.load(std::memory_order_relaxed));

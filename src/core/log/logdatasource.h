@@ -26,6 +26,9 @@
 
 namespace vf {
 
+// The status row for `ms` of device log lost while the device was away.
+QString lostLinesText(int64_t ms);
+
 class LogDatasourceDelegate {
 public:
     virtual ~LogDatasourceDelegate() = default;
@@ -65,7 +68,15 @@ public:
     // One line of the run's stream. I/O thread (one producer at a time).
     // The row is named by what the log said so far (PidNames) before it is
     // stored, so filters on its app see it.
+    // A buffer marker makes no row: the rows after it are of its buffer.
+    // The first row of a run that carries on the log, when the device no
+    // longer has the lines between the last row kept and it, comes after a
+    // status row saying how long a stretch of log was lost.
     LiveLine addLiveLine(std::string_view line);
+    // Any thread: the device time of the last row the device sent, for the
+    // next run on the same device to start from; empty once the log was
+    // cleared or replaced by a file.
+    QString resumeTime() const;
     // The device whose log follows; another one's processes are forgotten.
     // Any thread.
     void beginDevice(const QString& deviceId);

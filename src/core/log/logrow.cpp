@@ -125,7 +125,8 @@ std::string& RowValues::operator[](RowKey key) {
         case RowKey::Uid: return uid;
         case RowKey::Text:
         case RowKey::Idx:
-        case RowKey::Package: break;
+        case RowKey::Package:
+        case RowKey::Buffer: break;
     }
     return text;
 }
@@ -140,6 +141,7 @@ const std::string& RowValues::operator[](RowKey key) const {
 std::string_view Row::view(RowKey key) const noexcept {
     if (key == RowKey::Idx) return {};
     if (key == RowKey::Package) return packageOf(view(RowKey::App));
+    if (key == RowKey::Buffer) return logBufferName(buffer());
     const int k = int(key) - 1;
     const RowExtra* extra = extra_.load(std::memory_order_acquire);
     if (extra != nullptr && (extra->mask & (1u << k)) != 0) return extra->values[size_t(k)];
@@ -163,11 +165,12 @@ RowValues Row::values() const {
     RowValues values;
     values.idx = idx_.value();
     for (int k = 1; k < kRowKeyCount; ++k) values[RowKey(k)] = std::string(view(RowKey(k)));
+    values.buffer = buffer();
     return values;
 }
 
 void Row::setOverride(RowKey key, std::string_view value) {
-    if (key == RowKey::Idx || key == RowKey::Package) return;
+    if (key == RowKey::Idx || key == RowKey::Package || key == RowKey::Buffer) return;
     const int k = int(key) - 1;
     const RowExtra* old = extra_.load(std::memory_order_acquire);
     auto* extra = old != nullptr ? new RowExtra(*old) : new RowExtra();
@@ -343,7 +346,9 @@ RowPtr RowArena::make(RowIdx idx, std::string_view line, const RowFields& fields
 RowPtr RowArena::make(const RowValues& values) {
     RowFields fields;
     for (int k = 1; k < kRowKeyCount; ++k) fields[size_t(k - 1)] = values[RowKey(k)];
-    return make(RowIdx(values.idx), std::string_view(), fields);
+    RowPtr row = make(RowIdx(values.idx), std::string_view(), fields);
+    row->setUnsharedBuffer(values.buffer);
+    return row;
 }
 
 std::optional<ViewPos> positionOf(const RowList& rows, RowIdx idx) {

@@ -1,7 +1,8 @@
 #pragma once
 // Log rows: the program's hot data structure.
 //
-// A row has the keys idx, time, app, pid, tid, type, name, text and uid.
+// A row has the keys idx, time, app, pid, tid, type, name, text and uid,
+// and the log buffer it came from (four bits of its flags).
 // Its text is stored once, in UTF-8, in a shared text buffer (a whole file,
 // or the arena's buffers for live lines); the row itself is a small record of
 // offsets into its line, 56 bytes. Fields that are not a piece of the line
@@ -26,6 +27,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/adb/logbuffer.h"
 #include "core/filter/fieldsource.h"
 #include "core/log/rowindex.h"
 
@@ -70,6 +72,7 @@ using RowFields = std::array<std::string_view, kRowFieldCount>;
 struct RowValues {
     uint64_t idx = 0;
     std::string time, app, pid, tid, type, name, text, uid;
+    LogBuffer buffer = LogBuffer::None;
 
     std::string& operator[](RowKey key);
     const std::string& operator[](RowKey key) const;
@@ -79,8 +82,9 @@ class Row final {
 public:
     RowIdx idx() const noexcept { return idx_; }
 
-    // UTF-8 value of a string key (empty for Idx: use idx()), or of the
-    // computed Package. The view stays valid while the row lives.
+    // UTF-8 value of a string key (empty for Idx: use idx()), of the
+    // computed Package, or the buffer's name. The view stays valid while
+    // the row lives.
     std::string_view view(RowKey key) const noexcept;
     QString string(RowKey key) const;  // Idx in decimal
     RowValues values() const;
@@ -93,6 +97,7 @@ public:
     std::string_view name() const noexcept { return view(RowKey::Name); }
     std::string_view text() const noexcept { return view(RowKey::Text); }
     std::string_view uid() const noexcept { return view(RowKey::Uid); }
+    LogBuffer buffer() const noexcept { return LogBuffer(flags_ >> kBufferShift); }
 
     // Later writes; callers serialise them (the store's row lock).
     void setApp(std::string_view app) { setOverride(RowKey::App, app); }
@@ -102,6 +107,10 @@ public:
     // segment (the rows of a file being read): the name is kept once per
     // segment, so naming every row of a large file costs no side record.
     void setUnsharedApp(std::string_view app);
+    // Sets the buffer of a row that no other thread can see yet.
+    void setUnsharedBuffer(LogBuffer buffer) noexcept {
+        flags_ = uint8_t((flags_ & ((1u << kBufferShift) - 1)) | (uint8_t(buffer) << kBufferShift));
+    }
 
     Row(const Row&) = delete;
     Row& operator=(const Row&) = delete;
@@ -116,6 +125,8 @@ private:
     static constexpr int kSmallFields = 5;
     static constexpr uint8_t kTidDash = 1;     // tid is "-" (main-thread line)
     static constexpr uint8_t kTypeInline = 2;  // the one-letter level is kept in typeChar_
+    static constexpr int kBufferShift = 4;     // the high four bits: the LogBuffer
+    static_assert(kLogBufferCount <= 16, "a buffer fits in four bits");
 
     RowIdx idx_;
     const char* line_ = nullptr;

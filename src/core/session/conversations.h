@@ -1,7 +1,6 @@
 #pragma once
 // A logging run's ADB conversations as the run sees them: the log stream
-// and one shell command at a time (the process table, the package
-// listing), opened through a
+// and one shell command at a time (the process table), opened through a
 // connector so that tests can plug in their own.
 //
 // Threads: the connector is called on the run's I/O thread and the
@@ -29,13 +28,13 @@ public:
 
 // Opens a run's conversations, started, reporting to `delegate`. The
 // conversation's objects are children of `parent` (the run's worker), so
-// they go with it when its thread ends.
+// they go with it when its thread ends. A stream given `since` (a device
+// time, "MM-dd HH:mm:ss.SSS") asks only for the lines from then on.
 class StoreConnector {
 public:
     virtual ~StoreConnector() = default;
-    // `uidColumn`: ask for the uid column ("-v uid").
     virtual std::unique_ptr<StoreConversation> connectLogReader(LogReaderDelegate* delegate, const QString& deviceId,
-                                                                bool uidColumn, QObject* parent) = 0;
+                                                                const QString& since, QObject* parent) = 0;
     virtual std::unique_ptr<StoreConversation> connectShellCommand(ShellCommandDelegate* delegate,
                                                                    const QString& deviceId, const QString& service,
                                                                    QObject* parent) = 0;

@@ -46,7 +46,7 @@ LogRunWorker::LogRunWorker(LogDatasource& store, std::shared_ptr<StoreConnector>
 // The conversations' readers are children: they go with this object.
 LogRunWorker::~LogRunWorker() = default;
 
-void LogRunWorker::begin(quint64 run, const QString& deviceId) {
+void LogRunWorker::begin(quint64 run, const QString& deviceId, const QString& since) {
     if (running_) finish(RunEnd::Closed, {});  // stopped, its end not in yet
     run_ = run;
     deviceId_ = deviceId;
@@ -56,16 +56,9 @@ void LogRunWorker::begin(quint64 run, const QString& deviceId) {
     // The names first: the first rows then find most of them known.
     send(lookup_.want());
     send(lookup_.wantPackages());
-    connectStream();
-    VF_LOG("connecting to:{}", deviceId);
+    stream_ = connector_->connectLogReader(this, deviceId, since, this);
+    VF_LOG("connecting to:{}, since:{}", deviceId, since);
     Q_EMIT started(run);
-}
-
-void LogRunWorker::connectStream() {
-    uidColumn_ = !plainFormat_.contains(deviceId_);
-    streamSpoke_ = false;
-    heldBack_.reset();
-    stream_ = connector_->connectLogReader(this, deviceId_, uidColumn_, this);
 }
 
 void LogRunWorker::stop(quint64 run) {
@@ -73,45 +66,13 @@ void LogRunWorker::stop(quint64 run) {
 }
 
 void LogRunWorker::logLineReceived(std::string_view line) {
-    if (running_ && !holdsBack(line)) addLine(line);
-}
-
-bool LogRunWorker::holdsBack(std::string_view line) {
-    // Log lines start with their date; logcat's complaints and usage do not.
-    constexpr size_t kMaxHeld = 200;
-    const bool logLine = !line.empty() && line.front() >= '0' && line.front() <= '9';
-    if (!streamSpoke_ && !line.starts_with('-') && line.find_first_not_of(" \r\n") != std::string_view::npos) {
-        streamSpoke_ = true;
-        if (uidColumn_ && !logLine) heldBack_.emplace();
-    }
-    if (!heldBack_) return false;
-    if (!logLine && heldBack_->size() < kMaxHeld) {
-        heldBack_->emplace_back(line);
-        return true;
-    }
-    releaseHeldBack();  // not a rejection after all: what was held goes first
-    return false;
-}
-
-void LogRunWorker::releaseHeldBack() {
-    if (!heldBack_) return;
-    const std::vector<std::string> lines = *std::exchange(heldBack_, std::nullopt);
-    for (const std::string& held : lines) addLine(held);
-}
-
-void LogRunWorker::addLine(std::string_view line) {
+    if (!running_) return;
     const LogDatasource::LiveLine added = store_.addLiveLine(line);
     if (added.lookupPid) send(lookup_.want(*added.lookupPid));
     if (added.wantsPackages) send(lookup_.wantPackages());
 }
 
 void LogRunWorker::logReaderFinished(const AdbResult& result) {
-    if (running_ && heldBack_ && result.outcome == AdbOutcome::Done) {
-        VF_LOG("deviceId:{} rejects -v uid: plain format", deviceId_);
-        plainFormat_.insert(deviceId_);
-        return connectStream();  // replaces the conversation reporting now
-    }
-    if (running_) releaseHeldBack();
     const Error error = result.error.value_or(Error{});
     switch (result.outcome) {
         case AdbOutcome::Done:

@@ -6,12 +6,6 @@
 // ProcessLookup policy allows, and reports the start and the one end of each
 // run with queued signals.
 //
-// The stream asks for the uid column ("-v uid"). A device whose logcat
-// rejects it (before Android 7: "Invalid parameter uid to -v" and its usage,
-// then the end: a stream that ends after text that is no log line and
-// before any log line) is remembered and streamed again at once in the
-// plain format, in the same run.
-//
 // Threads: made on the run's thread, then adopted by the I/O thread; every
 // member runs there (LogRun queues its calls) and it is deleted there when
 // the thread ends. It never waits for another thread.
@@ -21,10 +15,6 @@
 #include <QTimer>
 #include <functional>
 #include <memory>
-#include <optional>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "core/adb/processtable.h"
 #include "core/session/conversations.h"
@@ -54,8 +44,9 @@ public:
 
     // Replaces the monotonic clock (milliseconds) of the lookup rate.
     void setClock(std::function<int64_t()> nowMs) { clock_ = std::move(nowMs); }
-    // Streams `deviceId` as run `run`; a run still going ends first.
-    void begin(quint64 run, const QString& deviceId);
+    // Streams `deviceId` as run `run` (from the device time `since` when it
+    // is given); a run still going ends first.
+    void begin(quint64 run, const QString& deviceId, const QString& since = {});
     // Ends run `run` when it is the one going; ended() follows.
     void stop(quint64 run);
 
@@ -70,12 +61,6 @@ private:
     void logReaderFinished(const AdbResult& result) override;
     void shellCommandFinished(const QString& deviceId, const QByteArray& output, const AdbResult& result) override;
 
-    void connectStream();
-    // Whether the line is held back: a stream with the uid column whose
-    // first line is no log line may be logcat rejecting "-v uid".
-    bool holdsBack(std::string_view line);
-    void releaseHeldBack();
-    void addLine(std::string_view line);
     void send(const std::optional<LookupRequest>& request);
     void finish(RunEnd how, const Error& error);
 
@@ -87,10 +72,6 @@ private:
     std::unique_ptr<StoreConversation> stream_;
     std::unique_ptr<StoreConversation> table_;
     LookupRequest::Kind asked_ = LookupRequest::Kind::ProcessTable;  // the lookup in flight
-    std::set<QString> plainFormat_;  // devices that rejected "-v uid"
-    bool uidColumn_ = false;         // the stream asked for it
-    bool streamSpoke_ = false;       // the stream gave a line other than a "-----" marker
-    std::optional<std::vector<std::string>> heldBack_;  // lines of a stream that may be a rejection
     QString deviceId_;
     quint64 run_ = 0;
     bool running_ = false;  // run_ has not ended

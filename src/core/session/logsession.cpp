@@ -116,7 +116,9 @@ void LogSession::useDevice(const QString& deviceId) {
 
 void LogSession::startRun(const QString& deviceId) {
     nextDevice_ = deviceId;
-    run_.start(deviceId);
+    // The same device again (replugged, or Run again): its rows are still
+    // here, so only what came after the last of them is asked for.
+    run_.start(deviceId, lastDeviceId_ == deviceId ? store_.resumeTime() : QString());
 }
 
 // ---------------------------------------------------------------------------

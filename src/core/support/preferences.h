@@ -15,6 +15,7 @@ inline constexpr char kAdbPort[] = "adbPort";
 inline constexpr char kAdbPath[] = "adbPath";  // the adb program chosen by the user; empty: searched for
 inline constexpr char kAdbLogTags[] = "adbLogTags";
 inline constexpr char kClearLogOnStart[] = "clearLogOnStart";
+inline constexpr char kLogBuffers[] = "logBuffers";  // "main,system,crash" and any of events, radio, kernel
 inline constexpr char kMyApps[] = "myApps";  // the user's own package names, separated by blanks or commas
 inline constexpr char kDefaultFontSize[] = "defaultFontSize";
 inline constexpr char kPredicates[] = "predicates";

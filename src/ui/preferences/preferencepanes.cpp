@@ -15,6 +15,7 @@
 #include <QPalette>
 #include <QPushButton>
 
+#include "core/adb/logbuffer.h"
 #include "core/support/preferences.h"
 #include "ui/table/levelstyles.h"
 
@@ -71,6 +72,31 @@ QPushButton* colorButton(QWidget* parent, int level, const std::function<void()>
     return button;
 }
 
+// main, system and crash always; events, radio and kernel when ticked.
+QWidget* logBufferChoice(QWidget* pane) {
+    auto* box = new QWidget(pane);
+    auto* row = new QHBoxLayout(box);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(new QLabel(u"main, system, crash"_s, box));
+    QStringList chosen = Preferences::string(QLatin1String(prefs::kLogBuffers)).split(u',', Qt::SkipEmptyParts);
+    if (chosen.isEmpty()) chosen = defaultLogBuffers();
+    for (const QString& name : {u"events"_s, u"radio"_s, u"kernel"_s}) {
+        auto* check = new QCheckBox(name, box);
+        check->setChecked(chosen.contains(name));
+        row->addWidget(check);
+        QObject::connect(check, &QCheckBox::toggled, box, [name](bool on) {
+            QStringList buffers =
+                Preferences::string(QLatin1String(prefs::kLogBuffers)).split(u',', Qt::SkipEmptyParts);
+            if (buffers.isEmpty()) buffers = defaultLogBuffers();
+            buffers.removeAll(name);
+            if (on) buffers.append(name);
+            Preferences::setValue(QLatin1String(prefs::kLogBuffers), buffers.join(u','));
+        });
+    }
+    row->addStretch(1);
+    return box;
+}
+
 }  // namespace
 
 QWidget* makeGeneralPane(QWidget* parent) {
@@ -89,6 +115,7 @@ QWidget* makeGeneralPane(QWidget* parent) {
     QObject::connect(clearOnStart, &QCheckBox::toggled, pane,
                      [](bool on) { Preferences::setValue(QLatin1String(prefs::kClearLogOnStart), on); });
     form->addRow(QString(), clearOnStart);
+    form->addRow(u"Log buffers:"_s, logBufferChoice(pane));
     form->addRow(u"My apps:"_s, boundLineEdit(pane, QLatin1String(prefs::kMyApps), u"com.example.app, com.example.other"_s));
 
     auto* adbRow = new QHBoxLayout;

@@ -82,7 +82,7 @@ QVariant LogTableModel::data(const QModelIndex& index, int role) const {
 }
 
 QVariant LogTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
-    static const QStringList kTitles{u"Time"_s, u"APP"_s, u"PID"_s, u"TID"_s, u"Type"_s, u"Tag"_s, u"Text"_s};
+    static const QStringList kTitles{u"Time"_s, u"APP"_s, u"PID"_s, u"TID"_s, u"Type"_s, u"Tag"_s, u"Text"_s, u"Buffer"_s};
     if (orientation != Qt::Horizontal || section < 0 || section >= kTitles.size()) return {};
     if (role == Qt::DisplayRole) return kTitles.at(section);
     if (role == Qt::TextAlignmentRole && section == kTypeColumn) return int(Qt::AlignCenter);

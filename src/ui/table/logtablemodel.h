@@ -17,10 +17,12 @@
 
 namespace vf::ui {
 
-// Columns in their default order; each is one row key.
-inline constexpr std::array<RowKey, 7> kLogColumns{RowKey::Time, RowKey::App,  RowKey::Pid, RowKey::Tid,
-                                                   RowKey::Type, RowKey::Name, RowKey::Text};
+// Columns in their default order; each is one row key. The buffer column
+// comes last and is hidden until the user shows it.
+inline constexpr std::array<RowKey, 8> kLogColumns{RowKey::Time, RowKey::App,  RowKey::Pid,  RowKey::Tid,
+                                                   RowKey::Type, RowKey::Name, RowKey::Text, RowKey::Buffer};
 inline constexpr int kTypeColumn = 4;
+inline constexpr int kBufferColumn = 7;
 
 class LogTableModel final : public QAbstractTableModel {
     Q_OBJECT

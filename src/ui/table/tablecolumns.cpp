@@ -28,7 +28,7 @@ int defaultColumnWidth(int column, const QFontMetrics& metrics) {
     // Typical values, in the order of kLogColumns.
     static const std::array<QString, kLogColumns.size()> kSamples{
         u"00-00 00:00:00.000"_s, u"com.example.app:x"_s, u"000000"_s, u"000000"_s, u"W"_s,
-        u"ActivityManager"_s, u"A message of average length, as logs go"_s};
+        u"ActivityManager"_s, u"A message of average length, as logs go"_s, u"system"_s};
     if (column < 0 || column >= int(kSamples.size())) return 0;
     const int padding = metrics.averageCharWidth() * 2;
     return metrics.horizontalAdvance(kSamples[size_t(column)]) + padding;
@@ -86,6 +86,7 @@ ColumnLayoutSaver::ColumnLayoutSaver(QHeaderView* header) : header_(header) {
     for (int column = 0; column < header->count() - 1; ++column)
         header->resizeSection(column, defaultColumnWidth(column, QFontMetrics(font)));
     installColumnMenu(header);
+    header->setSectionHidden(kBufferColumn, true);
     const QByteArray state = Preferences::value(QLatin1String(kLayoutKey)).toByteArray();
     if (!state.isEmpty()) header->restoreState(state);
 
