@@ -90,9 +90,9 @@ void BM_ParseLiveLines(benchmark::State& state) {
     constexpr size_t kLines = 200'000;
     static const std::vector<std::string> lines = vf::bench::liveLines(kLines);
     PidMap pids;
-    const vf::AppNameLookup lookup = [&pids](std::string_view pid, std::string& out) {
+    const vf::AppNameLookup lookup = [&pids](const vf::RowFields& fields, std::string& out) {
         std::lock_guard lock(pids.mutex);
-        const auto it = pids.apps.find(std::string(pid));
+        const auto it = pids.apps.find(std::string(vf::fieldOf(fields, vf::RowKey::Pid)));
         if (it == pids.apps.end()) return false;
         out = it->second;
         return true;

@@ -146,9 +146,11 @@ device sends no image (an unknown display id) or FILE cannot be written;
 constexpr char16_t kStream[] =
     uR"(usage: vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] stream [OPTIONS]
 
-Streams the device log ("logcat -v threadtime", buffers main, system and
-crash unless told otherwise) through the viewer's own log
-store: app names come from the device's process table, lines replayed on
+Streams the device log ("logcat -v threadtime", with the uid column where
+the device has it, buffers main, system and crash unless told otherwise)
+through the viewer's own log store: app names come from the system's start
+and crash lines, the uid with the package manager's packages, and last the
+device's process table; lines replayed on
 reconnection are dropped, and status rows ("Disconnected. SERIAL") appear as
 in the viewer. Rows that pass the filter are printed as they arrive; status
 rows that the filter hides go to standard error instead.
@@ -158,6 +160,9 @@ rows that the filter hides go to standard error instead.
   --quick TEXT        the quick-filter field
   --query QUERY       a query (repeatable); age counts back from now, and
                       is:crash cannot be used (it needs the whole log)
+  --package NAME      only the rows of this app (com.example takes
+                      com.example:remote, and every user unless NAME@USER);
+                      repeatable, any of them passes
   --clear             clear the device log when the stream starts
   --tags 'TAG:L ...'  the logcat tag expression (ANDROID_LOG_TAGS)
   -b LIST             the log buffers to read, separated by commas: main,

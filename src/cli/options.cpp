@@ -47,7 +47,7 @@ const OptionDef kOptions[] = {
     {Opt::Quick, "--quick", true, {Command::Stream, Command::Convert}},
     {Opt::Saved, "--saved", true, {Command::Stream, Command::Convert, Command::Crashes}},
     {Opt::Query, "--query", true, {Command::Stream, Command::Convert, Command::Crashes}},
-    {Opt::Package, "--package", true, {Command::Convert, Command::Crashes}},
+    {Opt::Package, "--package", true, {Command::Stream, Command::Convert, Command::Crashes}},
     {Opt::Clear, "--clear", false, {Command::Stream, Command::Crashes}},
     {Opt::Tags, "--tags", true, {Command::Stream}},
     {Opt::Buffers, "-b", true, {Command::Stream, Command::Crashes}},

@@ -197,8 +197,8 @@ void StreamCommand::printNewRows() {
     for (qsizetype i = firstNew(shown, shownMark_); i < shown.rows.size(); ++i) {
         const RowPtr& row = shown.rows.at(i);
         if (lastPrinted_ && row->idx() <= *lastPrinted_) continue;
-        sink_->takeRow(row);
         lastPrinted_ = row->idx();
+        if (isOfPackages(row->app(), options_.packages)) sink_->takeRow(row);
     }
     if (filter_) {
         // Status rows never reach the filtered view; say them on stderr.

@@ -136,10 +136,11 @@ TEST(ProcessTable, ReadsPidsNamesTheFlavorAndTheAbortingErrors) {
     }
 }
 
-// One lookup in flight and one started a second; a reply of the wrong shape
-// is followed at once by the other request, once per lookup; the form is
-// learned per device and kept across runs.
-TEST(ProcessLookup, OneInFlightOneASecondAndTheFormLearnedPerDevice) {
+// One request in flight, from a bucket of three that refills one per 2 s;
+// a reply of the wrong shape is followed at once by the other request, once
+// per lookup; the form is learned per device and kept across runs; a pid
+// that two lookups did not list rests for 30 s.
+TEST(ProcessLookup, OneInFlightOnePerTwoSecondsAndMissedPidsRest) {
     int64_t now = 0;
     ProcessLookup lookup([&now] { return now; });
     const LookupRequest psA{LookupRequest::Kind::ProcessTable, u"shell:ps -A"_s};
@@ -148,32 +149,73 @@ TEST(ProcessLookup, OneInFlightOneASecondAndTheFormLearnedPerDevice) {
 
     lookup.beginRun(u"old"_s);
     EXPECT_EQ(lookup.want(), psA);
-    now = 50;
     EXPECT_EQ(lookup.finished(parseProcessTable(kToolboxNothing)), ps);  // toolbox took -A as a name
-    now = 60;
-    EXPECT_EQ(lookup.want(), R());  // in flight: remembered
+    EXPECT_EQ(lookup.want(7), R());                                      // in flight: remembered
     EXPECT_EQ(lookup.dueInMs(), std::nullopt);
-    now = 100;
-    EXPECT_EQ(lookup.finished(parseProcessTable(kToolbox)), R());  // too soon after the start
-    EXPECT_EQ(lookup.dueInMs(), 900);
-    now = 999;
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToolbox)), ps);  // the third of the bucket
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToolbox)), R());  // 7 missed once
+    EXPECT_EQ(lookup.want(7), R());
+    EXPECT_EQ(lookup.dueInMs(), 2000);
+    now = 1999;
     EXPECT_EQ(lookup.poll(), R());
-    now = 1000;
+    now = 2000;
     EXPECT_EQ(lookup.poll(), ps);
-    now = 1100;
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToolbox)), R());  // missed twice: it rests
+    EXPECT_TRUE(lookup.rests(7));
+    now = 20'000;
+    EXPECT_EQ(lookup.want(7), R());
+    EXPECT_EQ(lookup.dueInMs(), std::nullopt);
+    EXPECT_EQ(lookup.want(2001), ps);  // another pid asks
     EXPECT_EQ(lookup.finished(std::nullopt), R());  // an end without output frees it too
+    now = 32'001;
+    EXPECT_EQ(lookup.want(7), ps);  // rested: two lookups again
     EXPECT_EQ(lookup.flavor(), PsFlavor::Toolbox);
 
     lookup.beginRun(u"new"_s);
-    EXPECT_EQ(lookup.want(), psA);  // a new run does not wait for the rate
+    EXPECT_EQ(lookup.want(), psA);
     EXPECT_EQ(lookup.finished(parseProcessTable(kToybox)), R());
-    now = 2200;
+    now = 40'000;
     EXPECT_EQ(lookup.want(), psA);
     EXPECT_EQ(lookup.finished(parseProcessTable(kToolboxNothing)), ps);
     EXPECT_EQ(lookup.finished(parseProcessTable(kToyboxShellOnly)), R());  // contradicting: not a third time
     EXPECT_EQ(lookup.flavor(), PsFlavor::Toybox);
     lookup.beginRun(u"old"_s);
+    now = 50'000;
     EXPECT_EQ(lookup.want(), ps);
+}
+
+// The package listing: at the start of a run, "cmd" first and "pm" at once
+// when that lists no uids, never again on a device where neither does;
+// asked again for an unknown uid, but at most every 30 s; the table waits
+// while a listing is in flight.
+TEST(ProcessLookup, PackagesAtTheStartThenAtMostEveryThirtySeconds) {
+    int64_t now = 0;
+    ProcessLookup lookup([&now] { return now; });
+    const LookupRequest cmd{LookupRequest::Kind::Packages, u"shell:cmd package list packages -U --user all"_s};
+    const LookupRequest pm{LookupRequest::Kind::Packages, u"shell:pm list packages -U"_s};
+    const PackageListing unlisted;
+    PackageListing listed;
+    listed.listed = true;
+    using R = std::optional<LookupRequest>;
+
+    lookup.beginRun(u"legacy"_s);
+    EXPECT_EQ(lookup.wantPackages(), cmd);
+    EXPECT_EQ(lookup.packagesFinished(unlisted), pm);
+    EXPECT_EQ(lookup.packagesFinished(unlisted), R());
+    now = 60'000;
+    EXPECT_EQ(lookup.wantPackages(), R());
+    EXPECT_EQ(lookup.dueInMs(), std::nullopt);
+
+    lookup.beginRun(u"modern"_s);
+    EXPECT_EQ(lookup.wantPackages(), cmd);
+    EXPECT_EQ(lookup.want(), R());  // one in flight
+    EXPECT_EQ(lookup.packagesFinished(listed), LookupRequest({LookupRequest::Kind::ProcessTable, u"shell:ps -A"_s}));
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToybox)), R());
+    now = 70'000;
+    EXPECT_EQ(lookup.wantPackages(), R());
+    EXPECT_EQ(lookup.dueInMs(), 20'000);
+    now = 90'000;
+    EXPECT_EQ(lookup.poll(), cmd);
 }
 
 TEST(ModelName, BuildPropThenGetprop) {

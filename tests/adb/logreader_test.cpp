@@ -42,7 +42,9 @@ TEST(LogReader, ArgumentsNameTheBuffersAndTheStartTime) {
     const struct {
         QStringList buffers;
         QString since, arguments;
+        bool uid = false;
     } cases[] = {
+        {defaultLogBuffers(), {}, u"-v threadtime -v uid -b main -b system -b crash"_s, true},
         {defaultLogBuffers(), {}, u"-v threadtime -b main -b system -b crash"_s},
         {{u"main"_s, u"events"_s}, u"03-17 09:41:12.300"_s, u"-v threadtime -b main -b events -T '03-17 09:41:12.300'"_s},
         {{}, u"12-31 23:59:59.999"_s, u"-v threadtime -T '12-31 23:59:59.999'"_s},
@@ -53,6 +55,7 @@ TEST(LogReader, ArgumentsNameTheBuffersAndTheStartTime) {
     for (const auto& c : cases) {
         LogcatOptions options;
         options.buffers = c.buffers;
+        options.uidColumn = c.uid;
         EXPECT_EQ(LogReader::logcatArguments(options, c.since), c.arguments);
     }
     for (const char* refusal : {"logcat: invalid option -- T\n", "Unrecognized Option\r\n", "Usage: logcat [options]\n",
@@ -170,7 +173,8 @@ TEST_F(LogReaderTest, ClearsOnItsOwnConnectionThenStreamsUntilStopped) {
 }
 
 // A logcat that does not take "-T" or a buffer says so and exits: the
-// reader asks once more on a new connection, without them.
+// reader asks once more on a new connection, without them. One that only
+// refuses the uid column (before Android 7) keeps the others.
 TEST_F(LogReaderTest, RefusedArgumentsAreAskedForAgainWithout) {
     const auto framed = [](const QString& request) -> QByteArray {
         const QByteArray bytes = request.toUtf8();
@@ -191,6 +195,22 @@ TEST_F(LogReaderTest, RefusedArgumentsAreAskedForAgainWithout) {
     EXPECT_EQ(server.received(0), kTransportAny + first);
     EXPECT_EQ(server.received(1), kTransportAny + kStream);
     EXPECT_TRUE(old.fellBack());
+
+    LogcatOptions withUid = options;
+    withUid.uidColumn = true;
+    const QByteArray uidFirst = framed(LogReader::streamRequest({}, LogReader::logcatArguments(withUid, since)));
+    server.addScript(transportAnyThen("OKAY")
+                         .expect(uidFirst.size())
+                         .reply("OKAYInvalid parameter uid to -v\nUsage: logcat [options]\n")
+                         .close());
+    server.addScript(transportAnyThen("OKAY").expect(first.size()).reply("OKAYb\n").close());
+    LogRecorder second;
+    LogReader older(server.endpoint(), withUid, since);
+    start(older, second);
+    finish(second);
+    EXPECT_EQ(second.events, strings({"line b\n", "end done"}));
+    EXPECT_EQ(server.received(3), kTransportAny + first);
+    EXPECT_FALSE(older.fellBack());
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 // from before Android 8.
 #include <gtest/gtest.h>
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -16,6 +17,8 @@
 
 namespace vf::test {
 namespace {
+
+using namespace Qt::StringLiterals;
 
 struct Kind {
     const char* name;
@@ -171,6 +174,56 @@ TEST_P(CompanionE2e, StreamKeepsGoingAcrossAReplugWithAppNames) {
             ASSERT_EQ(row.value(u"app").toString(), names.value(pid)) << pid.toStdString();
         }
     }
+}
+
+// An app that starts, logs and crashes within 300 ms under a pid that no
+// "ps" lists (the same pid each time, another app each time): every row of
+// it and every crash carry its name, and the device is asked for its
+// processes and packages at most once per 2 s (after the start's burst of
+// three, and a follow-up each for the older device's other forms).
+TEST_P(CompanionE2e, AShortLivedCrashingAppIsNamedInItsRowsAndCrashes) {
+    SimulatedDevice* device = startDevice({QStringLiteral("--flash-app"), QStringLiteral("1"),
+                                           QStringLiteral("--reuse-pids"), QStringLiteral("--trace-services")});
+    ASSERT_TRUE(device) << harness.lastError().toStdString();
+    const auto flashApp = [](const QString& app) { return app.startsWith(u"com.example.flash"); };
+    const auto ofFlash = [](const QJsonObject& row) {
+        const QString text = row.value(u"text").toString();
+        return row.value(u"name").toString() == u"Flash" || text.contains(u"flash run") ||
+               text.startsWith(u"Process: com.example.flash");
+    };
+    QElapsedTimer elapsed;
+    elapsed.start();
+    CompanionProcess stream(harness.serverPort(), {QStringLiteral("-s"), device->serial(), QStringLiteral("stream"),
+                                                   QStringLiteral("--format"), QStringLiteral("json")});
+    const auto flashRows = [&] {
+        QList<QJsonObject> rows = deviceRows(stream.out);
+        rows.removeIf([&](const QJsonObject& row) { return !ofFlash(row); });
+        return rows;
+    };
+    ASSERT_TRUE(waitUntil([&] { return flashRows().size() >= 40; }, 20000)) << stream.err.toStdString();
+    stream.interrupt();
+    EXPECT_EQ(stream.waitForExit(), 0) << stream.err.toStdString();
+    const double seconds = double(elapsed.elapsed()) / 1000;
+    for (const QJsonObject& row : flashRows())
+        EXPECT_TRUE(flashApp(row.value(u"app").toString())) << QJsonDocument(row).toJson().toStdString();
+    const QString trace = device->errorOutput();
+    const auto requests = trace.count(u" open shell:ps"_s) + trace.count(u" open shell:cmd package"_s) +
+                          trace.count(u" open shell:pm "_s);
+    EXPECT_LE(requests, 3 + (legacy() ? 2 : 0) + int(seconds / 2)) << trace.toStdString();
+
+    CompanionProcess crashes(harness.serverPort(), {QStringLiteral("-s"), device->serial(), QStringLiteral("crashes"),
+                                                    QStringLiteral("--stream"), QStringLiteral("--json")});
+    const auto crashLines = [&] {
+        QList<QJsonObject> found;
+        for (const QByteArray& line : crashes.out.split('\n'))
+            if (const QJsonObject crash = QJsonDocument::fromJson(line).object(); !crash.isEmpty()) found.append(crash);
+        return found;
+    };
+    ASSERT_TRUE(waitUntil([&] { return crashLines().size() >= 3; }, 20000)) << crashes.err.toStdString();
+    crashes.interrupt();
+    EXPECT_EQ(crashes.waitForExit(), 0) << crashes.err.toStdString();
+    for (const QJsonObject& crash : crashLines())
+        EXPECT_TRUE(flashApp(crash.value(u"app").toString())) << QJsonDocument(crash).toJson().toStdString();
 }
 
 // Width x height from a PNG's header; empty when the bytes are no PNG.

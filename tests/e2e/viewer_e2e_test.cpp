@@ -60,8 +60,11 @@ protected:
     std::unique_ptr<ui::VellumfoxAppDelegate> app;
 };
 
+// The app names include those of an app that lives 300 ms under a pid no
+// "ps" lists.
 TEST_P(E2eViewer, ShowsModelAndAppNamesWithoutTheModelInBuildProp) {
-    SimulatedDevice* device = startDevice({u"--no-build-prop-model"_s, u"--model"_s, u"Pixel Test"_s});
+    SimulatedDevice* device = startDevice({u"--no-build-prop-model"_s, u"--model"_s, u"Pixel Test"_s,
+                                           u"--flash-app"_s, u"1"_s});
     ASSERT_TRUE(device) << harness.lastError().toStdString();
     launch();
     // "model - serial" once the model is known ("serial - model" when it was
@@ -77,6 +80,14 @@ TEST_P(E2eViewer, ShowsModelAndAppNamesWithoutTheModelInBuildProp) {
     };
     EXPECT_TRUE(waitUntil(named, 15000));
     EXPECT_EQ(alert(), QString());
+    const auto flashApps = [&] {
+        QStringList apps;
+        for (int row = 0; row < model->rowCount(); ++row)
+            if (model->index(row, 5).data().toString() == u"Flash"_s) apps << model->index(row, 1).data().toString();
+        return apps;
+    };
+    ASSERT_TRUE(waitUntil([&] { return flashApps().size() >= 6; }, 15000));
+    for (const QString& app : flashApps()) EXPECT_TRUE(app.startsWith(u"com.example.flash"_s)) << app.toStdString();
 }
 
 TEST_P(E2eViewer, AnUnauthorizedDeviceGetsItsAlert) {

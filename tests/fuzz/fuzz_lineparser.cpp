@@ -14,7 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     vf::RowArena arena;
     const std::string_view line = arena.copyLine(std::string_view(reinterpret_cast<const char*>(data + 1), size - 1));
     const vf::RowIndexSource index = vf::rowCounter();
-    const vf::AppNameLookup apps = [](std::string_view pid, std::string& out) {
+    const vf::AppNameLookup apps = [](const vf::RowFields& fields, std::string& out) {
+        const std::string_view pid = vf::fieldOf(fields, vf::RowKey::Pid);
         out.assign("app.").append(pid);
         return !pid.empty();
     };

@@ -56,7 +56,7 @@ protected:
         store.setDelegate(&delegate);
         store.setClock([this] { return now.load(); });
     }
-    bool feed(const std::string& text) { return store.addLiveLine(text); }
+    LogDatasource::LiveLine feed(const std::string& text) { return store.addLiveLine(text); }
     void start() { store.beginRun(); }
     // Sets the filter and waits for its notice (a notice of new rows may
     // come before it).
@@ -118,21 +118,41 @@ TEST_F(StoreTest, RowsKnowTheirBufferAndACarriedOnRunSaysWhatWasLost) {
     EXPECT_EQ(lostLinesText(3'725'000), u"Lines were lost while the device was away: 1 h 2 min of log"_s);
 }
 
-TEST_F(StoreTest, ThePidsSecondUnnamedRowAsksForTheProcessTable) {
-    EXPECT_FALSE(feed("") || feed("\n"));  // empty lines make no row and ask nothing
-    EXPECT_FALSE(feed(line("01-01 10:00:00.000", 1234, "I", "Tag", "one")));
-    EXPECT_TRUE(feed(line("01-01 10:00:00.001", 1234, "I", "Tag", "two")));
-    store.beginNameLookup();
-    store.takeProcessTable(parseProcessTable("USER PID PPID NAME\n"
-                                       "u0_a12   1234  1  1000 S com.example.app\n"));
-    for (const RowPtr& row : store.getDataAll()) {
-        EXPECT_EQ(row->app(), "com.example.app");  // the waiting rows too
-        EXPECT_EQ(row->name(), "Tag");
-    }
-    EXPECT_EQ(store.appNameForPid(u"1234"_s), u"com.example.app"_s);
-    EXPECT_FALSE(feed(line("01-01 10:00:01.000", 1234, "I", "Tag", "known")));
-    EXPECT_EQ(store.getDataAll().constLast()->app(), "com.example.app");
-    EXPECT_EQ(store.logEventCount(), 3);
+// Who wrote each live row, as the log goes on: a start line names the pid
+// from its line on (and the rows of it that waited), a pid's next start
+// line is another process; the uid column with the package listing names
+// rows (another user with "@user"); the process table names only the pids
+// nothing else names; the pid's second unnamed row asks for the table.
+TEST_F(StoreTest, LiveRowsAreNamedByTheLogThePackagesAndLastTheTable) {
+    const auto withUid = [](int uid, int pid, const char* text) {
+        return "01-01 10:00:00.000 " + std::to_string(uid) + "  " + std::to_string(pid) + "  " + std::to_string(pid) +
+               " I Tag: " + text + "\n";
+    };
+    const auto start = [](int pid, const char* process) {
+        return line("01-01 10:00:00.000", 600, "I", "ActivityManager",
+                    ("Start proc " + std::to_string(pid) + ":" + process + "/u0a87 for activity {x/.A}").c_str());
+    };
+    EXPECT_FALSE(feed("").row || feed("\n").row);  // empty lines make no row and ask nothing
+    EXPECT_EQ(feed(line("01-01 10:00:00.000", 1234, "I", "Tag", "early")).lookupPid, std::nullopt);
+    EXPECT_EQ(feed(line("01-01 10:00:00.001", 1234, "I", "Tag", "early 2")).lookupPid, 1234u);
+    feed(start(1234, "com.example"));
+    feed(line("01-01 10:00:00.002", 1234, "I", "Tag", "first life"));
+    EXPECT_TRUE(feed(withUid(10152, 4000, "by uid")).wantsPackages);
+    feed(withUid(1010152, 4001, "by uid, user 10"));
+    feed(line("01-01 10:00:00.003", 77, "I", "Tag", "daemon"));
+    store.takePackageList(parsePackageList("package:com.listed uid:10152\n"));
+    store.takeProcessTable(parseProcessTable("USER PID PPID VSZ RSS WCHAN ADDR S NAME\n"
+                                             "root 77 1 0 0 0 0 S daemond\n"
+                                             "u0_a87 1234 1 0 0 0 0 S com.stale\n"));
+    feed(start(1234, "com.reused"));
+    feed(line("01-01 10:00:00.004", 1234, "I", "Tag", "second life"));
+    QStringList apps;
+    for (const RowPtr& row : store.getDataAll())
+        if (row->name() == "Tag") apps.append(QString::fromUtf8(row->app()));
+    EXPECT_EQ(apps, QStringList({u"com.example"_s, u"com.example"_s, u"com.example"_s, u"com.listed"_s,
+                                 u"com.listed@10"_s, u"daemond"_s, u"com.reused"_s}));
+    EXPECT_EQ(store.appNameForPid(u"1234"_s), u"com.reused"_s);
+    EXPECT_FALSE(feed(line("01-01 10:00:01.000", 77, "I", "Tag", "known")).lookupPid);
 }
 
 TEST_F(StoreTest, FilteredRowsOlderThanAllRowsKeepTheirValues) {

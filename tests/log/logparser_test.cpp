@@ -17,8 +17,8 @@ struct Parser {
     uint64_t next = 100;
     RowIndexSource index = [this] { return RowIdx(next++); };
     std::map<std::string, std::string, std::less<>> apps{{"1234", "com.example.app"}};
-    AppNameLookup lookup = [this](std::string_view pid, std::string& out) {
-        const auto it = apps.find(pid);
+    AppNameLookup lookup = [this](const RowFields& fields, std::string& out) {
+        const auto it = apps.find(fieldOf(fields, RowKey::Pid));
         if (it == apps.end()) return false;
         out = it->second;
         return true;

@@ -48,23 +48,26 @@ protected:
     Ends ends;
 };
 
-// One lookup at a time and at most one a second; names outlive the run.
-TEST_F(LogRunTest, LookupsAreOneAtATimeAndOneASecond) {
+// The names first: the process table, then the package listing, one at a
+// time; an unnamed pid's second row asks again, and when the bucket of the
+// rate is empty the request waits for it; names outlive the run.
+TEST_F(LogRunTest, LookupsAreOneAtATimeAndWaitForTheRate) {
     start();
-    EXPECT_EQ(conversations->pidReaders, 1);  // the names first, then the stream
-    conversations->line(line("01-01 10:00:00.000", 1234, "one"));
-    conversations->line(line("01-01 10:00:00.001", 1234, "two"));  // wanted while one is in flight
-    EXPECT_EQ(conversations->pidReaders, 1);
+    EXPECT_EQ(conversations->pidReaders, 1);  // the table first, then the stream
     conversations->processTable("USER PID PPID VSZ RSS WCHAN ADDR S NAME\nu0_a1 1234 1 0 0 0 0 S com.example\n");
-    EXPECT_EQ(conversations->pidReaders, 1) << "the second waits for the rate";
-    now += 1000;
-    ASSERT_TRUE(waitUntil([&] { return conversations->pidReaders == 2; }, 3000));
-    EXPECT_EQ(store.appNameForPid(u"1234"_s), u"com.example"_s);
-    conversations->processTable({});  // refused: the lookup still ends
-    now += 1000;
+    EXPECT_EQ(conversations->pidReaders, 2);
+    conversations->processTable("package:com.example uid:10001\n");
+    EXPECT_EQ(conversations->pidReaders, 2) << "nothing else is wanted";
     conversations->line(line("01-01 10:00:00.002", 99, "a"));
     conversations->line(line("01-01 10:00:00.003", 99, "b"));
-    EXPECT_EQ(conversations->pidReaders, 3);
+    EXPECT_EQ(conversations->pidReaders, 3);  // the bucket's last
+    conversations->processTable({});         // refused: the lookup still ends
+    conversations->line(line("01-01 10:00:00.004", 99, "c"));
+    EXPECT_EQ(conversations->pidReaders, 3) << "it waits for the rate";
+    now += 2000;
+    ASSERT_TRUE(waitUntil([&] { return conversations->pidReaders == 4; }, 4000));
+    EXPECT_EQ(store.appNameForPid(u"1234"_s), u"com.example"_s);
+    conversations->processTable({});
     conversations->endStream();
     EXPECT_EQ(lastEnd(1), RunEnd::Closed);
     EXPECT_EQ(lastRowText(), u"Disconnected. emulator-5554"_s);

@@ -31,6 +31,9 @@ struct LogcatOptions {
     // The buffers to read ("-b NAME" each), in logcat's words; empty: the
     // device's own default.
     QStringList buffers = defaultLogBuffers();
+    // "-v uid" too: each line says its writer's uid (Android 7 and later; a
+    // device that refuses it is streamed without arguments).
+    bool uidColumn = false;
 };
 
 }  // namespace vf

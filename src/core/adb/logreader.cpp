@@ -24,6 +24,7 @@ QString LogReader::streamRequest(const QString& logTags, const QString& argument
 
 QString LogReader::logcatArguments(const LogcatOptions& options, const QString& since) {
     QString arguments = u"-v threadtime"_s;
+    if (options.uidColumn) arguments += u" -v uid"_s;
     // One "-b" each: logcat before Android 7 takes no comma lists.
     for (const QString& buffer : options.buffers) {
         if (logBufferFromName(buffer.toStdString())) arguments += u" -b "_s + buffer;
@@ -92,14 +93,22 @@ void LogReader::clearLog() {
 void LogReader::startLogStream() {
     sentClearDevice_ = false;
     sawLine_ = false;
-    const QString arguments = plain_ ? u"-v threadtime"_s : logcatArguments(options_, since_);
+    LogcatOptions options = options_;
+    options.uidColumn = options.uidColumn && !withoutUid_;
+    const QString arguments = plain_ ? u"-v threadtime"_s : logcatArguments(options, since_);
     sendExpectOkay(streamRequest(options_.logTags, arguments), kStreamStatus);
 }
 
 bool LogReader::handleLogLineData(const QByteArray& data) {
     if (!sawLine_ && !plain_ && isRefusal(std::string_view(data.constData(), size_t(data.size())))) {
-        VF_LOG("logcat refused its arguments, asking without them: {}", QString::fromUtf8(data).trimmed());
-        plain_ = true;
+        VF_LOG("logcat refused its arguments, asking with fewer: {}", QString::fromUtf8(data).trimmed());
+        // The uid column is the newest of them (Android 7): without it
+        // first, so that an older device keeps its buffers and start time.
+        if (options_.uidColumn && !withoutUid_) {
+            withoutUid_ = true;
+        } else {
+            plain_ = true;
+        }
         reconnect();
         return false;
     }

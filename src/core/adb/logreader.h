@@ -47,7 +47,7 @@ public:
     // the characters the shell reads there escaped) and logcat's arguments.
     static QString streamRequest(const QString& logTags, const QString& arguments = QStringLiteral("-v threadtime"));
     // logcat's arguments for `options` and a start time: "-v threadtime",
-    // "-b NAME" per buffer (names that are not logcat's are left out), and
+    // "-v uid" when asked, "-b NAME" per buffer (names that are not logcat's are left out), and
     // "-T 'MM-dd HH:mm:ss.SSS'" when `since` has that form (anything else
     // is left out too: it goes into a shell command). The one place they
     // are put together.
@@ -55,7 +55,8 @@ public:
     // True for a line with which logcat refuses its arguments (its usage
     // text, an unknown option or buffer).
     static bool isRefusal(std::string_view line);
-    // Whether the stream had to fall back to logcat without arguments.
+    // Whether the stream had to fall back to logcat without arguments (a
+    // refused uid column alone is dropped first, keeping the others).
     bool fellBack() const { return plain_; }
 
     void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;
@@ -76,6 +77,7 @@ private:
     const QString since_;
     LogReaderDelegate* delegate_ = nullptr;
     bool sentClearDevice_ = false;
+    bool withoutUid_ = false;  // asking without the uid column
     bool plain_ = false;       // asking without buffers and start time
     bool sawLine_ = false;     // the stream gave a line: logcat took its arguments
 };

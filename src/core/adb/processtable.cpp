@@ -2,6 +2,7 @@
 
 #include <QStringList>
 #include <algorithm>
+#include <cmath>
 
 #include "core/support/logger.h"
 #include "core/support/strings.h"
@@ -64,48 +65,137 @@ QString processTableRequest(PsFlavor flavor) {
     return flavor == PsFlavor::Toolbox ? u"shell:ps"_s : u"shell:ps -A"_s;
 }
 
-ProcessLookup::ProcessLookup(Clock clock, int64_t minIntervalMs)
-    : clock_(std::move(clock)), minIntervalMs_(minIntervalMs) {}
+ProcessLookup::ProcessLookup(Clock clock, int64_t intervalMs, int burst)
+    : clock_(std::move(clock)), intervalMs_(intervalMs), burst_(burst), tokens_(burst) {}
 
 void ProcessLookup::beginRun(const QString& deviceId) {
+    if (deviceId != deviceId_) misses_.clear();  // pids are the device's
     deviceId_ = deviceId;
-    lastStartMs_.reset();
-    inFlight_ = false;
-    pending_ = false;
+    inFlight_.reset();
+    tablePending_ = false;
+    packagesPending_ = false;
     askedAgain_ = false;
+    lastPackagesMs_.reset();
+    wantedPids_.clear();
+    askingPids_.clear();
+}
+
+const ProcessLookup::Device* ProcessLookup::knownDevice() const {
+    const auto it = devices_.find(deviceId_);
+    return it == devices_.end() ? nullptr : &it->second;
 }
 
 PsFlavor ProcessLookup::flavor() const {
-    const auto it = flavors_.find(deviceId_);
-    return it == flavors_.end() ? PsFlavor::Unknown : it->second;
+    const Device* known = knownDevice();
+    return known == nullptr ? PsFlavor::Unknown : known->flavor;
 }
 
-LookupRequest ProcessLookup::ask(PsFlavor flavor) {
-    asked_ = flavor;
+bool ProcessLookup::rests(uint32_t pid) const {
+    const auto it = misses_.find(pid);
+    return it != misses_.end() && it->second.count >= 2 && clock_() - it->second.atMs < kRestMs;
+}
+
+double ProcessLookup::tokensAt(int64_t now) const {
+    if (!tokensStarted_) return burst_;
+    return std::min<double>(burst_, tokens_ + double(now - tokensAtMs_) / double(intervalMs_));
+}
+
+// A follow-up asked at once may take the bucket below empty: the requests
+// after it then wait longer, and the average holds.
+void ProcessLookup::spend(int64_t now) {
+    tokens_ = tokensAt(now) - 1;
+    tokensAtMs_ = now;
+    tokensStarted_ = true;
+}
+
+LookupRequest ProcessLookup::askTable(PsFlavor flavor) {
+    askedFlavor_ = flavor;
     return LookupRequest{LookupRequest::Kind::ProcessTable, processTableRequest(flavor)};
 }
 
-std::optional<LookupRequest> ProcessLookup::startIfDue() {
-    if (inFlight_ || !pending_) return std::nullopt;
+LookupRequest ProcessLookup::askPackages(PackageSource source) {
+    askedPackages_ = source;
+    const std::string_view request = source == PackageSource::Pm ? kPackageListFallbackRequest : kPackageListRequest;
+    return LookupRequest{LookupRequest::Kind::Packages, QString::fromLatin1(request)};
+}
+
+std::optional<int64_t> ProcessLookup::nextDueMs() const {
+    if (inFlight_) return std::nullopt;
     const int64_t now = clock_();
-    if (lastStartMs_ && now - *lastStartMs_ < minIntervalMs_) return std::nullopt;
-    pending_ = false;
-    inFlight_ = true;
+    const double tokens = tokensAt(now);
+    const int64_t rateDue = tokens >= 1 ? now : now + int64_t(std::ceil((1 - tokens) * double(intervalMs_)));
+    std::optional<int64_t> due;
+    if (tablePending_) due = rateDue;
+    if (packagesPending_) {
+        const int64_t gapDue = lastPackagesMs_ ? *lastPackagesMs_ + kPackagesGapMs : now;
+        const int64_t packagesDue = std::max(rateDue, gapDue);
+        due = due ? std::min(*due, packagesDue) : packagesDue;
+    }
+    return due;
+}
+
+std::optional<LookupRequest> ProcessLookup::startIfDue() {
+    const std::optional<int64_t> due = nextDueMs();
+    const int64_t now = clock_();
+    if (!due || *due > now) return std::nullopt;
     askedAgain_ = false;
-    lastStartMs_ = now;
-    return ask(flavor());
+    spend(now);
+    // The listing goes first when both may: it is due at most every 30 s.
+    if (packagesPending_ && (!lastPackagesMs_ || now - *lastPackagesMs_ >= kPackagesGapMs)) {
+        packagesPending_ = false;
+        lastPackagesMs_ = now;
+        inFlight_ = LookupRequest::Kind::Packages;
+        const Device* known = knownDevice();
+        return askPackages(known != nullptr && known->packages == PackageSource::Pm ? PackageSource::Pm
+                                                                                    : PackageSource::Cmd);
+    }
+    tablePending_ = false;
+    inFlight_ = LookupRequest::Kind::ProcessTable;
+    askingPids_ = std::exchange(wantedPids_, {});
+    return askTable(flavor());
 }
 
 std::optional<LookupRequest> ProcessLookup::want() {
-    pending_ = true;
+    tablePending_ = true;
     return startIfDue();
 }
 
+std::optional<LookupRequest> ProcessLookup::want(uint32_t pid) {
+    if (rests(pid)) return std::nullopt;
+    if (std::find(wantedPids_.begin(), wantedPids_.end(), pid) == wantedPids_.end()) wantedPids_.push_back(pid);
+    return want();
+}
+
+std::optional<LookupRequest> ProcessLookup::wantPackages() {
+    const Device* known = knownDevice();
+    if (known != nullptr && known->packages == PackageSource::None) return std::nullopt;
+    packagesPending_ = true;
+    return startIfDue();
+}
+
+void ProcessLookup::countMisses(const ProcessTable& table) {
+    const int64_t now = clock_();
+    for (const uint32_t pid : askingPids_) {
+        const std::string text = std::to_string(pid);
+        const bool listed = std::any_of(table.entries.begin(), table.entries.end(),
+                                        [&text](const auto& entry) { return entry.first == text; });
+        if (listed) {
+            misses_.erase(pid);
+            continue;
+        }
+        Miss& miss = misses_[pid];
+        if (miss.count >= 2) miss.count = 0;  // its rest is over: two lookups again
+        ++miss.count;
+        miss.atMs = now;
+    }
+}
+
 std::optional<LookupRequest> ProcessLookup::finished(const std::optional<ProcessTable>& table) {
-    if (table && inFlight_) {
+    if (inFlight_ != LookupRequest::Kind::ProcessTable) return startIfDue();
+    if (table) {
         bool wrongShape = false;
         PsFlavor learned = PsFlavor::Toolbox;
-        if (asked_ == PsFlavor::Toolbox) {
+        if (askedFlavor_ == PsFlavor::Toolbox) {
             // Plain "ps" answered by toybox lists the shell only.
             wrongShape = table->flavor == PsFlavor::Toybox;
             if (wrongShape) learned = PsFlavor::Toybox;
@@ -114,19 +204,39 @@ std::optional<LookupRequest> ProcessLookup::finished(const std::optional<Process
         } else if (table->flavor != PsFlavor::Toolbox) {
             learned = PsFlavor::Toybox;
         }
-        flavors_[deviceId_] = learned;
-        if (wrongShape && !std::exchange(askedAgain_, true)) return ask(learned);  // the same lookup, at once
+        device().flavor = learned;
+        if (wrongShape && !std::exchange(askedAgain_, true)) {
+            spend(clock_());
+            return askTable(learned);  // the same lookup, at once
+        }
+        if (!wrongShape) countMisses(*table);
     }
-    inFlight_ = false;
+    inFlight_.reset();
+    askingPids_.clear();
+    return startIfDue();
+}
+
+std::optional<LookupRequest> ProcessLookup::packagesFinished(const std::optional<PackageListing>& listing) {
+    if (inFlight_ != LookupRequest::Kind::Packages) return startIfDue();
+    Device& known = device();
+    if (listing && listing->listed) {
+        known.packages = askedPackages_;
+    } else if (listing && askedPackages_ == PackageSource::Cmd && !std::exchange(askedAgain_, true)) {
+        spend(clock_());
+        return askPackages(PackageSource::Pm);  // no "cmd", or it refused: the older wrapper, at once
+    } else if (listing && known.packages == PackageSource::Unknown) {
+        known.packages = PackageSource::None;  // lists no uids: not asked again
+    }
+    inFlight_.reset();
     return startIfDue();
 }
 
 std::optional<LookupRequest> ProcessLookup::poll() { return startIfDue(); }
 
 std::optional<int64_t> ProcessLookup::dueInMs() const {
-    if (inFlight_ || !pending_) return std::nullopt;
-    if (!lastStartMs_) return 0;
-    return std::max<int64_t>(0, *lastStartMs_ + minIntervalMs_ - clock_());
+    const std::optional<int64_t> due = nextDueMs();
+    if (!due) return std::nullopt;
+    return std::max<int64_t>(0, *due - clock_());
 }
 
 }  // namespace vf

@@ -7,6 +7,7 @@
 #include "core/log/filterpass.h"
 #include "core/log/logparser.h"
 #include "core/log/pidnames.h"
+#include "core/log/processlines.h"
 #include "core/log/rowstore.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
@@ -41,7 +42,10 @@ struct LogDatasource::Impl {
 
 LogDatasource::LogDatasource(QObject* parent) : QObject(parent), d(std::make_unique<Impl>()) {
     d->nextIndex = [this] { return getIndex(); };
-    d->appLookup = [this](std::string_view pid, std::string& out) { return d->names.lookup(pid, out); };
+    // The row is made right after, at the next index.
+    d->appLookup = [this](const RowFields& fields, std::string& out) {
+        return d->names.nameLiveRow(fields, d->counter.load(std::memory_order_relaxed), out);
+    };
     d->queueTimer = new QTimer(this);
     d->queueTimer->setInterval(kQueueTimerMs);
     QObject::connect(d->queueTimer, &QTimer::timeout, this, [this] { onQueueCheckTimerTick(); });
@@ -85,26 +89,31 @@ void LogDatasource::onQueueCheckTimerTick() {
     if (d->rows.takePendingNotice(d->clock())) notifyDataChanged();
 }
 
-bool LogDatasource::addLiveLine(std::string_view line) {
-    if (line.empty()) return false;
+LogDatasource::LiveLine LogDatasource::addLiveLine(std::string_view line) {
+    LiveLine result;
+    if (line.empty()) return result;
     if (isBufferMarker(line)) {
         d->liveBuffer.store(bufferOfMarker(line).value_or(LogBuffer::None), std::memory_order_relaxed);
-        return false;
+        return result;
     }
     // Said before the first row after the gap, where the lines are missing.
     if (const std::optional<int64_t> gap = d->rows.takeGap(line)) logMessage(lostLinesText(*gap), u"W"_s);
     RowArena& arena = d->rows.producerArena();
     const std::string_view text = arena.copyLine(line);
     RowPtr row = parseThreadTimeLine(arena, text, LogLineFormat::ThreadTimeLive, d->nextIndex, d->appLookup);
-    if (!row) return false;
+    if (!row) return result;
     row->setUnsharedBuffer(d->liveBuffer.load(std::memory_order_relaxed));
+    result.row = true;
+    result.wantsPackages = d->names.wantsPackages();
     const qint64 now = d->clock();
     const RowStore::Added added = d->rows.addLive(row, now);
-    if (!added.stored) return false;
-    const bool wantLookup = row->app().empty() && d->names.holdUnnamed(row, now);
+    if (!added.stored) return result;
+    if (row->app().empty() && d->names.holdUnnamed(row, now)) result.lookupPid = pidNumber(row->pid());
     if (added.notify) notifyDataChanged();
-    return wantLookup;
+    return result;
 }
+
+void LogDatasource::beginDevice(const QString& deviceId) { d->names.beginDevice(deviceId.toStdString()); }
 
 QString LogDatasource::resumeTime() const { return d->rows.resumeTime(); }
 
@@ -123,9 +132,13 @@ QString lostLinesText(int64_t ms) {
     return u"Lines were lost while the device was away: "_s + span + u" of log"_s;
 }
 
-void LogDatasource::beginNameLookup() { d->names.beginLookup(d->clock()); }
+void LogDatasource::takeProcessTable(const ProcessTable& table) {
+    d->names.takeProcessTable(table, d->counter.load(std::memory_order_relaxed));
+}
 
-void LogDatasource::takeProcessTable(const ProcessTable& table) { d->names.endLookup(table); }
+void LogDatasource::takePackageList(const PackageListing& listing) {
+    if (listing.listed) d->names.takePackages(listing.packages);
+}
 
 QString LogDatasource::appNameForPid(const QString& pid) const { return d->names.appName(pid); }
 

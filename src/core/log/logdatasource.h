@@ -20,6 +20,7 @@
 
 #include "core/filter/predicate.h"
 #include "core/log/logrow.h"
+#include "core/adb/packagelist.h"
 #include "core/adb/processtable.h"
 #include "core/log/storechange.h"
 
@@ -58,21 +59,30 @@ public:
     void beginRun();
     // The run ended, however it ended: the flush stops. Any thread.
     void endRun();
+    // What one live line did.
+    struct LiveLine {
+        bool row = false;                   // it read as a log row (stored or a replay)
+        std::optional<uint32_t> lookupPid;  // a pid that no source names yet: ask the process table
+        bool wantsPackages = false;         // an app uid whose packages are unknown showed up
+    };
     // One line of the run's stream. I/O thread (one producer at a time).
-    // True when the process table should be read (a row of an unnamed pid).
+    // The row is named by what the log said so far (PidNames) before it is
+    // stored, so filters on its app see it.
     // A buffer marker makes no row: the rows after it are of its buffer.
     // The first row of a run that carries on the log, when the device no
     // longer has the lines between the last row kept and it, comes after a
     // status row saying how long a stretch of log was lost.
-    bool addLiveLine(std::string_view line);
+    LiveLine addLiveLine(std::string_view line);
     // Any thread: the device time of the last row the device sent, for the
     // next run on the same device to start from; empty once the log was
     // cleared or replaced by a file.
     QString resumeTime() const;
-    // A process-table lookup starts, and ends with what it read (nothing
-    // when it produced no output). Any thread.
-    void beginNameLookup();
+    // The device whose log follows; another one's processes are forgotten.
+    // Any thread.
+    void beginDevice(const QString& deviceId);
+    // What a lookup read: the process table, the package listing. Any thread.
     void takeProcessTable(const ProcessTable& table);
+    void takePackageList(const PackageListing& listing);
 
     void clearLog();
 

@@ -223,7 +223,7 @@ RowPtr parseThreadTimeLine(RowArena& arena, std::string_view line, LogLineFormat
     thread_local std::string app;
     if (format == LogLineFormat::ThreadTimeLive && appName) {
         app.clear();
-        if (appName(f[kPid], app)) f[kApp] = app;
+        if (appName(f, app)) f[kApp] = app;
     }
     return arena.make(nextIndex(), line, f);
 }

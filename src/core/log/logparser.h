@@ -35,9 +35,14 @@ enum class LogLineFormat : int {
 // A short name of the layout for diagnostics. Any thread.
 QString logLineFormatName(LogLineFormat format);
 
-// Reads the app name for a pid (the store's pid map, under its lock).
-// Writes the name into `out` and returns true when the pid is known.
-using AppNameLookup = std::function<bool(std::string_view pid, std::string& out)>;
+// Reads the app name of a live row from its fields (the store's names,
+// under their lock: its pid, and what its tag, text and uid say about
+// processes), before the row is made. Writes the name into `out` and
+// returns true when the row's writer is known.
+using AppNameLookup = std::function<bool(const RowFields& fields, std::string& out)>;
+
+// One field of the array RowArena::make takes.
+constexpr std::string_view fieldOf(const RowFields& fields, RowKey key) { return fields[size_t(key) - 1]; }
 
 // Hands out the next row index (the store's getIndex).
 using RowIndexSource = std::function<RowIdx()>;

@@ -6,15 +6,29 @@ namespace vf {
 
 bool PidNames::lookup(std::string_view pid, std::string& out) const {
     std::lock_guard lock(mutex_);
-    const auto it = pidMap_.find(pid);
-    if (it == pidMap_.end()) return false;
-    out = it->second;
-    return true;
+    if (const auto it = userDefined_.find(pid); it != userDefined_.end()) {
+        out = it->second;
+        return true;
+    }
+    out = identity_.latestAppOf(pid);
+    return !out.empty();
 }
 
 QString PidNames::appName(const QString& pid) const {
     std::string name;
     return lookup(pid.toStdString(), name) ? QString::fromStdString(name) : QString();
+}
+
+bool PidNames::nameLiveRow(const RowFields& fields, uint64_t at, std::string& out) {
+    std::lock_guard lock(mutex_);
+    if (identity_.observe(fields, at) && !waiting_.empty()) nameWaitingRows();
+    const std::string_view pid = fields[size_t(RowKey::Pid) - 1];
+    if (const auto it = userDefined_.find(pid); it != userDefined_.end()) {
+        out = it->second;
+        return true;
+    }
+    out = identity_.appAt(pid, at);
+    return !out.empty();
 }
 
 bool PidNames::holdUnnamed(const RowPtr& row, qint64 nowMs) {
@@ -43,38 +57,42 @@ qsizetype PidNames::waitingRows() const {
     return waitingRows_;
 }
 
-void PidNames::beginLookup(qint64 nowMs) {
+bool PidNames::wantsPackages() const {
     std::lock_guard lock(mutex_);
-    lookupTimeMs_ = nowMs;
+    return identity_.wantsPackages();
 }
 
-void PidNames::endLookup(const ProcessTable& table) {
+void PidNames::takeProcessTable(const ProcessTable& table, uint64_t at) {
     std::lock_guard lock(mutex_);
-    for (const auto& [pid, name] : table.entries) {
-        if (userDefined_.contains(pid)) continue;
-        pidMap_.insert_or_assign(pid, name);
-        nameWaitingRows(pid, name);
-    }
-    if (table.abort == PsAbort::None) {
-        std::erase_if(waiting_, [this](const auto& entry) {
-            if (entry.second.firstSeenMs >= lookupTimeMs_) return false;
-            waitingRows_ -= entry.second.rows.size();
+    identity_.takeProcessTable(table.entries, at);
+    nameWaitingRows();
+}
+
+void PidNames::takePackages(PackageMap packages) {
+    std::lock_guard lock(mutex_);
+    identity_.setPackages(std::move(packages));
+    nameWaitingRows();
+}
+
+// Each row is asked at its own position: a pid's rows before a start line
+// and after it may belong to different processes.
+void PidNames::nameWaitingRows() {
+    for (auto it = waiting_.begin(); it != waiting_.end();) {
+        RowList& rows = it->second.rows;
+        const qsizetype before = rows.size();
+        rows.removeIf([this](const RowPtr& row) {
+            const std::string app = identity_.appAt(row->pid(), row->idx().value());
+            if (app.empty()) return false;
+            row->setApp(app);
             return true;
         });
+        waitingRows_ -= before - rows.size();
+        it = rows.isEmpty() ? waiting_.erase(it) : std::next(it);
     }
-}
-
-void PidNames::nameWaitingRows(const std::string& pid, const std::string& name) {
-    const auto it = waiting_.find(pid);
-    if (it == waiting_.end()) return;
-    for (const RowPtr& row : it->second.rows) row->setApp(name);
-    waitingRows_ -= it->second.rows.size();
-    waiting_.erase(it);
 }
 
 void PidNames::setUserName(const std::string& pid, const std::string& name) {
     std::lock_guard lock(mutex_);
-    pidMap_[pid] = name;
     userDefined_[pid] = name;
     if (const auto it = waiting_.find(pid); it != waiting_.end()) {
         waitingRows_ -= it->second.rows.size();
@@ -82,12 +100,19 @@ void PidNames::setUserName(const std::string& pid, const std::string& name) {
     }
 }
 
+void PidNames::beginDevice(const std::string& deviceId) {
+    std::lock_guard lock(mutex_);
+    if (deviceId == deviceId_) return;
+    deviceId_ = deviceId;
+    identity_.clear();
+    identity_.setPackages({});
+}
+
 void PidNames::clear() {
     std::lock_guard lock(mutex_);
-    pidMap_ = userDefined_;
+    identity_.clear();
     waiting_.clear();
     waitingRows_ = 0;
-    lookupTimeMs_ = 0;
 }
 
 }  // namespace vf

@@ -20,23 +20,32 @@ uint64_t sinceFor(const std::vector<ProcessLife>& lives, uint64_t at) {
 bool ProcessIdentityTable::observe(const Row& row) { return observe(row, row.idx().value()); }
 
 bool ProcessIdentityTable::observe(const Row& row, uint64_t at) {
+    return observeLine(LineFacts{row.type(), row.name(), row.text(), row.time(), row.pid(), row.uid()}, at);
+}
+
+bool ProcessIdentityTable::observe(const RowFields& fields, uint64_t at) {
+    const auto field = [&fields](RowKey key) { return fields[size_t(key) - 1]; };
+    return observeLine(LineFacts{field(RowKey::Type), field(RowKey::Name), field(RowKey::Text), field(RowKey::Time),
+                                 field(RowKey::Pid), field(RowKey::Uid)},
+                       at);
+}
+
+bool ProcessIdentityTable::observeLine(const LineFacts& line, uint64_t at) {
     bool changed = false;
-    const std::string_view type = row.type();
     // Start and death lines are written at level I, a crash's "Process:" at E.
-    if (type == "I" || type == "E") {
-        if (const auto event = processEventOf(row.name(), row.text())) {
+    if (line.type == "I" || line.type == "E") {
+        if (const auto event = processEventOf(line.tag, line.text)) {
             switch (event->kind) {
-                case ProcessEvent::Kind::Start: started(event->pid, event->process, event->uid, row.time(), at); break;
+                case ProcessEvent::Kind::Start: started(event->pid, event->process, event->uid, line.time, at); break;
                 case ProcessEvent::Kind::Crash: named(event->pid, event->process, at); break;
                 case ProcessEvent::Kind::Died: died(event->pid, event->process, at); break;
             }
             changed = true;
         }
     }
-    const std::string_view uidText = row.uid();
-    if (uidText.empty()) return changed;
-    const auto pid = pidNumber(row.pid());
-    const auto uid = parseUidColumn(uidText);
+    if (line.uid.empty()) return changed;
+    const auto pid = pidNumber(line.pid);
+    const auto uid = parseUidColumn(line.uid);
     if (pid && uid) changed = uidSeen(*pid, *uid, at) || changed;
     return changed;
 }
@@ -153,19 +162,28 @@ const std::vector<std::string>& ProcessIdentityTable::packagesOf(std::optional<u
 
 std::string ProcessIdentityTable::appAt(uint32_t pid, uint64_t at) const {
     const ProcessLife* life = lifeAt(pid, at);
-    if (life == nullptr) return {};
-    const auto& packages = packagesOf(life->uid);
-    if (life->nameSource >= IdentitySource::DeathOrCrash || packages.empty())
-        return appLabel(life->process, life->uid);
+    return life == nullptr ? std::string() : appOf(*life);
+}
+
+std::string ProcessIdentityTable::latestAppOf(std::string_view pid) const {
+    const auto number = pidNumber(pid);
+    const auto it = number ? lives_.find(*number) : lives_.end();
+    return it == lives_.end() || it->second.empty() ? std::string() : appOf(it->second.back());
+}
+
+std::string ProcessIdentityTable::appOf(const ProcessLife& life) const {
+    const auto& packages = packagesOf(life.uid);
+    if (life.nameSource >= IdentitySource::DeathOrCrash || packages.empty())
+        return appLabel(life.process, life.uid);
     // The process table's name is the more precise one (it tells a
     // ":remote" process from its app), but it may be stale: it only stands
     // when it is a process of one of the uid's packages.
-    const std::string package = life->process.substr(0, life->process.find(':'));
+    const std::string package = life.process.substr(0, life.process.find(':'));
     if (std::find(packages.begin(), packages.end(), package) != packages.end())
-        return appLabel(life->process, life->uid);
+        return appLabel(life.process, life.uid);
     std::string names;
     for (const std::string& name : packages) names.append(names.empty() ? "" : ",").append(name);
-    return appLabel(names, life->uid);
+    return appLabel(names, life.uid);
 }
 
 std::string ProcessIdentityTable::appAt(std::string_view pid, uint64_t at) const {

@@ -69,6 +69,8 @@ public:
     bool observe(const Row& row);
     // The same at another position (rows numbered by the caller).
     bool observe(const Row& row, uint64_t at);
+    // The same from a row's fields before the row is made (the live path).
+    bool observe(const RowFields& fields, uint64_t at);
 
     // The same, from lines already read (positions in log order).
     void started(uint32_t pid, std::string_view process, std::optional<uint32_t> uid, std::string_view time,
@@ -92,6 +94,8 @@ public:
     // that uid), with "@user" outside user 0. Empty when unknown.
     std::string appAt(uint32_t pid, uint64_t at) const;
     std::string appAt(std::string_view pid, uint64_t at) const;
+    // The app of the pid's latest process, also when it has died.
+    std::string latestAppOf(std::string_view pid) const;
     // The pid's latest life has died (nothing runs under it now).
     bool isGone(uint32_t pid) const;
     // An app uid was seen whose packages are unknown, since the last
@@ -106,7 +110,13 @@ public:
 private:
     using Lives = std::vector<ProcessLife>;
 
+    // What observe() reads of a line.
+    struct LineFacts {
+        std::string_view type, tag, text, time, pid, uid;
+    };
+    bool observeLine(const LineFacts& line, uint64_t at);
     ProcessLife& newLife(Lives& lives, uint64_t at);
+    std::string appOf(const ProcessLife& life) const;
     // The package manager's packages of an app uid, else those start lines showed.
     const std::vector<std::string>& packagesOf(std::optional<uint32_t> uid) const;
     void learnPackage(uint32_t uid, std::string_view process);

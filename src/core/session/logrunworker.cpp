@@ -51,9 +51,11 @@ void LogRunWorker::begin(quint64 run, const QString& deviceId, const QString& si
     run_ = run;
     deviceId_ = deviceId;
     running_ = true;
+    store_.beginDevice(deviceId);
     lookup_.beginRun(deviceId);
     // The names first: the first rows then find most of them known.
     send(lookup_.want());
+    send(lookup_.wantPackages());
     stream_ = connector_->connectLogReader(this, deviceId, since, this);
     VF_LOG("connecting to:{}, since:{}", deviceId, since);
     Q_EMIT started(run);
@@ -64,7 +66,10 @@ void LogRunWorker::stop(quint64 run) {
 }
 
 void LogRunWorker::logLineReceived(std::string_view line) {
-    if (running_ && store_.addLiveLine(line)) send(lookup_.want());
+    if (!running_) return;
+    const LogDatasource::LiveLine added = store_.addLiveLine(line);
+    if (added.lookupPid) send(lookup_.want(*added.lookupPid));
+    if (added.wantsPackages) send(lookup_.wantPackages());
 }
 
 void LogRunWorker::logReaderFinished(const AdbResult& result) {
@@ -85,6 +90,12 @@ void LogRunWorker::logReaderFinished(const AdbResult& result) {
 
 void LogRunWorker::shellCommandFinished(const QString&, const QByteArray& output, const AdbResult&) {
     if (!running_) return;
+    if (asked_ == LookupRequest::Kind::Packages) {
+        std::optional<PackageListing> listing;
+        if (!output.isEmpty()) listing = parsePackageList(std::string_view(output.constData(), size_t(output.size())));
+        if (listing) store_.takePackageList(*listing);
+        return send(lookup_.packagesFinished(listing));
+    }
     const std::optional<ProcessTable> table =
         output.isEmpty() ? std::nullopt : std::optional<ProcessTable>(parseProcessTable(output));
     store_.takeProcessTable(table.value_or(ProcessTable{}));
@@ -101,11 +112,11 @@ void LogRunWorker::shellCommandFinished(const QString&, const QByteArray& output
 void LogRunWorker::send(const std::optional<LookupRequest>& request) {
     if (!running_) return;
     if (!request) {
-        if (const std::optional<int64_t> due = lookup_.dueInMs(); due && !lookupTimer_.isActive())
-            lookupTimer_.start(int(*due));
+        const std::optional<int64_t> due = lookup_.dueInMs();
+        if (due && (!lookupTimer_.isActive() || lookupTimer_.remainingTime() > *due)) lookupTimer_.start(int(*due));
         return;
     }
-    store_.beginNameLookup();
+    asked_ = request->kind;
     table_ = connector_->connectShellCommand(this, deviceId_, request->service, this);
 }
 

@@ -1,9 +1,10 @@
 #pragma once
 // LogRunWorker: the I/O side of a LogRun. It lives on the run's own I/O
-// thread, holds the run's conversations (the stream and the process-table
-// lookups), hands the lines and the tables to the store there, asks for
-// process names as the ProcessLookup policy allows, and reports the start
-// and the one end of each run with queued signals.
+// thread, holds the run's conversations (the stream, and the lookups of the
+// process table and the package listing), hands the lines, tables and
+// listings to the store there, asks the device who its processes are as the
+// ProcessLookup policy allows, and reports the start and the one end of each
+// run with queued signals.
 //
 // Threads: made on the run's thread, then adopted by the I/O thread; every
 // member runs there (LogRun queues its calls) and it is deleted there when
@@ -70,6 +71,7 @@ private:
     QTimer lookupTimer_;  // a lookup that waits for the rate
     std::unique_ptr<StoreConversation> stream_;
     std::unique_ptr<StoreConversation> table_;
+    LookupRequest::Kind asked_ = LookupRequest::Kind::ProcessTable;  // the lookup in flight
     QString deviceId_;
     quint64 run_ = 0;
     bool running_ = false;  // run_ has not ended

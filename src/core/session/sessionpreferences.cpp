@@ -23,6 +23,7 @@ LogcatOptions logcatOptionsFromPreferences() {
     const QStringList buffers =
         Preferences::string(QString::fromLatin1(prefs::kLogBuffers)).split(u',', Qt::SkipEmptyParts);
     if (!buffers.isEmpty()) options.buffers = buffers;
+    options.uidColumn = true;
     return options;
 }
 

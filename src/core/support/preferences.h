@@ -16,6 +16,7 @@ inline constexpr char kAdbPath[] = "adbPath";  // the adb program chosen by the 
 inline constexpr char kAdbLogTags[] = "adbLogTags";
 inline constexpr char kClearLogOnStart[] = "clearLogOnStart";
 inline constexpr char kLogBuffers[] = "logBuffers";  // "main,system,crash" and any of events, radio, kernel
+inline constexpr char kMyApps[] = "myApps";  // the user's own package names, separated by blanks or commas
 inline constexpr char kDefaultFontSize[] = "defaultFontSize";
 inline constexpr char kPredicates[] = "predicates";
 inline constexpr char kQueryHistory[] = "queryHistory";  // the quick-filter field's last queries, newest last

@@ -7,6 +7,7 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
+#include <QRegularExpression>
 #include <QStringListModel>
 #include <QTextCharFormat>
 #include <algorithm>
@@ -120,7 +121,9 @@ void QuickFilterAssist::updateCompletion() {
     if (value && (completion.prefix.startsWith(u"tag"_s, Qt::CaseInsensitive) ||
                   completion.prefix.startsWith(u"package"_s, Qt::CaseInsensitive))) {
         feedSeenValues();
-        completion = completeQueryWord(text, cursor, seen_.tags(), seen_.packages());
+        const QStringList mine = myAppsFromPreferences();
+        completion = completeQueryWord(text, cursor, seen_.tags(), mine + seen_.packages());
+        completion.candidates = withMyAppsFirst(completion.candidates, mine);
     }
     // A key is offered from its second letter on, so that plain words stay quiet.
     if (completion.candidates.isEmpty() || (!value && completion.prefix.size() < 2)) {
@@ -141,6 +144,22 @@ void QuickFilterAssist::insertCompletion(const QString& candidate) {
     completer_->popup()->hide();
     field_.setText(text.left(start) + candidate + text.mid(cursor));
     field_.setCursorPosition(int(start + candidate.size()));
+}
+
+QStringList myAppsFromPreferences() {
+    static const QRegularExpression kSeparators(u"[\\s,]+"_s);
+    return Preferences::string(QLatin1String(prefs::kMyApps)).split(kSeparators, Qt::SkipEmptyParts);
+}
+
+QStringList withMyAppsFirst(const QStringList& candidates, const QStringList& myApps) {
+    const auto mine = [&myApps](const QString& candidate) {
+        QString value = candidate.section(u':', 1);
+        if (value.startsWith(u'\'') || value.startsWith(u'"')) value = value.mid(1).chopped(1);
+        return myApps.contains(value);
+    };
+    QStringList ordered = candidates;
+    std::stable_partition(ordered.begin(), ordered.end(), mine);
+    return ordered;
 }
 
 void QuickFilterAssist::feedSeenValues() {

@@ -48,6 +48,12 @@ private:
     QString editing_;
 };
 
+// The user's own apps ("My apps" in the preferences), as written. Main thread.
+QStringList myAppsFromPreferences();
+// Completions with those of "My apps" first ("package:NAME", NAME perhaps
+// quoted), each group in its order. Pure.
+QStringList withMyAppsFirst(const QStringList& candidates, const QStringList& myApps);
+
 class QuickFilterAssist final : public QObject {
     Q_OBJECT
 public:

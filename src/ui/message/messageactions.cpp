@@ -135,6 +135,7 @@ RowMenuContext MessageActions::menuContext(int column, int row) const {
     c.filterListRow = filters_.selectedRow();
     if (c.filterListRow >= 1) c.filterName = filters_.sortedFilterKeys().value(c.filterListRow - 1);
     c.cellHasLink = !findLinks(c.cellValue).isEmpty();
+    if (const Row* shown = model_.rowAt(ViewPos(row)); shown != nullptr) c.rowApp = shown->string(RowKey::App);
     return c;
 }
 
@@ -198,6 +199,7 @@ void MessageActions::trigger(RowMenuAction action) {
     case RowMenuAction::OpenLink: openRigtClickedLink(); break;
     case RowMenuAction::WebSearch: onSearchGoogle(); break;
     case RowMenuAction::SetAppName: userDefinedAppName(); break;
+    case RowMenuAction::ShowOnlyApp: showOnlyApp(); break;
     case RowMenuAction::Separator:
     case RowMenuAction::UpdateFilter: break;
     }
@@ -234,6 +236,12 @@ void MessageActions::onSearchGoogle() {
     const QString engine =
         Preferences::value(QLatin1String(kWebSearchEngineKey), QLatin1String(kDefaultWebSearchEngine)).toString();
     QDesktopServices::openUrl(webSearchUrl(engine, cellValue(column_, row_).trimmed()));
+}
+
+void MessageActions::showOnlyApp() {
+    const Row* shown = model_.rowAt(ViewPos(row_));
+    const QString package = shown != nullptr ? packageOfApp(shown->string(RowKey::App)) : QString();
+    if (!package.isEmpty()) filters_.applyQuickFilter(QString(), u"package:"_s + package);
 }
 
 void MessageActions::userDefinedAppName() {

@@ -62,6 +62,8 @@ public:
     void openRigtClickedLink();
     void onSearchGoogle();
     void userDefinedAppName();
+    // The quick filter becomes "package:NAME" for the clicked row's app.
+    void showOnlyApp();
     void openTypingTerminal();
 
     // TableViewMenuDelegate (the log table).

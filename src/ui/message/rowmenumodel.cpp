@@ -1,5 +1,7 @@
 #include "ui/message/rowmenumodel.h"
 
+#include <QRegularExpression>
+
 #include "core/text/textutils.h"
 
 using namespace Qt::StringLiterals;
@@ -50,7 +52,23 @@ QList<RowMenuItem> rowMenuItems(const RowMenuContext& c) {
     items << item(RowMenuAction::WebSearch, u"Search with Google"_s);
     if (c.columnKey == u"app"_s && value.isEmpty())
         items << separator() << item(RowMenuAction::SetAppName, u"Set App Name"_s);
+    if (const QString package = packageOfApp(c.rowApp); !package.isEmpty())
+        items << separator()
+              << item(RowMenuAction::ShowOnlyApp, u"Show Only This App"_s,
+                      u"Perform quick filter: \"package:%1\""_s.arg(package));
     return items;
+}
+
+QString packageOfApp(const QString& app) {
+    static const QRegularExpression kPackage(u"^[A-Za-z][A-Za-z0-9_]*(\\.[A-Za-z0-9_]+)+$"_s);
+    QString user;
+    QString name = app.trimmed();
+    if (const qsizetype at = name.lastIndexOf(u'@'); at > 0) {
+        user = name.mid(at);
+        name.truncate(at);
+    }
+    name = name.section(u',', 0, 0).section(u':', 0, 0);
+    return kPackage.match(name).hasMatch() ? name + user : QString();
 }
 
 QUrl webSearchUrl(const QString& engine, const QString& value) {

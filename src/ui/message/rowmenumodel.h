@@ -23,6 +23,7 @@ enum class RowMenuAction {
     OpenLink,
     WebSearch,
     SetAppName,
+    ShowOnlyApp,  // the quick filter becomes "package:NAME"
 };
 
 struct RowMenuItem {
@@ -41,10 +42,16 @@ struct RowMenuContext {
     int filterListRow = -1;    // the filter list's selected row (0: "All Messages")
     QString filterName;        // the saved filter on that row, when >= 1
     bool cellHasLink = false;  // the cell holds a web or mail address
+    QString rowApp;            // the clicked row's app, as shown
 };
 
 // The items in their fixed order.
 QList<RowMenuItem> rowMenuItems(const RowMenuContext& context);
+
+// The package an app column names, for "package:NAME": its first package
+// without a process suffix, keeping "@user" ("com.example:remote@10" gives
+// "com.example@10"). Empty when it names no package (a system binary).
+QString packageOfApp(const QString& app);
 
 // `engine` (for example https://www.example.org) + "/search?q=" + the value
 // percent-escaped.

@@ -117,6 +117,7 @@ QWidget* makeGeneralPane(QWidget* parent) {
                      [](bool on) { Preferences::setValue(QLatin1String(prefs::kClearLogOnStart), on); });
     form->addRow(QString(), clearOnStart);
     form->addRow(u"Log buffers:"_s, logBufferChoice(pane));
+    form->addRow(u"My apps:"_s, boundLineEdit(pane, QLatin1String(prefs::kMyApps), u"com.example.app, com.example.other"_s));
 
     auto* adbRow = new QHBoxLayout;
     auto* adbPath = boundLineEdit(pane, QLatin1String(prefs::kAdbPath), u"found automatically"_s);

@@ -177,6 +177,13 @@ TEST(QueryHistoryWalk, KeepsTheLastTwentyOnceEach) {
     EXPECT_FALSE(QueryHistory().older(u"x"_s));
 }
 
+// "My apps" come first among the package completions, quoted or not.
+TEST(QueryCompletion, MyAppsComeFirst) {
+    const QStringList candidates{u"package:com.a"_s, u"package:com.b"_s, u"package:'com.c x'"_s, u"package:com.d"_s};
+    EXPECT_EQ(withMyAppsFirst(candidates, {u"com.d"_s, u"com.c x"_s}),
+              (QStringList{u"package:'com.c x'"_s, u"package:com.d"_s, u"package:com.a"_s, u"package:com.b"_s}));
+}
+
 // Reloading the list (font size, appearance, import) used to lose its
 // selection while the filter stayed in force; the next quick-filter
 // keystroke then dropped the saved filter without a word.

@@ -62,6 +62,27 @@ TEST(RowMenu, ItemsPerSelection) {
     EXPECT_EQ(sub[1].toolTip, u"Update saved filter \"Mine\" to EXCLUDE Tag=\"ConnectivityService\""_s);
 }
 
+// "Show Only This App" is offered for a row whose app names a package, as
+// that package (without a process suffix, in its user).
+TEST(RowMenu, ShowOnlyThisAppTakesTheRowsPackage) {
+    RowMenuContext row = oneRow(6, u"text"_s, u"Text"_s, u"x"_s);
+    row.rowApp = u"com.example:remote@10"_s;
+    const QList<RowMenuItem> items = rowMenuItems(row);
+    ASSERT_EQ(items.constLast().action, RowMenuAction::ShowOnlyApp);
+    EXPECT_EQ(items.constLast().title, u"Show Only This App"_s);
+    EXPECT_EQ(items.constLast().toolTip, u"Perform quick filter: \"package:com.example@10\""_s);
+    const struct {
+        QString app, package;
+    } cases[] = {
+        {u"com.example"_s, u"com.example"_s},
+        {u"com.a,com.b@11"_s, u"com.a@11"_s},
+        {u"/system/bin/surfaceflinger"_s, QString()},
+        {u"Vellumfox"_s, QString()},
+        {QString(), QString()},
+    };
+    for (const auto& c : cases) EXPECT_EQ(packageOfApp(c.app), c.package) << c.app.toStdString();
+}
+
 TEST(RowMenu, WebSearchEscapesTheValue) {
     EXPECT_EQ(webSearchUrl(u"https://search.example/"_s, u"a b&c=d/é"_s).toString(QUrl::FullyEncoded),
               u"https://search.example/search?q=a%20b%26c%3Dd%2F%C3%A9"_s);
