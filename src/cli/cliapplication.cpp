@@ -36,7 +36,7 @@ int CliApplication::run(const QStringList& arguments) {
     case Command::Detect: return runDetect(options, out_, err_);
     case Command::CheckFilter: return runCheckFilter(options, out_, err_);
     case Command::Crashes:
-        if (!options.stream) return runCrashes(options, out_, err_);
+        if (!options.stream) return runCrashes(options, out_, err_, environment_.stdoutIsTerminal);
         break;
     case Command::Filters: return runFilters(options, out_, err_);
     case Command::Pretty: return runPretty(options, environment_.in ? *environment_.in : std::cin, out_, err_);

@@ -48,6 +48,11 @@ and ANDed, as for "convert") list only the crashes one of whose rows
 passes: --query package:com.example lists that app's crashes, --query
 age:1h those of the last hour. The detector still reads every row.
 is:crash cannot be used with --stream.
+
+At most 1,000 crashes are kept at once, as in the viewer's panel: from a log
+with more, the newest 1,000 are listed and a line on standard error says how
+many older ones were dropped. With --stream each crash is printed as soon as
+it is complete, so the limit only bounds what is held at a time.
 )";
 
 // Whether one of the crash's rows is among `passing`.
@@ -86,7 +91,7 @@ std::string crashJsonLine(const CrashRecord& crash) {
     return line;
 }
 
-int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err) {
+int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal) {
     PredicatePtr filter;
     if (const auto status = prepareFilter(options, false, err, filter)) return *status;
     const SavedLog log = openSavedLog(options.file);
@@ -109,9 +114,14 @@ int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err) 
     for (const CrashRecord& crash : detector.crashes()) {
         if (filter && !anyRowIn(crash, passing)) continue;
         if (!isOfPackages(crash.app, options.packages)) continue;
-        out << (json ? crashJsonLine(crash) : crashTextLine(crash)) << '\n';
+        const std::string line = json ? crashJsonLine(crash) : crashTextLine(crash);
+        out << (terminal && !json ? terminalSafe(line) : line) << '\n';
     }
     out.flush();
+    if (const uint64_t dropped = detector.droppedCount()) {
+        err << "vellumfox-cli: " << dropped << " older crashes were dropped: only the newest "
+            << CrashDetector::kMaxCrashes << " are kept\n";
+    }
     return kExitOk;
 }
 

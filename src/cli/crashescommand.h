@@ -3,7 +3,9 @@
 // found by the viewer's crash detector. One line per crash, or one JSON
 // object per line with kind, app, pid, time, title, rows (the count),
 // firstIdx and lastIdx. With --filter, --saved or --query, only the crashes
-// one of whose rows passes. Runs to completion on the calling thread.
+// one of whose rows passes. When more crashes than the detector keeps were
+// found, a note on `err` says how many were dropped. Runs to completion on
+// the calling thread.
 // "crashes --stream" is the stream command with a CrashPrinter as its sink.
 
 #include <QString>
@@ -18,7 +20,8 @@
 
 namespace vf::cli {
 
-int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err);
+// `terminal`: `out` is a terminal, so control characters in text lines are escaped.
+int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal);
 
 // Feeds a stream's rows to a detector and prints each crash once its block
 // is complete: its reporter wrote something else or fell silent (see

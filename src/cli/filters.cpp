@@ -72,19 +72,35 @@ std::optional<int> prepareFilter(const CliOptions& options, bool onStream, std::
     return std::nullopt;
 }
 
+FilterEcho filterEcho(const QString& text, qsizetype position, qsizetype context) {
+    const QList<uint> before = text.left(std::clamp<qsizetype>(position, 0, text.size())).toUcs4();
+    const QList<uint> after = text.mid(std::clamp<qsizetype>(position, 0, text.size())).toUcs4();
+    const qsizetype from = qMax<qsizetype>(0, before.size() - context);
+    const qsizetype to = qMin(after.size(), context);
+    const QString ellipsis = u"\u2026"_s;
+    FilterEcho echo;
+    if (from > 0) echo.line = ellipsis;
+    echo.line += QString::fromUcs4(reinterpret_cast<const char32_t*>(before.constData() + from), before.size() - from);
+    // The caret line repeats tabs and counts code points, so it lines up on a terminal.
+    for (const QChar c : std::as_const(echo.line)) {
+        if (!c.isLowSurrogate()) echo.caretPad += c == u'\t' ? u'\t' : u' ';
+    }
+    echo.line += QString::fromUcs4(reinterpret_cast<const char32_t*>(after.constData()), to);
+    if (to < after.size()) echo.line += ellipsis;
+    return echo;
+}
+
 void reportFilterProblem(std::ostream& err, const FilterProblem& problem) {
     err << "vellumfox-cli: " << toUtf8(problem.source);
     if (!problem.position) {
         err << ": " << toUtf8(problem.message) << '\n';
-        if (!problem.text.isEmpty()) err << "  " << toUtf8(problem.text) << '\n';
+        if (!problem.text.isEmpty()) err << "  " << toUtf8(filterEcho(problem.text, 0, kEchoContext).line) << '\n';
         return;
     }
     const qsizetype position = std::clamp<qsizetype>(*problem.position, 0, problem.text.size());
     err << ", position " << position << ": " << toUtf8(problem.message) << '\n';
-    // The caret line repeats tabs and counts code points, so it lines up on a terminal.
-    QString pad;
-    for (char32_t c : problem.text.left(position).toUcs4()) pad += c == U'\t' ? u'\t' : u' ';
-    err << "  " << toUtf8(problem.text) << '\n' << "  " << toUtf8(pad) << "^\n";
+    const FilterEcho echo = filterEcho(problem.text, position, kEchoContext);
+    err << "  " << toUtf8(echo.line) << '\n' << "  " << toUtf8(echo.caretPad) << "^\n";
 }
 
 std::optional<bool> rowPasses(const Predicate* predicate, const Row& row, QString* error) {

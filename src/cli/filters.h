@@ -40,8 +40,19 @@ FilterBuild buildFilter(const QStringList& filters, const QString& quick, const 
 std::optional<int> prepareFilter(const CliOptions& options, bool onStream, std::ostream& err, PredicatePtr& predicate);
 
 // Writes "vellumfox-cli: SOURCE, position N: MESSAGE", then the text and a
-// caret under the position (tabs kept so the caret lines up).
+// caret under the position (tabs kept so the caret lines up). A long text is
+// shown only around the position (see filterEcho).
 void reportFilterProblem(std::ostream& err, const FilterProblem& problem);
+
+// The part of `text` an error message shows: at most `context` characters
+// (code points) on either side of `position`, with "…" where it was cut,
+// and the padding that puts a caret under the position. Pure.
+inline constexpr qsizetype kEchoContext = 60;
+struct FilterEcho {
+    QString line;
+    QString caretPad;
+};
+FilterEcho filterEcho(const QString& text, qsizetype position, qsizetype context);
 
 // Evaluates `predicate` on `row`; a null predicate passes everything.
 // Returns nullopt and sets *error when the filter cannot be evaluated.

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/filter/filterlibrary.h"
+#include "core/support/terminaltext.h"
 #include "core/text/textutils.h"
 
 using namespace Qt::StringLiterals;
@@ -14,15 +15,20 @@ namespace {
 
 void fail(std::ostream& err, const QString& message) { err << "vellumfox-cli: " << message.toStdString() << '\n'; }
 
+// One name per line, whatever it holds: names saved before control
+// characters were refused may still hold some, and a line break or an
+// escape sequence must neither split the list nor drive the terminal.
+void printName(std::ostream& out, const QString& name) { out << terminalSafe(name.toStdString() + '\n'); }
+
 int listFilters(const FilterLibrary& library, std::ostream& out) {
-    for (const QString& name : library.sortedFilterKeys()) out << name.toStdString() << '\n';
+    for (const QString& name : library.sortedFilterKeys()) printName(out, name);
     return kExitOk;
 }
 
 int showFilter(const FilterLibrary& library, const QString& name, std::ostream& out, std::ostream& err) {
     const PredicatePtr predicate = library.predicate(name);
     if (!predicate) {
-        fail(err, u"no saved filter named '%1'"_s.arg(name));
+        fail(err, u"no saved filter named '%1'"_s.arg(visibleControls(name)));
         return kExitFailure;
     }
     out << predicate->format().toStdString() << '\n';
@@ -30,12 +36,12 @@ int showFilter(const FilterLibrary& library, const QString& name, std::ostream& 
 }
 
 int importFilters(FilterLibrary& library, const QString& path, std::ostream& out, std::ostream& err) {
-    if (readFilterFile(path).isEmpty()) {
+    const FilterImport result = library.importFilters(path);
+    if (result.imported.isEmpty() && result.rejected.isEmpty()) {
         fail(err, u"%1 holds no filters (not a property-list dictionary of name to filter text)"_s.arg(path));
         return kExitFailure;
     }
-    const FilterImport result = library.importFilters(path);
-    for (const QString& name : result.imported) out << name.toStdString() << '\n';
+    for (const QString& name : result.imported) printName(out, name);
     for (const QString& rejected : result.rejected) fail(err, u"not imported: %1"_s.arg(rejected));
     return result.rejected.isEmpty() ? kExitOk : kExitFailure;
 }
@@ -46,7 +52,7 @@ int exportFilters(const FilterLibrary& library, const QStringList& arguments, st
     if (names.isEmpty()) names = library.sortedFilterKeys();
     for (const QString& name : std::as_const(names)) {
         if (!library.contains(name)) {
-            fail(err, u"no saved filter named '%1'; nothing written"_s.arg(name));
+            fail(err, u"no saved filter named '%1'; nothing written"_s.arg(visibleControls(name)));
             return kExitFailure;
         }
     }
@@ -81,7 +87,8 @@ std::optional<int> resolveSavedFilters(CliOptions& options, std::ostream& err) {
     for (const QString& name : std::as_const(options.saved)) {
         const PredicatePtr predicate = library.predicate(name);
         if (!predicate) {
-            fail(err, u"--saved: no saved filter named '%1' (see \"vellumfox-cli filters list\")"_s.arg(name));
+            fail(err, u"--saved: no saved filter named '%1' (see \"vellumfox-cli filters list\")"_s
+                          .arg(visibleControls(name)));
             return kExitUsage;
         }
         options.filters.append(predicate->format());

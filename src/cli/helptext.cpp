@@ -142,7 +142,11 @@ Opens a saved log as the viewer opens it: a file named *.vellumfox that holds
 a property-list dictionary is read for its "logdata" rows; anything else is
 read as logcat text in any of the layouts the viewer knows, detected from the
 first lines. Rows get their app from the start lines, am_proc_start lines and
-uid column the file holds. Writes the rows that pass the filter.
+uid column the file holds. Writes the rows that pass the filter. Lines longer
+than 1 MiB are cut there and marked, as live lines are. Only regular files
+are read: a FIFO or a device is refused ("not a regular file"), and so is a
+binary file (NUL bytes near its start, without a UTF-16 or UTF-32 byte-order
+mark).
 
   --filter PREDICATE  see "Filters" below (repeatable)
   --saved NAME        a filter saved in the viewer (repeatable)
@@ -163,7 +167,8 @@ constexpr char16_t kDetect[] =
 Prints the layout the viewer detects for a saved log, as its code and name,
 for example "3 threadtime" or "5 brief". A vellumfox property-list file
 prints "- vellumfox". A file whose layout cannot be told prints "0 none" and
-exits with status 1.
+exits with status 1. FIFOs, devices and binary files are refused as by
+"convert" (exit status 1).
 )";
 
 constexpr char16_t kFiltersCommand[] =
@@ -177,7 +182,9 @@ The viewer's saved filters (its "predicates" setting), shared with it:
   show     the filter's text, as stored
   import   stores every filter of a .filters file (a property list of name
            to filter text), replacing filters of the same name without
-           asking; prints the names imported
+           asking; prints the names imported. A name holding a control
+           character (escape, bell, a line break ...) is not imported and
+           is reported with those characters escaped (exit status 1)
   export   writes the named filters (all when none are named) to FILE as an
            XML property list; an unknown name writes nothing
 

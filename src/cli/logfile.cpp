@@ -20,8 +20,7 @@ namespace {
 bool hasVellumfoxSuffix(const QString& path) { return path.toLower().endsWith(u"vellumfox"_s); }
 
 // Detection judges a file by its first few dozen lines; reading this much
-// covers them in any ordinary log and keeps `detect` cheap on huge files,
-// devices and pipes that never end.
+// covers them in any ordinary log and keeps `detect` cheap on huge files.
 constexpr qint64 kDetectionBytes = qint64(1) << 20;
 
 // Drops an incomplete UTF-8 sequence that the read limit cut off, so that
@@ -45,12 +44,20 @@ std::vector<std::string_view> splitLines(std::string_view text) {
     return result;
 }
 
+bool looksBinary(const QByteArray& head) {
+    return utf8::looksBinary(std::string_view(head.constData(), size_t(head.size())));
+}
+
 }  // namespace
 
 QString unreadableReason(const QString& path) {
     const QFileInfo info(path);
     if (!info.exists()) return u"no such file"_s;
     if (info.isDir()) return u"is a directory"_s;
+    // Opening a FIFO waits for a writer, and reading one or a device may
+    // never end: only regular files are read (they are checked without
+    // being opened).
+    if (!info.isFile()) return u"not a regular file"_s;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return file.errorString();
     return {};
@@ -59,8 +66,9 @@ QString unreadableReason(const QString& path) {
 SavedLog openSavedLog(const QString& path) {
     if (const QString reason = unreadableReason(path); !reason.isEmpty()) return {{}, reason};
     auto rows = openLogFile(path, rowCounter());
-    if (!rows) return {{}, u"cannot tell the log layout"_s};
-    return {std::move(*rows), {}};
+    if (rows) return {std::move(*rows), {}};
+    const bool binary = utf8::fileLooksBinary(path);
+    return {{}, binary ? QString::fromLatin1(utf8::kBinaryFileReason) : u"cannot tell the log layout"_s};
 }
 
 LayoutDetection detectLayout(const QString& path) {
@@ -81,6 +89,10 @@ LayoutDetection detectLayout(const QString& path) {
         return result;
     }
     QByteArray head = readAtMost(file, kDetectionBytes);
+    if (looksBinary(head)) {
+        result.error = QString::fromLatin1(utf8::kBinaryFileReason);
+        return result;
+    }
     if (head.size() == kDetectionBytes) trimCutSequence(head);
     const std::string text = utf8::fileTextAsUtf8(head.toStdString());
     result.format = determineLogType(splitLines(text));

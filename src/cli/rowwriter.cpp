@@ -100,26 +100,6 @@ private:
 
 }  // namespace
 
-std::string terminalSafe(std::string_view line) {
-    std::string out;
-    out.reserve(line.size());
-    const size_t body = !line.empty() && line.back() == '\n' ? line.size() - 1 : line.size();
-    std::array<char, 8> buffer{};
-    for (size_t i = 0; i < body; ++i) {
-        const unsigned char c = (unsigned char)line[i];
-        if ((c < 0x20 && c != '\t') || c == 0x7F) {
-            std::snprintf(buffer.data(), buffer.size(), "\\x%02x", c);
-            out += buffer.data();
-        } else if (c == 0xC2 && i + 1 < body && (unsigned char)line[i + 1] >= 0x80 && (unsigned char)line[i + 1] <= 0x9F) {
-            appendEscapedCodeUnit(out, (unsigned char)line[++i]);
-        } else {
-            out += char(c);
-        }
-    }
-    out.append(line.substr(body));
-    return out;
-}
-
 void appendJsonString(std::string& out, std::string_view s) {
     out += '"';
     for (size_t i = 0; i < s.size();) {

@@ -12,6 +12,7 @@
 
 #include "cli/options.h"
 #include "core/log/logrow.h"
+#include "core/support/terminaltext.h"
 
 namespace vf::cli {
 
@@ -28,11 +29,6 @@ public:
 // outlive the writer.
 std::unique_ptr<RowWriter> makeRowWriter(OutputFormat format, std::ostream& out, bool color = false,
                                          bool terminal = false);
-
-// `line` with every control character but tab and a final line feed shown
-// as a visible escape: C0 controls and DEL as "\xHH", C1 controls (which
-// terminals also obey) as "\u00HH". Everything else is kept byte for byte.
-std::string terminalSafe(std::string_view line);
 
 // Appends `utf8` as a JSON string literal (with its quotes). Control
 // characters are escaped, invalid UTF-8 becomes U+FFFD.

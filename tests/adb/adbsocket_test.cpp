@@ -11,13 +11,34 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-TEST(AdbSocket, FramesWithTheUtf16LengthInFourLowerCaseHexDigits) {
+TEST(AdbSocket, FramesWithTheUtf8LengthInFourLowerCaseHexDigits) {
     EXPECT_EQ(AdbSocket::frame(u"host:devices"_s), "000chost:devices");
-    EXPECT_EQ(AdbSocket::frame(u"shell:ps"_s), "0008shell:ps");
     EXPECT_EQ(AdbSocket::frame(QString(0x1234, u'x')).left(4), "1234");
     EXPECT_EQ(AdbSocket::frame(QString(0x12345, u'x')).left(5), "12345");
-    // Two UTF-16 units but four UTF-8 bytes: the short prefix is intended.
-    EXPECT_EQ(AdbSocket::frame(u"\u00e9\u00e9"_s), "0002\xc3\xa9\xc3\xa9");
+    // Two characters, four bytes; an astral character is two UTF-16 units and four bytes.
+    EXPECT_EQ(AdbSocket::frame(u"\u00e9\u00e9"_s), "0004\xc3\xa9\xc3\xa9");
+    EXPECT_EQ(AdbSocket::frame(u"\U0001F600"_s), "0004\xf0\x9f\x98\x80");
+}
+
+// The server reads exactly the bytes the prefix announces: a request with
+// non-ASCII text arrives whole and the conversation goes on after it.
+TEST(AdbSocket, NonAsciiRequestsArriveWhole) {
+    test::ScriptedAdbServer server;
+    const QByteArray command = "shell:echo h\xc3\xa9llo \xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e";
+    server.addScript(test::Script().expectRequest("host:transport-any").reply("OKAY")
+                         .expect(4 + command.size()).reply("OKAY").reply("done\n").close());
+    ShellCommandReader reader(server.endpoint(), QString::fromUtf8(command));
+    struct : ShellCommandDelegate {
+        void shellCommandEnded(const QString&, const QByteArray& bytes, const OptionalError&) override {
+            output = bytes;
+        }
+        QByteArray output;
+    } delegate;
+    reader.setDelegate(&delegate);
+    reader.connect();
+    ASSERT_TRUE(test::waitUntil([&] { return !delegate.output.isEmpty(); }));
+    EXPECT_EQ(delegate.output, "done\n");
+    EXPECT_EQ(server.received(0), "0012host:transport-any001b" + command);
 }
 
 TEST(AdbSocket, StatusWordsTextAndHexLengths) {

@@ -24,6 +24,20 @@ const QByteArray kStream = "003bshell:export ANDROID_LOG_TAGS=\"\"; exec logcat 
 
 Script transportAnyThen(const QByteArray& reply) { return Script().expect(kTransportAny.size()).reply(reply); }
 
+TEST(LogReader, TagExpressionsStayInsideTheirQuotes) {
+    const struct {
+        QString tags, value;
+    } cases[] = {
+        {u"ActivityManager:I *:S"_s, u"ActivityManager:I *:S"_s},
+        {u"x\"; reboot; \""_s, u"x\\\"; reboot; \\\""_s},
+        {u"$(id) `id` \\"_s, u"\\$(id) \\`id\\` \\\\"_s},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(LogReader::streamRequest(c.tags),
+                  u"shell:export ANDROID_LOG_TAGS=\""_s + c.value + u"\"; exec logcat -v threadtime"_s);
+    }
+}
+
 class LogReaderTest : public ::testing::Test {
 protected:
     void start(LogReader& reader, LogRecorder& recorder, const QString& deviceId = QString()) {

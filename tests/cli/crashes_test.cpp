@@ -1,6 +1,9 @@
 // crashes FILE [--json] on the crash logs under tests/data/crashes.
 #include <gtest/gtest.h>
 
+#include <QFile>
+#include <QTemporaryDir>
+
 #include "clirun.h"
 
 using namespace Qt::StringLiterals;
@@ -25,6 +28,24 @@ TEST(CrashesCommand, PrintsOneLineOrOneJsonObjectPerCrash) {
     EXPECT_EQ(outputLines(json.out).value(1),
               uR"({"kind":"native","app":"/system/bin/mediaserver","pid":"6300","time":"03-17 16:14:02.641",)"
               uR"("title":"signal 6 (SIGABRT), code -1 (SI_QUEUE), fault addr --------","rows":5,"firstIdx":8,"lastIdx":19})"_s);
+}
+
+// The inbox keeps the newest 1,000 and says how many older ones it dropped.
+TEST(CrashesCommand, SaysHowManyCrashesTheLimitDropped) {
+    QTemporaryDir dir;
+    QFile file(dir.filePath(u"many.log"_s));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    for (int i = 0; i < 1003; ++i) {
+        file.write(QStringLiteral("01-15 12:34:56.789  %1  %1 F libc    : Fatal signal 11 (SIGSEGV), code 1, fault "
+                                  "addr 0x0 in tid %1 (main), pid %1 (app%1)\n").arg(1000 + i).toUtf8());
+    }
+    file.close();
+    const auto result = runCli({u"crashes"_s, file.fileName()});
+    EXPECT_EQ(result.status, 0);
+    const QStringList lines = outputLines(result.out);
+    ASSERT_EQ(lines.size(), 1000);
+    EXPECT_TRUE(lines.first().contains(u"(1003)"_s)) << lines.first().toStdString();
+    EXPECT_EQ(result.err, "vellumfox-cli: 3 older crashes were dropped: only the newest 1000 are kept\n");
 }
 
 TEST(CrashesCommand, FiltersKeepTheCrashesOneOfWhoseRowsPasses) {

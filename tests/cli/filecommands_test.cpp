@@ -5,6 +5,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <sys/stat.h>
+#include <utility>
 
 #include "cli/filters.h"
 #include "clirun.h"
@@ -172,6 +174,23 @@ TEST_F(FileCommandsTest, ErrorsExitNonZeroWithAMessage) {
     EXPECT_EQ(runCli({u"convert"_s}).status, 2);
 }
 
+// A FIFO (whose writer may never write) is refused before it is opened;
+// a binary file is refused after its first bytes.
+TEST_F(FileCommandsTest, RefusesPipesAndBinaryFilesWithAReason) {
+    const QString fifo = dir_.filePath(u"pipe"_s);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    const QString binary = write(u"nuls.log"_s, QByteArray(100000, '\0'));
+    const std::pair<QString, const char*> cases[] = {{fifo, "not a regular file"}, {binary, "it holds NUL bytes"}};
+    for (const auto& [path, reason] : cases) {
+        for (const QString& command : {u"detect"_s, u"convert"_s, u"crashes"_s}) {
+            const auto result = runCli({command, path});
+            EXPECT_EQ(result.status, 1) << command.toStdString();
+            EXPECT_NE(result.err.find(reason), std::string::npos) << result.err;
+            EXPECT_TRUE(result.out.empty());
+        }
+    }
+}
+
 TEST_F(FileCommandsTest, QueriesAndWithFiltersAndMalformedOnesExitTwo) {
     const QString path = write(u"q.log"_s,
                                "01-15 12:00:00.000 com.app(10) 10 I Net     : up\n"
@@ -211,6 +230,31 @@ TEST_F(FileCommandsTest, CheckFilterPrintsCanonicalTextOrTheSpot) {
     EXPECT_EQ(bad.status, 2);
     EXPECT_NE(bad.err.find("\n  type\t== 'E' OR\n      \t         ^\n"), std::string::npos) << bad.err;
     EXPECT_TRUE(bad.out.empty());
+
+    // A hostile text comes back only around the spot, the token it names only by its start.
+    const QString huge = u"text == 'a' "_s + QString(100000, u'z');
+    const auto cut = runCli({u"check-filter"_s, huge});
+    EXPECT_EQ(cut.status, 2);
+    EXPECT_LT(cut.err.size(), 400u) << cut.err.substr(0, 400);
+}
+
+TEST(FilterEcho, ShowsTheTextAroundThePositionWithTheCaretUnderIt) {
+    const struct {
+        QString text;
+        qsizetype position;
+        QString line, pad;
+    } cases[] = {
+        {u"abc"_s, 1, u"abc"_s, u" "_s},
+        {u"a\tb"_s, 2, u"a\tb"_s, u" \t"_s},
+        {u"0123456789"_s, 5, u"\u2026234567\u2026"_s, u"    "_s},
+        {u"\U0001F600\U0001F600\U0001F600\U0001F600xy"_s, 8, u"\u2026\U0001F600\U0001F600\U0001F600xy"_s, u"    "_s},
+        {u"abcdef"_s, 0, u"abc\u2026"_s, u""_s},
+    };
+    for (const auto& c : cases) {
+        const vf::cli::FilterEcho echo = vf::cli::filterEcho(c.text, c.position, 3);
+        EXPECT_EQ(echo.line, c.line) << c.text.toStdString();
+        EXPECT_EQ(echo.caretPad, c.pad) << c.text.toStdString();
+    }
 }
 
 }  // namespace

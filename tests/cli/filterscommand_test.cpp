@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "clirun.h"
+#include "core/filter/filterfile.h"
 #include "core/support/preferences.h"
 
 using namespace Qt::StringLiterals;
@@ -45,6 +46,21 @@ TEST_F(FiltersCommandTest, ListShowExportAndImportIntoAFreshProfile) {
     EXPECT_EQ(outputLines(runCli({u"filters"_s, u"list"_s}).out).size(), 5);
     EXPECT_EQ(runCli({u"filters"_s, u"import"_s, dir_.filePath(u"none.filters"_s)}).status, 1);
     EXPECT_EQ(runCli({u"filters"_s, u"frob"_s}).status, 2);
+}
+
+// Names never reach the terminal raw: one stored before control characters
+// were refused lists as one escaped line; an import refuses them by name.
+TEST_F(FiltersCommandTest, NamesWithControlCharactersNeverReachTheTerminalRaw) {
+    vf::Preferences::setValue(QLatin1String(vf::prefs::kPredicates),
+                              QVariantMap{{u"two\nlines\x1b]0;x\x07"_s, u"type == \"E\""_s}});
+    EXPECT_EQ(runCli({u"filters"_s, u"list"_s}).out, "two\\x0alines\\x1b]0;x\\x07\n");
+
+    const QString file = dir_.filePath(u"hostile.filters"_s);
+    vf::writeFilterFile(file, {{u"bell\x07"_s, u"type == 'E'"_s}, {u"fine"_s, u"type == 'W'"_s}});
+    const auto imported = runCli({u"filters"_s, u"import"_s, file});
+    EXPECT_EQ(imported.status, 1);
+    EXPECT_EQ(imported.out, "fine\n");
+    EXPECT_EQ(imported.err, "vellumfox-cli: not imported: bell\\x07: the name holds a control character\n");
 }
 
 TEST_F(FiltersCommandTest, SavedFiltersAreAndedWithTheQuickFilter) {

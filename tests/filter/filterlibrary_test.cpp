@@ -4,6 +4,7 @@
 #include <QTemporaryDir>
 
 #include "core/filter/filterlibrary.h"
+#include "core/support/plistreader.h"
 
 using namespace Qt::StringLiterals;
 
@@ -88,6 +89,66 @@ TEST(FilterLibrary, ExportThenImportReplacesTheSameName) {
     const int writes = fresh.writes;
     EXPECT_TRUE(target.importFilters(dir.filePath(u"missing.filters"_s)).imported.isEmpty());
     EXPECT_EQ(fresh.writes, writes + 1);
+}
+
+// Names that would drive a terminal or split a list are refused at import,
+// shown with their control characters escaped, and never saved.
+TEST(FilterLibrary, NamesWithControlCharactersAreRefused) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(u"hostile.filters"_s);
+    writeFilterFile(path, {{u"ok"_s, u"type == 'E'"_s},
+                           {u"evil\x1b]0;pwned\x07"_s, u"type == 'W'"_s},
+                           {u"two\nnames"_s, u"type == 'I'"_s},
+                           {u"sep\u2028"_s, u"type == 'D'"_s}});
+    MemoryStore store;
+    FilterLibrary library(store);
+    library.load();
+    const FilterImport result = library.importFilters(path);
+    EXPECT_EQ(result.imported, QStringList{u"ok"_s});
+    const QString reason = u": the name holds a control character"_s;
+    EXPECT_EQ(result.rejected, (QStringList{u"sep\u2028"_s + reason, u"two\\x0anames"_s + reason,
+                                            u"evil\\x1b]0;pwned\\x07"_s + reason}));
+    EXPECT_FALSE(library.setFilter(u"bell\x07"_s, Predicate::parse(u"type == 'E'").predicate));
+    EXPECT_FALSE(store.saved->contains(u"bell\x07"_s));
+    EXPECT_EQ(library.sortedFilterKeys().size(), 6);
+}
+
+// The XML reader gives exactly what the property-list library gives for a
+// filter file, without its cost on large dictionaries.
+TEST(FilterFile, XmlDictionariesReadAsThePropertyListLibraryReadsThem) {
+    const auto libraryEntries = [](const QByteArray& bytes) {
+        QVariantMap entries;
+        const PlistReadResult parsed = readPlistSafely(bytes);
+        if (!parsed || plist_get_node_type(parsed.root.get()) != PLIST_DICT) return entries;
+        plist_dict_iter iter = nullptr;
+        plist_dict_new_iter(parsed.root.get(), &iter);
+        for (char* key = nullptr;; free(key)) {
+            plist_t value = nullptr;
+            plist_dict_next_item(parsed.root.get(), iter, &key, &value);
+            if (key == nullptr) break;
+            if (plist_get_node_type(value) == PLIST_STRING)
+                entries.insert(QString::fromUtf8(key), QString::fromStdString(plistString(value)));
+        }
+        free(iter);
+        return entries;
+    };
+    const QByteArray head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST "
+                            "1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
+    const QByteArray documents[] = {
+        head + "<plist version=\"1.0\"><dict><key>a &amp; b</key><string>x &lt; 'caf&#233;'</string>"
+               "<key>n</key><integer>5</integer><key>d</key><dict><key>k</key><string>v</string></dict>"
+               "<key>e</key><string/><key> sp </key><string> t\n </string><key>c</key><string><![CDATA[<x>]]></string>"
+               "<key>a &amp; b</key><string>again</string></dict></plist>",
+        "<plist><dict><key>esc\x1b bel&#7; &#x1B;\xc2\x85</key><string>v&#10;\x01</string></dict></plist>",
+        "<plist version=\"1.0\"><array><string>x</string></array></plist>",
+        head + "<plist version=\"1.0\"><dict><key>a</key><string>x</string>",
+        "not xml at all",
+    };
+    for (const QByteArray& document : documents) {
+        SCOPED_TRACE(document.toStdString());
+        EXPECT_EQ(filterFileEntries(document), libraryEntries(document));
+    }
+    EXPECT_EQ(filterFileEntries(documents[0]).size(), 4);
 }
 
 }  // namespace

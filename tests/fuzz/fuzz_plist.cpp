@@ -1,10 +1,12 @@
 // Property lists from files: the checked reader on arbitrary bytes, then the
-// walks the saved-log and filter-file readers make over what it returns.
+// walks the saved-log and filter-file readers make over what it returns, and
+// the filter-file reader itself.
 #include <QByteArray>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
+#include "core/filter/filterfile.h"
 #include "core/support/plistreader.h"
 
 namespace {
@@ -41,5 +43,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QByteArray bytes = QByteArray::fromRawData(reinterpret_cast<const char*>(data), qsizetype(size));
     const vf::PlistReadResult result = vf::readPlistSafely(bytes);
     if (result) walk(result.root.get(), 1);
+    (void)vf::filterFileEntries(bytes);
     return 0;
 }

@@ -107,6 +107,7 @@ TEST_F(DetectorFeed, KeepsTheFirstRowsOfALongBlockAndTheNewestCrashes) {
     EXPECT_EQ(detector.crashes().size(), CrashDetector::kMaxCrashes);
     EXPECT_EQ(detector.crashes().front().id, 2u);
     EXPECT_EQ(detector.detectedCount(), 1001u);
+    EXPECT_EQ(detector.droppedCount(), 1u);
     // The long block's crash is gone: its reporter's next lines start nothing.
     feed("10", "10", 'E', "AndroidRuntime", "\tat a.B.c(B.java:2)");
     EXPECT_EQ(detector.crashes().back().id, 1001u);

@@ -2,6 +2,7 @@
 
 #include <random>
 
+#include "core/adb/replyframing.h"
 #include "core/log/logparser.h"
 #include "helpers.h"
 
@@ -81,15 +82,29 @@ TEST_F(TextFile, NothingToReadOrTell) {
     EXPECT_EQ(next, 0u);
 }
 
+// Binary files (a NUL near the start, no UTF-16/32 byte-order mark) are
+// refused; lines longer than 1 MiB are cut as live lines are, in place.
 TEST_F(TextFile, BinaryAndGiantFiles) {
     std::mt19937 rng(7);
     std::string noise(200000, '\0');
     for (char& c : noise) c = char(rng() % 4 == 0 ? 0 : rng());
-    (void)read(write(u"noise.bin"_s, noise));  // must not crash
-    // One giant line: all text, longer than any offset a row can hold.
-    const RowList giant = load(u"giant.log"_s, std::string(3'000'000, 'x'));
-    ASSERT_EQ(giant.size(), 1);
-    EXPECT_EQ(giant[0]->text().size(), 3'000'000u);
+    EXPECT_FALSE(read(write(u"noise.bin"_s, noise)));
+    EXPECT_FALSE(read(write(u"nuls.bin"_s, std::string(100000, '\0'))));
+
+    const std::string mark = kCutLineMark;
+    const size_t limit = size_t(kMaxLineBytes);
+    // A character that straddles the limit goes whole; a line barely over
+    // the limit keeps a little less, so the mark fits where the line was.
+    const std::string straddling = std::string(limit - 1, 'x') + "\xE6\x97\xA5" + std::string(100, 't');
+    const RowList rows = load(u"giant.log"_s, std::string(3'000'000, 'x') + "\nshort\n" + straddling + "\r\n" +
+                                                   std::string(limit + 5, 'y') + "\nlast");
+    ASSERT_EQ(rows.size(), 5);
+    // (Compared as a whole: a failure must not print megabytes.)
+    EXPECT_TRUE(rows[0]->text() == std::string(limit, 'x') + mark);
+    EXPECT_EQ(rows[1]->text(), "short");
+    EXPECT_TRUE(rows[2]->text() == std::string(limit - 1, 'x') + mark);
+    EXPECT_TRUE(rows[3]->text() == std::string(limit + 5 - mark.size(), 'y') + mark);
+    EXPECT_EQ(rows[4]->text(), "last");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "core/adb/replyframing.h"
 #include "core/screen/devicescreendatasource.h"
 #include "core/screen/screencapreader.h"
 #include "support/fixtures/scriptedadbserver.h"
@@ -75,6 +76,22 @@ TEST(ScreencapReader, SendsTheExactRequestsAndReportsOnceWhenTheDeviceCloses) {
     ASSERT_TRUE(test::waitThenSettle([&] { return recorder.captures.size() == 1; }));
     EXPECT_EQ(server.received(0), "0014host:transport:emu-1" "0012shell:screencap -p");
     EXPECT_EQ(recorder.captures, QList<QByteArray>{png});
+}
+
+// 64 MiB without "IEND" is no screenshot: a failure, reported once.
+TEST(ScreencapReader, ACaptureWithoutAnEndAtTheSizeLimitFails) {
+    ScriptedAdbServer server;
+    server.addScript(Script().expectRequest("host:transport-any").reply("OKAY").expectRequest("shell:screencap -p")
+                         .reply("OKAY").reply("\x89PNG\r\n\x1a\n" + QByteArray(kMaxImageBytes, 'x')).close());
+    CaptureRecorder recorder;
+    ScreencapReader reader(server.endpoint());
+    reader.setDelegate(&recorder);
+    reader.connect();
+    ASSERT_TRUE(test::waitThenSettle([&] { return !recorder.failures.isEmpty(); }, 100));
+    EXPECT_TRUE(recorder.captures.isEmpty());
+    ASSERT_EQ(recorder.failures.size(), 1);
+    ASSERT_TRUE(recorder.failures.first());
+    EXPECT_EQ(recorder.failures.first()->description, QString::fromLatin1(ScreencapReader::kTooLargeText));
 }
 
 TEST(DeviceScreenDatasource, EachImageStartsTheNextCaptureUntilStopped) {

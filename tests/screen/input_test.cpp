@@ -53,6 +53,7 @@ TEST(TypeWriter, KeysMapToTextOrAndroidKeyCodes) {
         Qt::KeyboardModifiers modifiers;
         QString text;
         QList<InputWrapper> inputs;
+        QString skipped = {};
     } cases[] = {
         {Qt::Key_A, {}, u"a"_s, {InputWrapper::ofText(u"a"_s)}},
         {Qt::Key_7, {}, u"7"_s, {InputWrapper::ofText(u"7"_s)}},
@@ -70,35 +71,29 @@ TEST(TypeWriter, KeysMapToTextOrAndroidKeyCodes) {
         {Qt::Key_Dollar, Qt::ShiftModifier, u"$"_s, {InputWrapper::ofText(u"$"_s)}},
         {Qt::Key_C, Qt::ControlModifier, u"\x03"_s, {InputWrapper::ofText(u"c"_s)}},
         {Qt::Key_F5, {}, {}, {}},
+        // Beyond ASCII nothing is typed, least of all the low byte ("-" for
+        // U+4E2D, "%" for U+0125): the character is reported as skipped.
+        {Qt::Key_unknown, {}, u"\u4e2d"_s, {}, u"\u4e2d"_s},
+        {Qt::Key_unknown, {}, u"\u0125"_s, {}, u"\u0125"_s},
+        {Qt::Key_Eacute, {}, u"\u00e9"_s, {}, u"\u00e9"_s},
+        {Qt::Key_unknown, {}, u"a\U0001F600b"_s, {InputWrapper::ofText(u"a"_s), InputWrapper::ofText(u"b"_s)},
+         u"\U0001F600"_s},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.key);
         QList<InputWrapper> inputs;
-        for (const char ch : TypeWriter::charactersForKey(c.key, c.modifiers, c.text)) {
+        QString skipped;
+        for (const char ch : TypeWriter::charactersForKey(c.key, c.modifiers, c.text, &skipped)) {
             inputs.append(TypeWriter::inputForChar(ch, c.modifiers & Qt::ControlModifier));
         }
         EXPECT_EQ(inputs, c.inputs);
+        EXPECT_EQ(skipped, c.skipped);
     }
-}
-
-TEST(TypeWriter, EscapingKeepsTheOrderOfThePassesAndDisarmsTheShell) {
-    const struct {
-        QString in, out;
-    } cases[] = {
-        {u"a b"_s, u"a%sb"_s},
-        {u"5%"_s, u"5\\\\&"_s},
-        {u"% "_s, u"\\\\&%s"_s},
-        {u"a&b(c)<d>"_s, u"a\\&b\\(c\\)\\<d\\>"_s},
-        {u"$(reboot);`id`|x"_s, u"\\$\\(reboot\\)\\;\\`id\\`\\|x"_s},
-        {u"\"'*?~!#{}[]^"_s, u"\\\"\\'\\*\\?\\~\\!\\#\\{\\}\\[\\]\\^"_s},
-        {u"Ab9_:,.=+-@"_s, u"Ab9_:,.=+-@"_s},
-    };
-    for (const auto& c : cases) EXPECT_EQ(TypeWriter::escapeText(c.in), c.out) << c.in.toStdString();
 }
 
 TEST(TypeWriter, BatchesKeepTheOrderTyped) {
     ScriptedAdbServer server;
-    const QByteArray commands[] = {"shell:input text a%sb", "shell:input keyevent 66 ", "shell:input text 5\\\\&"};
+    const QByteArray commands[] = {"shell:input text a%sb", "shell:input keyevent 66 ", "shell:input text 5%"};
     for (const QByteArray& command : commands) server.addScript(commandScript(command));
     TypeWriter writer(server.endpoint());
     // Queued together: the text runs up to the key code, which goes next alone.

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "core/text/links.h"
 #include "core/text/textutils.h"
 
@@ -30,6 +32,36 @@ TEST(TextUtils, XmlPrinter) {
     EXPECT_EQ(TextUtils::lenientXMLPrettyPrinter(u"<?xml v?><!-- c --><a/>"), u"\n<?xml v?>\n<!-- c -->\n    <a/>"_s);
 }
 
+// Hostile nesting costs output in proportion to the input: indentation
+// stops at the limit, every bracket is still printed, and a cap cuts the
+// rest with a note.
+TEST(TextUtils, PrintersStayBoundedOnDeepNesting) {
+    const qsizetype depth = 10000;
+    const QString json = QString(depth, u'[') + QString(depth, u']');
+    const QString xml = QString(u"<a>"_s).repeated(depth) + QString(u"</a>"_s).repeated(depth);
+    const qsizetype widest = 4 * TextUtils::kMaxIndentDepth;
+    for (const auto& [name, out, input] :
+         {std::tuple{"json", TextUtils::lenientJsonPrettyPrinter(json), json},
+          std::tuple{"xml", TextUtils::lenientXMLPrettyPrinter(xml), xml}}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(out.count(u'['), input.count(u'['));
+        EXPECT_EQ(out.count(u'<'), input.count(u'<'));
+        EXPECT_LE(out.size(), input.size() * (2 * widest + 8));
+        qsizetype longest = 0;
+        for (const QStringView line : QStringView(out).split(u'\n')) longest = qMax(longest, line.size());
+        EXPECT_LE(longest, widest + 8);
+    }
+
+    const QString note = u"\n\u2026 [cut here: the formatted text is longer than 4096 characters]"_s;
+    for (const QString& cut :
+         {TextUtils::lenientJsonPrettyPrinter(json, 4096), TextUtils::lenientXMLPrettyPrinter(xml, 4096)}) {
+        EXPECT_EQ(cut.size(), 4096 + note.size());
+        EXPECT_TRUE(cut.endsWith(note));
+    }
+    const QString indented = TextUtils::lenientJsonPrettyPrinter(QString(100, u'['));
+    EXPECT_TRUE(indented.endsWith(u'\n' + QString(widest, u' ')));
+}
+
 TEST(TextUtils, Truncate) {
     EXPECT_EQ(TextUtils::truncate(u"abcdef"_s, 3), u"abc..."_s);
     EXPECT_EQ(TextUtils::truncate(u"abcdef"_s, 6), u"abcdef"_s);
@@ -42,6 +74,13 @@ TEST(TextUtils, Base64) {
     EXPECT_FALSE(binary.text);
     EXPECT_EQ(binary.alertText, u"Result is not a string.\nBIN[<fffefdfc 0001>]"_s);
     EXPECT_EQ(TextUtils::decodeBase64(u"!!!").alertText, u"Value is not valid Base64:\n\n'!!!'"_s);
+    // Large results show their first 64 bytes (or characters) and no more.
+    const QString bytes100 = QString::fromLatin1(QByteArray(100, '\xff').toBase64());
+    EXPECT_EQ(TextUtils::decodeBase64(bytes100).alertText,
+              u"Result is not a string.\nBIN[<"_s + QStringList(16, u"ffffffff"_s).join(u' ') +
+                  u"> \u2026 100 bytes in all]"_s);
+    EXPECT_EQ(TextUtils::decodeBase64(QString(1000, u'!')).alertText,
+              u"Value is not valid Base64:\n\n'"_s + QString(64, u'!') + u"\u2026'"_s);
 }
 
 TEST(Links, WebAndMailOnly) {

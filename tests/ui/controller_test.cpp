@@ -141,6 +141,18 @@ TEST_F(ControllerTest, OpensFilesByLowerCasedSuffix) {
     app->parts().files->openFile(filters);
     EXPECT_TRUE(app->parts().filterList->sortedFilterKeys().contains(u"Only Tag"_s));
     EXPECT_EQ(title(), path);  // importing filters leaves the log alone
+
+    // A binary file is refused with an alert that says why.
+    const QString binary = dir.filePath(u"core.log"_s);
+    QFile binaryFile(binary);
+    ASSERT_TRUE(binaryFile.open(QIODevice::WriteOnly));
+    binaryFile.write(QByteArray(4096, '\0'));
+    binaryFile.close();
+    app->parts().files->openFile(binary);
+    QMessageBox* alert = nullptr;
+    ASSERT_TRUE(vf::test::waitUntil(
+        [&] { return (alert = app->parts().window->findChild<QMessageBox*>(u"binaryFileAlert"_s)) != nullptr; }));
+    EXPECT_TRUE(alert->informativeText().endsWith(u"not a text log (it holds NUL bytes)"_s));
 }
 
 }  // namespace

@@ -79,9 +79,10 @@ void AdbSocket::setDeviceId(const QString& deviceId) {
 }
 
 QByteArray AdbSocket::frame(const QString& text) {
-    // The prefix counts UTF-16 units, not bytes: the server then reads a
-    // shorter request when the text is not ASCII. Kept on purpose.
-    return QByteArray::number(qulonglong(text.size()), 16).rightJustified(4, '0') + text.toUtf8();
+    // The server reads as many bytes as the prefix says: count the UTF-8
+    // bytes, or a request holding a non-ASCII character arrives cut short.
+    const QByteArray bytes = text.toUtf8();
+    return QByteArray::number(qulonglong(bytes.size()), 16).rightJustified(4, '0') + bytes;
 }
 
 void AdbSocket::send(const QString& text, double timeout, long tag) {

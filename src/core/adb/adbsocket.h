@@ -51,7 +51,7 @@ public:
     void setDeviceId(const QString& deviceId);
 
     // Wire helpers (pure).
-    // A request on the wire: "%.4lx" of the text's UTF-16 length, then UTF-8.
+    // A request on the wire: its UTF-8 byte count as "%.4lx", then the UTF-8 bytes.
     static QByteArray frame(const QString& text);
     static bool isOkay(const QByteArray& bytes);
     // nullopt when the bytes are not valid UTF-8.

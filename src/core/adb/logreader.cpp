@@ -12,7 +12,15 @@ namespace vf {
 using namespace Qt::StringLiterals;
 
 QString LogReader::streamRequest(const QString& logTags) {
-    return u"shell:export ANDROID_LOG_TAGS=\""_s + logTags + u"\"; exec logcat -v threadtime"_s;
+    // Inside the double quotes the shell still reads these four; escaped,
+    // a tag expression can never end the quotes or run a command.
+    QString quoted;
+    quoted.reserve(logTags.size());
+    for (const QChar c : logTags) {
+        if (c == u'"' || c == u'\\' || c == u'$' || c == u'`') quoted += u'\\';
+        quoted += c;
+    }
+    return u"shell:export ANDROID_LOG_TAGS=\""_s + quoted + u"\"; exec logcat -v threadtime"_s;
 }
 
 void LogReader::socketDidConnect(AsyncSocket* socket) {

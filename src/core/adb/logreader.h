@@ -31,7 +31,8 @@ public:
     void setDelegate(LogReaderDelegate* delegate) { delegate_ = delegate; }
     bool sentClearDevice() const { return sentClearDevice_; }
 
-    // The stream request for a log-tag expression (inserted verbatim).
+    // The stream request for a log-tag expression (in double quotes, with
+    // the characters the shell reads there escaped).
     static QString streamRequest(const QString& logTags);
 
     void socketDidConnect(AsyncSocket* socket) override;

@@ -1,13 +1,12 @@
 #include "core/filter/filterlibrary.h"
 
-#include <QFile>
-#include <QSaveFile>
 #include <algorithm>
-#include <plist/plist.h>
+#include <utility>
+#include <vector>
 
 #include "core/support/logger.h"
-#include "core/support/plistreader.h"
 #include "core/support/preferences.h"
+#include "core/support/terminaltext.h"
 
 using namespace Qt::StringLiterals;
 
@@ -31,25 +30,17 @@ QVariantMap defaultFilters() {
     return defaults;
 }
 
-void readDictionary(plist_t root, QVariantMap& into) {
-    plist_dict_iter iter = nullptr;
-    plist_dict_new_iter(root, &iter);
-    for (;;) {
-        char* key = nullptr;
-        plist_t value = nullptr;
-        plist_dict_next_item(root, iter, &key, &value);
-        if (key == nullptr) break;
-        if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
-            // Read by length: the library's own string getter aborts on a NUL.
-            const std::string text = plistString(value);
-            into.insert(QString::fromUtf8(key), QString::fromUtf8(text.data(), qsizetype(text.size())));
-        }
-        free(key);
-    }
-    free(iter);
-}
-
 }  // namespace
+
+QString filterNameProblem(QStringView name) {
+    for (const QChar c : name) {
+        const QChar::Category category = c.category();
+        if (category == QChar::Other_Control || category == QChar::Separator_Line ||
+            category == QChar::Separator_Paragraph)
+            return u"the name holds a control character"_s;
+    }
+    return {};
+}
 
 std::optional<QVariantMap> PreferencesFilterStore::read() const {
     const QString key = QLatin1String(prefs::kPredicates);
@@ -59,33 +50,6 @@ std::optional<QVariantMap> PreferencesFilterStore::read() const {
 
 void PreferencesFilterStore::write(const QVariantMap& filters) {
     Preferences::setValue(QLatin1String(prefs::kPredicates), filters);
-}
-
-QVariantMap readFilterFile(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) return {};
-    const QByteArray bytes = readAtMost(file, kPlistMaxBytes + 1);  // the path may name a pipe
-    // Damaged or hostile files are refused before the library sees them.
-    const PlistReadResult parsed = readPlistSafely(bytes);
-    QVariantMap filters;
-    plist_t root = parsed.root.get();
-    if (root != nullptr && plist_get_node_type(root) == PLIST_DICT) readDictionary(root, filters);
-    return filters;
-}
-
-bool writeFilterFile(const QString& path, const QVariantMap& filters) {
-    plist_t root = plist_new_dict();
-    for (auto it = filters.cbegin(); it != filters.cend(); ++it)
-        plist_dict_set_item(root, it.key().toUtf8().constData(), plist_new_string(it->toString().toUtf8().constData()));
-    char* xml = nullptr;
-    uint32_t length = 0;
-    plist_to_xml(root, &xml, &length);
-    plist_free(root);
-    QSaveFile file(path);
-    const bool ok = xml != nullptr && file.open(QIODevice::WriteOnly) && file.write(xml, length) == qint64(length) &&
-                    file.commit();
-    free(xml);
-    return ok;
 }
 
 void FilterLibrary::load() {
@@ -115,13 +79,18 @@ QVariantMap FilterLibrary::texts(const QStringList& names) const {
 
 void FilterLibrary::save() {
     sortedFilterKeys_ = sortedCaseInsensitive(allFilters_.keys());
-    store_.write(texts(sortedFilterKeys_));
+    // Both maps are in key order: each insertion goes at the end, no lookups.
+    QVariantMap all;
+    for (auto it = allFilters_.cbegin(); it != allFilters_.cend(); ++it)
+        all.insert(all.cend(), it.key(), it.value()->format());
+    store_.write(all);
 }
 
-void FilterLibrary::setFilter(const QString& name, PredicatePtr predicate) {
-    if (!predicate) return;
+bool FilterLibrary::setFilter(const QString& name, PredicatePtr predicate) {
+    if (!predicate || !filterNameProblem(name).isEmpty()) return false;
     allFilters_.insert(name, std::move(predicate));
     save();
+    return true;
 }
 
 void FilterLibrary::removeFilters(const QStringList& names) {
@@ -132,21 +101,28 @@ void FilterLibrary::removeFilters(const QStringList& names) {
 FilterImport FilterLibrary::importFilters(const QString& path) {
     VF_LOG("Open url: {}", path);
     const QVariantMap file = readFilterFile(path);
-    QStringList names = file.keys();
-    std::stable_sort(names.begin(), names.end(), [&file](const QString& a, const QString& b) {
-        return file.value(a).toString().compare(file.value(b).toString(), Qt::CaseInsensitive) < 0;
+    // Visited in the order of their texts; sorted as pairs, so a file of a
+    // million entries costs n log n comparisons and no lookups.
+    std::vector<std::pair<QString, QString>> entries;
+    entries.reserve(size_t(file.size()));
+    for (auto it = file.cbegin(); it != file.cend(); ++it) entries.emplace_back(it.key(), it->toString());
+    std::stable_sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
+        return a.second.compare(b.second, Qt::CaseInsensitive) < 0;
     });
     FilterImport result;
-    for (const QString& name : std::as_const(names)) {
-        const ParseResult parsed = Predicate::parse(file.value(name).toString());
-        if (parsed.predicate) {
-            allFilters_.insert(name, parsed.predicate);
-            result.imported << name;
-        } else {
-            const QString reason = parsed.error ? parsed.error->message : QString();
-            VF_LOG("Filter {} is corrupt: {}", name, reason);
-            result.rejected << name + u": "_s + reason;
+    for (const auto& [name, text] : entries) {
+        QString reason = filterNameProblem(name);
+        if (reason.isEmpty()) {
+            const ParseResult parsed = Predicate::parse(text);
+            if (parsed.predicate) {
+                allFilters_.insert(name, parsed.predicate);
+                result.imported << name;
+                continue;
+            }
+            reason = parsed.error ? parsed.error->message : QString();
         }
+        VF_LOG("Filter {} is not imported: {}", visibleControls(name), reason);
+        result.rejected << visibleControls(name) + u": "_s + reason;
     }
     save();
     return result;

@@ -13,9 +13,11 @@
 #include <QMap>
 #include <QString>
 #include <QStringList>
+#include <QStringView>
 #include <QVariantMap>
 #include <optional>
 
+#include "core/filter/filterfile.h"
 #include "core/filter/predicate.h"
 
 namespace vf {
@@ -36,16 +38,17 @@ public:
     void write(const QVariantMap& filters) override;
 };
 
-// A filter file's string entries; empty when the file is not a property-list
-// dictionary (XML or binary).
-QVariantMap readFilterFile(const QString& path);
-// Writes name -> text as an XML property list, atomically.
-bool writeFilterFile(const QString& path, const QVariantMap& filters);
-
 struct FilterImport {
     QStringList imported;  // names stored, in the order they were visited
-    QStringList rejected;  // "name: reason" for texts that do not parse
+    // "name: reason" for names with control characters and texts that do
+    // not parse; the name with its control characters shown as escapes.
+    QStringList rejected;
 };
+
+// Why `name` cannot name a filter (it holds a control character: ESC, BEL,
+// a line break ... which would drive a terminal or split a list), or an
+// empty string when it can.
+QString filterNameProblem(QStringView name);
 
 class FilterLibrary final {
 public:
@@ -65,11 +68,14 @@ public:
     // name -> canonical text for the given names (unknown names skipped).
     QVariantMap texts(const QStringList& names) const;
 
-    // Each of these saves the whole library at once.
-    void setFilter(const QString& name, PredicatePtr predicate);
+    // Each of these saves the whole library at once. setFilter refuses (and
+    // returns false for) a null predicate or a name filterNameProblem() refuses.
+    bool setFilter(const QString& name, PredicatePtr predicate);
     void removeFilters(const QStringList& names);
     // Stores every entry of the file, replacing filters of the same name
     // without asking; visited in the case-insensitive order of their texts.
+    // Names with control characters are refused. Linear in the file's size
+    // (but for the n log n sort).
     FilterImport importFilters(const QString& path);
 
     // Writes the named filters to `path`. No names: nothing is written and

@@ -254,6 +254,12 @@ QString CompoundPredicate::format() const {
 // ---------------------------------------------------------------------------
 // Spelling
 
+QString shownToken(QStringView token) {
+    constexpr qsizetype kShownLength = 40;
+    if (token.size() <= kShownLength) return token.toString();
+    return token.first(kShownLength).toString() + QStringLiteral("\u2026");
+}
+
 QString quoted(QStringView value) {
     QString text;
     text.reserve(value.size() + 2);

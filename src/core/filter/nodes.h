@@ -98,6 +98,9 @@ private:
 
 // Quoting and key spelling as the printer writes them.
 QString quoted(QStringView value);
+// A token as an error message quotes it: a long one only by its first 40
+// characters and "…", so a hostile text does not come back whole.
+QString shownToken(QStringView token);
 QString keyText(QStringView key);
 bool isReservedWord(QStringView word);
 

@@ -150,8 +150,8 @@ private:
     QString describe() const {
         switch (current_.type) {
             case Token::Type::End: return u"end of text"_s;
-            case Token::Type::String: return u"string "_s % filter::quoted(current_.text);
-            default: return u"'"_s % current_.text % u"'"_s;
+            case Token::Type::String: return u"string "_s % filter::quoted(filter::shownToken(current_.text));
+            default: return u"'"_s % filter::shownToken(current_.text) % u"'"_s;
         }
     }
 
@@ -228,7 +228,8 @@ private:
         // log gives nothing to fail on), so it is refused here, where the
         // user can still see where.
         if (!rowKeyFromName(key.toStdString()))
-            fail(u"Unknown key '%1': a row has idx, time, app, pid, tid, type, name, text and package."_s.arg(key));
+            fail(u"Unknown key '%1': a row has idx, time, app, pid, tid, type, name, text and package."_s.arg(
+                filter::shownToken(key)));
         advance();
         const CompareOp op = parseOperator();
         const QString opText = current_.text;

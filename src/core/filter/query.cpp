@@ -235,7 +235,7 @@ private:
         if (rank < 0 && v == u"warning") rank = 3;
         if (rank < 0)
             fail(u"Unknown level '%1': use V, D, I, W, E, F, A or verbose, debug, info, warn, error, fatal, "
-                 u"assert."_s.arg(term.value),
+                 u"assert."_s.arg(filter::shownToken(term.value)),
                  term.valuePosition);
         rank = std::min<qsizetype>(rank, 5);  // F and A are one rank
         static constexpr QStringView kFrom[] = {u"V,D,I,W,E,F,A", u"D,I,W,E,F,A", u"I,W,E,F,A",
@@ -255,7 +255,8 @@ private:
         bool ok = unit >= 0 && v.size() >= 2 && v.size() <= 10;
         const qint64 count = ok ? QStringView(v).chopped(1).toLongLong(&ok) : 0;
         if (!ok || count < 0 || !v.front().isDigit())
-            fail(u"Bad age '%1': use a number and s, m, h or d, as in age:5m."_s.arg(v), term.valuePosition);
+            fail(u"Bad age '%1': use a number and s, m, h or d, as in age:5m."_s.arg(filter::shownToken(v)),
+                 term.valuePosition);
         const auto newest = filter::yearMilliseconds(context_.newestTime);
         const int64_t reference = newest ? *newest : filter::yearMillisecondsNow();
         expressible = false;
@@ -271,7 +272,8 @@ private:
         }
         if (term.value.compare(u"stacktrace", Qt::CaseInsensitive) == 0)
             return {std::make_shared<filter::StackTracePredicate>(term.source), 2};
-        fail(u"Unknown '%1': use is:crash or is:stacktrace."_s.arg(term.source), term.valuePosition);
+        fail(u"Unknown '%1': use is:crash or is:stacktrace."_s.arg(filter::shownToken(term.source)),
+             term.valuePosition);
     }
 
     const QueryContext& context_;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "core/filter/nodes.h"
 #include "core/filter/query.h"
 
 using namespace Qt::StringLiterals;
@@ -62,7 +63,7 @@ Term Lexer::readTerm() {
     term.valuePosition = pos_;
     if (pos_ >= text_.size() || endsRun(text_[pos_]))
         fail(u"Empty value after '%1' (a value with blanks or ( ) | & goes in quotes)."_s.arg(
-                 text_.mid(start, pos_ - start)),
+                 filter::shownToken(QStringView(text_).mid(start, pos_ - start))),
              pos_);
     if (text_[pos_] == u'"' || text_[pos_] == u'\'') {
         term.valuePosition = pos_ + 1;

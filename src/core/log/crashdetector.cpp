@@ -260,6 +260,7 @@ void CrashDetector::finish() {
 
 void CrashDetector::clear() {
     open_.clear();
+    dropped_ = 0;
     if (!crashes_.empty()) ++revision_;
     crashes_.clear();
 }
@@ -302,7 +303,10 @@ bool CrashDetector::startBlock(const Line& line) {
 }
 
 CrashRecord* CrashDetector::addCrash(CrashKind kind, const Line& line) {
-    if (crashes_.size() >= kMaxCrashes) crashes_.pop_front();
+    if (crashes_.size() >= kMaxCrashes) {
+        crashes_.pop_front();
+        ++dropped_;
+    }
     CrashRecord& crash = crashes_.emplace_back();
     crash.id = nextId_++;
     crash.kind = kind;

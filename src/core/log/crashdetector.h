@@ -105,6 +105,9 @@ public:
     bool isOpen(uint64_t id) const;
     // Crashes found since construction, including those dropped by the bound.
     uint64_t detectedCount() const { return detected_; }
+    // The oldest crashes dropped by the bound (kMaxCrashes) since clear():
+    // crashes() then holds the newest kMaxCrashes.
+    uint64_t droppedCount() const { return dropped_; }
 
 private:
     struct Block;
@@ -129,6 +132,7 @@ private:
     std::deque<CrashRecord> crashes_;
     uint64_t revision_ = 0;
     uint64_t detected_ = 0;
+    uint64_t dropped_ = 0;
     uint64_t nextId_ = 1;
     uint64_t fed_ = 0;  // rows fed
 };

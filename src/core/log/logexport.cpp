@@ -7,6 +7,7 @@
 #include <plist/plist.h>
 
 #include "core/log/linecursor.h"
+#include "core/log/linecut.h"
 #include "core/support/plistreader.h"
 #include "core/support/logger.h"
 
@@ -155,7 +156,7 @@ std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSour
         if (plist_get_node_type(entry) != PLIST_DICT) continue;
         RowValues values;
         for (int k = 1; k < kRowKeyCount; ++k)
-            values[RowKey(k)] = plistText(plist_dict_get_item(entry, rowKeyName(RowKey(k)).data()));
+            values[RowKey(k)] = cutLongLine(plistText(plist_dict_get_item(entry, rowKeyName(RowKey(k)).data())));
         // Rows saved this way kept logcat's tag padding and the blank after
         // the colon; rows read from text lose both, and so do these.
         values.name = std::string(trimBlanks(values.name));

@@ -15,6 +15,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/adb/replyframing.h"
+#include "core/log/linecut.h"
 #include "core/log/linesplit.h"
 #include "core/log/logparser.h"
 #include "core/log/mappedfile.h"
@@ -53,6 +55,15 @@ void reserveForFile(std::string& bytes, size_t size) {
     if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
 }
 
+// Whether the file's first bytes say it is binary; read before the rest, so
+// that a huge binary file is refused without reading it.
+bool startsBinary(int fd) {
+    std::string head(utf8::kBinaryProbeBytes, '\0');
+    const ssize_t n = ::pread(fd, head.data(), head.size(), 0);
+    head.resize(n > 0 ? size_t(n) : 0);
+    return utf8::looksBinary(head);
+}
+
 // Reads what `fd` holds into `bytes`; on failure returns the error text.
 std::optional<std::string> readAll(int fd, size_t size, std::string& bytes) {
     reserveForFile(bytes, size);
@@ -81,6 +92,8 @@ std::optional<std::string> openFile(const QString& path, FileBytes& file) {
         error = std::strerror(errno);
     } else if (!S_ISREG(st.st_mode)) {
         error = "not a regular file";
+    } else if (startsBinary(fd)) {
+        error = utf8::kBinaryFileReason;
     } else if (std::shared_ptr<const MappedFile> mapping = MappedFile::map(fd, size_t(st.st_size))) {
         file.bytes = mapping->bytes();
         file.owner = mapping;
@@ -191,6 +204,7 @@ struct Stretch {
     RowList rows;
     FileChunkNotes notes;
     size_t lines = 0;  // as the splitter gives them (its last one may be an empty piece)
+    size_t cut = 0;    // lines longer than the limit, cut
     bool parsed = false;  // under Job::mutex
 };
 
@@ -244,6 +258,13 @@ void Job::parse(Stretch& stretch, const std::atomic<bool>* callerStop) {
         if (n % kStopCheckLines == 0 && (stop || (callerStop != nullptr && *callerStop))) break;
         ++stretch.lines;
         if (!isLongEnough(line)) continue;
+        if (line.size() > size_t(kMaxLineBytes)) {
+            // Held to the live lines' limit: the cut copy becomes arena text.
+            std::string cut(line);
+            cutLongLinesInPlace(cut);
+            line = arena.copyLine(cut);
+            ++stretch.cut;
+        }
         if (RowPtr row = parseThreadTimeLine(arena, line, format, placeholder)) {
             stretch.notes.observe(*row);
             rows.append(std::move(row));
@@ -293,6 +314,23 @@ bool parseInStretches(const std::shared_ptr<Job>& shared, const TextFileReading&
 
 }  // namespace
 
+bool utf8::looksBinary(std::string_view head) {
+    head = head.substr(0, kBinaryProbeBytes);
+    if (head.find('\0') == std::string_view::npos) return false;
+    // UTF-16 and UTF-32 text is full of NUL bytes; its byte-order mark says so.
+    const auto encoding = QStringConverter::encodingForData(QByteArrayView(head.data(), qsizetype(head.size())));
+    return !encoding || *encoding == QStringConverter::Utf8;
+}
+
+bool utf8::fileLooksBinary(const QString& path) {
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return false;
+    struct stat st {};
+    const bool binary = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && startsBinary(fd);
+    ::close(fd);
+    return binary;
+}
+
 std::string utf8::fileTextAsUtf8(std::string bytes) {
     if (isValid(bytes)) return bytes;
     if (auto decoded = decodeMarkedEncoding(bytes)) return std::move(*decoded);
@@ -338,18 +376,20 @@ TextFileRead readTextFile(const QString& path, const RowIndexSource& nextIndex, 
 
     const auto job = std::make_shared<Job>(file, format, checkUtf8, file.bytes);
     for (const auto& [begin, end] : cutIntoStretches(file.bytes, how.firstChunkBytes, how.chunkBytes))
-        job->stretches.push_back(Stretch{begin, end, {}, {}, 0, false});
+        job->stretches.push_back(Stretch{begin, end, {}, {}, 0, 0, false});
     FileRowNamer namer;
     std::vector<RowList> joined;
-    size_t lines = 0;
+    size_t lines = 0, cut = 0;
     const bool whole = job->stretches.empty() || parseInStretches(job, how, [&](Stretch& stretch) {
         numberRows(stretch.rows, 0, stretch.rows.size(), nextIndex);
         namer.take(std::move(stretch.notes));
         lines += stretch.lines;
+        cut += stretch.cut;
         if (how.rows) how.rows(stretch.rows);
         if (how.progress) how.progress(stretch.end, file.bytes.size());
         joined.push_back(std::move(stretch.rows));
     });
+    if (cut != 0) VF_LOG("lines cut at 1 MiB: {}", cut);
     if (job->sawInvalid) VF_LOG("unable to open: {}, {}", path, "not valid UTF-8");
     VF_LOG("reading file:{}, lines:{}", path, lines + 1 - std::min(lines, joined.size()));
     namer.nameRows(joined);

@@ -4,6 +4,7 @@
 // characters are counted in UTF-16 units, as the rules were written for
 // UTF-16 strings. Pure functions, any thread.
 
+#include <QString>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -20,6 +21,16 @@ namespace vf::utf8 {
 // as ISO Latin-1 only when it holds no UTF-8 sequence at all. A UTF-8
 // byte-order mark stays at the front for the caller to skip.
 std::string fileTextAsUtf8(std::string bytes);
+
+// A file whose first kBinaryProbeBytes hold a NUL byte is binary, not a log,
+// unless a byte-order mark announces UTF-16 or UTF-32 text. Such files are
+// refused with kBinaryFileReason.
+inline constexpr size_t kBinaryProbeBytes = 64 * 1024;
+inline constexpr char kBinaryFileReason[] = "not a text log (it holds NUL bytes)";
+bool looksBinary(std::string_view head);
+// Whether the regular file at `path` starts binary (reads its first
+// kBinaryProbeBytes only; false for anything it cannot read).
+bool fileLooksBinary(const QString& path);
 
 // Number of bytes of the white space character at the front of `s` (ASCII
 // blanks, tabs, line breaks, NEL and the Unicode space and separator

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "core/adb/replyframing.h"
 #include "core/support/logger.h"
 
 namespace vf {
@@ -54,6 +55,15 @@ void ScreencapReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArra
             }
             break;
         case kPng:
+            // Every whole read ends in "IEND"; one that does not was cut at
+            // the size limit: no screenshot is that large, so it is a failure.
+            if (!data.endsWith("IEND") || resultData_.size() + data.size() > kMaxImageBytes) {
+                VF_LOG("screenshot larger than {} bytes: dropped", kMaxImageBytes);
+                resultData_ = QByteArray();
+                tooLarge_ = true;
+                stop();
+                break;
+            }
             resultData_.append(data);
             readPNGWithTag(kPng);
             break;
@@ -67,6 +77,10 @@ void ScreencapReader::socketDidDisconnect(AsyncSocket* socket, const OptionalErr
     AdbSocket::socketDidDisconnect(socket, error);
     const QByteArray data = std::exchange(resultData_, QByteArray());
     if (delegate_ == nullptr) return;
+    if (std::exchange(tooLarge_, false)) {
+        delegate_->screenapFailedWithError(logReaderError(kTooLargeCode, QString::fromLatin1(kTooLargeText)));
+        return;
+    }
     if (!data.isEmpty()) {
         delegate_->screencapReceived(data);
         return;

@@ -21,12 +21,17 @@ public:
     // them into a PNG with ScreencapReader::createImageFromData.
     virtual void screencapReceived(const QByteArray& data) = 0;
     // Nothing was read; `error` is the disconnection's, when there was one.
+    // A capture larger than kMaxImageBytes (64 MiB) fails too, with
+    // ScreencapReader::kTooLargeText.
     virtual void screenapFailedWithError(const OptionalError& error) = 0;
 };
 
 class ScreencapReader final : public AdbSocket {
     Q_OBJECT
 public:
+    static constexpr int kTooLargeCode = 4;
+    static constexpr char kTooLargeText[] = "the screenshot is larger than 64 MiB";
+
     explicit ScreencapReader(const AdbEndpoint& endpoint, QObject* parent = nullptr)
         : AdbSocket(endpoint, parent) {}
 
@@ -55,6 +60,7 @@ private:
     ScreencapReaderDelegate* delegate_ = nullptr;
     QByteArray resultData_;
     QDateTime captureStart_;  // kept for diagnostics of slow devices
+    bool tooLarge_ = false;   // the capture under way passed the size limit
 };
 
 }  // namespace vf

@@ -41,7 +41,8 @@ std::optional<int> punctuationKeyCode(char c) {
 
 }  // namespace
 
-QByteArray TypeWriter::charactersForKey(int key, Qt::KeyboardModifiers modifiers, const QString& text) {
+QByteArray TypeWriter::charactersForKey(int key, Qt::KeyboardModifiers modifiers, const QString& text,
+                                        QString* skipped) {
     switch (key) {
         case Qt::Key_Up: return QByteArray(1, '\0');
         case Qt::Key_Down: return QByteArray(1, '\1');
@@ -62,10 +63,17 @@ QByteArray TypeWriter::charactersForKey(int key, Qt::KeyboardModifiers modifiers
         const char letter = char('a' + (key - Qt::Key_A));
         return QByteArray(1, (modifiers & Qt::ShiftModifier) ? char(letter - 'a' + 'A') : letter);
     }
+    // "input text" types only what the device's virtual keyboard has, which
+    // is ASCII: anything else is skipped and named, never sent as its low
+    // byte (which would type another character, or a shell metacharacter).
     QByteArray out;
-    for (const QChar ch : text) {
-        if (ch.unicode() < 0x20) continue;  // control characters of other chords
-        out.append(char(ch.unicode() & 0xFF));
+    for (const char32_t c : text.toUcs4()) {
+        if (c < 0x20) continue;  // control characters of other chords
+        if (c < 0x80) {
+            out.append(char(c));
+        } else if (skipped != nullptr) {
+            *skipped += QString::fromUcs4(&c, 1);
+        }
     }
     return out;
 }
@@ -84,33 +92,40 @@ InputWrapper TypeWriter::inputForChar(char c, bool command) {
 }
 
 QString TypeWriter::escapeText(const QString& text) {
-    // The device's "input text" turns %s into a space; the order of these
-    // passes is part of the behaviour: "%" ends up as two backslashes and
-    // an ampersand, and the "%s" of a space is left alone.
-    QString out = text;
-    out.replace(u'%', u"\\&"_s);
-    out.replace(u' ', u"%s"_s);
-    out.replace(u'&', u"\\&"_s);
-    out.replace(u'(', u"\\("_s);
-    out.replace(u')', u"\\)"_s);
-    out.replace(u'<', u"\\<"_s);
-    out.replace(u'>', u"\\>"_s);
-    // The command runs in the device's shell: every other character it
-    // would interpret is escaped too, so typed text never runs a command.
-    static const QString kShellSpecial = u"`$|;\"'*?~!#{}[]^"_s;
-    QString safe;
-    safe.reserve(out.size() * 2);
-    for (const QChar ch : out) {
-        if (kShellSpecial.contains(ch)) safe.append(u'\\');
-        safe.append(ch);
+    // The command runs in the device's shell, so the text must reach
+    // "input text" as exactly one word, whatever was typed. A space goes as
+    // "%s", which "input text" turns back into a space. Letters, digits,
+    // the few punctuation marks no shell reads and any non-ASCII character
+    // go as they are; every other printable character behind a backslash
+    // (the backslash too), which keeps the long-standing "\&", "\(" and
+    // the like; a control character in single quotes, since a backslash
+    // before a line feed would join lines instead of quoting it. NUL cannot
+    // be passed at all and is dropped.
+    static const QString kPlain = u"%_-+.,/:=@"_s;
+    QString word;
+    word.reserve(text.size() * 2 + 2);
+    for (const QChar ch : text) {
+        const char16_t c = ch.unicode();
+        if (c == u' ') {
+            word += u"%s"_s;
+        } else if (c == 0) {
+            continue;
+        } else if (c < 0x20 || c == 0x7F) {
+            word.append(u'\'').append(ch).append(u'\'');
+        } else if (c >= 0x80 || ch.isLetterOrNumber() || kPlain.contains(ch)) {
+            word += ch;
+        } else {
+            word.append(u'\\').append(ch);
+        }
     }
-    return safe;
+    // An empty text is still one word.
+    return word.isEmpty() ? u"''"_s : word;
 }
 
-bool TypeWriter::sendKeyEvent(int key, Qt::KeyboardModifiers modifiers, const QString& text) {
+bool TypeWriter::sendKeyEvent(int key, Qt::KeyboardModifiers modifiers, const QString& text, QString* skipped) {
     const bool command = modifiers & Qt::ControlModifier;
     bool refused = false;
-    for (const char c : charactersForKey(key, modifiers, text)) {
+    for (const char c : charactersForKey(key, modifiers, text, skipped)) {
         refused = addInput(inputForChar(c, command));
         if (refused) break;
     }

@@ -43,8 +43,10 @@ public:
         : AdbSocket(endpoint, parent) {}
 
     // A key press (Qt key, modifiers, typed text). Returns true when the
-    // queue was full and an input was refused (the caller beeps). Any thread.
-    bool sendKeyEvent(int key, Qt::KeyboardModifiers modifiers, const QString& text);
+    // queue was full and an input was refused (the caller beeps). Characters
+    // the device cannot type (any beyond ASCII) are left out and appended to
+    // `skipped`. Any thread.
+    bool sendKeyEvent(int key, Qt::KeyboardModifiers modifiers, const QString& text, QString* skipped = nullptr);
     bool sendMenuKey() { return addKeyEvent(kMenuKey); }
     bool sendHomeKey() { return addKeyEvent(kHomeKey); }
     bool sendBackKey() { return addKeyEvent(kBackKey); }
@@ -55,12 +57,15 @@ public:
     qsizetype pendingInputs() const;
 
     // Pure helpers.
-    // The device characters of a key press: the low byte of each typed
-    // character, with the arrows as 0-3, Tab 9, Return 13, Backspace 127.
-    static QByteArray charactersForKey(int key, Qt::KeyboardModifiers modifiers, const QString& text);
+    // The device characters of a key press: each typed ASCII character,
+    // with the arrows as 0-3, Tab 9, Return 13, Backspace 127. Characters
+    // beyond ASCII are appended to `skipped` instead.
+    static QByteArray charactersForKey(int key, Qt::KeyboardModifiers modifiers, const QString& text,
+                                       QString* skipped = nullptr);
     // The input for one such character; `command` is Ctrl (Command) held.
     static InputWrapper inputForChar(char c, bool command);
-    // Text made safe for the device's shell (see the .cpp for the passes).
+    // The text as exactly one word of the device's shell whose value is the
+    // text with each space as "%s" (see the .cpp for the quoting).
     static QString escapeText(const QString& text);
 
     void socketDidConnect(AsyncSocket* socket) override;

@@ -8,6 +8,17 @@ namespace vf {
 
 namespace {
 constexpr QStringView kIndent = u"    ";
+
+// Whether `out` has grown past `maxOutput`; if so it is cut there and ends
+// with a line that says so.
+bool cutAtLimit(QString& out, qsizetype maxOutput) {
+    if (out.size() <= maxOutput) return false;
+    out.truncate(maxOutput);
+    const QString limit = maxOutput % (qsizetype(1) << 20) == 0 ? u"%1 MiB"_s.arg(maxOutput >> 20)
+                                                                : u"%1 characters"_s.arg(maxOutput);
+    out += u"\n\u2026 [cut here: the formatted text is longer than %1]"_s.arg(limit);
+    return true;
+}
 }  // namespace
 
 void TextUtils::trimEnd(QString& text) {
@@ -16,8 +27,8 @@ void TextUtils::trimEnd(QString& text) {
     text.truncate(end);
 }
 
-void TextUtils::addTabs(int count, QString& text) {
-    for (int i = 0; i < count; ++i) text += kIndent;
+void TextUtils::addTabs(qsizetype count, QString& text) {
+    for (qsizetype i = 0; i < qMin<qsizetype>(count, kMaxIndentDepth); ++i) text += kIndent;
 }
 
 QString TextUtils::truncate(const QString& text, qsizetype length) {
@@ -25,13 +36,14 @@ QString TextUtils::truncate(const QString& text, qsizetype length) {
     return text.left(length) + u"..."_s;
 }
 
-QString TextUtils::lenientJsonPrettyPrinter(QStringView text) {
+QString TextUtils::lenientJsonPrettyPrinter(QStringView text, qsizetype maxOutput) {
     QString out;
-    out.reserve(text.size() * 2);
-    int depth = 0;
+    out.reserve(qMin(text.size() * 2, maxOutput));
+    qsizetype depth = 0;  // counted in full, so brackets still pair beyond the indentation limit
     bool inString = false;
     QChar previous;  // none at first
     for (const QChar c : text) {
+        if (cutAtLimit(out, maxOutput)) break;
         // Quotes at depth 0 belong to the prefix and never open a string.
         if (depth > 0 && c == u'"' && previous != u'\\') inString = !inString;
         if (inString || (depth < 1 && c != u'{' && c != u'[')) {
@@ -82,20 +94,23 @@ QString TextUtils::lenientJsonPrettyPrinter(QStringView text) {
         }
         previous = c;
     }
+    cutAtLimit(out, maxOutput);
     return out;
 }
 
-QString TextUtils::lenientXMLPrettyPrinter(QStringView text) {
+QString TextUtils::lenientXMLPrettyPrinter(QStringView text, qsizetype maxOutput) {
     QString result;
-    xmlPrettyPrinter(text, 0, 0, result);
+    xmlPrettyPrinter(text, 0, 0, result, maxOutput);
     return result;
 }
 
-void TextUtils::xmlPrettyPrinter(QStringView text, qsizetype index, int tabCount, QString& result) {
+void TextUtils::xmlPrettyPrinter(QStringView text, qsizetype index, int tabCount, QString& result,
+                                 qsizetype maxOutput) {
     if (text.size() < 2 || index >= text.size() - 1) return;
-    int depth = tabCount;
+    qsizetype depth = tabCount;
     bool afterClosingStart = false;
     for (qsizetype i = index; i < text.size(); ++i) {
+        if (cutAtLimit(result, maxOutput)) return;
         const QChar c = text[i];
         const QChar next = i + 1 < text.size() ? text[i + 1] : QChar();
         if ((c == u'<' && next == u'?') || (c == u'?' && next == u'?')) {
@@ -124,9 +139,10 @@ void TextUtils::xmlPrettyPrinter(QStringView text, qsizetype index, int tabCount
             if (afterClosingStart && c == u'>') --depth;
         }
     }
+    cutAtLimit(result, maxOutput);
 }
 
-QString TextUtils::dataDescription(const QByteArray& bytes) {
+QString TextUtils::dataDescription(QByteArrayView bytes) {
     QString out = u"<"_s;
     for (qsizetype i = 0; i < bytes.size(); ++i) {
         if (i > 0 && i % 4 == 0) out += u' ';
@@ -148,8 +164,15 @@ Base64Decoding TextUtils::decodeBase64(QStringView text) {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString decoded = decoder.decode(bytes);
     if (!decoder.hasError() && !decoded.isEmpty()) return {decoded, {}};
+    if (bytes.size() > kShownBytes) {
+        return {std::nullopt, u"Result is not a string.\nBIN[%1 \u2026 %2 bytes in all]"_s.arg(
+                                  dataDescription(QByteArrayView(bytes).first(kShownBytes)))
+                                  .arg(bytes.size())};
+    }
     if (!bytes.isEmpty()) return {std::nullopt, u"Result is not a string.\nBIN[%1]"_s.arg(dataDescription(bytes))};
-    return {std::nullopt, u"Value is not valid Base64:\n\n'%1'"_s.arg(text)};
+    QString shown = text.first(qMin(text.size(), kShownBytes)).toString();
+    if (text.size() > kShownBytes) shown += u'\u2026';
+    return {std::nullopt, u"Value is not valid Base64:\n\n'%1'"_s.arg(shown)};
 }
 
 }  // namespace vf

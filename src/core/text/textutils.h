@@ -6,6 +6,7 @@
 // are part of what users see and are kept. Pure functions; any thread.
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 #include <QStringView>
 #include <optional>
@@ -22,27 +23,39 @@ class TextUtils final {
 public:
     TextUtils() = delete;
 
+    // The printers' bounds, so that hostile text costs time and memory in
+    // proportion to its size: indentation stops growing at kMaxIndentDepth
+    // levels (deeper levels are indented as that one), and the output stops
+    // at `maxOutput` characters, followed by a line saying it was cut.
+    static constexpr int kMaxIndentDepth = 64;
+    static constexpr qsizetype kMaxPrettyOutput = qsizetype(64) << 20;
+
     // JSON reflowed with four-space indentation; text outside the outermost
     // brackets passes through. The result starts with a newline.
-    static QString lenientJsonPrettyPrinter(QStringView text);
+    static QString lenientJsonPrettyPrinter(QStringView text, qsizetype maxOutput = kMaxPrettyOutput);
 
     // XML with each tag on its own line; a text of fewer than two units
     // prints as nothing.
-    static QString lenientXMLPrettyPrinter(QStringView text);
-    static void xmlPrettyPrinter(QStringView text, qsizetype index, int tabCount, QString& result);
+    static QString lenientXMLPrettyPrinter(QStringView text, qsizetype maxOutput = kMaxPrettyOutput);
+    static void xmlPrettyPrinter(QStringView text, qsizetype index, int tabCount, QString& result,
+                                 qsizetype maxOutput = kMaxPrettyOutput);
 
     // Drops trailing line feeds and spaces (tabs and CR stay).
     static void trimEnd(QString& text);
-    // Appends `count` indentation units of four spaces (none for count <= 0).
-    static void addTabs(int count, QString& text);
+    // Appends `count` indentation units of four spaces (none for count <= 0,
+    // kMaxIndentDepth at most).
+    static void addTabs(qsizetype count, QString& text);
     // The text, or its first `length` characters and "..." when longer.
     static QString truncate(const QString& text, qsizetype length);
 
     // Decodes Base64, skipping characters outside its alphabet, and reads
-    // the bytes as UTF-8.
+    // the bytes as UTF-8. The alert shows at most the first kShownBytes
+    // bytes (and then the total), or the first kShownBytes characters of
+    // text that is not Base64.
+    static constexpr qsizetype kShownBytes = 64;
     static Base64Decoding decodeBase64(QStringView text);
     // Bytes as hexadecimal groups of four bytes in angle brackets: <48656c6c 6f>.
-    static QString dataDescription(const QByteArray& bytes);
+    static QString dataDescription(QByteArrayView bytes);
 };
 
 }  // namespace vf

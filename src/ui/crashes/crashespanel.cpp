@@ -190,9 +190,21 @@ void CrashesPanel::refreshList() {
 void CrashesPanel::updateCount() {
     const qsizetype n = qsizetype(detector_.crashes().size());
     countAction_->setText(marked_ ? u"Crashes: %1 new"_s.arg(n) : u"Crashes: %1"_s.arg(n));
-    hint_->setText(n == 0 ? u"No crashes"_s : n == 1 ? u"1 crash"_s : u"%1 crashes"_s.arg(n));
+    // The detector keeps the newest crashes only; the panel says when it dropped some.
+    const uint64_t dropped = detector_.droppedCount();
+    const QString shown = dropped > 0 ? u"The newest %1 crashes; %2 older dropped"_s.arg(n).arg(dropped)
+                          : n == 0    ? u"No crashes"_s
+                          : n == 1    ? u"1 crash"_s
+                                      : u"%1 crashes"_s.arg(n);
+    hint_->setText(shown);
+    countAction_->setToolTip(dropped > 0 ? u"Crashes and ANRs found in the log (the newest %1 kept; %2 older dropped)"_s
+                                               .arg(n)
+                                               .arg(dropped)
+                                         : u"Crashes and ANRs found in the log"_s);
     tabs_->setTabText(tabs_->indexOf(this), n == 0 ? u"Crashes"_s : u"Crashes (%1)"_s.arg(n));
 }
+
+QString CrashesPanel::summaryText() const { return hint_->text(); }
 
 void CrashesPanel::setMarked(bool marked) {
     if (!marked) seenDetected_ = detector_.detectedCount();

@@ -69,6 +69,8 @@ public:
     QListWidget* list() const { return list_; }
     QAction* countAction() const { return countAction_; }
     bool isMarked() const { return marked_; }
+    // The line under the list: how many crashes, and how many the limit dropped.
+    QString summaryText() const;
 
     // Shows the rows of the crash in list position `row` (newest first).
     void chooseCrash(int row);

@@ -4,11 +4,13 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QGridLayout>
+#include <QMessageBox>
 #include <QPointer>
 #include <QThreadPool>
 
 #include "core/log/logdatasource.h"
 #include "core/log/logexport.h"
+#include "core/log/utf8.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
 #include "ui/table/logtablemodel.h"
@@ -44,13 +46,24 @@ void FileController::openFile(const QString& path) {
         std::optional<RowList> rows;
         if (lower.endsWith(u"vellumfox"_s)) rows = readVellumfoxFile(path, [store] { return store->getIndex(); });
         if (!rows) rows = store->readTextFile(path);
-        runOnMainThread([self, path, rows = std::move(rows)]() mutable {
+        const bool binary = !rows && utf8::fileLooksBinary(path);
+        runOnMainThread([self, path, binary, rows = std::move(rows)]() mutable {
             if (self == nullptr) return;
             Q_EMIT self->showingFile();
             self->store_.setLogDataFromFile(rows.value_or(RowList()));
+            if (binary) self->refuseBinary(path);
             Q_EMIT self->fileOpened(path);
         });
     });
+}
+
+void FileController::refuseBinary(const QString& path) {
+    auto* box = new QMessageBox(QMessageBox::Warning, u"Alert"_s, u"Alert"_s, QMessageBox::Ok, &window_);
+    box->setInformativeText(u"Cannot open %1: %2"_s.arg(path, QString::fromLatin1(utf8::kBinaryFileReason)));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowModality(Qt::WindowModal);
+    box->setObjectName(u"binaryFileAlert"_s);
+    box->open();
 }
 
 void FileController::saveDocument() { saveFile({u"vellumfox"_s, u"log"_s, u"txt"_s}); }

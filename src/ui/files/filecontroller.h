@@ -53,6 +53,8 @@ Q_SIGNALS:
 
 private:
     void saveFile(const QStringList& extensions);
+    // A binary file is no log: an alert says so (window-modal, not waited for).
+    void refuseBinary(const QString& path);
 
     MainWindow& window_;
     LogDatasource& store_;

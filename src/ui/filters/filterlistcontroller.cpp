@@ -258,7 +258,11 @@ void FilterListController::filterBySelected(const QString& key, const QString& t
     VF_LOG("col:{}, value:{}", key, value);
     const ParseResult made = Predicate::fromTemplate(u"%K ==[cd] %@", {key, value});
     if (!made.predicate) return;
-    openSheet(u"%1_%2"_s.arg(title, value), made.predicate->format());
+    // A cell may hold tabs or line breaks; the suggested name must not.
+    QString name = u"%1_%2"_s.arg(title, value);
+    for (QChar& c : name)
+        if (!filterNameProblem(QStringView(&c, 1)).isEmpty()) c = u' ';
+    openSheet(name, made.predicate->format());
     sheet_->selectItemWithTitie(key);
 }
 
@@ -318,6 +322,7 @@ void FilterListController::closePredicateSheet() {
     const PredicatePtr predicate = sheet_->predicate();
     QString name = sheet_->filterName()->text().trimmed();
     if (name.isEmpty()) name = library_.newUnusedPredicateName();
+    if (!filterNameProblem(name).isEmpty()) return;  // the sheet says why
     if (!library_.contains(name)) {
         saveFromSheet(name, predicate);
         return;

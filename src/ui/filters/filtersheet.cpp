@@ -11,6 +11,8 @@
 #include <QTextBlock>
 #include <QVBoxLayout>
 
+#include "core/filter/filterlibrary.h"
+
 using namespace Qt::StringLiterals;
 
 namespace vf::ui {
@@ -73,6 +75,7 @@ FilterSheet::FilterSheet(QWidget* parent) : QDialog(parent) {
     layout->addWidget(buttons);
 
     connect(filterCriteria_, &QPlainTextEdit::textChanged, this, &FilterSheet::validate);
+    connect(filterName_, &QLineEdit::textChanged, this, &FilterSheet::validate);
     validate();
 }
 
@@ -121,9 +124,12 @@ void FilterSheet::validate() {
         errorLabel_->clear();
         predicateText_->setText(predicate_->format());
     }
+    // A name with control characters (pasted in) is never saved.
+    const QString nameProblem = filterNameProblem(filterName_->text());
+    if (!nameProblem.isEmpty() && !error_) errorLabel_->setText(u"Name: %1"_s.arg(nameProblem));
     filterCriteria_->setExtraSelections(marks);
     applyButton_->setEnabled(predicate_ != nullptr);
-    saveButton_->setEnabled(predicate_ != nullptr);
+    saveButton_->setEnabled(predicate_ != nullptr && nameProblem.isEmpty());
 }
 
 void FilterSheet::insertComparison(int index) {

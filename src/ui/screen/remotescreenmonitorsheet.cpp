@@ -244,7 +244,9 @@ void RemoteScreenMonitorSheet::backKey() {
 
 void RemoteScreenMonitorSheet::keyPressed(QKeyEvent* event) {
     VF_LOG("keyDown: key=0x{:x} modifiers=0x{:x} text={}", event->key(), int(event->modifiers()), event->text());
-    if (typeWriter_->sendKeyEvent(event->key(), event->modifiers(), event->text())) QApplication::beep();
+    QString skipped;
+    if (typeWriter_->sendKeyEvent(event->key(), event->modifiers(), event->text(), &skipped)) QApplication::beep();
+    if (!skipped.isEmpty()) setStatusText(u"Skipped \u201C%1\u201D: the device can only type ASCII"_s.arg(skipped));
 }
 
 bool RemoteScreenMonitorSheet::isTouchEnabled() const { return !imageView_->image().isNull(); }

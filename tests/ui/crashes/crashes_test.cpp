@@ -56,6 +56,19 @@ TEST_F(CrashesPanelTest, ANewCrashWhileFollowingMarksTheCountUntilThePanelIsShow
     EXPECT_EQ(panel()->countAction()->text(), u"Crashes: 1"_s);
 }
 
+TEST_F(CrashesPanelTest, SaysHowManyCrashesTheLimitDropped) {
+    start();
+    RowList rows;
+    for (uint64_t i = 0; i < CrashDetector::kMaxCrashes + 2; ++i) {
+        const std::string pid = std::to_string(100 + i);
+        rows << arena.make(RowValues{i, "01-01 00:00:01.000", "", pid, pid, "F", "libc",
+                                     "Fatal signal 6 (SIGABRT), code -1 (SI_QUEUE) in tid 1 (a), pid 1 (a)"});
+    }
+    show(rows);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return panel()->list()->count() == int(CrashDetector::kMaxCrashes); }));
+    EXPECT_EQ(panel()->summaryText(), u"The newest 1000 crashes; 2 older dropped"_s);
+}
+
 TEST_F(CrashesPanelTest, TheShownCrashKeepsShowingTheRowsItGains) {
     start();
     LogDatasource& store = *app->parts().store;

@@ -196,6 +196,13 @@ TEST_F(FiltersTest, SavingUnderAnExistingNameAsksFirst) {
     EXPECT_EQ(sheet->filterCriteria()->extraSelections().size(), 1);
 
     sheet->setCriteria(u"type == 'I'"_s);
+    // A pasted name with an escape sequence is refused, and says why.
+    sheet->filterName()->setText(u"evil\x1b[2J"_s);
+    EXPECT_TRUE(sheet->errorLabel()->text().startsWith(u"Name: "_s));
+    filters->closePredicateSheet();
+    EXPECT_TRUE(sheet->isVisible());
+    EXPECT_FALSE(filters->library().contains(u"evil\x1b[2J"_s));
+
     sheet->filterName()->setText(u"LogLevel Info"_s);
     filters->closePredicateSheet();
     QMessageBox* prompt = filters->currentPrompt();

@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <cmath>
 
@@ -52,8 +53,15 @@ TEST(RemoteScreen, ToolbarFollowsAutoRefreshAndClicksWaitForTheFirstImage) {
     }
     window.copyFullImage();  // nothing shown: nothing copied, status unchanged
     EXPECT_EQ(window.statusText(), QString());
-    // The Home key goes out after the clicks, the same way a tap would: had
-    // a click been sent, its connection would be the first.
+
+    // A character the device cannot type sends nothing and is named.
+    QKeyEvent key(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, QStringLiteral("\u4e2d"));
+    QApplication::sendEvent(view, &key);
+    EXPECT_EQ(window.statusText(), QStringLiteral("Skipped \u201C\u4e2d\u201D: the device can only type ASCII"));
+
+    // The Home key goes out after the clicks and the skipped key, the same
+    // way a tap would: had anything else been sent, its connection would be
+    // the first.
     window.homeKey();
     ASSERT_TRUE(test::waitUntil([&] { return server.received(0).contains("keyevent"); }));
     EXPECT_EQ(server.connectionCount(), 1);
