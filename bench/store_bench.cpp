@@ -106,7 +106,7 @@ void BM_LiveLines(benchmark::State& state) {
     double seconds = 0, cpuSeconds = 0, rss40k = 0, rssEnd = 0;
     for (auto _ : state) {
         vf::LogDatasource store;
-        store.takeProcessTable(vf::parsePsText(processTable(lines)));
+        store.takeProcessTable(vf::parseProcessTable(processTable(lines).toUtf8()));
         const int preset = int(state.range(1));
         if (preset >= 0) {
             const vf::PredicatePtr filter =

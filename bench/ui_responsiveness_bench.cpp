@@ -21,7 +21,6 @@
 
 #include "core/log/logdatasource.h"
 #include "core/support/preferences.h"
-#include "core/support/threads.h"
 #include "ui/connection/connectioncontroller.h"
 #include "ui/table/logtablemodel.h"
 #include "ui/vellumfoxappdelegate.h"
@@ -40,10 +39,12 @@ public:
 };
 class SilentConnector final : public vf::StoreConnector {
 public:
-    std::unique_ptr<vf::StoreConversation> connectLogReader(vf::LogReaderDelegate*, const QString&) override {
+    std::unique_ptr<vf::StoreConversation> connectLogReader(vf::LogReaderDelegate*, const QString&,
+                                                            QObject*) override {
         return std::make_unique<SilentConversation>();
     }
-    std::unique_ptr<vf::StoreConversation> connectPidReader(vf::PidReaderDelegate*, const QString&) override {
+    std::unique_ptr<vf::StoreConversation> connectShellCommand(vf::ShellCommandDelegate*, const QString&,
+                                                               const QString&, QObject*) override {
         return std::make_unique<SilentConversation>();
     }
 };
@@ -160,6 +161,5 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    vf::shutdownIoThread();
     return 0;
 }

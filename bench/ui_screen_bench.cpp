@@ -22,7 +22,6 @@
 #include <ctime>
 #include <vector>
 
-#include "core/support/threads.h"
 #include "ui/screen/remotescreenmonitorsheet.h"
 #include "ui/screen/screenimageview.h"
 
@@ -209,6 +208,5 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    vf::shutdownIoThread();
     return 0;
 }

@@ -8,7 +8,7 @@
 #   core/support <- core/text
 #   core <- ui <- app, and core <- cli
 # A module may always include itself. Every project include in src/ must
-# name its module from the root.
+# name its module from the root (automoc's "file.moc" excepted).
 #
 #   scripts/check-includes.sh          checks src/
 #   scripts/check-includes.sh DIR      checks DIR, laid out like src/
@@ -53,6 +53,7 @@ grep -rnE '^[[:space:]]*#[[:space:]]*include[[:space:]]*"' "$root" \
         line = substr(rest, 1, index(rest, ":") - 1)
         split(rest, quoted, "\"")
         target = quoted[2]
+        if (target ~ /\.moc$/) next  # generated beside the file by automoc
         from = module(substr(file, length(root) + 1))
         if (from == "") next
         to = module(target)

@@ -7,7 +7,6 @@
 #include "core/support/analytics.h"
 #include "core/support/buildinfo.h"
 #include "core/support/logger.h"
-#include "core/support/threads.h"
 #include "ui/files/filecontroller.h"
 #include "ui/vellumfoxappdelegate.h"
 
@@ -62,7 +61,6 @@ int main(int argc, char** argv) {
         status = QApplication::exec();
         vf::AnalyticsHelper::recordStop();
     }
-    vf::shutdownIoThread();
     vf::Logger::getInstance().shutdown();
     return status;
 }

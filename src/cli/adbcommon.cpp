@@ -1,7 +1,6 @@
 #include "cli/adbcommon.h"
 
 #include "core/session/sessionpreferences.h"
-#include "core/adb/adbsocket.h"
 #include "core/support/utils.h"
 
 using namespace Qt::StringLiterals;
@@ -25,7 +24,7 @@ void startAdbServer(const AdbEndpoint& endpoint, std::function<void(bool)> done)
 AdbSetup adbSetupFor(const CliOptions& options) {
     AdbSetup setup{endpointFromPreferences(), logcatOptionsFromPreferences()};
     if (!options.host.isEmpty()) setup.endpoint.host = options.host;
-    if (!options.port.isEmpty()) setup.endpoint.port = quint16(uint64_t(AdbSocket::leadingInteger(options.port)) & 0xFFFFu);
+    if (!options.port.isEmpty()) setup.endpoint.port = adbPortFromText(options.port);
     if (options.clear) setup.logcat.clearOnStart = true;
     if (options.tags) setup.logcat.logTags = *options.tags;
     return setup;

@@ -1,14 +1,8 @@
 #include "cli/devicescommand.h"
 
-#include <QMutexLocker>
-#include <QPointer>
-#include <QRegularExpression>
-
 #include "cli/rowwriter.h"
 #include "core/adb/devicelistdatasource.h"
-#include "core/adb/devicelistreader.h"
 #include "core/adb/replyframing.h"
-#include "core/support/threads.h"
 
 using namespace Qt::StringLiterals;
 
@@ -25,25 +19,6 @@ void appendJsonValue(std::string& line, const std::optional<QString>& value) {
 
 }  // namespace
 
-QMap<QString, QString> deviceStatesFromReply(const QString& reply) {
-    static const QRegularExpression lineBreaks(u"\\R"_s);
-    static const QRegularExpression blanks(u"[ \\t]"_s);
-    QMap<QString, QString> states;
-    for (const QString& line : reply.split(lineBreaks)) {
-        if (line.isEmpty() || line.startsWith(u'-') || line.startsWith(u"error:"_s)) continue;
-        const QStringList fields = line.split(blanks);
-        // Same fields as the device record: the id is the first (possibly
-        // empty) field; the state is the second non-empty one.
-        int nonEmpty = 0;
-        for (const QString& field : fields) {
-            if (field.isEmpty() || ++nonEmpty < 2) continue;
-            states.insert(fields.first(), field);
-            break;
-        }
-    }
-    return states;
-}
-
 DevicesCommand::DevicesCommand(const CliOptions& options, AdbEndpoint endpoint, std::ostream& out, std::ostream& err)
     : options_(options), endpoint_(std::move(endpoint)), out_(out), err_(err) {
     settleTimer_.setSingleShot(true);
@@ -51,84 +26,46 @@ DevicesCommand::DevicesCommand(const CliOptions& options, AdbEndpoint endpoint, 
     QObject::connect(&settleTimer_, &QTimer::timeout, this, &DevicesCommand::printAndFinish);
 }
 
-DevicesCommand::~DevicesCommand() {
-    runOnIoThreadBlocking([this] {
-        if (!reader_) return;
-        reader_->setDelegate(nullptr);
-        reader_->stop();
-        delete reader_;
-        reader_ = nullptr;
-    });
-    if (model_) model_->setDelegate(nullptr);
-    delete model_;
-}
+DevicesCommand::~DevicesCommand() = default;
 
 int DevicesCommand::run() {
-    model_ = new DeviceListDatasource(endpoint_);
+    model_ = std::make_unique<DeviceListDatasource>(endpoint_);
     model_->setDelegate(this);
-    requestList();
+    model_->loadDeviceList();
     if (!done_) loop_.exec();
     return status_;
 }
 
-void DevicesCommand::requestList() {
-    runOnIoThread([this] {
-        if (reader_) {
-            reader_->setDelegate(nullptr);
-            reader_->stop();
-            delete reader_;
-        }
-        reader_ = new DeviceListReader(endpoint_);
-        reader_->setDelegate(this);
-        reader_->connect();
-    });
-}
-
-void DevicesCommand::devicesReceived(const QString& text) {
-    {
-        const QMutexLocker lock(&replyMutex_);
-        reply_ = text;
-    }
-    model_->parseDeviceList(text);
-}
-
-void DevicesCommand::deviceListFailedWithError(int code) {
-    runOnMainThread([self = QPointer<DevicesCommand>(this), code] {
-        if (self) self->handleFailure(code);
-    });
-}
-
-void DevicesCommand::onDeviceListFailed(int code) { deviceListFailedWithError(code); }
-
-void DevicesCommand::handleFailure(int code) {
+void DevicesCommand::onDeviceListFailed(DeviceListFailure failure) {
     if (done_) return;
-    if (code == kDeviceListUnexpectedReply) {
+    if (failure == DeviceListFailure::UnexpectedReply) {
         err_ << "vellumfox-cli: " << kUnexpectedReplyText << '\n';
         finish(kExitFailure);
         return;
     }
-    if (code != 0) {
+    if (failure == DeviceListFailure::NoDevice) {
         err_ << "vellumfox-cli: no device attached\n";
         finish(kExitFailure);
         return;
     }
-    if (triedStart_) {
-        err_ << "vellumfox-cli: the ADB server still does not answer at " << utf8(endpoint_.display()) << '\n';
-        finish(kExitFailure);
-        return;
-    }
-    triedStart_ = true;
-    err_ << "vellumfox-cli: no ADB server at " << utf8(endpoint_.display())
-         << "; trying to start it (adb start-server)\n";
-    startAdbServer(endpoint_, [self = QPointer<DevicesCommand>(this)](bool started) {
-        if (!self || self->done_) return;
-        if (!started) {
-            self->err_ << "vellumfox-cli: could not start the ADB server\n";
-            self->finish(kExitFailure);
-            return;
+    const auto start = [this](std::function<void(bool)> done) { startAdbServer(endpoint_, std::move(done)); };
+    adbStart_.notRunning(this, start, [this](AdbStartOnce::Step step) {
+        if (done_) return;
+        const std::string server = utf8(endpoint_.display());
+        switch (step) {
+            case AdbStartOnce::Step::Starting:
+                err_ << "vellumfox-cli: no ADB server at " << server << "; trying to start it (adb start-server)\n";
+                return;
+            case AdbStartOnce::Step::Started:
+                err_ << "vellumfox-cli: ADB server started\n";
+                return model_->loadDeviceList();
+            case AdbStartOnce::Step::NotStarted:
+                err_ << "vellumfox-cli: could not start the ADB server\n";
+                return finish(kExitFailure);
+            case AdbStartOnce::Step::StillNotRunning:
+                err_ << "vellumfox-cli: the ADB server still does not answer at " << server << '\n';
+                return finish(kExitFailure);
         }
-        self->err_ << "vellumfox-cli: ADB server started\n";
-        self->requestList();
     });
 }
 
@@ -158,13 +95,8 @@ void DevicesCommand::checkDone() {
 
 void DevicesCommand::printAndFinish() {
     if (done_) return;
-    QMap<QString, QString> states;
-    {
-        const QMutexLocker lock(&replyMutex_);
-        states = deviceStatesFromReply(reply_);
-    }
     for (const DeviceRecord& record : std::as_const(devices_)) {
-        const QString state = record.state.isEmpty() ? states.value(record.id, record.type) : record.state;
+        const QString& state = record.state;
         std::string line;
         if (options_.format == OutputFormat::Json) {
             line = "{\"id\":";

@@ -1,31 +1,28 @@
 #pragma once
-// "devices": the device list as the viewer sees it (the core's device list
-// model and its model-name look-ups), with each device's state parsed from
-// the same "host:devices" reply.
+// "devices": the device list as the viewer sees it: the core's device list
+// model with its states and model-name look-ups.
 //
 // Main thread; run() spins a local event loop until the look-ups settle.
+// Nothing here waits for another thread: the model reports by queued calls.
 
-#include <QMutex>
-#include <QObject>
 #include <QEventLoop>
+#include <QObject>
 #include <QTimer>
+#include <memory>
 #include <ostream>
 
 #include "cli/adbcommon.h"
 #include "cli/options.h"
 #include "core/adb/delegates.h"
+#include "core/session/adbstart.h"
 
 namespace vf {
 class DeviceListDatasource;
-class DeviceListReader;
 }  // namespace vf
 
 namespace vf::cli {
 
-// The state column of every line of a "host:devices" reply, by serial.
-QMap<QString, QString> deviceStatesFromReply(const QString& reply);
-
-class DevicesCommand final : public QObject, public DeviceListDelegate, public DeviceListReaderDelegate {
+class DevicesCommand final : public QObject, public DeviceListDelegate {
     Q_OBJECT
 public:
     DevicesCommand(const CliOptions& options, AdbEndpoint endpoint, std::ostream& out, std::ostream& err);
@@ -37,17 +34,11 @@ public:
     static constexpr int kLookupSettleMs = 2000;
 
 private:
-    // DeviceListDelegate (main thread; the failure from the I/O thread).
+    // DeviceListDelegate (main thread).
     void onDevicesConnected(const DeviceList& devices) override;
     void onDeviceModel(const QString& deviceId, const QString& model) override;
-    void onDeviceListFailed(int code) override;
-    // DeviceListReaderDelegate (I/O thread): our own list conversation, so
-    // that the reply's text is seen here as well as by the model.
-    void devicesReceived(const QString& text) override;
-    void deviceListFailedWithError(int code) override;
+    void onDeviceListFailed(DeviceListFailure failure) override;
 
-    void requestList();
-    void handleFailure(int code);
     void checkDone();
     void printAndFinish();
     void finish(int status);
@@ -56,13 +47,10 @@ private:
     AdbEndpoint endpoint_;
     std::ostream& out_;
     std::ostream& err_;
-    DeviceListDatasource* model_ = nullptr;
-    DeviceListReader* reader_ = nullptr;  // lives on the I/O thread
-    QMutex replyMutex_;
-    QString reply_;
+    std::unique_ptr<DeviceListDatasource> model_;
     DeviceList devices_;
     bool listed_ = false;
-    bool triedStart_ = false;
+    AdbStartOnce adbStart_;
     bool done_ = false;
     int status_ = kExitOk;
     QTimer settleTimer_;

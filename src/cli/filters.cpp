@@ -63,7 +63,6 @@ std::optional<int> prepareFilter(const CliOptions& options, bool onStream, std::
         build.problem = FilterProblem{u"--query"_s, {},
                                       u"is:crash needs the whole log: use it with \"convert\" or \"crashes FILE\""_s,
                                       std::nullopt};
-    if (!build.problem) build.problem = probeFilter(build.predicate);
     if (build.problem) {
         reportFilterProblem(err, *build.problem);
         return kExitUsage;
@@ -112,15 +111,6 @@ std::optional<bool> rowPasses(const Predicate* predicate, const Row& row, QStrin
         return std::nullopt;
     }
     return passes;
-}
-
-std::optional<FilterProblem> probeFilter(const PredicatePtr& predicate) {
-    if (!predicate) return std::nullopt;
-    RowArena arena;
-    const RowPtr empty = arena.make(RowValues{});
-    QString error;
-    if (rowPasses(predicate.get(), *empty, &error)) return std::nullopt;
-    return FilterProblem{u"filter"_s, predicate->format(), u"cannot be evaluated: %1"_s.arg(error), std::nullopt};
 }
 
 bool isOfPackages(std::string_view app, const QStringList& packages) {

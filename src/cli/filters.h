@@ -62,8 +62,4 @@ std::optional<bool> rowPasses(const Predicate* predicate, const Row& row, QStrin
 // when there are none); see appIsPackage().
 bool isOfPackages(std::string_view app, const QStringList& packages);
 
-// Tries the predicate on an empty row so that a key rows never have is an
-// error before any output, even when the input has no rows.
-std::optional<FilterProblem> probeFilter(const PredicatePtr& predicate);
-
 }  // namespace vf::cli

@@ -8,11 +8,11 @@
 #include <string_view>
 #include <vector>
 
-#include "core/log/linesplit.h"
 #include "core/log/logexport.h"
 #include "core/support/plistreader.h"
 #include "core/support/terminaltext.h"
 #include "core/log/utf8.h"
+#include "core/support/text.h"
 
 using namespace Qt::StringLiterals;
 
@@ -35,16 +35,6 @@ void trimCutSequence(QByteArray& bytes) {
     const uchar c = uchar(bytes[lead - 1]);
     const qsizetype need = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : 2;
     if (bytes.size() - (lead - 1) < need) bytes.truncate(lead - 1);
-}
-
-// Lines as the file reader splits them (a CR LF pair leaves an empty line
-// between, which the detector skips as too short).
-std::vector<std::string_view> splitLines(std::string_view text) {
-    std::vector<std::string_view> result;
-    lines::Splitter splitter(text);
-    std::string_view line;
-    while (splitter.next(line)) result.push_back(line);
-    return result;
 }
 
 bool looksBinary(const QByteArray& head) {
@@ -131,7 +121,9 @@ LayoutDetection detectLayout(const QString& path) {
     }
     if (head.size() == kDetectionBytes) trimCutSequence(head);
     const std::string text = utf8::fileTextAsUtf8(head.toStdString());
-    result.format = determineLogType(splitLines(text));
+    // Lines as the file reader splits them (a CR LF pair leaves an empty line
+    // between, which the detector skips as too short).
+    result.format = determineLogType(splitLines(text, LineBreaks::LfCr));
     return result;
 }
 

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include "cli/cliapplication.h"
-#include "core/support/threads.h"
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
@@ -26,6 +25,5 @@ int main(int argc, char** argv) {
         status = cli.run(arguments);
     }
     std::cout.flush();
-    vf::shutdownIoThread();
     return status;
 }

@@ -166,10 +166,7 @@ void StreamCommand::onSessionNotice(const SessionNotice& notice) {
         case SessionNotice::NoPermissions:
         case SessionNotice::NotStreamable:
         case SessionNotice::DeviceOffline: {
-            const QString word = notice.record ? notice.record->state : u"offline"_s;
-            DeviceStatus status{deviceStateFromWord(word), word, std::nullopt,
-                                notice.record ? notice.record->usbVendorId : std::nullopt};
-            message(deviceStateAdvice(id, status));
+            message(deviceStateAdvice(id, notice.record));
             if (notice.kind == SessionNotice::DeviceOffline && session_->isWaiting()) return;
             break;
         }

@@ -2,7 +2,6 @@
 
 #include "core/adb/adbsocket.h"
 #include "core/adb/shellcommandreader.h"
-#include "core/support/preferences.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
@@ -20,6 +19,15 @@ TEST(AdbSocket, FramesWithTheUtf8LengthInFourLowerCaseHexDigits) {
     EXPECT_EQ(AdbSocket::frame(u"\U0001F600"_s), "0004\xf0\x9f\x98\x80");
 }
 
+struct Ends final : ShellCommandDelegate {
+    void shellCommandFinished(const QString&, const QByteArray& out, const AdbResult& result) override {
+        outcomes.push_back(result.outcome);
+        output = out;
+    }
+    std::vector<AdbOutcome> outcomes;
+    QByteArray output;
+};
+
 // The server reads exactly the bytes the prefix announces: a request with
 // non-ASCII text arrives whole and the conversation goes on after it.
 TEST(AdbSocket, NonAsciiRequestsArriveWhole) {
@@ -28,45 +36,57 @@ TEST(AdbSocket, NonAsciiRequestsArriveWhole) {
     server.addScript(test::Script().expectRequest("host:transport-any").reply("OKAY")
                          .expect(4 + command.size()).reply("OKAY").reply("done\n").close());
     ShellCommandReader reader(server.endpoint(), QString::fromUtf8(command));
-    struct : ShellCommandDelegate {
-        void shellCommandEnded(const QString&, const QByteArray& bytes, const OptionalError&) override {
-            output = bytes;
-        }
-        QByteArray output;
-    } delegate;
+    Ends delegate;
     reader.setDelegate(&delegate);
-    reader.connect();
+    reader.start();
     ASSERT_TRUE(test::waitUntil([&] { return !delegate.output.isEmpty(); }));
     EXPECT_EQ(delegate.output, "done\n");
     EXPECT_EQ(server.received(0), "0012host:transport-any001b" + command);
 }
 
-TEST(AdbSocket, StatusWordsTextAndHexLengths) {
-    EXPECT_TRUE(AdbSocket::isOkay("OKAY"));
-    for (const char* status : {"okay", "OKAY\n", "FAIL"}) EXPECT_FALSE(AdbSocket::isOkay(status)) << status;
-
-    EXPECT_EQ(AdbSocket::stringFromData("caf\xc3\xa9"), u"caf\u00e9"_s);
-    EXPECT_EQ(AdbSocket::stringFromData(""), QString());
-    // Invalid, overlong and truncated sequences.
-    for (const char* bad : {"ab\xff", "\xc0\xaf", "\xc3"}) EXPECT_FALSE(AdbSocket::stringFromData(bad)) << bad;
-
-    EXPECT_EQ(AdbSocket::hexDataToInteger("001a"), 26u);
-    EXPECT_EQ(AdbSocket::hexDataToInteger("FFFF"), 65535u);
-    for (const char* bad : {"00g1", "zzzz", "\xff\xff"}) EXPECT_EQ(AdbSocket::hexDataToInteger(bad), 0u) << bad;
-    EXPECT_EQ(AdbSocket::hexStringToInteger(u"  0x1fq"_s), 31u);
-    EXPECT_EQ(AdbSocket::hexStringToInteger(u"fffffffff"_s), 0xFFFFFFFFu);
-}
-
-TEST(AdbSocket, StopBeforeTheConnectionCompletesLeavesItNotConnecting) {
+// stop() ends a conversation wherever it waits (for a server that never
+// answers, in the middle of the output, for the connection itself) with
+// exactly one report, and closes the connection.
+TEST(AdbSocket, StopUnblocksPendingIoAndReportsOnce) {
     test::ScriptedAdbServer server;
-    ShellCommandReader reader(server.endpoint(), QStringLiteral("shell:ps"));
-    reader.connect();
-    EXPECT_TRUE(reader.isConnecting() && reader.isConnected());
-    reader.stop();
-    EXPECT_FALSE(reader.isConnecting());
-    test::pumpEvents(50);
-    EXPECT_FALSE(reader.isConnecting());
-    EXPECT_FALSE(reader.isConnected());
+    const struct {
+        const char* name;
+        bool connected;                      // stop once the request is in, else at once
+        std::optional<test::Script> script;  // none: the server accepts and never answers
+        QByteArray output;
+    } cases[] = {
+        {"waiting for a status", true, std::nullopt, {}},
+        {"mid-output", true,
+         test::Script().expectRequest("host:transport-any").reply("OKAY").expect(12)
+             .reply("OKAYfirst line\nsecond without end"),
+         "first line\n"},
+        {"while connecting", false, std::nullopt, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        if (c.script) server.addScript(*c.script);
+        const int connection = server.connectionCount();
+        Ends ends;
+        ShellCommandReader reader(server.endpoint(), u"shell:ps"_s);
+        reader.setDelegate(&ends);
+        reader.start();
+        EXPECT_TRUE(reader.isConnecting() && reader.isConnected());
+        if (c.connected) {
+            ASSERT_TRUE(test::waitUntil([&] {
+                return server.connectionCount() > connection && server.received(connection).size() >= 22 &&
+                       (!c.script || server.scriptDone(connection));
+            }));
+        }
+        reader.stop();
+        reader.stop();
+        EXPECT_FALSE(reader.isConnecting());
+        ASSERT_TRUE(test::waitThenDrain([&] {
+            return !ends.outcomes.empty() && (!c.connected || server.isClosed(connection));
+        }));
+        EXPECT_EQ(ends.outcomes, std::vector<AdbOutcome>{AdbOutcome::Stopped});
+        EXPECT_EQ(ends.output, c.output);
+        EXPECT_FALSE(reader.isConnected());
+    }
 }
 
 }  // namespace

@@ -18,27 +18,30 @@ using test::waitUntil;
 
 class ListRecorder final : public DeviceListReaderDelegate {
 public:
-    void devicesReceived(const QString& text) override { texts.append(text); }
-    void deviceListFailedWithError(int code) override { codes.append(code); }
-    QStringList texts;
-    QList<int> codes;
+    void deviceListFinished(const QByteArray& listing, const AdbResult& result) override {
+        listings.append(listing);
+        outcomes.append(result.outcome);
+    }
+    QList<QByteArray> listings;
+    QList<AdbOutcome> outcomes;
 };
 
-TEST(DeviceListReader, AsksForTheListAndReportsTextOrFailureCode) {
+TEST(DeviceListReader, AsksForTheListAndReportsItOnceWithHowItEnded) {
     ScriptedAdbServer server;
+    using O = AdbOutcome;
     const struct {
         QByteArray reply;  // empty: no server listens
-        QStringList texts;
-        QList<int> codes;
+        QByteArray listing;
+        AdbOutcome outcome;
     } cases[] = {
-        {"OKAY" + test::framed("emulator-5554\tdevice\n"), {u"emulator-5554\tdevice\n"_s}, {}},
-        {"OKAY0000", {}, {1}},
-        {"FAIL0004oops", {}, {}},
+        {"OKAY" + test::framed("emulator-5554\tdevice\n"), "emulator-5554\tdevice\n", O::Done},
+        {"OKAY0000", {}, O::Done},
+        {"FAIL0004oops", {}, O::Refused},
         // A broken reply ends the conversation with a report instead of a wait
         // (each way to break one is a ReplyFraming case).
-        {"OKAY0015emulator", {}, {2}},  // closed before the promised bytes
-        {"HTTP/1.1 400 Bad Request\r\n", {}, {2}},
-        {{}, {}, {0}},
+        {"OKAY0015emulator", {}, O::UnexpectedReply},  // closed before the promised bytes
+        {"HTTP/1.1 400 Bad Request\r\n", {}, O::UnexpectedReply},
+        {{}, {}, O::AdbNotRunning},
     };
     int connection = 0;
     for (const auto& c : cases) {
@@ -46,35 +49,13 @@ TEST(DeviceListReader, AsksForTheListAndReportsTextOrFailureCode) {
         ListRecorder recorder;
         DeviceListReader reader(c.reply.isEmpty() ? ScriptedAdbServer::nowhere() : server.endpoint());
         reader.setDelegate(&recorder);
-        reader.connect();
-        ASSERT_TRUE(test::waitThenSettle([&] {
-            return c.reply.isEmpty() ? !recorder.codes.isEmpty()
-                                     : server.isClosed(connection) && !reader.isConnecting();
-        }));
+        reader.start();
+        ASSERT_TRUE(test::waitThenDrain([&] { return !recorder.outcomes.isEmpty(); }));
         if (!c.reply.isEmpty()) {
             EXPECT_EQ(server.received(connection++), "000chost:devices");
         }
-        EXPECT_EQ(recorder.texts, c.texts) << c.reply.constData();
-        EXPECT_EQ(recorder.codes, c.codes) << c.reply.constData();
-    }
-}
-
-// The serial doubles as the type; later "model:"/"product:" fields fill in
-// the rest, the last one winning; a leading tab leaves the serial empty.
-TEST(DeviceListParsing, RecordsTakeTheSerialAsTypeAndLaterPrefixedFields) {
-    const struct {
-        QString line, id, type;
-        std::optional<QString> name, product;
-    } cases[] = {
-        {u"emulator-5554\tdevice"_s, u"emulator-5554"_s, u"emulator-5554"_s, {}, {}},
-        {u"0123  device product:sdk model:Pixel_3"_s, u"0123"_s, u"0123"_s, u"Pixel_3"_s, u"sdk"_s},
-        {u"x model:a model:b product:c"_s, u"x"_s, u"x"_s, u"b"_s, u"c"_s},
-        {u"\tserial device model:m"_s, QString(), u"serial"_s, u"m"_s, {}},
-    };
-    for (const auto& c : cases) {
-        const DeviceRecord r = DeviceListDatasource::recordFromLine(c.line);
-        EXPECT_EQ(std::tie(r.id, r.type, r.name, r.product), std::tie(c.id, c.type, c.name, c.product))
-            << c.line.toStdString();
+        EXPECT_EQ(recorder.listings, QList<QByteArray>{c.listing}) << c.reply.constData();
+        EXPECT_EQ(recorder.outcomes, QList<AdbOutcome>{c.outcome}) << c.reply.constData();
     }
 }
 
@@ -89,15 +70,10 @@ public:
         models.append(deviceId + u'=' + model);
         onMain = onMain && isMainThread();
     }
-    void onDeviceListFailed(int code) override {
-        failures.append(code);
-        failedOnMain = isMainThread();
-    }
+    void onDeviceListFailed(DeviceListFailure) override {}
     QList<DeviceList> lists;
     QStringList models;
-    QList<int> failures;
     bool onMain = true;
-    bool failedOnMain = false;
 };
 
 class DiscoveryTest : public ::testing::Test {
@@ -111,7 +87,7 @@ protected:
 
 // Lookups of the queued serials go to a server that only listens.
 TEST_F(DiscoveryTest, SkipsInvalidLinesAndQueuesEachNamelessSerialOnce) {
-    const QString reply = u"* daemon started\r\n- x\nerror: no\r\nA\tdevice\u2028B device model:Bee\rA\toffline\n"_s;
+    const QByteArray reply = u"* daemon started\r\n- x\nerror: no\r\nA\tdevice\u2028B device model:Bee\rA\toffline\n"_s.toUtf8();
     datasource.parseDeviceList(reply);
     datasource.parseDeviceList(reply);
     const DeviceList devices = datasource.deviceList();
@@ -144,7 +120,7 @@ TEST_F(DiscoveryTest, ListsDevicesThenLooksUpNamesOneAtATime) {
 
     datasource.loadDeviceList();
     ASSERT_TRUE(waitUntil([&] { return server.connectionCount() == 3 && server.isClosed(2); }));
-    ASSERT_TRUE(test::waitThenSettle([&] { return !controller.models.isEmpty(); }, 50));
+    ASSERT_TRUE(test::waitThenDrain([&] { return !controller.models.isEmpty(); }));
 
     EXPECT_EQ(server.received(1), "0014host:transport:emu-10025shell:cat /system/build.prop; getprop");
     EXPECT_EQ(server.received(2), "0013host:transport:R58M");
@@ -160,16 +136,6 @@ TEST_F(DiscoveryTest, ListsDevicesThenLooksUpNamesOneAtATime) {
     // A refused look-up ends too: R58M stays nameless.
     EXPECT_TRUE(waitUntil([&] { return datasource.lookupList().isEmpty(); }));
     EXPECT_EQ(server.connectionCount(), 3);
-}
-
-TEST_F(DiscoveryTest, FailuresReachTheControllerOnTheMainThread) {
-    // Each failure code is the reader's case above; one shows the hand-over.
-    server.addScript(Script().expect(16).reply("OKAY0000").close());
-    datasource.loadDeviceList();
-    ASSERT_TRUE(test::waitThenSettle([&] { return controller.failures.size() == 1; }));
-    EXPECT_EQ(controller.failures, QList<int>({1}));
-    EXPECT_TRUE(controller.failedOnMain);
-    EXPECT_TRUE(controller.lists.isEmpty());
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // property texts of today's and older devices say.
 #include <gtest/gtest.h>
 
+#include "core/adb/devicelisting.h"
 #include "core/adb/devicestate.h"
 #include "core/adb/modelname.h"
 #include "core/adb/processtable.h"
@@ -11,44 +12,50 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-TEST(DeviceState, ListingLinesShortAndLongForm) {
+// Every field of a listing line, short and long form: the serial doubles
+// as the type, later "model:"/"product:" fields win, a leading tab leaves
+// the id empty, and "no permissions" is one state of two words whose advice
+// is not a field.
+TEST(DeviceListing, LinesShortAndLongForm) {
+    using S = std::optional<QString>;
     struct Case {
         QString line;
-        DeviceState state;
-        QString word;
-        std::optional<QString> path;
-        std::optional<QString> vendor;
+        QString id, type, state;
+        S name, product, vendor, path, device, transport;
     };
     std::vector<Case> cases;
-    for (const auto& [word, state] : std::initializer_list<std::pair<QString, DeviceState>>{
-             {u"device"_s, DeviceState::Device}, {u"unauthorized"_s, DeviceState::Unauthorized},
-             {u"offline"_s, DeviceState::Offline}, {u"recovery"_s, DeviceState::Recovery},
-             {u"sideload"_s, DeviceState::Sideload}, {u"bootloader"_s, DeviceState::Bootloader},
-             {u"host"_s, DeviceState::Host}, {u"authorizing"_s, DeviceState::Unknown}})
-        cases.push_back({u"0123\t"_s + word, state, word, {}, {}});
+    for (const QString& word : {u"device"_s, u"unauthorized"_s, u"offline"_s, u"recovery"_s, u"sideload"_s,
+                                u"bootloader"_s, u"host"_s, u"authorizing"_s})
+        cases.push_back({u"0123\t"_s + word, u"0123"_s, u"0123"_s, word});
     cases.insert(cases.end(), {
+        {u"emulator-5554\tdevice"_s, u"emulator-5554"_s, u"emulator-5554"_s, u"device"_s},
+        {u"x model:a model:b product:c"_s, u"x"_s, u"x"_s, u"model:a"_s, u"b"_s, u"c"_s},
+        {u"\tserial device model:m"_s, {}, u"serial"_s, u"serial"_s, u"m"_s},
         {u"0123\tno permissions (user in plugdev group; are your udev rules wrong?); see "
          "[http://developer.android.com/tools/device.html]"_s,
-         DeviceState::NoPermissions, u"no permissions"_s, {}, {}},
+         u"0123"_s, u"0123"_s, u"no permissions"_s},
         {u"0123           device usb:1-1.4 product:sdk model:Pixel_3 device:blueline transport_id:2"_s,
-         DeviceState::Device, u"device"_s, u"1-1.4"_s, {}},
+         u"0123"_s, u"0123"_s, u"device"_s, u"Pixel_3"_s, u"sdk"_s, {}, u"1-1.4"_s, u"blueline"_s, u"2"_s},
         {u"????????????   no permissions (missing udev rules? user is in the plugdev group); see "
          "[http://developer.android.com/tools/device.html] usb:3-2 vendor:18D1 transport_id:1"_s,
-         DeviceState::NoPermissions, u"no permissions"_s, u"3-2"_s, u"18d1"_s},
-        {u"0123 no permissions; see [x] usb:18d1:4ee7"_s, DeviceState::NoPermissions, u"no permissions"_s, {},
+         u"????????????"_s, u"????????????"_s, u"no permissions"_s, {}, {}, u"18d1"_s, u"3-2"_s, {}, u"1"_s},
+        {u"0123 no permissions; see [x] usb:18d1:4ee7"_s, u"0123"_s, u"0123"_s, u"no permissions"_s, {}, {},
          u"18d1"_s},
     });
     for (const Case& c : cases) {
-        const DeviceStatus s = deviceStatusFromListingLine(c.line);
-        EXPECT_EQ(std::tie(s.state, s.word, s.usbPath, s.usbVendorId), std::tie(c.state, c.word, c.path, c.vendor))
+        const DeviceRecord r = parseDeviceLine(c.line);
+        EXPECT_EQ(std::tie(r.id, r.type, r.state, r.name, r.product, r.usbVendorId, r.usbPath, r.device, r.transportId),
+                  std::tie(c.id, c.type, c.state, c.name, c.product, c.vendor, c.path, c.device, c.transport))
             << c.line.toStdString();
     }
+    // Banners and errors are not devices; every newline ends a line.
+    const DeviceList listing = parseDeviceListing(u"- x\r\nerror: no\nA\tdevice\u2028B\toffline\r\n"_s.toUtf8());
+    ASSERT_EQ(listing.size(), 2);
+    EXPECT_EQ(std::tie(listing[0].id, listing[1].id, listing[1].state), std::make_tuple(u"A"_s, u"B"_s, u"offline"_s));
 }
 
 TEST(DeviceState, AdviceAndTitles) {
-    const auto advice = [](const QString& line) {
-        return deviceStateAdvice(u"S1"_s, deviceStatusFromListingLine(line));
-    };
+    const auto advice = [](const QString& line) { return deviceStateAdvice(u"S1"_s, parseDeviceLine(line)); };
     EXPECT_TRUE(advice(u"S1\tdevice"_s).isEmpty());
     EXPECT_TRUE(advice(u"S1\tunauthorized"_s).isEmpty());
     EXPECT_TRUE(advice(u"S1\toffline"_s).contains(u"offline"_s));
@@ -56,6 +63,7 @@ TEST(DeviceState, AdviceAndTitles) {
     EXPECT_TRUE(udev.contains(u"plugdev"_s) && udev.contains(u"ATTR{idVendor}==\"04e8\""_s)) << udev.toStdString();
     EXPECT_TRUE(advice(u"S1\tno permissions"_s).contains(u"lsusb"_s));
     EXPECT_TRUE(advice(u"S1\tsideload"_s).startsWith(u"Device S1 is in sideload mode"_s));
+    EXPECT_TRUE(deviceStateAdvice(u"S1"_s, std::nullopt).contains(u"offline"_s));  // no listing
 
     EXPECT_EQ(deviceTitleWithState(u"S1"_s, u"Pixel"_s, u"p"_s, u"device"_s), u"S1 - Pixel"_s);
     EXPECT_EQ(deviceTitleWithState(u"S1"_s, {}, u"p"_s, u"recovery"_s), u"S1 - p [recovery]"_s);
@@ -85,111 +93,114 @@ TEST(AdbFailureKind, CurrentAndOlderServerTexts) {
     for (const auto& [text, kind] : cases) EXPECT_EQ(adbFailureKind(text), kind) << text.toStdString();
 }
 
-const QString kToybox = u"USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
+const QByteArray kToybox =
+    "USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
                         "root             1     0   10632   2124 SyS_epoll_wait      0 S init\n"
-                        "u0_a12        2001   612 1434564 102112 SyS_epoll_wait      0 S com.example.app\n"_s;
-const QString kToyboxShellOnly = u"USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
+                        "u0_a12        2001   612 1434564 102112 SyS_epoll_wait      0 S com.example.app\n";
+const QByteArray kToyboxShellOnly = "USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n"
                                  "shell        9001  8000   10712   2640 sigsuspend          0 S sh\n"
-                                 "shell        9002  9001   10988   2900 0                   0 R ps\n"_s;
-const QString kToolbox = u"USER     PID   PPID  VSIZE  RSS     WCHAN    PC        NAME\r\n"
+                                 "shell        9002  9001   10988   2900 0                   0 R ps\n";
+const QByteArray kToolbox = "USER     PID   PPID  VSIZE  RSS     WCHAN    PC        NAME\r\n"
                          "root      1     0     8904   708   ffffffff 00000000 S /init\r\n"
-                         "u0_a12    2001  612   1534564 52112 ffffffff 00000000 S com.example.app\r\n"_s;
-const QString kToolboxNothing = u"USER     PID   PPID  VSIZE  RSS     WCHAN    PC        NAME\r\n"_s;
+                         "u0_a12    2001  612   1534564 52112 ffffffff 00000000 S com.example.app\r\n";
+const QByteArray kToolboxNothing = "USER     PID   PPID  VSIZE  RSS     WCHAN    PC        NAME\r\n";
 
-TEST(ProcessTable, FlavorFromSdkAndReplies) {
-    EXPECT_EQ(psFlavorFromSdk(u"25\n"), PsFlavor::Toolbox);
-    EXPECT_EQ(psFlavorFromSdk(u"26\r\n"), PsFlavor::Toybox);
-    EXPECT_EQ(psFlavorFromSdk(u"\n"), PsFlavor::Unknown);
-
-    struct Case {
-        PsFlavor asked;
-        QString reply;
+// The pid is the first piece that reads as an integer, the name the last;
+// the first surviving line is the header (its columns tell the flavor),
+// whatever it holds; two "error:" lines end the reading.
+TEST(ProcessTable, ReadsPidsNamesTheFlavorAndTheAbortingErrors) {
+    using Entries = std::vector<std::pair<std::string, std::string>>;
+    const struct {
+        QByteArray text;
+        Entries entries;
+        PsAbort abort;
         PsFlavor flavor;
-        bool again;
+    } cases[] = {
+        {kToybox, {{"1", "init"}, {"2001", "com.example.app"}}, PsAbort::None, PsFlavor::Toybox},
+        {kToolbox, {{"1", "/init"}, {"2001", "com.example.app"}}, PsAbort::None, PsFlavor::Toolbox},
+        {kToolboxNothing, {}, PsAbort::None, PsFlavor::Toolbox},
+        {"u0_a1 1 2 header-even-with-four-fields\r\n\r\n---- a separator\nerror: something else\n"
+         "u0_a1 77 1 <pre-initialized>\nu0_a1 88 1\nu0_a1 x 123abc 0 named.by.letters\nu0_a1 00 ab cd no.integer\n",
+         {{"123abc", "named.by.letters"}}, PsAbort::None, PsFlavor::Unknown},
+        {"", {}, PsAbort::None, PsFlavor::Unknown},
+        {"USER PID\nu 1 2 3 x\nerror: device not found\nu 4 5 6 y\n", {{"1", "x"}}, PsAbort::DeviceNotFound,
+         PsFlavor::Unknown},
+        {"error: more than one device and emulator\n", {}, PsAbort::MultipleDevices, PsFlavor::Unknown},
+        {"H\nu 0 0 0 zero\n", {{"0", "zero"}}, PsAbort::None, PsFlavor::Unknown},
+        {"H\nu 7 0 caf\xe9\n", {{"7", "caf\xEF\xBF\xBD"}}, PsAbort::None, PsFlavor::Unknown},  // a stray byte
     };
-    const Case cases[] = {
-        {PsFlavor::Unknown, kToybox, PsFlavor::Toybox, false},
-        {PsFlavor::Unknown, kToolboxNothing, PsFlavor::Toolbox, true},  // toolbox took -A as a name
-        {PsFlavor::Unknown, u"bad -A\n"_s, PsFlavor::Toolbox, true},
-        {PsFlavor::Unknown, kToolbox, PsFlavor::Toolbox, false},
-        {PsFlavor::Toybox, kToybox, PsFlavor::Toybox, false},
-        {PsFlavor::Toybox, kToolboxNothing, PsFlavor::Toolbox, true},  // the sdk level was wrong
-        {PsFlavor::Toolbox, kToolbox, PsFlavor::Toolbox, false},
-        {PsFlavor::Toolbox, kToyboxShellOnly, PsFlavor::Toybox, true},
-    };
-    for (const Case& c : cases) {
-        const PsNextStep step = psNextStep(c.asked, c.reply);
-        EXPECT_EQ(step.flavor, c.flavor) << c.reply.toStdString();
-        EXPECT_EQ(step.askAgain, c.again) << c.reply.toStdString();
+    for (const auto& c : cases) {
+        const ProcessTable table = parseProcessTable(c.text);
+        EXPECT_EQ(std::tie(table.entries, table.abort, table.flavor), std::tie(c.entries, c.abort, c.flavor))
+            << c.text.constData();
     }
-    EXPECT_EQ(psReplyShape(kToybox).processes, 2);
 }
 
-TEST(ProcessLookupLimiter, OneInFlightAtMostOneASecond) {
-    ProcessLookupLimiter limiter;
-    EXPECT_TRUE(limiter.request(0));
-    EXPECT_FALSE(limiter.request(10));     // in flight: remembered
-    EXPECT_FALSE(limiter.request(20));     // still one remembered request
-    EXPECT_FALSE(limiter.dueAt());         // nothing to time while one runs
-    EXPECT_FALSE(limiter.finished(300));   // too soon after the last start
-    EXPECT_EQ(limiter.dueAt(), 1000);
-    EXPECT_FALSE(limiter.pollDue(999));
-    EXPECT_TRUE(limiter.pollDue(1000));
-    EXPECT_FALSE(limiter.pollDue(2500));   // in flight, nothing remembered
-    EXPECT_FALSE(limiter.finished(2600));  // an end without output frees it too
-    EXPECT_TRUE(limiter.request(2600));
-    EXPECT_TRUE(limiter.inFlight());
-    limiter.reset();
-    EXPECT_TRUE(limiter.request(2601));
-}
+// One lookup in flight and one started a second; a reply of the wrong shape
+// is followed at once by the other request, once per lookup; the form is
+// learned per device and kept across runs.
+TEST(ProcessLookup, OneInFlightOneASecondAndTheFormLearnedPerDevice) {
+    int64_t now = 0;
+    ProcessLookup lookup([&now] { return now; });
+    const LookupRequest psA{LookupRequest::Kind::ProcessTable, u"shell:ps -A"_s};
+    const LookupRequest ps{LookupRequest::Kind::ProcessTable, u"shell:ps"_s};
+    using R = std::optional<LookupRequest>;
 
-TEST(ProcessTableLookup, LearnsTheFormOnceAndKeepsTheRate) {
-    ProcessTableLookup toolbox;  // no sdk level: by the replies' shape
-    EXPECT_EQ(toolbox.want(0), u"shell:ps -A"_s);
-    EXPECT_EQ(toolbox.finished(kToolboxNothing, 50), u"shell:ps"_s);  // same lookup, at once
-    EXPECT_EQ(toolbox.want(60), std::nullopt);                       // in flight: remembered
-    EXPECT_EQ(toolbox.finished(kToolbox, 100), std::nullopt);        // due at 1000
-    EXPECT_EQ(toolbox.dueAt(), 1000);
-    EXPECT_EQ(toolbox.poll(1000), u"shell:ps"_s);
-    EXPECT_EQ(toolbox.finished(std::nullopt, 1100), std::nullopt);   // an end without output frees it
-    EXPECT_EQ(toolbox.flavor(), PsFlavor::Toolbox);
+    lookup.beginRun(u"old"_s);
+    EXPECT_EQ(lookup.want(), psA);
+    now = 50;
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToolboxNothing)), ps);  // toolbox took -A as a name
+    now = 60;
+    EXPECT_EQ(lookup.want(), R());  // in flight: remembered
+    EXPECT_EQ(lookup.dueInMs(), std::nullopt);
+    now = 100;
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToolbox)), R());  // too soon after the start
+    EXPECT_EQ(lookup.dueInMs(), 900);
+    now = 999;
+    EXPECT_EQ(lookup.poll(), R());
+    now = 1000;
+    EXPECT_EQ(lookup.poll(), ps);
+    now = 1100;
+    EXPECT_EQ(lookup.finished(std::nullopt), R());  // an end without output frees it too
+    EXPECT_EQ(lookup.flavor(), PsFlavor::Toolbox);
 
-    ProcessTableLookup toybox;
-    toybox.setSdk(u"30\n");
-    EXPECT_EQ(toybox.want(0), u"shell:ps -A"_s);
-    EXPECT_EQ(toybox.finished(kToybox, 10), std::nullopt);
-    EXPECT_EQ(toybox.want(500), std::nullopt);
-    EXPECT_EQ(toybox.poll(1000), u"shell:ps -A"_s);
-    // Contradicting replies ask again only once per lookup.
-    EXPECT_EQ(toybox.finished(kToolboxNothing, 1010), u"shell:ps"_s);
-    EXPECT_EQ(toybox.finished(kToyboxShellOnly, 1020), std::nullopt);
-    toybox.reset();
-    EXPECT_EQ(toybox.flavor(), PsFlavor::Unknown);
+    lookup.beginRun(u"new"_s);
+    EXPECT_EQ(lookup.want(), psA);  // a new run does not wait for the rate
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToybox)), R());
+    now = 2200;
+    EXPECT_EQ(lookup.want(), psA);
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToolboxNothing)), ps);
+    EXPECT_EQ(lookup.finished(parseProcessTable(kToyboxShellOnly)), R());  // contradicting: not a third time
+    EXPECT_EQ(lookup.flavor(), PsFlavor::Toybox);
+    lookup.beginRun(u"old"_s);
+    EXPECT_EQ(lookup.want(), ps);
 }
 
 TEST(ModelName, BuildPropThenGetprop) {
-    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.name=foo\nro.product.model=Bar\nro.product.name=baz\n"),
+    EXPECT_EQ(modelNameFromBuildProp("ro.product.name=foo\nro.product.model=Bar\nro.product.name=baz\n"),
               u"Bar"_s);
-    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.name=foo\r\nro.build.id=x\r\n"), u"foo"_s);
-    EXPECT_EQ(modelNameFromBuildProp(u"# no product keys\nro.build.id=x\n"), std::nullopt);
-    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.model= Pixel 3 \n"), u" Pixel 3 "_s);  // nothing trimmed
-    EXPECT_EQ(modelNameFromBuildProp(u" ro.product.model=X\n"), std::nullopt);
-    EXPECT_EQ(modelNameFromBuildProp(u"ro.product.name=foo\nro.product.name=baz\n"), u"baz"_s);  // the last name
+    EXPECT_EQ(modelNameFromBuildProp("ro.product.name=foo\r\nro.build.id=x\r\n"), u"foo"_s);
+    EXPECT_EQ(modelNameFromBuildProp("# no product keys\nro.build.id=x\n"), std::nullopt);
+    EXPECT_EQ(modelNameFromBuildProp("ro.product.model= Pixel 3 \n"), u" Pixel 3 "_s);  // nothing trimmed
+    EXPECT_EQ(modelNameFromBuildProp(" ro.product.model=X\n"), std::nullopt);
+    EXPECT_EQ(modelNameFromBuildProp("ro.product.name=foo\nro.product.name=baz\n"), u"baz"_s);  // the last name
 
-    const QString getprop = u"[ro.build.id]: [QP1A]\n[ro.product.model]: []\n[ro.product.vendor.model]: "
-                            "[Pixel 4]\n[ro.product.name]: [flame]\n"_s;
+    const QByteArray getprop = "[ro.build.id]: [QP1A]\n[ro.product.model]: []\n[ro.product.vendor.model]: "
+                            "[Pixel 4]\n[ro.product.name]: [flame]\n";
     EXPECT_EQ(modelNameFromGetprop(getprop), u"Pixel 4"_s);
-    EXPECT_EQ(modelNameFromGetprop(u"[ro.product.system.name]: [sys]\r\n"), u"sys"_s);
-    EXPECT_EQ(modelNameFromGetprop(u"[ro.product.model]: [Pixel 7]\n[ro.product.vendor.model]: [x]\n"),
+    EXPECT_EQ(modelNameFromGetprop("[ro.product.system.name]: [sys]\r\n"), u"sys"_s);
+    EXPECT_EQ(modelNameFromGetprop("[ro.product.model]: [Pixel 7]\n[ro.product.vendor.model]: [x]\n"),
               u"Pixel 7"_s);
-    EXPECT_EQ(modelNameFromGetprop(u"garbage\n"), std::nullopt);
+    EXPECT_EQ(modelNameFromGetprop("garbage\n"), std::nullopt);
 
-    const QString buildPropWithout = u"\n# begin build properties\nro.build.id=x\n"_s;
-    EXPECT_EQ(modelNameFromLookupOutput(QString(buildPropWithout + getprop)), u"Pixel 4"_s);
-    EXPECT_EQ(modelNameFromLookupOutput(QString(u"ro.product.model=A\n"_s + getprop)), u"A"_s);
-    EXPECT_EQ(modelNameFromLookupOutput(QString(u"cat: /system/build.prop: No such file or directory\n"_s + getprop)),
+    const QByteArray buildPropWithout = "\n# begin build properties\nro.build.id=x\n";
+    EXPECT_EQ(modelNameFromLookupOutput(QByteArray(buildPropWithout + getprop)), u"Pixel 4"_s);
+    EXPECT_EQ(modelNameFromLookupOutput(QByteArray("ro.product.model=A\n" + getprop)), u"A"_s);
+    EXPECT_EQ(modelNameFromLookupOutput(QByteArray("cat: /system/build.prop: No such file or directory\n" + getprop)),
               u"Pixel 4"_s);
     EXPECT_EQ(modelNameFromLookupOutput(buildPropWithout), std::nullopt);
+    // A stray byte costs its character, not the name.
+    EXPECT_EQ(modelNameFromLookupOutput("ro.product.model=Caf\xe9\n"), u"Caf\uFFFD"_s);
 }
 
 }  // namespace

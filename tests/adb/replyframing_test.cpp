@@ -45,18 +45,36 @@ TEST(ReplyFraming, StatusRepliesWholeBytewiseAndAtEverySplit) {
     }
 }
 
-TEST(ReplyFraming, LengthsAndStatusWords) {
-    EXPECT_EQ(parseHexLength("001a"), 26u);
-    EXPECT_EQ(parseHexLength("FFFF"), 65535u);
-    for (const char* bad : {"", "01a", "0x1a", " 01a", "01a ", "zzzz", "00001"})
-        EXPECT_FALSE(parseHexLength(bad).has_value()) << bad;
-    EXPECT_EQ(replyStatus("OKAY"), ReplyStatus::Okay);
-    EXPECT_EQ(replyStatus("FAIL"), ReplyStatus::Fail);
-    for (const char* other : {"okay", "OKAYX", "OKA", ""}) EXPECT_EQ(replyStatus(other), ReplyStatus::Unexpected);
-    const ReplyParse list = parseLengthPrefixed("0003ab\ncd");
-    EXPECT_EQ(list.outcome, ReplyParse::Done);
-    EXPECT_EQ(list.consumed, 7);
-    EXPECT_EQ(list.message, "ab\n");
+// Lengths are exactly four hex digits of either case; the framers say the
+// same as the parsers in the socket's terms (length, 0 for more, -1).
+TEST(ReplyFraming, LengthPrefixedPayloadsAndTheFramers) {
+    const struct {
+        QByteArray bytes;
+        qsizetype frame;  // what frameLengthPrefixed says
+        QByteArray payload;
+    } cases[] = {
+        {"0003ab\ncd", 7, "ab\n"},
+        {"001a", 0, {}},
+        {"FFFF", 0, {}},
+        {"0000", 4, {}},
+        {"00001", 4, {}},
+        {"", 0, {}},
+        {"01a", 0, {}},
+        {"0x1a", -1, {}},
+        {" 01a", -1, {}},
+        {"01a ", -1, {}},
+        {"zzzz", -1, {}},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(frameLengthPrefixed(c.bytes), c.frame) << c.bytes.constData();
+        if (c.frame > 0) {
+            EXPECT_EQ(parseLengthPrefixed(c.bytes).message, c.payload) << c.bytes.constData();
+        }
+    }
+    EXPECT_EQ(frameStatusReply("OKAYmore"), 4);
+    EXPECT_EQ(frameStatusReply("FAIL0002no"), 10);
+    EXPECT_EQ(frameStatusReply("FAIL00"), 0);
+    EXPECT_EQ(frameStatusReply("okay"), -1);
 }
 
 // A cut line ends on a whole character, without a lone CR, with the mark.

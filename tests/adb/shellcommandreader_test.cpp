@@ -17,9 +17,9 @@ using test::waitUntil;
 
 class Recorder final : public ShellCommandDelegate {
 public:
-    void shellCommandEnded(const QString&, const QByteArray& output, const OptionalError& failure) override {
+    void shellCommandFinished(const QString&, const QByteArray& output, const AdbResult& result) override {
         texts.append(QString::fromUtf8(output));
-        if (failure) errors.append(failure->description);
+        if (result.error) errors.append(result.error->description);
     }
     QStringList texts;
     QStringList errors;
@@ -63,8 +63,8 @@ TEST(ShellCommandReader, DeliversTheOutputOnceHoweverTheConversationEnds) {
         ShellCommandReader reader(c.script ? server.endpoint() : ScriptedAdbServer::nowhere(), u"shell:ps"_s, c.maxBytes);
         reader.setDelegate(&recorder);
         reader.setDeviceId(c.deviceId);
-        reader.connect();
-        ASSERT_TRUE(test::waitThenSettle([&] {
+        reader.start();
+        ASSERT_TRUE(test::waitThenDrain([&] {
             return (c.script ? server.isClosed(connection) : !reader.isConnecting()) && recorder.texts.size() == c.texts.size();
         }));
         EXPECT_EQ(recorder.texts, c.texts);
@@ -87,7 +87,7 @@ TEST(ShellCommandReader, RunawayOutputIsCutAndBrokenRepliesReported) {
     for (int run = 0; run < 2; ++run) {
         ShellCommandReader reader(server.endpoint(), u"shell:ps"_s);
         reader.setDelegate(&recorder);
-        reader.connect();
+        reader.start();
         ASSERT_TRUE(waitUntil([&] { return recorder.texts.size() == run + 1; }, 20000))
             << run << " " << server.received(run).toStdString() << " " << server.isClosed(run);
     }

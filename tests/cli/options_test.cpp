@@ -114,14 +114,9 @@ TEST(RowWriters, TextIsColouredOnlyWhenAskedAndOnlyByLevel) {
     EXPECT_EQ(tsv.str(), "01-15 12:34:56.789\t\t1234\t-\tE\tTag\t boom \n");
 }
 
-TEST(DeviceLines, NamesAndStatesComeFromTheListing) {
+TEST(DeviceLines, NamesComeFromTheListing) {
     const vf::DeviceList two{{u"A"_s, u"A"_s, u"Pixel"_s, {}}, {u"B"_s, u"B"_s, {}, {}}};
     EXPECT_EQ(deviceLines(two), u"  A  Pixel\n  B"_s);
-    const auto states = deviceStatesFromReply(
-        u"emulator-5554\tdevice product:sdk model:Pixel_3\r\n0123\tunauthorized\n\nerror: x\n"_s);
-    EXPECT_EQ(states.value(u"emulator-5554"_s), u"device"_s);
-    EXPECT_EQ(states.value(u"0123"_s), u"unauthorized"_s);
-    EXPECT_EQ(states.size(), 2);
 }
 
 }  // namespace

@@ -18,9 +18,10 @@ inline AdbHarness makeHarness() {
 }
 
 // Writes a threadtime log: pid 4120 is the app "org.example.fieldnotes"
-// (named by a "Start proc" line), every line's text ends in its number.
-inline QString writeReplayLog(const AdbHarness& harness, int count = 40) {
-    const QString path = harness.scratchPath(QStringLiteral("replay.log"));
+// (named by a "Start proc" line), every line's text is "`word` line N".
+inline QString writeReplayLog(const AdbHarness& harness, int count = 40,
+                              const QString& word = QStringLiteral("replayed")) {
+    const QString path = harness.scratchPath(word + QStringLiteral(".log"));
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) return {};
     file.write("03-17 09:41:02.100  1102  1133 I ActivityManager: Start proc 4120:org.example.fieldnotes/u0a121 "
@@ -29,12 +30,13 @@ inline QString writeReplayLog(const AdbHarness& harness, int count = 40) {
     for (int i = 0; i < count; ++i) {
         const char level = levels[i % 6];
         const QByteArray tag = i % 2 == 0 ? "MyTag" : "Other";
-        file.write(QStringLiteral("03-17 09:41:%1.%2  4120  %3 %4 %5: replayed line %6\r\n")
+        file.write(QStringLiteral("03-17 09:41:%1.%2  4120  %3 %4 %5: %6 line %7\r\n")
                        .arg(10 + i / 10)
                        .arg(i % 10 * 100, 3, 10, QLatin1Char('0'))
                        .arg(i % 3 == 0 ? 4120 : 4133)
                        .arg(QLatin1Char(level))
                        .arg(QString::fromLatin1(tag))
+                       .arg(word)
                        .arg(i)
                        .toUtf8());
     }

@@ -23,7 +23,7 @@ TEST(E2eLogReader, StreamsWhatTheTagsLetThroughAndClearsOnStart) {
     LogReader reader(harness.endpoint(), LogcatOptions{QStringLiteral("*:S MyTag:I"), false});
     reader.setDelegate(&delegate);
     reader.setDeviceId(device->serial());
-    reader.connect();
+    reader.start();
     // Line 38 is the last MyTag line at I or above (38 % 6 == 2: I).
     ASSERT_TRUE(waitUntil([&] { return delegate.saw(QStringLiteral("replayed line 38")); }, 15000))
         << delegate.events.join(QString()).toStdString();
@@ -36,7 +36,7 @@ TEST(E2eLogReader, StreamsWhatTheTagsLetThroughAndClearsOnStart) {
     }
     reader.stop();
     EXPECT_TRUE(waitUntil([&] { return delegate.ended(); }));
-    for (const QString& e : delegate.events) EXPECT_TRUE(e.startsWith(u"line ") || e == u"stopped") << e.toStdString();
+    for (const QString& e : delegate.events) EXPECT_TRUE(e.startsWith(u"line ") || e == u"end stopped") << e.toStdString();
 
     // Clearing on start leaves only new lines: the whole file is in the
     // device's buffer before the second reader starts.
@@ -46,7 +46,7 @@ TEST(E2eLogReader, StreamsWhatTheTagsLetThroughAndClearsOnStart) {
     LogReader clearing(harness.endpoint(), LogcatOptions{{}, true});
     clearing.setDelegate(&cleared);
     clearing.setDeviceId(device->serial());
-    clearing.connect();
+    clearing.start();
     // Generated lines keep coming after the replay; wait for a few of them.
     ASSERT_TRUE(waitUntil([&] { return cleared.events.size() >= 4; }, 10000));
     EXPECT_FALSE(cleared.saw(QStringLiteral("replayed line")));

@@ -28,7 +28,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QByteArrayView bytes(reinterpret_cast<const char*>(data), qsizetype(size));
     checkSplits(bytes, vf::parseStatusReply);
     checkSplits(bytes, vf::parseLengthPrefixed);
-    if (size >= 4) (void)vf::parseHexLength(bytes.first(4));
+    // The framers the socket reads with agree with the parsers.
+    const vf::ReplyParse status = vf::parseStatusReply(bytes);
+    const qsizetype framed = vf::frameStatusReply(bytes);
+    if ((status.outcome == vf::ReplyParse::Done) != (framed > 0)) __builtin_trap();
     const QByteArray cut = vf::markCutLine(bytes);
     if (!cut.endsWith('\n') || cut.size() > bytes.size() + qsizetype(sizeof vf::kCutLineMark) + 1) __builtin_trap();
     return 0;

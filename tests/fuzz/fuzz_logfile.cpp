@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "core/log/linesplit.h"
 #include "core/log/logexport.h"
 #include "core/log/logparser.h"
+#include "core/support/text.h"
 
 namespace {
 QString scratchFile(const char* name) {
@@ -20,10 +20,7 @@ QString scratchFile(const char* name) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
-    std::vector<std::string_view> lines;
-    vf::lines::Splitter splitter(text);
-    std::string_view line;
-    while (splitter.next(line)) lines.push_back(line);
+    const std::vector<std::string_view> lines = vf::splitLines(text, vf::LineBreaks::LfCr);
     (void)vf::determineLogType(lines);
     (void)vf::joinLongFormatArray(lines);
 

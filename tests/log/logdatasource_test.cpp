@@ -17,7 +17,7 @@ namespace vf {
 namespace {
 
 using namespace Qt::StringLiterals;
-using test::pumpEvents;
+using test::waitForPostedCalls;
 using test::waitUntil;
 
 struct Delegate final : LogDatasourceDelegate {
@@ -64,7 +64,7 @@ protected:
         const int before = delegate.updated;
         store.setLogDataFilter(filter);
         ASSERT_TRUE(waitUntil([&] { return store.logDataFilter() == filter && delegate.updated > before; }));
-        pumpEvents(10);
+        ASSERT_TRUE(waitForPostedCalls());
     }
     static QStringList texts(const RowList& rows) {
         QStringList out;
@@ -82,8 +82,8 @@ TEST_F(StoreTest, ThePidsSecondUnnamedRowAsksForTheProcessTable) {
     EXPECT_FALSE(feed(line("01-01 10:00:00.000", 1234, "I", "Tag", "one")));
     EXPECT_TRUE(feed(line("01-01 10:00:00.001", 1234, "I", "Tag", "two")));
     store.beginNameLookup();
-    store.takeProcessTable(parsePsText(QStringLiteral("USER PID PPID NAME\n"
-                                                      "u0_a12   1234  1  1000 S com.example.app\n")));
+    store.takeProcessTable(parseProcessTable("USER PID PPID NAME\n"
+                                       "u0_a12   1234  1  1000 S com.example.app\n"));
     for (const RowPtr& row : store.getDataAll()) {
         EXPECT_EQ(row->app(), "com.example.app");  // the waiting rows too
         EXPECT_EQ(row->name(), "Tag");
@@ -125,7 +125,7 @@ TEST_F(StoreTest, SyntheticRowsAreNotInTheFilteredViewUntilTheFilterIsSetAgain) 
 // notice, and the rest of it is flushed by the timer of a run.
 TEST_F(StoreTest, ABurstOfLinesGivesOneNoticeThatSaysWhatWasAppended) {
     for (int i = 0; i < 500; ++i) feed(line("01-01 10:00:00.000", 10, "I", "T", "x"));
-    pumpEvents(50);
+    ASSERT_TRUE(waitForPostedCalls());
     EXPECT_EQ(delegate.updated, 1);
     EXPECT_EQ(delegate.last.change, (StoreChange{true, 0, 0}));  // the first notice
     EXPECT_EQ(delegate.last.rows.size(), 500);
@@ -215,7 +215,7 @@ TEST_F(StoreTest, EveryEndOfARunStopsItsFlushTimer) {
         store.beginRun();
         std::thread([&] { store.endRun(); }).join();  // the stream's thread
     }
-    pumpEvents(50);
+    ASSERT_TRUE(waitForPostedCalls());  // the stops they posted
     int running = 0;
     for (const QTimer* timer : store.findChildren<QTimer*>()) running += timer->isActive() ? 1 : 0;
     EXPECT_EQ(running, 0);

@@ -43,8 +43,10 @@ TEST(ScreencapBytes, RawAndTerminalTranslatedCapturesGiveTheStoredPng) {
 
 class CaptureRecorder final : public ScreencapReaderDelegate, public DeviceScreenDatasourceDelegate {
 public:
-    void screencapReceived(const QByteArray& data) override { captures.append(data); }
-    void screenapFailedWithError(const OptionalError& error) override { failures.append(error); }
+    void screencapFinished(const QByteArray& data, const AdbResult& result) override {
+        if (!data.isEmpty()) captures.append(data);
+        else failures.append(result.error);
+    }
     void onScreenUpdate(const QString& deviceId, const QVariant& screen) override {
         deviceIds.append(deviceId);
         captures.append(screen.toByteArray());
@@ -72,8 +74,8 @@ TEST(ScreencapReader, SendsTheExactRequestsAndReportsOnceWhenTheDeviceCloses) {
     ScreencapReader reader(server.endpoint());
     reader.setDelegate(&recorder);
     reader.setDeviceId(QStringLiteral("emu-1"));
-    reader.connect();
-    ASSERT_TRUE(test::waitThenSettle([&] { return recorder.captures.size() == 1; }));
+    reader.start();
+    ASSERT_TRUE(test::waitThenDrain([&] { return recorder.captures.size() == 1; }));
     EXPECT_EQ(server.received(0), "0014host:transport:emu-1" "0012shell:screencap -p");
     EXPECT_EQ(recorder.captures, QList<QByteArray>{png});
 }
@@ -86,7 +88,7 @@ TEST(ScreencapReader, ACaptureWithoutAnEndAtTheSizeLimitFails) {
     CaptureRecorder recorder;
     ScreencapReader reader(server.endpoint());
     reader.setDelegate(&recorder);
-    reader.connect();
+    reader.start();
     ASSERT_TRUE(test::waitThenSettle([&] { return !recorder.failures.isEmpty(); }, 100));
     EXPECT_TRUE(recorder.captures.isEmpty());
     ASSERT_EQ(recorder.failures.size(), 1);
@@ -109,12 +111,14 @@ TEST(DeviceScreenDatasource, EachImageStartsTheNextCaptureUntilStopped) {
         ASSERT_TRUE(waitUntil([&] { return recorder.captures.size() == 2 && server.scriptDone(2); }));
         source.stopMonitoring();
         EXPECT_FALSE(source.isRunning());
-        test::pumpEvents(50);
-        EXPECT_EQ(server.connectionCount(), 3);
-        EXPECT_EQ(recorder.captures, (QList<QByteArray>{kComplete, kComplete}));
-        EXPECT_EQ(recorder.deviceIds, (QStringList{QStringLiteral("emu-1"), QStringLiteral("emu-1")}));
         EXPECT_EQ(source.stats().frames, 2);
     }
+    // Its thread has ended with it: the capture in flight was closed, and
+    // nothing started another.
+    ASSERT_TRUE(waitUntil([&] { return server.isClosed(2); }));
+    EXPECT_EQ(server.connectionCount(), 3);
+    EXPECT_EQ(recorder.captures, (QList<QByteArray>{kComplete, kComplete}));
+    EXPECT_EQ(recorder.deviceIds, (QStringList{QStringLiteral("emu-1"), QStringLiteral("emu-1")}));
 }
 
 TEST(DeviceScreenDatasource, SingleCaptureStaysRunningAndAFailureStops) {
@@ -125,18 +129,16 @@ TEST(DeviceScreenDatasource, SingleCaptureStaysRunningAndAFailureStops) {
     DeviceScreenDatasource source(server.endpoint());
     source.setDelegate(&recorder);
     source.startMonitoring(false);
-    ASSERT_TRUE(test::waitThenSettle([&] { return recorder.captures.size() == 1; }, 100));
+    ASSERT_TRUE(test::waitThenDrain([&] { return recorder.captures.size() == 1; }));
     EXPECT_EQ(server.connectionCount(), 1);
     EXPECT_TRUE(source.isRunning());  // until stopped, as the window expects
     source.startMonitoring(true);     // ignored: already running
-    test::pumpEvents(50);
-    EXPECT_EQ(server.connectionCount(), 1);
 
     source.stopMonitoring();
     source.startMonitoring(true);
-    ASSERT_TRUE(waitUntil([&] { return recorder.failures.size() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return recorder.failures.size() == 1 && server.isClosed(1); }));
     EXPECT_FALSE(source.isRunning());
-    test::pumpEvents(50);
+    // The ignored start made no connection, and the failure no retry.
     EXPECT_EQ(server.connectionCount(), 2);
 }
 

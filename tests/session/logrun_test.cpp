@@ -5,7 +5,6 @@
 #include "core/log/logdatasource.h"
 #include "core/session/logrun.h"
 #include "support/fixtures/fakesession.h"
-#include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
 namespace vf {
@@ -56,12 +55,12 @@ TEST_F(LogRunTest, LookupsAreOneAtATimeAndOneASecond) {
     conversations->line(line("01-01 10:00:00.000", 1234, "one"));
     conversations->line(line("01-01 10:00:00.001", 1234, "two"));  // wanted while one is in flight
     EXPECT_EQ(conversations->pidReaders, 1);
-    conversations->processTable(u"USER PID PPID VSZ RSS WCHAN ADDR S NAME\nu0_a1 1234 1 0 0 0 0 S com.example\n"_s);
+    conversations->processTable("USER PID PPID VSZ RSS WCHAN ADDR S NAME\nu0_a1 1234 1 0 0 0 0 S com.example\n");
     EXPECT_EQ(conversations->pidReaders, 1) << "the second waits for the rate";
     now += 1000;
     ASSERT_TRUE(waitUntil([&] { return conversations->pidReaders == 2; }, 3000));
     EXPECT_EQ(store.appNameForPid(u"1234"_s), u"com.example"_s);
-    conversations->processTable(QString());  // refused: the lookup still ends
+    conversations->processTable({});  // refused: the lookup still ends
     now += 1000;
     conversations->line(line("01-01 10:00:00.002", 99, "a"));
     conversations->line(line("01-01 10:00:00.003", 99, "b"));
@@ -88,20 +87,21 @@ TEST_F(LogRunTest, RefusalsEndTheRunByTheirMeaning) {
     for (const auto& c : cases) {
         start();
         conversations->refuse(c.message);
-        conversations->endStream();  // the close after a refusal is not a second end
         EXPECT_EQ(lastEnd(++count), c.end) << c.message.toStdString();
         EXPECT_FALSE(run.isLogging());
     }
     start();
-    conversations->processTable(u"error: more than one device and emulator\n"_s);
+    conversations->processTable("error: more than one device and emulator\n");
     EXPECT_EQ(lastEnd(++count), RunEnd::MultipleDevices);
     start();
-    conversations->onStream([](LogReaderDelegate& d) { d.adbNotRunningError(Error{}); });
+    conversations->endStream(AdbResult{AdbOutcome::AdbNotRunning, Error{}});
     EXPECT_EQ(lastEnd(++count), RunEnd::AdbNotRunning);
     EXPECT_EQ(lastRowText(), u"ADB not running. In terminal run \"ADB start-server\""_s);
 }
 
-TEST(LogRunLifetime, DestroyingTheRunDeletesItsConversationsOnTheIoThread) {
+// The run's thread ends with the run: its conversations are gone, on the
+// thread they lived on, when the destructor returns.
+TEST(LogRunLifetime, DestroyingTheRunDeletesItsConversationsOnTheirThread) {
     auto conversations = std::make_shared<test::FakeConversations>();
     LogDatasource store;
     {
@@ -109,35 +109,7 @@ TEST(LogRunLifetime, DestroyingTheRunDeletesItsConversationsOnTheIoThread) {
         run.start(u"A"_s);
         ASSERT_TRUE(waitUntil([&] { return conversations->logReaders == 1 && conversations->pidReaders == 1; }));
     }
-    EXPECT_EQ(conversations->stops, 2);
-    EXPECT_TRUE(waitUntil([&] { return conversations->deletedOnIo == 2; }));
-}
-
-// The run with its real conversations against a scripted ADB server.
-TEST(LogRunOverSocket, StreamsLinesNamesThePidAndEndsWithAStatusRow) {
-    test::ScriptedAdbServer server;
-    const QByteArray transport = "host:transport:emulator-5554";
-    server.addScript(test::Script().expectRequest(transport).reply("OKAY").expectRequest("shell:ps -A")
-                         .reply("OKAYUSER PID PPID VSZ RSS WCHAN ADDR S NAME\n"
-                                "u0_a1     4321  1 0 0 0 0 S com.example.live\n")
-                         .close());
-    server.addScript(test::Script().expectRequest(transport).reply("OKAY").expect(4 + 59).reply("OKAY")
-                         .replyBytewise("01-02 03:04:05.006  4321  4322 I Tag: first\n")
-                         .reply("01-02 03:04:05.007  4321  4321 W Tag: second\r\n")
-                         .close());
-    LogDatasource store;
-    LogRun run(store, makeAdbConnector(server.endpoint()));
-    Ends ends;
-    run.setDelegate(&ends);
-    run.start(u"emulator-5554"_s);
-    ASSERT_TRUE(waitUntil([&] { return ends.ends.size() == 1; }));
-    EXPECT_EQ(ends.started, 1);
-    EXPECT_TRUE(server.received(1).contains("exec logcat -v threadtime"));
-    const RowList rows = store.getDataAll();
-    ASSERT_EQ(rows.size(), 3);
-    EXPECT_EQ(rows.at(0)->app(), "com.example.live");
-    EXPECT_EQ(rows.at(1)->tid(), "-");
-    EXPECT_EQ(rows.at(2)->text(), "Disconnected. emulator-5554");
+    EXPECT_EQ(conversations->deletedAtHome, 2);
 }
 
 }  // namespace

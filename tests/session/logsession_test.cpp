@@ -93,7 +93,7 @@ TEST_F(SessionTest, DefaultsAndTheChoiceAmongSeveral) {
     session->useDevice(u"B"_s);
     ASSERT_TRUE(waitUntil([&] { return front.started == QStringList{u"B"_s}; }));
     session->toggle();  // stops the stream, which then ends
-    EXPECT_GE(conversations->stops, 1);
+    EXPECT_TRUE(waitUntil([&] { return conversations->stops == 1; }));
     unplug();
     EXPECT_FALSE(session->isWaiting());
 }
@@ -102,19 +102,19 @@ TEST_F(SessionTest, DefaultsAndTheChoiceAmongSeveral) {
 TEST_F(SessionTest, TheServerIsStartedOnceAndNoticesAreNotRepeated) {
     make();
     session->startLogging();
-    adb->lister->onDeviceListFailed(0);
+    adb->lister->onDeviceListFailed(DeviceListFailure::AdbNotRunning);
     ASSERT_EQ(adb->adbStarts, 1);
     adb->adbCompletion(true);
     EXPECT_EQ(adb->listings, 2);
-    adb->lister->onDeviceListFailed(0);
-    adb->lister->onDeviceListFailed(0);
+    adb->lister->onDeviceListFailed(DeviceListFailure::AdbNotRunning);
+    adb->lister->onDeviceListFailed(DeviceListFailure::AdbNotRunning);
     EXPECT_EQ(adb->adbStarts, 1);
     EXPECT_EQ(front.notices, (std::vector<N::Kind>{N::StartingAdb, N::AdbStarted, N::AdbNotRunning}));
     session->startLogging();  // the user asks again: one more try
-    adb->lister->onDeviceListFailed(0);
+    adb->lister->onDeviceListFailed(DeviceListFailure::AdbNotRunning);
     EXPECT_EQ(adb->adbStarts, 2);
-    adb->lister->onDeviceListFailed(1);
-    adb->lister->onDeviceListFailed(kDeviceListUnexpectedReply);
+    adb->lister->onDeviceListFailed(DeviceListFailure::NoDevice);
+    adb->lister->onDeviceListFailed(DeviceListFailure::UnexpectedReply);
     EXPECT_EQ(front.notices.back(), N::UnexpectedReply);
 }
 

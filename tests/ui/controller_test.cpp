@@ -98,10 +98,10 @@ TEST_F(ControllerTest, FailuresShowAlertsAndAdvice) {
     app->parts().connection->stopLogging();
 
     app->parts().connection->startLogging();
-    adb->lister->onDeviceListFailed(1);  // no device, not reconnecting
+    adb->lister->onDeviceListFailed(DeviceListFailure::NoDevice);  // no device, not reconnecting
     EXPECT_TRUE(app->parts().connection->currentAlert()->informativeText().startsWith(u"No Android"_s));
 
-    adb->lister->onDeviceListFailed(0);  // no server: try to start it
+    adb->lister->onDeviceListFailed(DeviceListFailure::AdbNotRunning);  // no server: try to start it
     ASSERT_TRUE(bool(adb->adbCompletion));
     EXPECT_EQ(title(), u"Starting ADB server.."_s);
     EXPECT_TRUE(events.contains(u"error-adb-not-running"_s));

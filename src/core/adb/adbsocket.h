@@ -1,24 +1,23 @@
 #pragma once
-// AdbSocket: the base of every conversation with the ADB server. It opens the
-// connection (to the endpoint it is given), frames requests,
-// recognises "OKAY", decodes hexadecimal lengths and turns the two
-// connection-level failures (no server, no device) into virtual calls that
-// the concrete conversations extend.
+// AdbSocket: the base of every conversation with the ADB server, and the one
+// lifecycle they all share. start() opens a connection (to the endpoint the
+// conversation was given) and the conversation sends its requests; stop()
+// ends it at any point, also while a read waits for a server that never
+// answers; and every start() ends in exactly one finished() saying how it
+// ended. Statuses ("OKAY", or "FAIL" and its message) and length-prefixed
+// payloads are read whole through the parsers of core/adb/replyframing.h: a
+// "FAIL" ends the conversation as Refused, a reply that breaks the protocol
+// (or is cut short, or late) as UnexpectedReply.
 //
-// A conversation lives on the thread that calls connect(); every socket
-// callback, and so every report to its delegate, arrives there, one at a
-// time. Create it on that thread too (or moveToThread() it there before
-// connect()), so that its QObject thread is the socket thread. Owners destroy
-// a conversation on that thread, or hand it over with deleteLater() (any
-// thread; call stop() first when it should end at once). Destroying it
-// closes its connection without any further report.
+// Threads: a conversation lives on one thread, the one it was created on or
+// moved to, which runs an event loop. Every member is called there (owners
+// elsewhere queue their calls) and every report arrives there, one at a
+// time. Destroying it closes its connection without any further report; an
+// owner that lets go of it from inside one of its reports uses deleteLater().
 
 #include <QByteArray>
-#include <QMutex>
 #include <QObject>
 #include <QString>
-#include <atomic>
-#include <cstdint>
 #include <optional>
 
 #include "core/adb/asyncsocket.h"
@@ -26,6 +25,20 @@
 #include "core/support/error.h"
 
 namespace vf {
+
+// How a conversation ended.
+enum class AdbOutcome {
+    Done,             // it ran its course (the server closed, or it had all it needed)
+    Stopped,          // stop() ended it
+    AdbNotRunning,    // nothing listens at the endpoint
+    Refused,          // the server answered "FAIL"; the error carries its message
+    UnexpectedReply,  // a reply broke the protocol, was cut short or did not come in time
+};
+
+struct AdbResult {
+    AdbOutcome outcome = AdbOutcome::Done;
+    OptionalError error;  // AdbNotRunning, Refused and UnexpectedReply carry one
+};
 
 class AdbSocket : public QObject, public AsyncSocketDelegate {
     Q_OBJECT
@@ -36,82 +49,77 @@ public:
     AdbSocket(const AdbSocket&) = delete;
     AdbSocket& operator=(const AdbSocket&) = delete;
 
-    // Opens a new connection on the calling thread, replacing (and silencing)
-    // any earlier one.
-    void connect();
-    // Closes the connection; the subclass still sees its disconnection.
-    // Any thread.
+    // Opens a new connection; finished() follows once it has ended. A
+    // connection still open is closed first, without a report.
+    void start();
+    // Ends the conversation: finished() follows (Stopped, unless it had
+    // ended otherwise already). Nothing happens when it is not running.
     void stop();
-    // True while connecting, else whether the socket is connected. Any thread.
+    // True from start() until the connection is up or has ended.
+    bool isConnecting() const { return isConnecting_; }
+    // True while connecting or connected.
     bool isConnected() const;
-    bool isConnecting() const { return isConnecting_.load(); }
 
-    // Serial of the device to bind to; empty means any device. Any thread.
-    QString deviceId() const;
-    void setDeviceId(const QString& deviceId);
+    // Serial of the device to bind to; empty means any device. Set it before
+    // start().
+    QString deviceId() const { return deviceId_; }
+    void setDeviceId(const QString& deviceId) { deviceId_ = deviceId; }
 
-    // Wire helpers (pure).
-    // A request on the wire: its UTF-8 byte count as "%.4lx", then the UTF-8 bytes.
+    // A request on the wire: its UTF-8 byte count as "%.4lx", then the UTF-8
+    // bytes. Pure.
     static QByteArray frame(const QString& text);
-    static bool isOkay(const QByteArray& bytes);
-    // nullopt when the bytes are not valid UTF-8.
-    static std::optional<QString> stringFromData(const QByteArray& bytes);
-    static uint32_t hexStringToInteger(const QString& text);
-    static uint32_t hexDataToInteger(const QByteArray& bytes);
-    // Leading decimal integer of `text` (white space and a sign allowed), 0 if none.
-    static int64_t leadingInteger(const QString& text);
-    // An error in the "logReader" domain carrying `message`; logged.
-    static Error logReaderError(int code, const QString& message);
 
-    // AsyncSocketDelegate; subclasses call these first and then go on.
-    void socketDidConnect(AsyncSocket* socket) override;
-    void socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) override;
+    // AsyncSocketDelegate.
+    void socketDidConnect(AsyncSocket* socket) final;
+    void socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) final;
 
 protected:
-    // Connection-level failures; subclasses call the base first, then report.
-    virtual void adbNotRunningError(const Error& error);
-    virtual void adbDeviceNotFound(const Error& error);
-    // The server's reply broke the protocol (see core/adb/replyframing.h) or
-    // did not come within the reply timeout; the connection is closed.
-    // Subclasses call the base first, then report. Reported at most once per
-    // connection.
-    virtual void adbReplyFailed(const Error& error);
+    // The connection is up: send the first request.
+    virtual void connected() = 0;
+    // Once per start(), after the connection has closed.
+    virtual void finished(const AdbResult& result) = 0;
 
-    // Socket thread.
-    void send(const QString& text, double timeout, long tag);
-    void sendExpectOkay(const QString& text, double timeout, long tag);
-    void readWithTag(long tag);
-    void readPNGWithTag(long tag);
-    void readToLength(qsizetype length, long tag);
+    // Conversation steps, on the conversation's thread.
+    void send(const QString& text);
+    // Sends a request and reads its status reply, waiting at most `timeout`
+    // seconds (<= 0: the reply timeout); the reply arrives with `tag`.
+    void sendExpectOkay(const QString& text, long tag, double timeout = -1.0);
     // "host:transport:<serial>" or "host:transport-any", expecting "OKAY".
     void sendDeviceId(long tag);
+    // Reads a length-prefixed payload.
+    void readPayload(long tag);
+    // Reads one line, up to its LF (cut at 1 MiB, see replyframing.h).
+    void readLine(long tag);
+    // Reads up to and including the next "IEND" (at most 64 MiB).
+    void readPng(long tag);
+    // Closes this connection and opens another one for the same
+    // conversation (finished() comes once, for the last one).
+    void reconnect();
 
-    // True for "OKAY". Anything but "OKAY" or "FAIL" ends the conversation
-    // through adbReplyFailed().
-    bool checkStatus(const QByteArray& status);
-    // The length of four hex digits, or nullopt after ending the
-    // conversation through adbReplyFailed().
-    std::optional<uint32_t> checkLength(const QByteArray& digits);
-    // Every read of this conversation waits at most `seconds` (<= 0: for ever).
+    // The status reply read for a sendExpectOkay(): true for "OKAY". Any
+    // other reply ends the conversation (Refused or UnexpectedReply).
+    bool takeOkay(const QByteArray& reply);
+    // The payload read for a readPayload(); nullopt (the conversation ends
+    // as UnexpectedReply) when the reply was broken.
+    std::optional<QByteArray> takePayload(const QByteArray& reply);
+    // Ends the conversation with `outcome` and closes the connection;
+    // finished() follows. The first end recorded wins.
+    void end(AdbOutcome outcome, const OptionalError& error = std::nullopt);
+    // Every read waits at most `seconds` (<= 0: for ever).
     void setReplyTimeout(double seconds) { replyTimeout_ = seconds; }
-    bool replyFailed() const { return replyFailed_; }
 
-    void logNotOkay(const QByteArray& status) const;
     static void logUnknownTag(long tag);
 
-    // The socket of the current attempt (socket thread), may be null.
-    AsyncSocket* socket() const { return socket_; }
-
 private:
+    void open();
     void retireSocket(bool graceful);
 
-    mutable QMutex mutex_;            // guards socket_ (for stop/isConnected) and deviceId_
-    AsyncSocket* socket_ = nullptr;   // owned; lives on the conversation thread
+    AsyncSocket* socket_ = nullptr;  // owned; the connection of the current start
     QString deviceId_;
     const AdbEndpoint endpoint_;
-    std::atomic<bool> isConnecting_{false};
-    double replyTimeout_ = -1.0;  // socket thread
-    bool replyFailed_ = false;    // socket thread; reset by connect()
+    double replyTimeout_ = -1.0;
+    std::optional<AdbResult> ending_;  // how it ends, once known
+    bool isConnecting_ = false;
 };
 
 }  // namespace vf

@@ -95,23 +95,27 @@ void AsyncSocket::writeData(const QByteArray& bytes, double /*timeout*/, long ta
 void AsyncSocket::readDataToLength(qsizetype length, double timeout, long tag) {
     VF_ASSERT_THREAD(this);
     if (reported_) return;
-    reads_.push_back(Read{length, {}, 0, timeout, tag});
+    reads_.push_back(Read{length, {}, 0, nullptr, timeout, tag});
+    pumpReads();
+}
+
+void AsyncSocket::readFramed(Framer framer, double timeout, long tag) {
+    VF_ASSERT_THREAD(this);
+    if (reported_ || framer == nullptr) return;
+    reads_.push_back(Read{0, {}, 0, framer, timeout, tag});
     pumpReads();
 }
 
 void AsyncSocket::readDataToData(const QByteArray& delimiter, double timeout, long tag, qsizetype maxLength) {
     VF_ASSERT_THREAD(this);
     if (reported_ || delimiter.isEmpty()) return;
-    reads_.push_back(Read{0, delimiter, qMax<qsizetype>(0, maxLength), timeout, tag});
+    reads_.push_back(Read{0, delimiter, qMax<qsizetype>(0, maxLength), nullptr, timeout, tag});
     pumpReads();
 }
 
 void AsyncSocket::disconnect() {
-    if (QThread::currentThread() == thread()) {
-        doDisconnect();
-        return;
-    }
-    QMetaObject::invokeMethod(this, [this] { doDisconnect(); }, Qt::QueuedConnection);
+    VF_ASSERT_THREAD(this);
+    doDisconnect();
 }
 
 void AsyncSocket::dispose() {
@@ -210,7 +214,8 @@ void AsyncSocket::closeWithError(const OptionalError& error) {
     pendingOut_.clear();
     readTimer_->stop();
     pumpReads();
-    endedMidRead_ = !reads_.empty() && reads_.front().delimiter.isEmpty() && reads_.front().length > 0;
+    endedMidRead_ = !reads_.empty() && reads_.front().delimiter.isEmpty() &&
+                    (reads_.front().length > 0 || reads_.front().framer != nullptr);
     reads_.clear();
     scheduleDisconnectReport();
     if (disposing_) deleteLater();
@@ -273,7 +278,11 @@ bool AsyncSocket::takeCompletedRead(QByteArray* data, long* tag) {
     const Read& head = reads_.front();
     const qsizetype available = buffer_.size() - bufferPos_;
     qsizetype take = 0;
-    if (head.delimiter.isEmpty()) {
+    if (head.framer != nullptr) {
+        take = head.framer(QByteArrayView(buffer_).sliced(bufferPos_));
+        if (take == 0) return false;
+        if (take < 0 || take > available) take = available;
+    } else if (head.delimiter.isEmpty()) {
         if (head.length <= 0 || available < head.length) return false;
         take = head.length;
     } else {

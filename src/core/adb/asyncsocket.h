@@ -6,12 +6,13 @@
 // whatever the TCP segmentation. Callbacks arrive one at a time on the thread
 // that created the socket (it must run a Qt event loop).
 //
-// Threads: every member except disconnect() and isConnected() must be called
-// on the socket's own thread. The delegate is not owned; it must outlive the
+// Threads: every member except isConnected() must be called on the socket's
+// own thread. The delegate is not owned; it must outlive the
 // socket or be detached with setDelegate(nullptr) first, after which it is
 // never called again.
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QObject>
 #include <QString>
 #include <atomic>
@@ -80,17 +81,24 @@ public:
     // its delimiter. The next read starts after it. Memory stays bounded by
     // `maxLength` whatever the peer sends.
     void readDataToData(const QByteArray& delimiter, double timeout, long tag, qsizetype maxLength = 0);
+    // Queues a read that a stream parser frames. `framer` is given the bytes
+    // received for this read so far and returns the length of the complete
+    // record at their front (> 0), 0 while more is needed, or a negative
+    // value when they can no longer begin a record: the read then completes
+    // at once with what has arrived, for the caller to reject.
+    using Framer = qsizetype (*)(QByteArrayView bytes);
+    void readFramed(Framer framer, double timeout, long tag);
 
     // Bytes that arrive while no read is queued wait in a buffer; a peer
     // that sends more than 8 MiB of them is disconnected with EMSGSIZE.
 
-    // Closes at once, dropping pending reads and writes. Any thread (queued
-    // to the socket thread). The disconnect is reported later, once.
+    // Closes at once, dropping pending reads and writes. The disconnect is
+    // reported later, once.
     void disconnect();
     // Any thread.
     bool isConnected() const { return connected_.load(); }
     // Socket thread. True once the peer closed the connection while an
-    // exact-length read still waited for bytes (a reply cut short).
+    // exact-length or framed read still waited for bytes (a reply cut short).
     bool endedMidRead() const { return endedMidRead_; }
 
     // Detaches the delegate and lets a live connection end on its own (the
@@ -107,6 +115,7 @@ private:
         qsizetype length = 0;  // exact-length read when delimiter is empty
         QByteArray delimiter;
         qsizetype maxLength = 0;  // delimiter reads: cut at this many bytes (0: no limit)
+        Framer framer = nullptr;  // framed reads
         double timeout = -1.0;
         long tag = 0;
     };

@@ -1,228 +1,124 @@
 #include "core/adb/devicelistdatasource.h"
 
-#include <QRegularExpression>
-#include <QThread>
-
 #include "core/adb/devicelistreader.h"
-#include "core/adb/devicestate.h"
 #include "core/adb/modelname.h"
-#include "core/adb/textlines.h"
+#include "core/adb/shellcommandreader.h"
 #include "core/support/logger.h"
-#include "core/support/threads.h"
 
 namespace vf {
 
-using namespace Qt::StringLiterals;
+// The conversations, on the list's I/O thread. A new request replaces the
+// conversation of its kind; results go back as queued signals.
+class DeviceListWorker final : public QObject, private DeviceListReaderDelegate, private ShellCommandDelegate {
+    Q_OBJECT
+public:
+    explicit DeviceListWorker(const AdbEndpoint& endpoint) : endpoint_(endpoint) {}
 
-namespace {
-
-// Detaches a conversation and deletes it on its own thread.
-template <typename Reader>
-void releaseReader(Reader* reader) {
-    if (reader == nullptr) return;
-    auto release = [reader] {
-        reader->setDelegate(nullptr);
-        delete reader;
-    };
-    QThread* home = reader->thread();
-    if (home == QThread::currentThread() || !home->isRunning()) {
-        release();
-    } else {
-        QMetaObject::invokeMethod(reader, release, Qt::BlockingQueuedConnection);
+    void list() {
+        delete listReader_;  // not inside its own report: this is a queued call
+        listReader_ = new DeviceListReader(endpoint_, this);
+        listReader_->setDelegate(this);
+        listReader_->start();
     }
-}
+    void lookUp(const QString& serial) {
+        delete nameReader_;
+        nameReader_ = new ShellCommandReader(endpoint_, modelLookupRequest(), ShellCommandReader::kDefaultMaxBytes, this);
+        nameReader_->setReplyTimeout(kReplyTimeoutSeconds);
+        nameReader_->setDeviceId(serial);
+        nameReader_->setDelegate(this);
+        nameReader_->start();
+    }
 
-}  // namespace
+Q_SIGNALS:
+    void listed(const QByteArray& listing, const vf::AdbResult& result);
+    void modelRead(const QString& serial, const QByteArray& output);
+
+private:
+    void deviceListFinished(const QByteArray& listing, const AdbResult& result) override { Q_EMIT listed(listing, result); }
+    void shellCommandFinished(const QString& deviceId, const QByteArray& output, const AdbResult&) override {
+        Q_EMIT modelRead(deviceId, output);
+    }
+
+    const AdbEndpoint endpoint_;
+    DeviceListReader* listReader_ = nullptr;  // children
+    ShellCommandReader* nameReader_ = nullptr;
+};
 
 DeviceListDatasource::DeviceListDatasource(const AdbEndpoint& endpoint, QObject* parent)
-    : QObject(parent), endpoint_(endpoint) {}
-
-DeviceListDatasource::~DeviceListDatasource() {
-    // Queued work on the I/O thread runs before this, so no conversation is
-    // created behind our back once it returns.
-    if (usedIoThread_.load()) runOnIoThreadBlocking([this] { releaseReaders(); });
-    releaseReaders();
+    : QObject(parent), thread_(startOwnedThread(QStringLiteral("vf-devices"))),
+      worker_(adoptWorker(*thread_, new DeviceListWorker(endpoint))) {
+    QObject::connect(worker_, &DeviceListWorker::listed, this, &DeviceListDatasource::listFinished);
+    QObject::connect(worker_, &DeviceListWorker::modelRead, this, &DeviceListDatasource::modelFinished);
 }
 
-void DeviceListDatasource::releaseReaders() {
-    releaseReader(deviceListReader_);
-    releaseReader(deviceNameReader_);
-    deviceListReader_ = nullptr;
-    deviceNameReader_ = nullptr;
-}
+DeviceListDatasource::~DeviceListDatasource() = default;
 
 void DeviceListDatasource::loadDeviceList() {
-    usedIoThread_.store(true);
-    QPointer<DeviceListDatasource> self(this);
-    runOnIoThread([self] {
-        if (self) self->fetchDevices();
-    });
+    QMetaObject::invokeMethod(worker_, [worker = worker_] { worker->list(); }, Qt::QueuedConnection);
 }
 
 void DeviceListDatasource::requestDeviceModel(const QString& serial) {
-    usedIoThread_.store(true);
-    QPointer<DeviceListDatasource> self(this);
-    runOnIoThread([self, serial] {
-        if (self) self->internalDeviceModel(serial);
-    });
+    VF_LOG("looking up device: {}", serial);
+    QMetaObject::invokeMethod(worker_, [worker = worker_, serial] { worker->lookUp(serial); }, Qt::QueuedConnection);
 }
 
-// A replaced conversation is silenced at once and deleted later: it may be
-// the one whose callback is running right now.
-void DeviceListDatasource::fetchDevices() {
-    if (deviceListReader_ != nullptr) {
-        deviceListReader_->setDelegate(nullptr);
-        deviceListReader_->deleteLater();
+void DeviceListDatasource::listFinished(const QByteArray& listing, const AdbResult& result) {
+    DeviceListFailure failure = DeviceListFailure::NoDevice;
+    switch (result.outcome) {
+        case AdbOutcome::Done:
+            if (!listing.isEmpty()) return parseDeviceList(listing);
+            break;
+        case AdbOutcome::AdbNotRunning:
+            failure = DeviceListFailure::AdbNotRunning;
+            break;
+        case AdbOutcome::UnexpectedReply:
+            failure = DeviceListFailure::UnexpectedReply;
+            break;
+        case AdbOutcome::Refused:  // logged by the reader; nothing to tell
+        case AdbOutcome::Stopped:
+            return;
     }
-    deviceListReader_ = new DeviceListReader(endpoint_);
-    deviceListReader_->setDelegate(this);
-    deviceListReader_->connect();
+    if (delegate_ != nullptr) delegate_->onDeviceListFailed(failure);
 }
 
-void DeviceListDatasource::devicesReceived(const QString& text) { parseDeviceList(text); }
-
-void DeviceListDatasource::deviceListFailedWithError(int code) {
-    QPointer<DeviceListDatasource> self(this);
-    runOnMainThread([self, code] {
-        if (!self) return;
-        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDeviceListFailed(code);
-    });
-}
-
-DeviceRecord DeviceListDatasource::recordFromLine(const QString& line) {
-    static const QRegularExpression blank(u"[ \t]"_s);
-    const QStringList fields = line.split(blank);
-    DeviceRecord record;
-    record.id = fields.value(0);
-    bool haveType = false;
-    for (const QString& field : fields) {
-        if (field.isEmpty()) continue;
-        if (!haveType) {
-            // The first non-empty field is the serial itself, not the state
-            // word; the controller relies on exactly this.
-            record.type = field;
-            haveType = true;
-        } else if (field.startsWith(u"model:"_s)) {
-            record.name = field.mid(6);
-        } else if (field.startsWith(u"product:"_s)) {
-            record.product = field.mid(8);
-        }
+void DeviceListDatasource::parseDeviceList(QByteArrayView listing) {
+    deviceList_ = parseDeviceListing(listing);
+    for (const DeviceRecord& record : std::as_const(deviceList_)) {
+        if (!record.name && !lookupList_.contains(record.id)) lookupList_.append(record.id);
     }
-    const DeviceStatus status = deviceStatusFromListingLine(line);
-    record.state = status.word;
-    record.usbVendorId = status.usbVendorId;
-    return record;
-}
-
-void DeviceListDatasource::parseDeviceList(const QString& text) {
-    DeviceList devices;
-    QStringList queued;
-    for (const QString& line : splitAtNewlines(text)) {
-        if (line.isEmpty()) continue;
-        if (line.startsWith(u'-') || line.startsWith(u"error:"_s)) {
-            VF_LOG("invalid: {}", line);
-            continue;
-        }
-        VF_LOG("device entry: \"{}\"", line);
-        devices.append(recordFromLine(line));
-        if (!devices.last().name) queued.append(devices.last().id);
-    }
-    {
-        QMutexLocker lock(&mutex_);
-        deviceList_ = devices;
-        for (const QString& serial : queued) {
-            if (!lookupList_.contains(serial)) lookupList_.append(serial);
-        }
-    }
-    notifyDevicesConneceted();
+    if (delegate_ != nullptr) delegate_->onDevicesConnected(deviceList_);
     lookupNextDevice();
 }
 
+// One lookup at a time: a listing that comes while one is under way leaves
+// it be.
 void DeviceListDatasource::lookupNextDevice() {
-    QString next;
-    {
-        QMutexLocker lock(&mutex_);
-        if (lookupList_.isEmpty()) return;
-        next = lookupList_.first();
-    }
-    internalDeviceModel(next);
+    if (lookupList_.isEmpty() || !lookingUp_.isEmpty()) return;
+    lookingUp_ = lookupList_.first();
+    requestDeviceModel(lookingUp_);
 }
 
-void DeviceListDatasource::internalDeviceModel(const QString& serial) {
-    VF_LOG("looking up device: {}", serial);
-    if (deviceNameReader_ != nullptr) {
-        deviceNameReader_->setDelegate(nullptr);
-        deviceNameReader_->deleteLater();
-    }
-    deviceNameReader_ = new ShellCommandReader(endpoint_, modelLookupRequest());
-    deviceNameReader_->setReplyTimeout(kReplyTimeoutSeconds);
-    deviceNameReader_->setDeviceId(serial);
-    deviceNameReader_->setDelegate(this);
-    deviceNameReader_->connect();
-}
-
-void DeviceListDatasource::shellCommandEnded(const QString& deviceId, const QByteArray& output,
-                                             const OptionalError& failure) {
-    const std::optional<QString> text = failure ? std::nullopt : AdbSocket::stringFromData(output);
-    const std::optional<QString> name = text ? modelNameFromLookupOutput(*text) : std::nullopt;
-    if (!name) {
-        // Any end without a name (refused transport, unauthorized or offline
-        // device, broken or late reply, no such line) is a failure: on to the
-        // next device, so that its lookup is not held up.
-        VF_LOG("no model name for {}", deviceId);
-        {
-            QMutexLocker lock(&mutex_);
-            lookupList_.removeAll(deviceId);
-        }
-        lookupNextDevice();
-        return;
-    }
-    {
-        QMutexLocker lock(&mutex_);
+void DeviceListDatasource::modelFinished(const QString& serial, const QByteArray& output) {
+    // Any end without a name (refused transport, unauthorized or offline
+    // device, broken or late reply, no such line) moves on to the next
+    // device, so that its lookup is not held up.
+    const std::optional<QString> name = modelNameFromLookupOutput(output);
+    if (name) {
         for (DeviceRecord& record : deviceList_) {
-            if (record.id == deviceId) {
+            if (record.id == serial) {
                 record.name = *name;
                 break;
             }
         }
+        if (delegate_ != nullptr) delegate_->onDeviceModel(serial, *name);
+    } else {
+        VF_LOG("no model name for {}", serial);
     }
-    notifyDeviceModel(deviceId, *name);
-    {
-        QMutexLocker lock(&mutex_);
-        lookupList_.removeAll(deviceId);
-    }
+    lookupList_.removeAll(serial);
+    if (serial == lookingUp_) lookingUp_.clear();
     lookupNextDevice();
 }
 
-std::optional<QString> DeviceListDatasource::nameFromBuildProperties(const QString& text) {
-    return modelNameFromBuildProp(text);
-}
-
-void DeviceListDatasource::notifyDevicesConneceted() {
-    const DeviceList devices = deviceList();
-    QPointer<DeviceListDatasource> self(this);
-    runOnMainThread([self, devices] {
-        if (!self) return;
-        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDevicesConnected(devices);
-    });
-}
-
-void DeviceListDatasource::notifyDeviceModel(const QString& serial, const QString& model) {
-    QPointer<DeviceListDatasource> self(this);
-    runOnMainThread([self, serial, model] {
-        if (!self) return;
-        if (DeviceListDelegate* delegate = self->delegate_.load()) delegate->onDeviceModel(serial, model);
-    });
-}
-
-DeviceList DeviceListDatasource::deviceList() const {
-    QMutexLocker lock(&mutex_);
-    return deviceList_;
-}
-
-QStringList DeviceListDatasource::lookupList() const {
-    QMutexLocker lock(&mutex_);
-    return lookupList_;
-}
-
 }  // namespace vf
+
+#include "devicelistdatasource.moc"

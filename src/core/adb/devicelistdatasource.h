@@ -4,82 +4,57 @@
 // (the controller), and then looks up each nameless device's model name, one
 // device at a time.
 //
-// Threads: created, used and destroyed on the main thread. The conversations
-// run on the shared I/O thread, where the replies are parsed; every
-// notification hops to the main thread asynchronously. Destroy it before
-// vf::shutdownIoThread().
+// Threads: created, used and destroyed on the main thread, where the lists
+// live and every delegate call arrives. It owns an I/O thread on which its
+// conversations run; their results come back as queued calls, and the
+// destructor ends that thread.
 
-#include <QMutex>
+#include <QByteArray>
 #include <QObject>
-#include <QPointer>
 #include <QStringList>
-#include <atomic>
 
+#include "core/adb/adbsocket.h"
 #include "core/adb/delegates.h"
 #include "core/adb/endpoint.h"
-#include "core/adb/shellcommandreader.h"
+#include "core/support/threads.h"
 
 namespace vf {
 
-class DeviceListReader;
-class ShellCommandReader;
+class DeviceListWorker;
 
-class DeviceListDatasource final : public QObject,
-                                   public DeviceListReaderDelegate,
-                                   public ShellCommandDelegate {
+class DeviceListDatasource final : public QObject {
     Q_OBJECT
 public:
     // Every conversation it makes talks to `endpoint`.
     explicit DeviceListDatasource(const AdbEndpoint& endpoint, QObject* parent = nullptr);
     ~DeviceListDatasource() override;
 
-    // Main thread. Not owned; must outlive this object (or be reset first).
-    void setDelegate(DeviceListDelegate* delegate) { delegate_.store(delegate); }
+    // Not owned; must outlive this object (or be reset first).
+    void setDelegate(DeviceListDelegate* delegate) { delegate_ = delegate; }
 
-    // Asks the server for the list; returns at once. Any thread.
+    // Asks the server for the list; returns at once.
     void loadDeviceList();
-    // Looks up one device's model name on the I/O thread. Any thread.
-    void requestDeviceModel(const QString& serial);
 
-    // Snapshots. Any thread.
-    DeviceList deviceList() const;
-    QStringList lookupList() const;
+    DeviceList deviceList() const { return deviceList_; }
+    // Devices still waiting for a model name, the next one first.
+    QStringList lookupList() const { return lookupList_; }
 
-    // Replaces the list with the records of a "host:devices" reply, notifies
-    // the delegate and starts the next name lookup (on the calling thread).
-    void parseDeviceList(const QString& text);
-
-    // Conversation callbacks (the conversation's thread).
-    void devicesReceived(const QString& text) override;
-    void deviceListFailedWithError(int code) override;
-    // The model lookup's output for one device (build.prop, then getprop).
-    void shellCommandEnded(const QString& deviceId, const QByteArray& output,
-                           const OptionalError& failure) override;
-
-    // One line of the reply as a record (the line is neither empty nor an
-    // "-"/"error:" line).
-    static DeviceRecord recordFromLine(const QString& line);
-    // The value of the first "ro.product.model=" line, else of the last
-    // "ro.product.name=" line before it; nullopt when neither occurs.
-    static std::optional<QString> nameFromBuildProperties(const QString& text);
+    // Replaces the list with the records of a listing, notifies the
+    // delegate and starts the next name lookup.
+    void parseDeviceList(QByteArrayView listing);
 
 private:
-    void fetchDevices();
+    void listFinished(const QByteArray& listing, const AdbResult& result);
+    void modelFinished(const QString& serial, const QByteArray& output);
     void lookupNextDevice();
-    void internalDeviceModel(const QString& serial);
-    void notifyDevicesConneceted();
-    void notifyDeviceModel(const QString& serial, const QString& model);
-    void releaseReaders();
+    void requestDeviceModel(const QString& serial);
 
-    const AdbEndpoint endpoint_;
-    std::atomic<DeviceListDelegate*> delegate_{nullptr};
-    mutable QMutex mutex_;  // guards deviceList_ and lookupList_ for the snapshots
+    DeviceListDelegate* delegate_ = nullptr;
     DeviceList deviceList_;
     QStringList lookupList_;
-    // Conversations: touched only on the thread they live on.
-    DeviceListReader* deviceListReader_ = nullptr;
-    ShellCommandReader* deviceNameReader_ = nullptr;
-    std::atomic<bool> usedIoThread_{false};
+    QString lookingUp_;  // the serial of the lookup under way
+    OwnedThread thread_;
+    DeviceListWorker* worker_;  // lives on thread_, deleted there
 };
 
 }  // namespace vf

@@ -25,46 +25,6 @@ DeviceState deviceStateFromWord(QStringView word) {
     return DeviceState::Unknown;
 }
 
-namespace {
-
-// Fields after the state: the long form's "key:value" pairs and, for
-// "no permissions", free-text advice that may contain "usb:" inside brackets.
-void readLongFormFields(QStringView rest, DeviceStatus& status) {
-    static const QRegularExpression vendorPair(u"^usb:([0-9a-fA-F]{4}):[0-9a-fA-F]{4}$"_s);
-    for (const QStringView field : rest.split(u' ', Qt::SkipEmptyParts)) {
-        if (field.startsWith(u"vendor:") && field.size() == 11) {
-            status.usbVendorId = field.mid(7).toString().toLower();
-        } else if (const auto m = vendorPair.match(field.toString()); m.hasMatch()) {
-            status.usbVendorId = m.captured(1).toLower();
-        } else if (field.startsWith(u"usb:") && field.size() > 4) {
-            status.usbPath = field.mid(4).toString();
-        }
-    }
-}
-
-}  // namespace
-
-DeviceStatus deviceStatusFromListingLine(QStringView line) {
-    DeviceStatus status;
-    // The serial ends at the first tab (the short form) or run of blanks (the long form).
-    qsizetype at = 0;
-    while (at < line.size() && line[at] != u'\t' && line[at] != u' ') ++at;
-    while (at < line.size() && (line[at] == u'\t' || line[at] == u' ')) ++at;
-    const QStringView rest = line.mid(at);
-    if (rest.startsWith(u"no permissions", Qt::CaseInsensitive)) {
-        status.state = DeviceState::NoPermissions;
-        status.word = u"no permissions"_s;
-        readLongFormFields(rest.mid(14), status);
-        return status;
-    }
-    qsizetype end = 0;
-    while (end < rest.size() && !rest[end].isSpace()) ++end;
-    status.word = rest.left(end).toString();
-    status.state = deviceStateFromWord(status.word);
-    readLongFormFields(rest.mid(end), status);
-    return status;
-}
-
 AdbFailureKind adbFailureKind(QStringView message) {
     QStringView first = message.trimmed();
     if (const qsizetype nl = first.indexOf(u'\n'); nl >= 0) first = first.left(nl).trimmed();
@@ -83,15 +43,17 @@ AdbFailureKind adbFailureKind(QStringView message) {
     return AdbFailureKind::Other;
 }
 
-QString deviceStateAdvice(const QString& serial, const DeviceStatus& status) {
-    switch (status.state) {
+QString deviceStateAdvice(const QString& serial, const std::optional<DeviceRecord>& record) {
+    const QString word = record ? record->state : u"offline"_s;
+    const std::optional<QString> vendorId = record ? record->usbVendorId : std::nullopt;
+    switch (deviceStateFromWord(word)) {
         case DeviceState::Device:
         case DeviceState::Unauthorized:
             return {};
         case DeviceState::Offline:
             return u"Device %1 is offline. Waiting for it to come back..."_s.arg(serial);
         case DeviceState::NoPermissions: {
-            const QString vendor = status.usbVendorId.value_or(u"VENDOR"_s);
+            const QString vendor = vendorId.value_or(u"VENDOR"_s);
             QString text = u"No permission to open device %1\n\n"
                            "Linux lets only permitted users open USB devices. Add yourself to the plugdev "
                            "group (sudo usermod -aG plugdev $USER, then log in again) and add a udev rule "
@@ -99,7 +61,7 @@ QString deviceStateAdvice(const QString& serial, const DeviceStatus& status) {
                            "SUBSYSTEM==\"usb\", ATTR{idVendor}==\"%2\", MODE=\"0660\", GROUP=\"plugdev\"\n\n"
                            "Then run: sudo udevadm control --reload-rules, and plug the device in again."_s
                                .arg(serial, vendor);
-            if (!status.usbVendorId) {
+            if (!vendorId) {
                 text += u"\n\nThe vendor id is the four hex digits before the colon in the device's line "
                         "of lsusb."_s;
             }
@@ -113,7 +75,7 @@ QString deviceStateAdvice(const QString& serial, const DeviceStatus& status) {
             break;
     }
     return u"Device %1 is in %2 mode\n\nIts log can be read once Android has started."_s.arg(
-        serial, status.word.isEmpty() ? u"an unknown"_s : status.word);
+        serial, word.isEmpty() ? u"an unknown"_s : word);
 }
 
 QString deviceTitleWithState(const QString& serial, const std::optional<QString>& name,

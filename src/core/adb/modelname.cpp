@@ -1,7 +1,9 @@
 #include "core/adb/modelname.h"
 
 #include <QHash>
-#include <QList>
+#include <QStringList>
+
+#include "core/support/text.h"
 
 namespace vf {
 
@@ -9,38 +11,24 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QStringView withoutCr(QStringView s) { return s.endsWith(u'\r') ? s.chopped(1) : s; }
-
-}  // namespace
-
-QString modelLookupRequest() { return u"shell:cat /system/build.prop; getprop"_s; }
-
-std::optional<QString> modelNameFromLookupOutput(QStringView output) {
-    // The two parts' lines cannot be mistaken for each other: "key=value"
-    // against "[key]: [value]".
-    if (auto name = modelNameFromBuildProp(output)) return name;
-    return modelNameFromGetprop(output);
-}
-
-std::optional<QString> modelNameFromBuildProp(QStringView text) {
+std::optional<QString> fromBuildProp(const QStringList& lines) {
     std::optional<QString> name;
-    for (QStringView line : text.split(u'\n')) {
-        line = withoutCr(line);
-        if (line.startsWith(u"ro.product.model=")) return line.mid(17).toString();
-        if (line.startsWith(u"ro.product.name=")) name = line.mid(16).toString();
+    for (const QString& line : lines) {
+        if (line.startsWith(u"ro.product.model=")) return line.mid(17);
+        if (line.startsWith(u"ro.product.name=")) name = line.mid(16);
     }
     return name;
 }
 
-std::optional<QString> modelNameFromGetprop(QStringView text) {
+std::optional<QString> fromGetprop(const QStringList& lines) {
     static constexpr QStringView kKeys[] = {
         u"ro.product.model",        u"ro.product.vendor.model", u"ro.product.product.model",
         u"ro.product.odm.model",    u"ro.product.system.model", u"ro.product.name",
         u"ro.product.vendor.name",  u"ro.product.product.name", u"ro.product.system.name",
     };
     QHash<QStringView, QStringView> values;
-    for (QStringView line : text.split(u'\n')) {
-        line = withoutCr(line).trimmed();
+    for (const QString& whole : lines) {
+        const QStringView line = QStringView(whole).trimmed();
         // [key]: [value]
         if (!line.startsWith(u'[') || !line.endsWith(u']')) continue;
         const qsizetype mid = line.indexOf(u"]: [");
@@ -53,5 +41,21 @@ std::optional<QString> modelNameFromGetprop(QStringView text) {
     }
     return std::nullopt;
 }
+
+}  // namespace
+
+QString modelLookupRequest() { return u"shell:cat /system/build.prop; getprop"_s; }
+
+std::optional<QString> modelNameFromLookupOutput(QByteArrayView output) {
+    // The two parts' lines cannot be mistaken for each other: "key=value"
+    // against "[key]: [value]".
+    const QStringList lines = outputLines(output);
+    if (auto name = fromBuildProp(lines)) return name;
+    return fromGetprop(lines);
+}
+
+std::optional<QString> modelNameFromBuildProp(QByteArrayView text) { return fromBuildProp(outputLines(text)); }
+
+std::optional<QString> modelNameFromGetprop(QByteArrayView text) { return fromGetprop(outputLines(text)); }
 
 }  // namespace vf

@@ -7,10 +7,11 @@
 // conversation and one process start on the device, and a device whose
 // lookup ends without a name never holds up the next device's.
 //
-// Pure functions, any thread.
+// The output is decoded and split into lines by the rule of
+// core/support/text.h. Pure functions, any thread.
 
+#include <QByteArrayView>
 #include <QString>
-#include <QStringView>
 #include <optional>
 
 namespace vf {
@@ -20,15 +21,15 @@ QString modelLookupRequest();
 
 // The name in the output of modelLookupRequest() (either part may be
 // missing): build.prop's keys first, then getprop's.
-std::optional<QString> modelNameFromLookupOutput(QStringView output);
+std::optional<QString> modelNameFromLookupOutput(QByteArrayView output);
 
 // build.prop text: a "ro.product.model=" line wins and ends the scan; a
 // "ro.product.name=" line is kept unless a later one or a model line replaces
-// it. Values are taken as written except for a trailing CR (a CR LF shell).
-std::optional<QString> modelNameFromBuildProp(QStringView text);
+// it. Values are taken as written (a CR of a CR LF shell ends the line).
+std::optional<QString> modelNameFromBuildProp(QByteArrayView text);
 
 // The listing of "getprop" ("[key]: [value]" lines): the first non-empty
 // value among the model keys, then the name keys.
-std::optional<QString> modelNameFromGetprop(QStringView text);
+std::optional<QString> modelNameFromGetprop(QByteArrayView text);
 
 }  // namespace vf

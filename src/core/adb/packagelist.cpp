@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "core/support/text.h"
+
 using namespace std::string_view_literals;
 
 namespace vf {
@@ -13,7 +15,7 @@ constexpr uint32_t kUidsPerUser = 100000;
 
 std::string_view trimmed(std::string_view s) {
     while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-    while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r')) s.remove_suffix(1);
+    while (!s.empty() && (s.back() == ' ' || s.back() == '\t')) s.remove_suffix(1);
     return s;
 }
 
@@ -35,12 +37,13 @@ void PackageMap::add(uint32_t uid, std::string_view package) {
     if (std::find(list.begin(), list.end(), package) == list.end()) list.emplace_back(package);
 }
 
-PackageListing parsePackageList(std::string_view text) {
+PackageListing parsePackageList(std::string_view output) {
     PackageListing listing;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find('\n'), text.size());
-        std::string_view line = trimmed(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
+    const std::string text = validUtf8(output);
+    LineSplitter lines(text, LineBreaks::AnyNewline);
+    std::string_view line;
+    while (lines.next(line)) {
+        line = trimmed(line);
         if (!line.starts_with("package:"sv)) continue;
         line.remove_prefix(8);
         const size_t uidAt = line.rfind(" uid:"sv);

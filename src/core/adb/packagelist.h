@@ -40,8 +40,9 @@ struct PackageListing {
     bool listed = false;
 };
 
-// Reads the listing; lines of any other shape are skipped.
-PackageListing parsePackageList(std::string_view text);
+// Reads the listing (decoded and split into lines by the device-output rule
+// of core/support/text.h); lines of any other shape are skipped.
+PackageListing parsePackageList(std::string_view output);
 
 // The requests, newest first: the package service directly, and the older
 // "pm" wrapper for devices without "cmd".

@@ -1,6 +1,11 @@
 #include "core/adb/processtable.h"
 
-#include <QList>
+#include <QStringList>
+#include <algorithm>
+
+#include "core/support/logger.h"
+#include "core/support/strings.h"
+#include "core/support/text.h"
 
 namespace vf {
 
@@ -8,127 +13,120 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kFirstToyboxSdk = 26;  // Android 8.0
-
-bool isProcessLine(QStringView line) {
-    const auto fields = line.split(u' ', Qt::SkipEmptyParts);
-    if (fields.size() < 4) return false;
-    for (const QStringView f : fields) {
-        bool ok = false;
-        (void)f.toInt(&ok);
-        if (ok) return true;
+// The abort reason of an "error:" line (None: only logged).
+PsAbort readErrorLine(const QString& line) {
+    VF_LOG("parsePID: {}", line);
+    if (line == u"error: more than one device and emulator"_s) {
+        VF_LOG("Multiple devices. Abort. (1)");
+        return PsAbort::MultipleDevices;
     }
-    return false;
+    if (line == u"error: device not found"_s) {
+        VF_LOG("Device not found. Abort. (1)");
+        return PsAbort::DeviceNotFound;
+    }
+    return PsAbort::None;
+}
+
+PsFlavor flavorOfHeader(QStringView header) {
+    const auto columns = header.split(u' ', Qt::SkipEmptyParts);
+    if (columns.contains(u"VSZ") || columns.contains(u"ADDR")) return PsFlavor::Toybox;
+    if (columns.contains(u"VSIZE") || columns.contains(u"PC")) return PsFlavor::Toolbox;
+    return PsFlavor::Unknown;
 }
 
 }  // namespace
 
-PsFlavor psFlavorFromSdk(QStringView getpropOutput) {
-    bool ok = false;
-    const int sdk = getpropOutput.trimmed().toInt(&ok);
-    if (!ok || sdk <= 0) return PsFlavor::Unknown;
-    return sdk >= kFirstToyboxSdk ? PsFlavor::Toybox : PsFlavor::Toolbox;
+ProcessTable parseProcessTable(QByteArrayView output) {
+    ProcessTable table;
+    bool headerPending = true;
+    for (const QString& line : outputLines(output)) {
+        if (line.isEmpty() || line.startsWith(u'-')) continue;
+        if (line.startsWith(u"error:"_s)) {
+            table.abort = readErrorLine(line);
+            if (table.abort != PsAbort::None) return table;
+            continue;
+        }
+        if (std::exchange(headerPending, false)) {
+            table.flavor = flavorOfHeader(line);
+            continue;
+        }
+        const QStringList fields = line.split(u' ');
+        if (fields.size() < 4) continue;
+        const auto pid = std::find_if(fields.cbegin(), fields.cend(), [](const QString& f) { return isInteger(f); });
+        const QString& name = fields.constLast();
+        if (pid == fields.cend() || name == u"<pre-initialized>"_s) continue;
+        table.entries.emplace_back(pid->toStdString(), name.toStdString());
+    }
+    return table;
 }
 
 QString processTableRequest(PsFlavor flavor) {
     return flavor == PsFlavor::Toolbox ? u"shell:ps"_s : u"shell:ps -A"_s;
 }
 
-PsReplyShape psReplyShape(QStringView text) {
-    PsReplyShape shape;
-    bool header = true;
-    for (QStringView line : text.split(u'\n')) {
-        line = line.trimmed();
-        if (line.isEmpty() || line.startsWith(u'-') || line.startsWith(u"error:")) continue;
-        if (header) {
-            header = false;
-            const auto columns = line.split(u' ', Qt::SkipEmptyParts);
-            if (columns.contains(u"VSZ") || columns.contains(u"ADDR")) shape.flavor = PsFlavor::Toybox;
-            else if (columns.contains(u"VSIZE") || columns.contains(u"PC")) shape.flavor = PsFlavor::Toolbox;
-            continue;
-        }
-        if (isProcessLine(line)) ++shape.processes;
-    }
-    return shape;
-}
+ProcessLookup::ProcessLookup(Clock clock, int64_t minIntervalMs)
+    : clock_(std::move(clock)), minIntervalMs_(minIntervalMs) {}
 
-PsNextStep psNextStep(PsFlavor asked, QStringView reply) {
-    const PsReplyShape shape = psReplyShape(reply);
-    if (asked == PsFlavor::Toolbox) {
-        // Plain "ps" answered by toybox lists the shell only.
-        if (shape.flavor == PsFlavor::Toybox) return {PsFlavor::Toybox, true};
-        return {PsFlavor::Toolbox, false};
-    }
-    if (shape.processes == 0) return {PsFlavor::Toolbox, true};
-    return {shape.flavor == PsFlavor::Toolbox ? PsFlavor::Toolbox : PsFlavor::Toybox, false};
-}
-
-bool ProcessLookupLimiter::startIfDue(int64_t nowMs) {
-    if (inFlight_ || !pending_) return false;
-    if (lastStartMs_ && nowMs - *lastStartMs_ < minIntervalMs_) return false;
-    pending_ = false;
-    inFlight_ = true;
-    lastStartMs_ = nowMs;
-    return true;
-}
-
-bool ProcessLookupLimiter::request(int64_t nowMs) {
-    pending_ = true;
-    return startIfDue(nowMs);
-}
-
-bool ProcessLookupLimiter::finished(int64_t nowMs) {
-    inFlight_ = false;
-    return startIfDue(nowMs);
-}
-
-bool ProcessLookupLimiter::pollDue(int64_t nowMs) { return startIfDue(nowMs); }
-
-std::optional<int64_t> ProcessLookupLimiter::dueAt() const {
-    if (inFlight_ || !pending_) return std::nullopt;
-    return lastStartMs_ ? *lastStartMs_ + minIntervalMs_ : 0;
-}
-
-void ProcessLookupLimiter::reset() {
+void ProcessLookup::beginRun(const QString& deviceId) {
+    deviceId_ = deviceId;
     lastStartMs_.reset();
     inFlight_ = false;
     pending_ = false;
+    askedAgain_ = false;
 }
 
-void ProcessTableLookup::setSdk(QStringView getpropOutput) {
-    if (const PsFlavor f = psFlavorFromSdk(getpropOutput); f != PsFlavor::Unknown) flavor_ = f;
+PsFlavor ProcessLookup::flavor() const {
+    const auto it = flavors_.find(deviceId_);
+    return it == flavors_.end() ? PsFlavor::Unknown : it->second;
 }
 
-std::optional<QString> ProcessTableLookup::startIf(bool start) {
-    if (!start) return std::nullopt;
-    asked_ = flavor_;
-    retried_ = false;
-    return processTableRequest(asked_);
+LookupRequest ProcessLookup::ask(PsFlavor flavor) {
+    asked_ = flavor;
+    return LookupRequest{LookupRequest::Kind::ProcessTable, processTableRequest(flavor)};
 }
 
-std::optional<QString> ProcessTableLookup::want(int64_t nowMs) { return startIf(limiter_.request(nowMs)); }
+std::optional<LookupRequest> ProcessLookup::startIfDue() {
+    if (inFlight_ || !pending_) return std::nullopt;
+    const int64_t now = clock_();
+    if (lastStartMs_ && now - *lastStartMs_ < minIntervalMs_) return std::nullopt;
+    pending_ = false;
+    inFlight_ = true;
+    askedAgain_ = false;
+    lastStartMs_ = now;
+    return ask(flavor());
+}
 
-std::optional<QString> ProcessTableLookup::finished(std::optional<QStringView> reply, int64_t nowMs) {
-    if (reply && limiter_.inFlight()) {
-        const PsNextStep step = psNextStep(asked_, *reply);
-        flavor_ = step.flavor;
-        if (step.askAgain && !retried_) {
-            // Still the same lookup: the other form, at once.
-            retried_ = true;
-            asked_ = flavor_;
-            return processTableRequest(asked_);
+std::optional<LookupRequest> ProcessLookup::want() {
+    pending_ = true;
+    return startIfDue();
+}
+
+std::optional<LookupRequest> ProcessLookup::finished(const std::optional<ProcessTable>& table) {
+    if (table && inFlight_) {
+        bool wrongShape = false;
+        PsFlavor learned = PsFlavor::Toolbox;
+        if (asked_ == PsFlavor::Toolbox) {
+            // Plain "ps" answered by toybox lists the shell only.
+            wrongShape = table->flavor == PsFlavor::Toybox;
+            if (wrongShape) learned = PsFlavor::Toybox;
+        } else if (table->entries.empty()) {
+            wrongShape = true;  // "ps -A" answered by toolbox lists nothing
+        } else if (table->flavor != PsFlavor::Toolbox) {
+            learned = PsFlavor::Toybox;
         }
+        flavors_[deviceId_] = learned;
+        if (wrongShape && !std::exchange(askedAgain_, true)) return ask(learned);  // the same lookup, at once
     }
-    return startIf(limiter_.finished(nowMs));
+    inFlight_ = false;
+    return startIfDue();
 }
 
-std::optional<QString> ProcessTableLookup::poll(int64_t nowMs) { return startIf(limiter_.pollDue(nowMs)); }
+std::optional<LookupRequest> ProcessLookup::poll() { return startIfDue(); }
 
-void ProcessTableLookup::reset() {
-    limiter_.reset();
-    flavor_ = PsFlavor::Unknown;
-    asked_ = PsFlavor::Unknown;
-    retried_ = false;
+std::optional<int64_t> ProcessLookup::dueInMs() const {
+    if (inFlight_ || !pending_) return std::nullopt;
+    if (!lastStartMs_) return 0;
+    return std::max<int64_t>(0, *lastStartMs_ + minIntervalMs_ - clock_());
 }
 
 }  // namespace vf

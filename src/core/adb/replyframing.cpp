@@ -9,34 +9,35 @@ int hexDigit(char c) {
     if (c >= 'A' && c <= 'F') return c - 'A' + 10;
     return -1;
 }
-}  // namespace
 
-Error unexpectedReplyError() {
+Error logReaderError(int code, const QString& message) {
     Error error;
     error.domain = QString::fromLatin1(kLogReaderErrorDomain);
-    error.code = kUnexpectedReplyCode;
-    error.description = QString::fromLatin1(kUnexpectedReplyText);
-    error.failureReason = error.description;
-    error.recoverySuggestion = error.description;
+    error.code = code;
+    error.description = message;
+    error.failureReason = message;
+    error.recoverySuggestion = message;
     return error;
 }
 
-ReplyStatus replyStatus(QByteArrayView status) {
-    if (status == QByteArrayView("OKAY")) return ReplyStatus::Okay;
-    if (status == QByteArrayView("FAIL")) return ReplyStatus::Fail;
-    return ReplyStatus::Unexpected;
+qsizetype asFrame(const ReplyParse& parse) {
+    switch (parse.outcome) {
+        case ReplyParse::Done: return parse.consumed;
+        case ReplyParse::NeedMore: return 0;
+        case ReplyParse::Malformed: break;
+    }
+    return -1;
 }
 
-std::optional<uint32_t> parseHexLength(QByteArrayView digits) {
-    if (digits.size() != 4) return std::nullopt;
-    uint32_t value = 0;
-    for (const char c : digits) {
-        const int digit = hexDigit(c);
-        if (digit < 0) return std::nullopt;
-        value = value * 16 + uint32_t(digit);
-    }
-    return value;
-}
+}  // namespace
+
+Error unexpectedReplyError() { return logReaderError(kUnexpectedReplyCode, QString::fromLatin1(kUnexpectedReplyText)); }
+
+Error refusedError(const QString& message) { return logReaderError(kRefusedCode, message); }
+
+qsizetype frameStatusReply(QByteArrayView bytes) { return asFrame(parseStatusReply(bytes)); }
+
+qsizetype frameLengthPrefixed(QByteArrayView bytes) { return asFrame(parseLengthPrefixed(bytes)); }
 
 ReplyParse parseLengthPrefixed(QByteArrayView bytes) {
     ReplyParse parse;
@@ -48,7 +49,8 @@ ReplyParse parseLengthPrefixed(QByteArrayView bytes) {
         }
     }
     if (bytes.size() < 4) return parse;
-    const qsizetype length = qsizetype(*parseHexLength(bytes.first(4)));
+    qsizetype length = 0;
+    for (const char c : bytes.first(4)) length = length * 16 + hexDigit(c);
     if (bytes.size() < 4 + length) return parse;
     parse.outcome = ReplyParse::Done;
     parse.consumed = 4 + length;
@@ -65,7 +67,7 @@ ReplyParse parseStatusReply(QByteArrayView bytes) {
         return parse;
     }
     if (head < 4) return parse;
-    if (replyStatus(bytes.first(4)) == ReplyStatus::Okay) {
+    if (bytes.first(4) == QByteArrayView("OKAY")) {
         parse.outcome = ReplyParse::Done;
         parse.consumed = 4;
         parse.okay = true;

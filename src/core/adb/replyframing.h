@@ -2,8 +2,10 @@
 // What a conversation may accept from the ADB server, and how much of it.
 // The server is trusted to frame its replies, but a broken or foreign server
 // (or another program on its port) must not make a conversation wait for
-// ever, misread a length, or gather without bound. These helpers check every
-// framed piece a conversation reads; the limits below bound every read.
+// ever, misread a length, or gather without bound. Every status and every
+// length-prefixed reply that a conversation reads is framed by the two
+// stream parsers below (AdbSocket reads them through the framers); the
+// limits below bound every other read.
 //
 // Pure functions and constants; any thread.
 
@@ -37,13 +39,10 @@ inline constexpr char kUnexpectedReplyText[] = "the ADB server sent an unexpecte
 inline constexpr int kUnexpectedReplyCode = 3;
 Error unexpectedReplyError();
 
-enum class ReplyStatus { Okay, Fail, Unexpected };
-// Classifies a four-byte status word.
-ReplyStatus replyStatus(QByteArrayView status);
-
-// The value of exactly four hexadecimal digits (either case); nullopt for
-// anything else (the server always writes four).
-std::optional<uint32_t> parseHexLength(QByteArrayView digits);
+// Error code of a "FAIL" reply (domain "logReader"); the error's texts are
+// the server's message.
+inline constexpr int kRefusedCode = 2;
+Error refusedError(const QString& message);
 
 // A stream parser for one status reply: "OKAY", or "FAIL" + four hex digits
 // + that many bytes of message. Feed it everything received so far.
@@ -59,6 +58,11 @@ ReplyParse parseStatusReply(QByteArrayView bytes);
 // A length-prefixed payload (four hex digits, then the bytes), as the
 // server answers "host:devices".
 ReplyParse parseLengthPrefixed(QByteArrayView bytes);
+
+// The two parsers as framers of AsyncSocket::readFramed: the length of the
+// whole reply when it is Done, 0 while it needs more, -1 when Malformed.
+qsizetype frameStatusReply(QByteArrayView bytes);
+qsizetype frameLengthPrefixed(QByteArrayView bytes);
 
 // A cut log line: the bytes trimmed back to a whole UTF-8 sequence, then
 // the mark and a line feed, so the row parser sees one complete line.

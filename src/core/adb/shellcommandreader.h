@@ -1,16 +1,16 @@
 #pragma once
-// ShellCommandReader: runs one shell command on a device ("shell:ps",
+// ShellCommandReader: runs one shell command on a device ("shell:ps -A",
 // "shell:cat /system/build.prop; getprop", ...) and hands everything it
 // printed to the delegate once, when the conversation ends, however it ends:
-// empty when the transport or the command was refused or the server is gone,
-// so the asker always learns that its request is over. A reply that breaks
-// the protocol (or does not come within the reply timeout) ends it with an
-// empty output and the error. Output is collected line by line (each line at
-// most 1 MiB); once `maxBytes` are reached the conversation stops and the
-// whole lines read so far are delivered.
+// the output up to its last line feed when it ran its course or was
+// stopped, nothing when it failed (refused transport or command, no server,
+// a broken or late reply), so that the asker always learns that its request
+// is over. Output
+// is collected line by line (each line at most 1 MiB); once `maxBytes` are
+// reached the conversation ends and the whole lines read so far are
+// delivered.
 //
-// Thread contract: a conversation (see core/adb/adbsocket.h); every delegate
-// call arrives on the conversation's thread.
+// Threads: a conversation (see core/adb/adbsocket.h).
 
 #include <QByteArray>
 #include <QString>
@@ -23,10 +23,9 @@ namespace vf {
 class ShellCommandDelegate {
 public:
     virtual ~ShellCommandDelegate() = default;
-    // Once per conversation, on the conversation's thread. `failure` is set
-    // when the server's reply was broken or late; `output` is then empty.
-    virtual void shellCommandEnded(const QString& deviceId, const QByteArray& output,
-                                   const OptionalError& failure) = 0;
+    // Once per start(): the device asked, the command's output, and how the
+    // conversation ended.
+    virtual void shellCommandFinished(const QString& deviceId, const QByteArray& output, const AdbResult& result) = 0;
 };
 
 class ShellCommandReader final : public AdbSocket {
@@ -38,26 +37,21 @@ public:
     ShellCommandReader(const AdbEndpoint& endpoint, QString command, qsizetype maxBytes = kDefaultMaxBytes,
                        QObject* parent = nullptr);
 
-    // Conversation thread (before connect()). Not owned.
+    // Not owned; set before start().
     void setDelegate(ShellCommandDelegate* delegate) { delegate_ = delegate; }
-    // Every read waits at most `seconds` (<= 0: for ever). Before connect().
+    // Every read waits at most `seconds` (<= 0: for ever). Before start().
     using AdbSocket::setReplyTimeout;
 
-    void socketDidConnect(AsyncSocket* socket) override;
     void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;
-    void socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) override;
-
-protected:
-    void adbReplyFailed(const Error& error) override;
 
 private:
-    void report(const QByteArray& output, const OptionalError& failure);
+    void connected() override;
+    void finished(const AdbResult& result) override;
 
     const QString command_;
     const qsizetype maxBytes_;
     ShellCommandDelegate* delegate_ = nullptr;
     QByteArray output_;
-    bool reported_ = false;
 };
 
 }  // namespace vf

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "core/adb/replyframing.h"
-#include "core/log/linesplit.h"
+#include "core/support/text.h"
 
 namespace vf {
 
@@ -35,7 +35,7 @@ size_t cutLongLinesInPlace(std::string& text) {
     const char* const end = text.data() + text.size();
     size_t cut = 0;
     while (read < end) {
-        const char* lineEnd = lines::findBreak(read, end);
+        const char* lineEnd = findLfCr(read, end);
         const size_t length = size_t(lineEnd - read);
         if (length > kLimit) {
             // The kept prefix and the mark never outgrow the line they

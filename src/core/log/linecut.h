@@ -12,9 +12,9 @@ namespace vf {
 // A value read from a file, cut and marked when it is longer than the limit.
 std::string cutLongLine(std::string line);
 
-// Cuts every line of `text` (lines end at LF or CR, as lines::Splitter
-// reads them) that is longer than the limit, in place: the text shrinks and
-// is never copied whole. Returns how many lines were cut.
+// Cuts every line of `text` (lines end at LF or CR, as LineSplitter reads
+// them in LfCr mode) that is longer than the limit, in place: the text
+// shrinks and is never copied whole. Returns how many lines were cut.
 size_t cutLongLinesInPlace(std::string& text);
 
 }  // namespace vf

@@ -6,7 +6,6 @@
 #include "core/log/filterpass.h"
 #include "core/log/logparser.h"
 #include "core/log/pidnames.h"
-#include "core/log/pstable.h"
 #include "core/log/rowstore.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
@@ -33,7 +32,6 @@ struct LogDatasource::Impl {
     ListMark lastNotice;
 
     std::atomic<bool> updatePending{false};
-    std::atomic<bool> closing{false};
 };
 
 LogDatasource::LogDatasource(QObject* parent) : QObject(parent), d(std::make_unique<Impl>()) {
@@ -45,7 +43,6 @@ LogDatasource::LogDatasource(QObject* parent) : QObject(parent), d(std::make_uni
 }
 
 LogDatasource::~LogDatasource() {
-    d->closing = true;
     d->queueTimer->stop();
     d->filters.cancelAndWait();
 }
@@ -79,7 +76,7 @@ void LogDatasource::cancelQueueTimer() {
 }
 
 void LogDatasource::onQueueCheckTimerTick() {
-    if (!d->closing && d->rows.takePendingNotice(d->clock())) notifyDataChanged();
+    if (d->rows.takePendingNotice(d->clock())) notifyDataChanged();
 }
 
 bool LogDatasource::addLiveLine(std::string_view line) {
@@ -98,11 +95,7 @@ bool LogDatasource::addLiveLine(std::string_view line) {
 
 void LogDatasource::beginNameLookup() { d->names.beginLookup(d->clock()); }
 
-void LogDatasource::takeProcessTable(const PsTable& table) {
-    // Whether the names asked for another lookup meanwhile is the run's
-    // business: it keeps its own count of wanted lookups.
-    (void)d->names.endLookup(table);
-}
+void LogDatasource::takeProcessTable(const ProcessTable& table) { d->names.endLookup(table); }
 
 QString LogDatasource::appNameForPid(const QString& pid) const { return d->names.appName(pid); }
 
@@ -112,7 +105,7 @@ void LogDatasource::setAppName(const QString& name, const QString& pid) {
     d->names.setUserName(pidKey, nameValue);
     const int found = d->rows.setApp(pidKey, nameValue);
     VF_LOG("name:{}, pid:{}, found:{}", name, pid, found);
-    runOnMainWaiting([this] { notifyLogUpdated(); });
+    notifyLogUpdated();
 }
 
 // ---------------------------------------------------------------------------
@@ -122,11 +115,7 @@ void LogDatasource::clearLog() {
     VF_LOG("clearLog");
     d->names.clear();
     d->rows.clear();
-    if (isMainThread()) {
-        notifyLogUpdated();
-    } else {
-        postToMain([this] { notifyLogUpdated(); });
-    }
+    notifyLogUpdatedFromAnyThread();
 }
 
 void LogDatasource::logMessage(const QString& text, const QString& level) {
@@ -140,7 +129,7 @@ void LogDatasource::logMessage(const QString& text, const QString& level) {
     values.name = "---";
     values.text = text.toStdString();
     d->rows.addMessage(values);
-    runOnMainWaiting([this] { notifyLogUpdated(); });
+    notifyLogUpdatedFromAnyThread();
 }
 
 std::optional<RowList> LogDatasource::readTextFile(const QString& path) {
@@ -196,18 +185,17 @@ void LogDatasource::applyFilter(const PredicatePtr& filter, const std::atomic<bo
 
 void LogDatasource::postToMain(std::function<void()> fn) {
     // Bound to the store: calls still queued when it goes are dropped.
-    QMetaObject::invokeMethod(
-        this,
-        [this, fn = std::move(fn)] {
-            if (!d->closing) fn();
-        },
-        Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, std::move(fn), Qt::QueuedConnection);
 }
 
-void LogDatasource::runOnMainWaiting(const std::function<void()>& fn) {
-    runOnMainThreadBlocking([this, &fn] {
-        if (!d->closing) fn();
-    });
+// On the main thread at once; from elsewhere posted as a value, never
+// waited for: the I/O thread must not wait for the GUI thread.
+void LogDatasource::notifyLogUpdatedFromAnyThread() {
+    if (isMainThread()) {
+        notifyLogUpdated();
+    } else {
+        postToMain([this] { notifyLogUpdated(); });
+    }
 }
 
 void LogDatasource::notifyDataChanged() {

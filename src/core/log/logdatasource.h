@@ -6,8 +6,9 @@
 // its delegate when to redraw, at a bounded rate. No ADB in here.
 //
 // Threads: the public operations are called on the main thread unless noted.
-// Live lines arrive on the I/O thread; filter passes run on the runner's
-// thread. Every delegate call arrives on the main thread.
+// Live lines arrive on the I/O thread of the run that feeds the store;
+// filter passes run on the runner's thread. Every delegate call arrives on
+// the main thread, and nothing here waits for it.
 
 #include <QObject>
 #include <QString>
@@ -19,7 +20,7 @@
 
 #include "core/filter/predicate.h"
 #include "core/log/logrow.h"
-#include "core/log/pstable.h"
+#include "core/adb/processtable.h"
 #include "core/log/storechange.h"
 
 namespace vf {
@@ -60,7 +61,7 @@ public:
     // A process-table lookup starts, and ends with what it read (nothing
     // when it produced no output). Any thread.
     void beginNameLookup();
-    void takeProcessTable(const PsTable& table);
+    void takeProcessTable(const ProcessTable& table);
 
     void clearLog();
 
@@ -85,9 +86,10 @@ public:
     // Any thread: the application name known for `pid` (empty when unknown).
     QString appNameForPid(const QString& pid) const;
 
-    // Main thread (it waits for the main thread to redraw).
+    // Main thread.
     void setAppName(const QString& name, const QString& pid);
-    // Any thread; waits for the main thread to redraw.
+    // A status row. Any thread: on the main thread the delegate hears of it
+    // at once, from elsewhere the notice is posted.
     void logMessage(const QString& text, const QString& level = QStringLiteral("I"));
     // Any thread: the next row index.
     RowIdx getIndex();
@@ -101,7 +103,7 @@ private:
     void notifyDataChanged();
     void notifyLogUpdated();
     void postToMain(std::function<void()> fn);
-    void runOnMainWaiting(const std::function<void()>& fn);
+    void notifyLogUpdatedFromAnyThread();
     void applyFilter(const PredicatePtr& filter, const std::atomic<bool>& cancelled);
 };
 

@@ -3,7 +3,6 @@
 
 #include <array>
 
-#include "core/log/linesplit.h"
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
 
@@ -93,7 +92,7 @@ std::vector<std::string> joinLongFormatArray(const std::vector<std::string_view>
         line = lines[i++];
         return true;
     };
-    lines::joinLongEntries(next, [&](std::string_view header, std::string_view message) {
+    joinLongEntries(next, [&](std::string_view header, std::string_view message) {
         joined.emplace_back(std::string(header).append(message));
     });
     return joined;

@@ -76,6 +76,26 @@ LogLineFormat determineLogType(const std::vector<std::string_view>& lines);
 // further message lines are dropped. Any thread.
 std::vector<std::string> joinLongFormatArray(const std::vector<std::string_view>& lines);
 
+// The same walk over any source of lines: `next(line)` yields the lines,
+// `emit(header, message)` receives each entry; lines before a header are
+// dropped.
+template <typename Next, typename Emit>
+void joinLongEntries(Next&& next, Emit&& emit) {
+    std::string_view header;
+    bool pending = false;
+    std::string_view line;
+    while (next(line)) {
+        if (!pending) {
+            if (!line.starts_with('[')) continue;
+            header = line;
+            pending = true;
+        } else if (!line.empty()) {
+            emit(header, line);
+            pending = false;
+        }
+    }
+}
+
 // Reads a whole text file into rows (UTF-8, then a detected encoding, then
 // ISO Latin-1). nullopt when the file cannot be read or its layout cannot be told.
 // Rows without an app get the one the file's own start lines and uid column

@@ -43,19 +43,12 @@ qsizetype PidNames::waitingRows() const {
     return waitingRows_;
 }
 
-bool PidNames::beginLookup(qint64 nowMs) {
+void PidNames::beginLookup(qint64 nowMs) {
     std::lock_guard lock(mutex_);
-    if (lookupRunning_) {
-        lookupWanted_ = true;
-        return false;
-    }
     lookupTimeMs_ = nowMs;
-    lookupRunning_ = true;
-    lookupWanted_ = false;
-    return true;
 }
 
-bool PidNames::endLookup(const PsTable& table) {
+void PidNames::endLookup(const ProcessTable& table) {
     std::lock_guard lock(mutex_);
     for (const auto& [pid, name] : table.entries) {
         if (userDefined_.contains(pid)) continue;
@@ -69,8 +62,6 @@ bool PidNames::endLookup(const PsTable& table) {
             return true;
         });
     }
-    lookupRunning_ = false;
-    return std::exchange(lookupWanted_, false);
 }
 
 void PidNames::nameWaitingRows(const std::string& pid, const std::string& name) {
@@ -96,8 +87,6 @@ void PidNames::clear() {
     pidMap_ = userDefined_;
     waiting_.clear();
     waitingRows_ = 0;
-    lookupRunning_ = false;
-    lookupWanted_ = false;
     lookupTimeMs_ = 0;
 }
 

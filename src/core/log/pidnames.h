@@ -1,8 +1,9 @@
 #pragma once
 // PidNames: the application names of process ids, from the device's process
-// table and from the user (whose names win), the rows still waiting for a
-// name, and the state of the process-table lookup. Names of processes that
-// have exited stay until the log is cleared: their rows are still shown.
+// table and from the user (whose names win), and the rows still waiting for
+// a name. Names of processes that have exited stay until the log is
+// cleared: their rows are still shown. When to ask for the table is the
+// run's business (ProcessLookup).
 //
 // Any thread: one lock guards everything, and every member takes it. It is
 // never held while another lock of the store is taken. Waiting rows get their
@@ -17,7 +18,7 @@
 #include <unordered_map>
 
 #include "core/log/logrow.h"
-#include "core/log/pstable.h"
+#include "core/adb/processtable.h"
 
 namespace vf {
 
@@ -40,21 +41,18 @@ public:
     bool holdUnnamed(const RowPtr& row, qint64 nowMs);
     qsizetype waitingRows() const;
 
-    // Marks a lookup as running; false when one already runs (it is then
-    // asked for once more when that one ends).
-    bool beginLookup(qint64 nowMs);
-    // Ends the running lookup, however it ended, with the entries it read
-    // (none when it produced no output): merges them into the names (pids
-    // missing from the table keep theirs), fills their waiting rows' app
-    // column, and gives up waiting lists older than the lookup. Returns
-    // whether another lookup was asked for meanwhile.
-    bool endLookup(const PsTable& table);
+    // A process-table lookup starts now.
+    void beginLookup(qint64 nowMs);
+    // The lookup ended, however it ended, with the entries it read (none
+    // when it produced no output): merges them into the names (pids missing
+    // from the table keep theirs), fills their waiting rows' app column, and
+    // gives up waiting lists older than the lookup.
+    void endLookup(const ProcessTable& table);
 
     // A name chosen by the user; it wins over the process table for as long
     // as the store lives.
     void setUserName(const std::string& pid, const std::string& name);
-    // Clearing the log: only the user's names stay, no row waits and no
-    // lookup is running.
+    // Clearing the log: only the user's names stay and no row waits.
     void clear();
 
 private:
@@ -77,8 +75,6 @@ private:
     Map<std::string> userDefined_;
     Map<Waiting> waiting_;
     qsizetype waitingRows_ = 0;
-    bool lookupRunning_ = false;
-    bool lookupWanted_ = false;
     qint64 lookupTimeMs_ = 0;
 };
 

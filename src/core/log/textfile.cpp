@@ -17,13 +17,13 @@
 
 #include "core/adb/replyframing.h"
 #include "core/log/linecut.h"
-#include "core/log/linesplit.h"
 #include "core/log/logparser.h"
 #include "core/log/mappedfile.h"
 #include "core/log/namelist.h"
 #include "core/log/processidentity.h"
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
+#include "core/support/text.h"
 
 namespace vf {
 
@@ -153,7 +153,7 @@ bool isLongEnough(std::string_view line) {
 
 LogLineFormat detect(std::string_view text, Repair& repair) {
     std::vector<std::string_view> head;
-    lines::Splitter splitter(text);
+    LineSplitter splitter(text, LineBreaks::LfCr);
     std::string_view line;
     while (head.size() < kDetectionLines && splitter.next(line)) head.push_back(line);
     if (head.empty()) return determineLogType(head);
@@ -161,7 +161,7 @@ LogLineFormat detect(std::string_view text, Repair& repair) {
     if (utf8::isValid(span)) return determineLogType(head);
     const std::string repaired = repair(span);
     std::vector<std::string_view> repairedHead;
-    lines::Splitter again(repaired);
+    LineSplitter again(repaired, LineBreaks::LfCr);
     while (again.next(line)) repairedHead.push_back(line);
     return determineLogType(repairedHead);
 }
@@ -170,8 +170,8 @@ LogLineFormat detect(std::string_view text, Repair& repair) {
 std::string joinLongText(std::string_view text) {
     std::string joined;
     joined.reserve(text.size());
-    lines::Splitter splitter(text);
-    lines::joinLongEntries([&](std::string_view& line) { return splitter.next(line); },
+    LineSplitter splitter(text, LineBreaks::LfCr);
+    joinLongEntries([&](std::string_view& line) { return splitter.next(line); },
                            [&](std::string_view header, std::string_view message) {
                                joined.append(header).append(message).append(1, '\n');
                            });
@@ -187,7 +187,7 @@ std::vector<std::pair<size_t, size_t>> cutIntoStretches(std::string_view text, s
     for (size_t begin = 0; begin < text.size();) {
         size_t stop = text.size();
         if (begin + want - 1 < text.size()) {
-            const char* hit = lines::findBreak(text.data() + begin + want - 1, end);
+            const char* hit = findLfCr(text.data() + begin + want - 1, end);
             if (hit != end) stop = size_t(hit - text.data()) + 1;
         }
         stretches.emplace_back(begin, stop);
@@ -252,7 +252,7 @@ void Job::parse(Stretch& stretch, const std::atomic<bool>* callerStop) {
     static const RowIndexSource placeholder = [] { return RowIdx(); };
     RowList rows;
     rows.reserve(qsizetype(bytes.size() / 96 + 16));
-    lines::Splitter splitter(bytes);
+    LineSplitter splitter(bytes, LineBreaks::LfCr);
     std::string_view line;
     for (size_t n = 1; splitter.next(line); ++n) {
         if (n % kStopCheckLines == 0 && (stop || (callerStop != nullptr && *callerStop))) break;

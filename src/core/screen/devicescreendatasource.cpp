@@ -3,27 +3,72 @@
 #include <QElapsedTimer>
 #include <utility>
 
+#include "core/screen/screencapreader.h"
+#include "core/screen/touchwriter.h"
+#include "core/screen/typewriter.h"
 #include "core/support/logger.h"
-#include "core/support/threads.h"
 
 namespace vf {
 
+// The capture chain, on the source's I/O thread: one capture after another
+// while auto refresh is on, each handed to the source's decoder.
+class CaptureWorker final : public QObject, private ScreencapReaderDelegate {
+    Q_OBJECT
+public:
+    CaptureWorker(const AdbEndpoint& endpoint, DeviceScreenDatasource& source)
+        : endpoint_(endpoint), source_(source) {}
+
+    void start(quint64 run, const QString& deviceId, bool autoRefresh) {
+        run_ = run;
+        running_ = true;
+        autoRefresh_ = autoRefresh;
+        delete reader_;  // a reader of an earlier run; silences it
+        reader_ = new ScreencapReader(endpoint_, this);
+        reader_->setDeviceId(deviceId);
+        reader_->setDelegate(this);
+        reader_->start();
+    }
+    void stop() { running_ = false; }
+
+Q_SIGNALS:
+    // Nothing was read: monitoring stops.
+    void failed(quint64 run, const vf::OptionalError& error);
+
+private:
+    void screencapFinished(const QByteArray& data, const AdbResult& result) override {
+        if (!running_) return;
+        if (data.isEmpty()) {
+            running_ = false;
+            Q_EMIT failed(run_, result.error);
+            return;
+        }
+        source_.takeCapture(run_, data);
+        // The next capture travels while this one is decoded.
+        if (autoRefresh_) reader_->start();
+    }
+
+    const AdbEndpoint endpoint_;
+    DeviceScreenDatasource& source_;  // outlives this thread
+    ScreencapReader* reader_ = nullptr;  // a child
+    quint64 run_ = 0;
+    bool running_ = false;
+    bool autoRefresh_ = true;
+};
+
 DeviceScreenDatasource::DeviceScreenDatasource(const AdbEndpoint& endpoint, QObject* parent)
-    : QObject(parent), endpoint_(endpoint) {
+    : QObject(parent), thread_(startOwnedThread(QStringLiteral("vf-screen"))),
+      capture_(adoptWorker(*thread_, new CaptureWorker(endpoint, *this))),
+      touchWriter_(adoptWorker(*thread_, new TouchWriter(endpoint))),
+      typeWriter_(adoptWorker(*thread_, new TypeWriter(endpoint))) {
     // One decoder thread keeps frames in order; a capture that arrives while
     // one is decoding replaces the one still waiting.
     decoder_.setMaxThreadCount(1);
+    QObject::connect(capture_, &CaptureWorker::failed, this, &DeviceScreenDatasource::captureFailed);
 }
 
 DeviceScreenDatasource::~DeviceScreenDatasource() {
-    isRunning_.store(false);
-    ++run_;
-    // The reader lives on the I/O thread and calls back into this object
-    // there: delete it there, after any callback it is in the middle of.
-    runOnIoThreadBlocking([this] {
-        delete screencapReader_;
-        screencapReader_ = nullptr;
-    });
+    // The capture thread hands frames to the decoder: it ends first.
+    thread_.reset();
     decoder_.waitForDone();
 }
 
@@ -32,14 +77,10 @@ void DeviceScreenDatasource::setImageDecoder(ImageDecoder decoder) {
     decode_ = std::move(decoder);
 }
 
-QString DeviceScreenDatasource::deviceId() const {
-    QMutexLocker lock(&mutex_);
-    return deviceId_;
-}
-
 void DeviceScreenDatasource::setDeviceId(const QString& deviceId) {
-    QMutexLocker lock(&mutex_);
     deviceId_ = deviceId;
+    QMetaObject::invokeMethod(touchWriter_, [w = touchWriter_, deviceId] { w->setDeviceId(deviceId); });
+    QMetaObject::invokeMethod(typeWriter_, [w = typeWriter_, deviceId] { w->setDeviceId(deviceId); });
 }
 
 DeviceScreenDatasource::Stats DeviceScreenDatasource::stats() const {
@@ -48,34 +89,34 @@ DeviceScreenDatasource::Stats DeviceScreenDatasource::stats() const {
 }
 
 void DeviceScreenDatasource::startMonitoring(bool autoRefresh) {
-    if (isRunning_.load()) {
+    VF_ASSERT_THREAD(this);
+    if (isRunning_) {
         VF_LOG("already running");
         return;
     }
-    isRunning_.store(true);
-    autoRefresh_.store(autoRefresh);
+    isRunning_ = true;
+    autoRefresh_ = autoRefresh;
     const quint64 run = ++run_;
     VF_LOG("start monitoring screen");
-    runOnIoThread([this, run] { internalStartMonitoring(run); });
+    QMetaObject::invokeMethod(capture_, [capture = capture_, run, deviceId = deviceId_, autoRefresh] {
+        capture->start(run, deviceId, autoRefresh);
+    });
 }
 
 void DeviceScreenDatasource::stopMonitoring() {
-    isRunning_.store(false);
+    VF_ASSERT_THREAD(this);
+    isRunning_ = false;
     ++run_;
+    QMetaObject::invokeMethod(capture_, [capture = capture_] { capture->stop(); });
 }
 
-void DeviceScreenDatasource::internalStartMonitoring(quint64 run) {
-    if (!isRunning_.load() || run != run_.load()) return;
-    delete screencapReader_;  // a reader of an earlier run; silences it
-    screencapReader_ = new ScreencapReader(endpoint_);
-    screencapReader_->setDeviceId(deviceId());
-    screencapReader_->setDelegate(this);
-    screencapReader_->connect();
+void DeviceScreenDatasource::captureFailed(quint64 run, const OptionalError& error) {
+    if (!isRunning_ || run != run_) return;
+    stopMonitoring();
+    if (delegate_ != nullptr) delegate_->onScreenUpdateFailedWithError(error, deviceId_);
 }
 
-void DeviceScreenDatasource::screencapReceived(const QByteArray& data) {
-    if (!isRunning_.load()) return;
-    const quint64 run = run_.load();
+void DeviceScreenDatasource::takeCapture(quint64 run, const QByteArray& data) {
     bool startDecoder = false;
     {
         QMutexLocker lock(&mutex_);
@@ -85,8 +126,6 @@ void DeviceScreenDatasource::screencapReceived(const QByteArray& data) {
         startDecoder = !std::exchange(decoding_, true);
     }
     if (startDecoder) decoder_.start([this] { decodePending(); });
-    // The next capture travels while this one is decoded.
-    if (autoRefresh_.load() && screencapReader_ != nullptr) screencapReader_->connect();
 }
 
 void DeviceScreenDatasource::decodePending() {
@@ -120,19 +159,10 @@ void DeviceScreenDatasource::decodePending() {
 }
 
 void DeviceScreenDatasource::deliver(quint64 run, const QVariant& image) {
-    if (!isRunning_.load() || run != run_.load() || delegate_ == nullptr) return;
-    delegate_->onScreenUpdate(deviceId(), image);
-}
-
-void DeviceScreenDatasource::screenapFailedWithError(const OptionalError& error) {
-    if (!isRunning_.load()) return;
-    stopMonitoring();
-    QMetaObject::invokeMethod(
-        this,
-        [this, error] {
-            if (delegate_ != nullptr) delegate_->onScreenUpdateFailedWithError(error, deviceId());
-        },
-        Qt::QueuedConnection);
+    if (!isRunning_ || run != run_ || delegate_ == nullptr) return;
+    delegate_->onScreenUpdate(deviceId_, image);
 }
 
 }  // namespace vf
+
+#include "devicescreendatasource.moc"

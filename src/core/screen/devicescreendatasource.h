@@ -1,13 +1,16 @@
 #pragma once
-// DeviceScreenDatasource: keeps a device's screen coming. With auto refresh
-// each screenshot that arrives starts the next capture at once on a new
-// connection (no timer: the cadence is the device's own round trip); without
-// it one capture is taken. Each PNG is decoded off the GUI thread and handed
-// to the delegate on the main thread.
+// DeviceScreenDatasource: keeps a device's screen coming, and carries the
+// taps and keys to it. With auto refresh each screenshot that arrives
+// starts the next capture at once on a new connection (no timer: the
+// cadence is the device's own round trip); without it one capture is taken.
+// Each PNG is decoded off the GUI thread and handed to the delegate on the
+// main thread.
 //
-// Threads: construct, configure, start, stop and destroy on the main thread.
-// The capture conversation lives on the shared I/O thread; decoding runs on
-// a private one-thread pool. The delegate is called on the main thread only.
+// Threads: construct, configure, start, stop and destroy on the main
+// thread; the delegate is called there only. The source owns an I/O thread
+// on which the capture conversation and the touch and type writers live
+// (hand-overs are queued calls); decoding runs on a private one-thread
+// pool. The destructor ends both.
 
 #include <QByteArray>
 #include <QMutex>
@@ -15,13 +18,17 @@
 #include <QString>
 #include <QThreadPool>
 #include <QVariant>
-#include <atomic>
 #include <functional>
 
+#include "core/adb/adbsocket.h"
 #include "core/adb/endpoint.h"
-#include "core/screen/screencapreader.h"
+#include "core/support/threads.h"
 
 namespace vf {
+
+class CaptureWorker;
+class TouchWriter;
+class TypeWriter;
 
 class DeviceScreenDatasourceDelegate {
 public:
@@ -32,7 +39,7 @@ public:
     virtual void onScreenUpdateFailedWithError(const OptionalError& error, const QString& deviceId) = 0;
 };
 
-class DeviceScreenDatasource final : public QObject, private ScreencapReaderDelegate {
+class DeviceScreenDatasource final : public QObject {
     Q_OBJECT
 public:
     // Turns a PNG into the delegate's image; called on the decoding thread.
@@ -56,7 +63,8 @@ public:
     void setDelegate(DeviceScreenDatasourceDelegate* delegate) { delegate_ = delegate; }
     void setImageDecoder(ImageDecoder decoder);
 
-    QString deviceId() const;
+    QString deviceId() const { return deviceId_; }
+    // Screenshots, taps and keys all go to this device (empty: any device).
     void setDeviceId(const QString& deviceId);
 
     // Starts capturing; false takes exactly one capture. Logs "already
@@ -66,33 +74,42 @@ public:
     // No new capture starts; a screenshot in flight is dropped.
     void stopMonitoring();
 
-    bool isRunning() const { return isRunning_.load(); }
-    bool autoRefresh() const { return autoRefresh_.load(); }
+    bool isRunning() const { return isRunning_; }
+    bool autoRefresh() const { return autoRefresh_; }
     Stats stats() const;
 
+    // The writers of taps and keys, on the source's I/O thread; their send
+    // and add calls may be made from the main thread (they queue them).
+    TouchWriter& touchWriter() { return *touchWriter_; }
+    TypeWriter& typeWriter() { return *typeWriter_; }
+
 private:
-    void internalStartMonitoring(quint64 run);
-    // ScreencapReaderDelegate (I/O thread).
-    void screencapReceived(const QByteArray& data) override;
-    void screenapFailedWithError(const OptionalError& error) override;
+    friend class CaptureWorker;
+    // A capture arrived (the capture thread): decode it, unless a newer one
+    // replaces it first.
+    void takeCapture(quint64 run, const QByteArray& data);
+    void captureFailed(quint64 run, const OptionalError& error);
     void decodePending();
     void deliver(quint64 run, const QVariant& image);
 
-    const AdbEndpoint endpoint_;
     DeviceScreenDatasourceDelegate* delegate_ = nullptr;
-    ScreencapReader* screencapReader_ = nullptr;  // I/O thread only
-    QThreadPool decoder_;
-    std::atomic<bool> isRunning_{false};
-    std::atomic<bool> autoRefresh_{true};
-    std::atomic<quint64> run_{0};  // changes at every start and stop
-
-    mutable QMutex mutex_;  // guards the fields below
     QString deviceId_;
+    bool isRunning_ = false;
+    bool autoRefresh_ = true;
+    quint64 run_ = 0;  // changes at every start and stop
+    QThreadPool decoder_;
+
+    mutable QMutex mutex_;  // guards the fields below (the capture thread and the decoder meet here)
     ImageDecoder decode_;
     QByteArray pending_;      // newest capture waiting for the decoder
     quint64 pendingRun_ = 0;
     bool decoding_ = false;   // a decode task is queued or running
     Stats stats_;
+
+    OwnedThread thread_;
+    CaptureWorker* capture_;        // these live on thread_ and are deleted there
+    TouchWriter* touchWriter_;
+    TypeWriter* typeWriter_;
 };
 
 }  // namespace vf

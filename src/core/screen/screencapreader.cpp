@@ -10,49 +10,27 @@ namespace vf {
 using namespace Qt::StringLiterals;
 
 namespace {
-enum Tag : long { kFailLength = 0, kFailMessage = 1, kTransportStatus = 2, kCommandStatus = 3, kPng = 4 };
+enum Tag : long { kTransportStatus = 2, kCommandStatus = 3, kPng = 4 };
 
 // "IEND" is the last chunk of every PNG; its data is empty, so its CRC-32
 // never changes.
 constexpr char kIendCrc[] = "\xAE\x42\x60\x82";
 }  // namespace
 
-void ScreencapReader::socketDidConnect(AsyncSocket* socket) {
-    AdbSocket::socketDidConnect(socket);
-    sendDeviceId(kTransportStatus);
-}
+void ScreencapReader::connected() { sendDeviceId(kTransportStatus); }
 
 void ScreencapReader::sendCommand() {
-    captureStart_ = QDateTime::currentDateTime();
     resultData_ = QByteArray();
-    sendExpectOkay(u"shell:screencap -p"_s, -1.0, kCommandStatus);
+    sendExpectOkay(u"shell:screencap -p"_s, kCommandStatus);
 }
 
 void ScreencapReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& data, long tag) {
     switch (tag) {
-        case kFailLength:
-            readToLength(hexDataToInteger(data), kFailMessage);
-            break;
-        case kFailMessage:
-            if (delegate_ != nullptr) {
-                delegate_->screenapFailedWithError(logReaderError(1, stringFromData(data).value_or(QString())));
-            }
-            break;
         case kTransportStatus:
-            if (isOkay(data)) {
-                sendCommand();
-            } else {
-                VF_LOG("DEVICE_EXPECT_OKAY_TAG: Error: response was not 'OKAY'. Got: '{}'", data);
-                stop();
-            }
+            if (takeOkay(data)) sendCommand();
             break;
         case kCommandStatus:
-            if (isOkay(data)) {
-                readPNGWithTag(kPng);
-            } else {
-                VF_LOG("EXPECT_SHELL_OKAY: Error: response was not 'OKAY'. Got: '{}'", data);
-                stop();
-            }
+            if (takeOkay(data)) readPng(kPng);
             break;
         case kPng:
             // Every whole read ends in "IEND"; one that does not was cut at
@@ -60,33 +38,23 @@ void ScreencapReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArra
             if (!data.endsWith("IEND") || resultData_.size() + data.size() > kMaxImageBytes) {
                 VF_LOG("screenshot larger than {} bytes: dropped", kMaxImageBytes);
                 resultData_ = QByteArray();
-                tooLarge_ = true;
-                stop();
+                end(AdbOutcome::UnexpectedReply,
+                    Error{QString::fromLatin1(kLogReaderErrorDomain), kTooLargeCode, QString::fromLatin1(kTooLargeText), {}, {}});
                 break;
             }
             resultData_.append(data);
-            readPNGWithTag(kPng);
+            readPng(kPng);
             break;
         default:
-            stop();
             logUnknownTag(tag);
+            end(AdbOutcome::UnexpectedReply);
     }
 }
 
-void ScreencapReader::socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) {
-    AdbSocket::socketDidDisconnect(socket, error);
+void ScreencapReader::finished(const AdbResult& result) {
     const QByteArray data = std::exchange(resultData_, QByteArray());
-    if (delegate_ == nullptr) return;
-    if (std::exchange(tooLarge_, false)) {
-        delegate_->screenapFailedWithError(logReaderError(kTooLargeCode, QString::fromLatin1(kTooLargeText)));
-        return;
-    }
-    if (!data.isEmpty()) {
-        delegate_->screencapReceived(data);
-        return;
-    }
-    VF_LOG("nothing read");
-    delegate_->screenapFailedWithError(error);
+    if (data.isEmpty()) VF_LOG("nothing read");
+    if (delegate_ != nullptr) delegate_->screencapFinished(data, result);
 }
 
 bool ScreencapReader::hasTerminalNewlines(const QByteArray& data) {

@@ -1,14 +1,13 @@
 #pragma once
 // ScreencapReader: one screenshot of a device as PNG bytes, through
 // "shell:screencap -p". Each capture opens its own connection to the ADB
-// server and ends when the device closes the shell stream; connect() again
+// server and ends when the device closes the shell stream; start() again
 // for the next one.
 //
-// Threads: a conversation (see AdbSocket); it reports to its delegate on its
-// own thread. The pure byte helpers may be called from any thread.
+// Threads: a conversation (see core/adb/adbsocket.h). The pure byte helpers
+// may be called from any thread.
 
 #include <QByteArray>
-#include <QDateTime>
 
 #include "core/adb/adbsocket.h"
 
@@ -17,13 +16,12 @@ namespace vf {
 class ScreencapReaderDelegate {
 public:
     virtual ~ScreencapReaderDelegate() = default;
-    // The bytes of one capture exactly as read (up to the last "IEND"); turn
-    // them into a PNG with ScreencapReader::createImageFromData.
-    virtual void screencapReceived(const QByteArray& data) = 0;
-    // Nothing was read; `error` is the disconnection's, when there was one.
-    // A capture larger than kMaxImageBytes (64 MiB) fails too, with
+    // Once per start(): the bytes of the capture exactly as read (up to the
+    // last "IEND"; turn them into a PNG with createImageFromData), empty
+    // when nothing was read, and how the conversation ended. A capture
+    // larger than kMaxImageBytes (64 MiB) ends as UnexpectedReply with
     // ScreencapReader::kTooLargeText.
-    virtual void screenapFailedWithError(const OptionalError& error) = 0;
+    virtual void screencapFinished(const QByteArray& data, const AdbResult& result) = 0;
 };
 
 class ScreencapReader final : public AdbSocket {
@@ -35,12 +33,10 @@ public:
     explicit ScreencapReader(const AdbEndpoint& endpoint, QObject* parent = nullptr)
         : AdbSocket(endpoint, parent) {}
 
-    // Conversation thread. Not owned.
+    // Not owned; set before start().
     void setDelegate(ScreencapReaderDelegate* delegate) { delegate_ = delegate; }
 
-    void socketDidConnect(AsyncSocket* socket) override;
     void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;
-    void socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) override;
 
     // The PNG file in the bytes of a capture: the terminal's CR LF undone
     // when the stream shows it, and the checksum of a final IEND chunk
@@ -55,12 +51,12 @@ public:
     static QByteArray completeFinalChunk(QByteArray png);
 
 private:
+    void connected() override;
+    void finished(const AdbResult& result) override;
     void sendCommand();
 
     ScreencapReaderDelegate* delegate_ = nullptr;
     QByteArray resultData_;
-    QDateTime captureStart_;  // kept for diagnostics of slow devices
-    bool tooLarge_ = false;   // the capture under way passed the size limit
 };
 
 }  // namespace vf

@@ -35,49 +35,41 @@ void TouchWriter::enqueue(const PointWrapper& item) {
     pointQueue_.append(item);
     // A connection under way takes the newest gesture when the device is
     // bound; the others follow one connection each (socketDidDisconnect).
-    if (!isConnected()) connect();
+    if (!isConnected()) start();
 }
 
-void TouchWriter::socketDidConnect(AsyncSocket* socket) {
-    AdbSocket::socketDidConnect(socket);
+void TouchWriter::connected() {
     tookGesture_ = false;
     sendDeviceId(kTransportStatus);
 }
 
 void TouchWriter::processTouchEvent(const PointWrapper& item) {
     const QString command = commandFor(item);
-    resultData_ = QByteArray();
     VF_LOG("Sending: {}", command);
-    sendExpectOkay(command, -1.0, kCommandStatus);
+    sendExpectOkay(command, kCommandStatus);
 }
 
 void TouchWriter::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& data, long tag) {
     switch (tag) {
         case kTransportStatus:
-            if (!isOkay(data)) {
-                logNotOkay(data);
-                break;
-            }
-            if (!pointQueue_.isEmpty()) {
+            if (takeOkay(data) && !pointQueue_.isEmpty()) {
                 tookGesture_ = true;
                 processTouchEvent(pointQueue_.takeLast());
             }
             break;
         case kCommandStatus:
-            if (!isOkay(data)) logNotOkay(data);
+            (void)takeOkay(data);  // a refusal is logged; the gesture is gone
             break;
         default:
             logUnknownTag(tag);
     }
 }
 
-void TouchWriter::socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) {
+void TouchWriter::finished(const AdbResult& /*result*/) {
     VF_LOG("socketDidDisconnect");
-    // Only resets the connection state: an unreachable server is not reported from here.
-    AdbSocket::socketDidDisconnect(socket, error);
     // Gestures that waited behind this one each get a connection; after a
     // failure they wait for the next gesture, so a dead server is not hammered.
-    if (std::exchange(tookGesture_, false) && !pointQueue_.isEmpty()) connect();
+    if (std::exchange(tookGesture_, false) && !pointQueue_.isEmpty()) start();
 }
 
 }  // namespace vf

@@ -4,11 +4,11 @@
 // each connection carries exactly one gesture, and the next waiting gesture
 // goes on a new connection once the previous one has ended.
 //
-// Threads: a conversation (see AdbSocket) living on its owner's chosen
-// thread; sendTouchForPoint and sendSwipeFrom may be called from any thread
-// and are carried out on that thread. Nothing is reported back.
+// Threads: a conversation (see core/adb/adbsocket.h) living on its owner's
+// chosen thread; sendTouchForPoint and sendSwipeFrom may be called from any
+// thread and are queued to that thread. Each connection ends in its own
+// finished(), which only starts the next gesture: nothing is reported back.
 
-#include <QByteArray>
 #include <QList>
 #include <QPointF>
 #include <QString>
@@ -43,16 +43,15 @@ public:
     // The shell request of a gesture, coordinates rounded ("%.0f"). Pure.
     static QString commandFor(const PointWrapper& item);
 
-    void socketDidConnect(AsyncSocket* socket) override;
     void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;
-    void socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) override;
 
 private:
+    void connected() override;
+    void finished(const AdbResult& result) override;
     void enqueue(const PointWrapper& item);
     void processTouchEvent(const PointWrapper& item);
 
     QList<PointWrapper> pointQueue_;  // writer's thread only
-    QByteArray resultData_;
     bool tookGesture_ = false;  // the current connection has taken its gesture
 };
 

@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-enum Tag : long { kTransportOrLine = 0, kCommandStatus = 4 };
+enum Tag : long { kTransportStatus = 0, kCommandStatus = 4, kOutputLine = 5 };
 
 // The command's reply may take this long; everything else waits for ever.
 constexpr double kCommandReplyTimeout = 1.0;
@@ -132,16 +132,16 @@ bool TypeWriter::sendKeyEvent(int key, Qt::KeyboardModifiers modifiers, const QS
     return refused;
 }
 
-bool TypeWriter::addChar(char c) { return addInput(InputWrapper::ofText(QString(QLatin1Char(c)))); }
-
 bool TypeWriter::addKeyEvent(int keyCode) { return addInput(InputWrapper::ofKeyCode(keyCode)); }
 
 bool TypeWriter::addInput(const InputWrapper& input) {
-    QMutexLocker lock(&mutex_);
-    if (inputs_.size() >= kMaxWaitingBeforeRefusal) return true;
-    inputs_.append(input);
-    VF_LOG("pending inputs = {}", inputs_.size());
-    processInputs();
+    {
+        QMutexLocker lock(&mutex_);
+        if (inputs_.size() >= kMaxWaitingBeforeRefusal) return true;
+        inputs_.append(input);
+        VF_LOG("pending inputs = {}", inputs_.size());
+    }
+    QMetaObject::invokeMethod(this, [this] { processInputs(); }, Qt::QueuedConnection);
     return false;
 }
 
@@ -150,30 +150,22 @@ qsizetype TypeWriter::pendingInputs() const {
     return inputs_.size();
 }
 
-void TypeWriter::updateProcessing(bool processing) {
-    QMutexLocker lock(&mutex_);
-    processingInputs_ = processing;
-}
-
 void TypeWriter::processInputs() {
-    QMutexLocker lock(&mutex_);
     VF_LOG("isConnected: {}, isProcessingInputs: {}", isConnected(), processingInputs_);
-    if (inputs_.isEmpty()) {
-        VF_LOG("Nothing else to send: {}", inputs_.size());
+    if (pendingInputs() == 0) {
+        VF_LOG("Nothing else to send: {}", 0);
     } else if (!isConnected() && !processingInputs_) {
-        updateProcessing(true);
+        processingInputs_ = true;
         VF_LOG("connect");
-        // The connection belongs to the writer's thread.
-        QMetaObject::invokeMethod(this, [this] { connect(); });
+        start();
     } else {
         VF_LOG("Ignore processInputs isConnected= {}, processingInputs={}", isConnected(), processingInputs_);
     }
 }
 
-void TypeWriter::socketDidConnect(AsyncSocket* socket) {
-    AdbSocket::socketDidConnect(socket);
+void TypeWriter::connected() {
     reachedServer_ = true;
-    sendDeviceId(kTransportOrLine);
+    sendDeviceId(kTransportStatus);
 }
 
 void TypeWriter::sendData() {
@@ -192,7 +184,7 @@ void TypeWriter::sendData() {
         }
         const QString request = u"shell:input keyevent "_s + codes;
         VF_LOG("Sending: {}", request);
-        sendExpectOkay(request, kCommandReplyTimeout, kCommandStatus);
+        sendExpectOkay(request, kCommandStatus, kCommandReplyTimeout);
         return;
     }
     if (!inputs_.isEmpty()) {
@@ -201,40 +193,33 @@ void TypeWriter::sendData() {
     if (text.isEmpty()) return;
     const QString request = u"shell:input text "_s + escapeText(text);
     VF_LOG("Sending: \"{}\"", request);
-    sendExpectOkay(request, kCommandReplyTimeout, kCommandStatus);
+    sendExpectOkay(request, kCommandStatus, kCommandReplyTimeout);
 }
 
 void TypeWriter::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& data, long tag) {
     VF_LOG("RX: {}", data);
     switch (tag) {
-        case kTransportOrLine:
-            // Also a line of the command's output, which is never "OKAY".
-            if (isOkay(data)) {
-                sendData();
-            } else {
-                VF_LOG("Error1: response was not 'OKAY'. Got: '{}'", data);
-                stop();
-            }
+        case kTransportStatus:
+            if (takeOkay(data)) sendData();
             break;
         case kCommandStatus:
-            if (isOkay(data)) {
-                readWithTag(kTransportOrLine);
-            } else {
-                VF_LOG("Error2: response was not 'OKAY'. Got: '{}'", data);
-                stop();
-            }
+            if (takeOkay(data)) readLine(kOutputLine);
+            break;
+        case kOutputLine:
+            // The command normally prints nothing; whatever it printed ends
+            // the batch.
+            VF_LOG("Error1: response was not 'OKAY'. Got: '{}'", data);
+            end(AdbOutcome::Done);
             break;
         default:
             logUnknownTag(tag);
     }
 }
 
-void TypeWriter::socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) {
+void TypeWriter::finished(const AdbResult& result) {
     VF_LOG("socketDidDisconnect");
-    if (error) VF_LOG("error: {}", error->toString());
-    // Only resets the connection state: an unreachable server is not reported from here.
-    AdbSocket::socketDidDisconnect(socket, error);
-    updateProcessing(false);
+    if (result.error) VF_LOG("error: {}", result.error->toString());
+    processingInputs_ = false;
     if (std::exchange(reachedServer_, false)) {
         processInputs();
     } else {

@@ -5,13 +5,15 @@
 // (at most 11 waiting); the queue goes out in batches, each a run of text or
 // a run of key codes, one batch per connection, in the order typed.
 //
-// Threads: a conversation (see AdbSocket) living on its owner's chosen
-// thread. The queuing calls (send*, add*) may be called from any thread;
-// the queue and its flag are guarded by one re-entrant lock.
+// Threads: a conversation (see core/adb/adbsocket.h) living on its owner's
+// chosen thread. The queuing calls (send*, add*) and pendingInputs() may be
+// called from any thread: the queue has a lock of its own, and sending is
+// queued to the writer's thread. Each batch's connection ends in its own
+// finished(), which only starts the next batch: nothing is reported back.
 
 #include <QByteArray>
 #include <QList>
-#include <QRecursiveMutex>
+#include <QMutex>
 #include <QString>
 #include <optional>
 
@@ -50,7 +52,6 @@ public:
     bool sendMenuKey() { return addKeyEvent(kMenuKey); }
     bool sendHomeKey() { return addKeyEvent(kHomeKey); }
     bool sendBackKey() { return addKeyEvent(kBackKey); }
-    bool addChar(char c);
     bool addKeyEvent(int keyCode);
     bool addInput(const InputWrapper& input);
 
@@ -68,19 +69,19 @@ public:
     // text with each space as "%s" (see the .cpp for the quoting).
     static QString escapeText(const QString& text);
 
-    void socketDidConnect(AsyncSocket* socket) override;
     void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;
-    void socketDidDisconnect(AsyncSocket* socket, const OptionalError& error) override;
 
 private:
+    void connected() override;
+    void finished(const AdbResult& result) override;
     void processInputs();
-    void updateProcessing(bool processing);
     void sendData();
 
-    mutable QRecursiveMutex mutex_;  // guards inputs_ and processingInputs_
+    mutable QMutex mutex_;  // guards inputs_
     QList<InputWrapper> inputs_;
-    bool processingInputs_ = false;
-    bool reachedServer_ = false;  // writer's thread: the current connection was made
+    // The writer's thread.
+    bool processingInputs_ = false;  // a batch's connection is under way
+    bool reachedServer_ = false;     // the current connection was made
 };
 
 }  // namespace vf

@@ -1,69 +1,50 @@
 #pragma once
-// A logging run's ADB conversations: the stream reader and the
-// process-table reader, opened through a connector (tests plug in their
-// own), kept in slots, and deleted only on the I/O thread and never inside
-// one of their own callbacks.
+// A logging run's ADB conversations as the run sees them: the log stream
+// and one shell command at a time (the process table), opened through a
+// connector so that tests can plug in their own.
+//
+// Threads: the connector is called on the run's I/O thread and the
+// conversations it opens live there; their reports arrive there.
 
+#include <QObject>
 #include <QString>
 #include <functional>
 #include <memory>
-#include <mutex>
-#include <vector>
 
-#include "core/adb/delegates.h"
 #include "core/adb/endpoint.h"
+#include "core/adb/logreader.h"
+#include "core/adb/shellcommandreader.h"
 
 namespace vf {
 
-// One running ADB conversation as a logging run sees it. Created, and destroyed,
-// on the I/O thread; stop() may be called from any thread. Once destroyed it
-// reports nothing more to its delegate.
+// One running ADB conversation. Destroying it (also from inside one of its
+// own reports) silences it at once and closes its connection.
 class StoreConversation {
 public:
     virtual ~StoreConversation() = default;
+    // Ends it; its finished report follows.
     virtual void stop() = 0;
 };
 
-// Opens a run's conversations. Both calls run on the I/O thread; the
-// delegate outlives the returned conversation.
+// Opens a run's conversations, started, reporting to `delegate`. The
+// conversation's objects are children of `parent` (the run's worker), so
+// they go with it when its thread ends.
 class StoreConnector {
 public:
     virtual ~StoreConnector() = default;
-    virtual std::unique_ptr<StoreConversation> connectLogReader(LogReaderDelegate* delegate,
-                                                                const QString& deviceId) = 0;
-    virtual std::unique_ptr<StoreConversation> connectPidReader(PidReaderDelegate* delegate,
-                                                                const QString& deviceId) = 0;
+    virtual std::unique_ptr<StoreConversation> connectLogReader(LogReaderDelegate* delegate, const QString& deviceId,
+                                                                QObject* parent) = 0;
+    virtual std::unique_ptr<StoreConversation> connectShellCommand(ShellCommandDelegate* delegate,
+                                                                   const QString& deviceId, const QString& service,
+                                                                   QObject* parent) = 0;
 };
 
 // The real ADB conversations. Each is made with the endpoint (and a stream
 // with the options) that the providers give at that moment, so a front end
-// can follow its preferences; the providers run on the I/O thread.
+// can follow its preferences; the providers are called on the I/O thread.
 std::shared_ptr<StoreConnector> makeAdbConnector(std::function<AdbEndpoint()> endpoint,
                                                  std::function<LogcatOptions()> options);
 // The same with fixed values.
 std::shared_ptr<StoreConnector> makeAdbConnector(const AdbEndpoint& endpoint, const LogcatOptions& options = {});
-
-// The two slots. install() and current() any thread; closeAll() on the I/O
-// thread (it stops and deletes every conversation at once).
-class ConversationSlots final {
-public:
-    enum Slot { LogReaderSlot, PidReaderSlot };
-
-    ConversationSlots() = default;
-    ConversationSlots(const ConversationSlots&) = delete;
-    ConversationSlots& operator=(const ConversationSlots&) = delete;
-
-    // Puts `conversation` (or nothing) in `slot`; the one it replaces is
-    // deleted later by the I/O thread's queue.
-    void install(Slot slot, std::unique_ptr<StoreConversation> conversation);
-    std::shared_ptr<StoreConversation> current(Slot slot) const;
-    void closeAll();
-
-private:
-    struct Graveyard;
-    mutable std::mutex mutex_;
-    std::shared_ptr<StoreConversation> slots_[2];
-    std::shared_ptr<Graveyard> graveyard_;
-};
 
 }  // namespace vf

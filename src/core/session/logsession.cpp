@@ -1,13 +1,10 @@
 #include "core/session/logsession.h"
 
-#include <QPointer>
-
 #include "core/adb/devicelistdatasource.h"
 #include "core/adb/devicestate.h"
 #include "core/log/logdatasource.h"
 #include "core/session/devicechoice.h"
 #include "core/support/logger.h"
-#include "core/support/threads.h"
 #include "core/support/utils.h"
 
 namespace vf {
@@ -66,16 +63,7 @@ LogSession::LogSession(LogDatasource& store, std::unique_ptr<SessionAdb> adb, st
     });
 }
 
-LogSession::~LogSession() {
-    // Destroying the listing and the run waits for the I/O thread while the
-    // main thread's events flow: a report still queued must find the
-    // session whole and quiet, so both go first, in the destructor's body.
-    closing_ = true;
-    delegate_ = nullptr;
-    reconnectTimer_.stop();
-    run_.setDelegate(nullptr);
-    adb_.reset();
-}
+LogSession::~LogSession() = default;
 
 QString LogSession::deviceId() const { return run_.isLogging() ? run_.deviceId() : nextDevice_; }
 
@@ -92,7 +80,7 @@ void LogSession::startLogging() {
     // The user asks again: notices are said again, and a server that does
     // not answer is started again (once).
     lastNotice_.reset();
-    triedStartingAdb_ = false;
+    adbStart_.again();
     resume();
 }
 
@@ -136,7 +124,6 @@ void LogSession::startRun(const QString& deviceId) {
 
 void LogSession::onDevicesConnected(const DeviceList& devices) {
     VF_ASSERT_THREAD(this);
-    if (closing_) return;
     VF_LOG("Connected Devices: {}", describe(devices));
     const QMap<QString, DeviceRecord> previous = std::exchange(devices_, {});
     for (DeviceRecord record : devices) {
@@ -176,18 +163,22 @@ void LogSession::onDevicesConnected(const DeviceList& devices) {
 void LogSession::onDeviceModel(const QString& deviceId, const QString& model) {
     VF_ASSERT_THREAD(this);
     VF_LOG("DeviceID: {}, Model: {}", deviceId, model);
-    if (closing_) return;
     const auto it = devices_.find(deviceId);
     if (it != devices_.end()) it->name = model;
     if (delegate_ != nullptr) delegate_->onDeviceModel(deviceId, model);
 }
 
-void LogSession::onDeviceListFailed(int code) {
+void LogSession::onDeviceListFailed(DeviceListFailure failure) {
     VF_ASSERT_THREAD(this);
-    if (closing_) return;
-    if (code == 0) adbNotRunning();
-    else if (code == kDeviceListUnexpectedReply) tell(SessionNotice::UnexpectedReply);
-    else if (!autoReconnect_) tell(SessionNotice::NoDevice);
+    switch (failure) {
+        case DeviceListFailure::AdbNotRunning:
+            return adbNotRunning();
+        case DeviceListFailure::UnexpectedReply:
+            return tell(SessionNotice::UnexpectedReply);
+        case DeviceListFailure::NoDevice:
+            if (!autoReconnect_) tell(SessionNotice::NoDevice);
+            return;
+    }
 }
 
 // A device that is listed but not ready is waited for like a lost one.
@@ -202,25 +193,20 @@ void LogSession::keepWaiting() {
     if (autoReconnect_ && settings_.reconnect && !reconnectTimer_.isActive()) reconnectTimer_.start();
 }
 
-// The server is started once; when it still does not answer, the user is told.
 void LogSession::adbNotRunning() {
-    if (triedStartingAdb_) {
-        tell(SessionNotice::AdbNotRunning);
-        keepWaiting();
-        return;
-    }
-    triedStartingAdb_ = true;
-    tell(SessionNotice::StartingAdb);
-    QPointer<LogSession> self(this);
-    adb_->startAdb([self](bool started) {
-        if (self == nullptr || self->closing_) return;
-        if (!started) {
-            self->tell(SessionNotice::AdbNotRunning);
-            self->keepWaiting();
-            return;
+    const auto start = [this](std::function<void(bool)> done) { adb_->startAdb(std::move(done)); };
+    adbStart_.notRunning(this, start, [this](AdbStartOnce::Step step) {
+        switch (step) {
+            case AdbStartOnce::Step::Starting:
+                return tell(SessionNotice::StartingAdb);
+            case AdbStartOnce::Step::Started:
+                tell(SessionNotice::AdbStarted);
+                return resume();
+            case AdbStartOnce::Step::NotStarted:
+            case AdbStartOnce::Step::StillNotRunning:
+                tell(SessionNotice::AdbNotRunning);
+                return keepWaiting();
         }
-        self->tell(SessionNotice::AdbStarted);
-        self->resume();
     });
 }
 
@@ -237,7 +223,7 @@ void LogSession::onRunStarted() {
     }
     autoReconnect_ = settings_.reconnect;
     reconnectTimer_.stop();
-    triedStartingAdb_ = false;
+    adbStart_.again();
     lastNotice_.reset();
     lastDeviceId_ = deviceId;
     if (delegate_ != nullptr) delegate_->onLoggerStarted(deviceId);

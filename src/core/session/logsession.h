@@ -8,8 +8,10 @@
 // What the user must be told or asked goes to the front end through
 // LogSessionDelegate; the front end words it.
 //
-// Threads: the main thread only (the session's own thread); every delegate
-// call arrives there.
+// Threads: the session's own thread (the main thread); every delegate call
+// arrives there. Its run owns an I/O thread and its device listing another
+// (see LogRun, DeviceListDatasource); a session shares no thread with
+// another session, so several run side by side in one process.
 
 #include <QMap>
 #include <QObject>
@@ -21,6 +23,7 @@
 
 #include "core/adb/delegates.h"
 #include "core/adb/endpoint.h"
+#include "core/session/adbstart.h"
 #include "core/session/conversations.h"
 #include "core/session/logrun.h"
 
@@ -93,13 +96,13 @@ public:
         int reconnectIntervalMs = 5000;
     };
 
-    // `store` and the delegate outlive the session.
+    // `store` and the delegate outlive the session. The destructor ends the
+    // run's and the listing's threads; nothing is reported after it.
     LogSession(LogDatasource& store, std::unique_ptr<SessionAdb> adb, std::shared_ptr<StoreConnector> connector,
                Settings settings, QObject* parent = nullptr);
     ~LogSession() override;
 
     void setDelegate(LogSessionDelegate* delegate) { delegate_ = delegate; }
-    void setLookupClock(std::function<int64_t()> nowMs) { run_.setClock(std::move(nowMs)); }
 
     // The user starts streaming: the device in hand, else the one the
     // listing gives.
@@ -131,7 +134,7 @@ private:
     // DeviceListDelegate.
     void onDevicesConnected(const DeviceList& devices) override;
     void onDeviceModel(const QString& deviceId, const QString& model) override;
-    void onDeviceListFailed(int code) override;
+    void onDeviceListFailed(DeviceListFailure failure) override;
     // LogRunDelegate.
     void onRunStarted() override;
     void onRunEnded(RunEnd how, const Error& error) override;
@@ -156,8 +159,7 @@ private:
     QString nextDevice_;                  // chosen, run not yet started
     std::optional<QString> lastDeviceId_;  // the device of the last run
     bool autoReconnect_ = false;
-    bool triedStartingAdb_ = false;
-    bool closing_ = false;
+    AdbStartOnce adbStart_;
     std::optional<std::pair<int, QString>> lastNotice_;  // said once until something changes
 };
 

@@ -1,7 +1,7 @@
 #include "core/session/sessionpreferences.h"
 
-#include "core/adb/adbsocket.h"
 #include "core/support/preferences.h"
+#include "core/support/strings.h"
 
 namespace vf {
 
@@ -10,10 +10,12 @@ AdbEndpoint endpointFromPreferences() {
     const QString server = Preferences::string(QString::fromLatin1(prefs::kAdbServer));
     if (!server.isEmpty()) endpoint.host = server;
     const QString port = Preferences::string(QString::fromLatin1(prefs::kAdbPort));
-    if (!port.isEmpty()) endpoint.port = quint16(uint64_t(AdbSocket::leadingInteger(port)) & 0xFFFFu);
+    if (!port.isEmpty()) endpoint.port = adbPortFromText(port);
     endpoint.adbProgram = Preferences::string(QString::fromLatin1(prefs::kAdbPath)).trimmed();
     return endpoint;
 }
+
+quint16 adbPortFromText(QStringView text) { return quint16(uint64_t(leadingInteger(text)) & 0xFFFFu); }
 
 LogcatOptions logcatOptionsFromPreferences() {
     return {Preferences::string(QString::fromLatin1(prefs::kAdbLogTags)),

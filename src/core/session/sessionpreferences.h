@@ -4,13 +4,18 @@
 // Only the front ends (the viewer, the companion) call these; the sessions
 // and conversations they make are handed the values. Any thread.
 
+#include <QStringView>
+
 #include "core/adb/endpoint.h"
 
 namespace vf {
 
-// "adbServer" (empty: 127.0.0.1), "adbPort" (empty: 5037; read as a leading
-// integer, wrapped to 16 bits) and "adbPath" (the chosen adb program).
+// "adbServer" (empty: 127.0.0.1), "adbPort" (empty: 5037; see adbPortFromText)
+// and "adbPath" (the chosen adb program). The one place the preferences
+// become an endpoint.
 AdbEndpoint endpointFromPreferences();
+// A port as the user wrote it: its leading integer, wrapped to 16 bits.
+quint16 adbPortFromText(QStringView text);
 // "adbLogTags" and "clearLogOnStart".
 LogcatOptions logcatOptionsFromPreferences();
 

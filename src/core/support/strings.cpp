@@ -1,6 +1,20 @@
 #include "core/support/strings.h"
 
+#include <limits>
+
 namespace vf {
+
+int64_t leadingInteger(QStringView s) {
+    qsizetype i = 0;
+    while (i < s.size() && s[i].isSpace()) ++i;
+    bool negative = false;
+    if (i < s.size() && (s[i] == u'-' || s[i] == u'+')) negative = s[i++] == u'-';
+    int64_t value = 0;
+    for (; i < s.size() && s[i] >= u'0' && s[i] <= u'9'; ++i) {
+        value = qMin<int64_t>(value * 10 + (s[i].unicode() - u'0'), std::numeric_limits<int32_t>::max());
+    }
+    return negative ? -value : value;
+}
 
 bool isInteger(QStringView s) {
     const auto isAsciiDigit = [](QChar c) { return c >= u'0' && c <= u'9'; };

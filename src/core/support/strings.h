@@ -1,10 +1,16 @@
 #pragma once
-// The one string rule the process-table reader relies on beyond Qt's own.
-// Pure; any thread.
+// The leading-integer rule that the process-table reader and the port
+// preference rely on beyond Qt's own. Pure; any thread.
 
 #include <QStringView>
+#include <cstdint>
 
 namespace vf {
+
+// The leading decimal integer of `s` (leading white space and one sign
+// allowed, reading stops at the first non-digit), 0 when there is none.
+// Saturates at the 32-bit limits.
+int64_t leadingInteger(QStringView s);
 
 // True when the leading integer value of `s` (leading white space and one
 // sign allowed, reading stops at the first non-digit) is non-zero, or when

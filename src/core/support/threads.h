@@ -1,12 +1,19 @@
 #pragma once
-// The program's few threads: the GUI (main) thread, one I/O thread on which
-// conversations started off the GUI thread live, and Qt's global pool for
-// filter passes and file loading.
+// The program's threads. The GUI (main) thread holds the user interface,
+// the sessions and the stores' notices. Every logging run, every remote
+// screen and every device list owns an I/O thread of its own (OwnedThread),
+// on which its conversations live; the store's filter runner has one thread;
+// Qt's global pool runs filter chunks, file loading and "adb start-server".
+//
+// Hand-overs between threads are queued calls: nothing waits for another
+// thread's event loop, except an OwnedThread's deleter, which waits for its
+// own thread to end (and that thread never waits for the GUI thread).
 
 #include <QCoreApplication>
 #include <QMetaObject>
 #include <QThread>
 #include <functional>
+#include <memory>
 
 namespace vf {
 
@@ -18,24 +25,25 @@ inline bool isMainThread() {
 // Queues `fn` on the main thread and returns at once ("asynchronously").
 void runOnMainThread(std::function<void()> fn);
 
-// Runs `fn` on the main thread and waits for it ("on the main thread,
-// waiting"). Runs it directly when already on the main thread. Returns
-// without running it when there is no application object.
-void runOnMainThreadBlocking(const std::function<void()>& fn);
+// The deleter of an owned thread: quits its event loop, waits until it has
+// ended (the objects adopted by it are deleted on it then), and deletes it.
+struct QuitAndWait {
+    void operator()(QThread* thread) const;
+};
+using OwnedThread = std::unique_ptr<QThread, QuitAndWait>;
 
-// The shared I/O thread with its own event loop, started on first use and
-// stopped by shutdownIoThread(). Conversations that are started
-// "on a worker thread" are created and connected on this thread.
-QThread* ioThread();
+// A started thread with its own event loop, named `name` (diagnostics).
+// Owner's thread.
+OwnedThread startOwnedThread(const QString& name);
 
-// Queues `fn` on the I/O thread.
-void runOnIoThread(std::function<void()> fn);
-// Runs `fn` on the I/O thread and waits; keeps the main thread's events
-// flowing while it waits so that a blocking call back to it cannot deadlock.
-void runOnIoThreadBlocking(const std::function<void()>& fn);
-
-// Stops the I/O thread (end of the program). Safe to call more than once.
-void shutdownIoThread();
+// Moves `worker` (without a parent) to `thread` and deletes it there once
+// the thread has finished. Call it on the worker's current thread.
+template <class Worker>
+Worker* adoptWorker(QThread& thread, Worker* worker) {
+    worker->moveToThread(&thread);
+    QObject::connect(&thread, &QThread::finished, worker, &QObject::deleteLater);
+    return worker;
+}
 
 // Debug-only check that the caller runs on the object's thread.
 #define VF_ASSERT_THREAD(object) Q_ASSERT(QThread::currentThread() == (object)->thread())

@@ -122,12 +122,7 @@ void ConnectionController::onSessionNotice(const SessionNotice& notice) {
 }
 
 QString ConnectionController::stateAdvice(const SessionNotice& notice) const {
-    const QString word = notice.record ? notice.record->state : u"offline"_s;
-    DeviceStatus status;
-    status.state = deviceStateFromWord(word);
-    status.word = word;
-    if (notice.record) status.usbVendorId = notice.record->usbVendorId;
-    return deviceStateAdvice(notice.deviceId, status);
+    return deviceStateAdvice(notice.deviceId, notice.record);
 }
 
 // ---------------------------------------------------------------------------

@@ -224,9 +224,10 @@ void MessageActions::userDefinedAppName() {
 void MessageActions::openTypingTerminal() {
     TypingTerminalRequest request;
     request.terminalVariable = qEnvironmentVariable("TERMINAL");
-    request.adbProgram = Utils::getAdbPath(endpointFromPreferences().adbProgram).value_or(QString());
-    request.host = Preferences::string(QLatin1String(prefs::kAdbServer));
-    request.port = Preferences::string(QLatin1String(prefs::kAdbPort));
+    const AdbEndpoint endpoint = endpointFromPreferences();
+    request.adbProgram = Utils::getAdbPath(endpoint.adbProgram).value_or(QString());
+    request.host = endpoint.host;
+    request.port = QString::number(endpoint.port);
     if (serialSource_) request.serial = serialSource_();
     const auto command =
         typingTerminalCommand(request, [](const QString& name) { return QStandardPaths::findExecutable(name); });

@@ -39,13 +39,9 @@ QVariant decodeScreenImage(const QByteArray& png, QSize shownSize) {
 
 RemoteScreenMonitorSheet::RemoteScreenMonitorSheet(const AdbEndpoint& endpoint, QWidget* parent)
     : QMainWindow(parent),
-      screenSource_(std::make_unique<DeviceScreenDatasource>(endpoint)),
-      touchWriter_(new TouchWriter(endpoint)),
-      typeWriter_(new TypeWriter(endpoint)) {
+      screenSource_(std::make_unique<DeviceScreenDatasource>(endpoint)) {
     setWindowTitle(u"Remote Screen Monitor (BETA)"_s);
     setAttribute(Qt::WA_DeleteOnClose, false);
-    touchWriter_->moveToThread(ioThread());
-    typeWriter_->moveToThread(ioThread());
     screenSource_->setDelegate(this);
     screenSource_->setImageDecoder([shown = shownSize_](const QByteArray& png) {
         const quint64 packed = shown->load();
@@ -70,14 +66,7 @@ RemoteScreenMonitorSheet::RemoteScreenMonitorSheet(const AdbEndpoint& endpoint, 
     resize(420, 860);
 }
 
-RemoteScreenMonitorSheet::~RemoteScreenMonitorSheet() {
-    screenSource_.reset();
-    // The writers belong to the I/O thread; they report nothing back.
-    touchWriter_->stop();
-    typeWriter_->stop();
-    touchWriter_->deleteLater();
-    typeWriter_->deleteLater();
-}
+RemoteScreenMonitorSheet::~RemoteScreenMonitorSheet() = default;
 
 void RemoteScreenMonitorSheet::createToolBar() {
     QToolBar* bar = addToolBar(u"Remote Screen"_s);
@@ -113,10 +102,8 @@ void RemoteScreenMonitorSheet::configureToolbarButtons() {
 
 void RemoteScreenMonitorSheet::setDeviceId(const QString& deviceId) {
     deviceId_ = deviceId;
-    screenSource_->setDeviceId(deviceId);
     // Taps and keys go to the device shown, also when several are attached.
-    touchWriter_->setDeviceId(deviceId);
-    typeWriter_->setDeviceId(deviceId);
+    screenSource_->setDeviceId(deviceId);
 }
 
 void RemoteScreenMonitorSheet::showWindow() {
@@ -228,24 +215,24 @@ void RemoteScreenMonitorSheet::copyImage(const QImage& image) {
 }
 
 void RemoteScreenMonitorSheet::menuKey() {
-    typeWriter_->sendMenuKey();
+    screenSource_->typeWriter().sendMenuKey();
     setStatusText(u"Sent Menu Key"_s);
 }
 
 void RemoteScreenMonitorSheet::homeKey() {
-    typeWriter_->sendHomeKey();
+    screenSource_->typeWriter().sendHomeKey();
     setStatusText(u"Sent Home Key"_s);
 }
 
 void RemoteScreenMonitorSheet::backKey() {
-    typeWriter_->sendBackKey();
+    screenSource_->typeWriter().sendBackKey();
     setStatusText(u"Sent Back Key"_s);
 }
 
 void RemoteScreenMonitorSheet::keyPressed(QKeyEvent* event) {
     VF_LOG("keyDown: key=0x{:x} modifiers=0x{:x} text={}", event->key(), int(event->modifiers()), event->text());
     QString skipped;
-    if (typeWriter_->sendKeyEvent(event->key(), event->modifiers(), event->text(), &skipped)) QApplication::beep();
+    if (screenSource_->typeWriter().sendKeyEvent(event->key(), event->modifiers(), event->text(), &skipped)) QApplication::beep();
     if (!skipped.isEmpty()) setStatusText(u"Skipped \u201C%1\u201D: the device can only type ASCII"_s.arg(skipped));
 }
 
@@ -292,8 +279,8 @@ void RemoteScreenMonitorSheet::pointerDragged() {
 void RemoteScreenMonitorSheet::buttonReleased(QPointF position) {
     if (!isTouchEnabled()) return;
     const QPointF p = devicePoint(position);
-    if (isDragged_ && touchDownPoint_) touchWriter_->sendSwipeFrom(devicePoint(*touchDownPoint_), p);
-    else touchWriter_->sendTouchForPoint(p);
+    if (isDragged_ && touchDownPoint_) screenSource_->touchWriter().sendSwipeFrom(devicePoint(*touchDownPoint_), p);
+    else screenSource_->touchWriter().sendTouchForPoint(p);
     imageView_->setCursor(Qt::PointingHandCursor);
     touchDownPoint_.reset();
     isDragged_ = false;

@@ -4,8 +4,8 @@
 // snapshot at a time, and turns clicks, drags and typed keys into taps,
 // swipes, text and key events on that device.
 //
-// Main thread only. The capture source decodes off the GUI thread; the
-// touch and type writers live on the I/O thread.
+// Main thread only. The capture source decodes off the GUI thread; it owns
+// the I/O thread of the captures and of the touch and type writers.
 
 #include <QDateTime>
 #include <QImage>
@@ -20,11 +20,6 @@
 
 class QAction;
 class QLabel;
-
-namespace vf {
-class TouchWriter;
-class TypeWriter;
-}  // namespace vf
 
 namespace vf::ui {
 
@@ -87,8 +82,6 @@ private:
 
     QString deviceId_;
     std::unique_ptr<DeviceScreenDatasource> screenSource_;
-    TouchWriter* touchWriter_ = nullptr;  // lives on the I/O thread; deleteLater'd
-    TypeWriter* typeWriter_ = nullptr;
     ScreenImageView* imageView_ = nullptr;
     QLabel* statusBarTextField_ = nullptr;
     QAction* autoRefreshItem_ = nullptr;

@@ -1,20 +1,19 @@
-#pragma once
-// Splitting a whole text into lines at every LF and CR (a CR LF pair gives
-// an empty line between), fast enough for files of a million lines, and
-// the joining of long-layout entries. Pure functions, any thread.
+#include "core/support/text.h"
 
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <string_view>
+
+#include "core/support/utf8.h"
 
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
 
-namespace vf::lines {
+namespace vf {
 
-namespace detail {
+namespace {
+
 constexpr uint64_t kOnes = 0x0101010101010101ull;
 constexpr uint64_t kLow7 = 0x7F7F7F7F7F7F7F7Full;
 
@@ -27,10 +26,10 @@ inline uint64_t bytesEqual(uint64_t word, unsigned char byte) noexcept {
 // Number of bytes marked by bytesEqual (without a popcount instruction,
 // which the baseline target lacks: the multiply sums the bytes' low bits).
 inline size_t countMarked(uint64_t marks) noexcept { return size_t(((marks >> 7) * kOnes) >> 56); }
-}  // namespace detail
 
-// First LF or CR at or after p, or end.
-inline const char* findBreak(const char* p, const char* end) noexcept {
+}  // namespace
+
+const char* findLfCr(const char* p, const char* end) noexcept {
 #ifdef __SSE2__
     const __m128i lf = _mm_set1_epi8('\n');
     const __m128i cr = _mm_set1_epi8('\r');
@@ -44,7 +43,7 @@ inline const char* findBreak(const char* p, const char* end) noexcept {
     while (end - p >= 8) {
         uint64_t word;
         std::memcpy(&word, p, sizeof word);
-        const uint64_t hits = detail::bytesEqual(word, '\n') | detail::bytesEqual(word, '\r');
+        const uint64_t hits = bytesEqual(word, '\n') | bytesEqual(word, '\r');
         if (hits != 0) return p + std::countr_zero(hits) / 8;  // little-endian
         p += 8;
     }
@@ -52,12 +51,49 @@ inline const char* findBreak(const char* p, const char* end) noexcept {
     return p;
 }
 
-struct BreakCount {
-    size_t lf = 0;
-    size_t cr = 0;
-};
+namespace {
 
-inline BreakCount countBreaks(std::string_view text) noexcept {
+// Length of the newline character at p (UTF-8), 0 when there is none.
+size_t newlineAt(const char* p, const char* end) noexcept {
+    const auto at = [p](int i) { return static_cast<unsigned char>(p[i]); };
+    const unsigned char c = at(0);
+    if (c >= 0x0A && c <= 0x0D) return 1;
+    if (c == 0xC2 && end - p >= 2 && at(1) == 0x85) return 2;  // NEL
+    if (c == 0xE2 && end - p >= 3 && at(1) == 0x80 && (at(2) == 0xA8 || at(2) == 0xA9)) return 3;
+    return 0;
+}
+
+}  // namespace
+
+bool LineSplitter::next(std::string_view& line) noexcept {
+    if (done_) return false;
+    const char* hit = end_;
+    size_t breakLength = 1;
+    if (breaks_ == LineBreaks::LfCr) {
+        hit = findLfCr(p_, end_);
+    } else {
+        for (const char* q = p_; q < end_; ++q) {
+            if ((breakLength = newlineAt(q, end_)) != 0) {
+                hit = q;
+                break;
+            }
+        }
+    }
+    line = std::string_view(p_, size_t(hit - p_));
+    if (hit == end_) done_ = true;
+    else p_ = hit + breakLength;
+    return true;
+}
+
+std::vector<std::string_view> splitLines(std::string_view text, LineBreaks breaks) {
+    std::vector<std::string_view> lines;
+    LineSplitter splitter(text, breaks);
+    std::string_view line;
+    while (splitter.next(line)) lines.push_back(line);
+    return lines;
+}
+
+BreakCount countLineBreaks(std::string_view text) noexcept {
     BreakCount count;
     const char* p = text.data();
     const char* end = p + text.size();
@@ -86,8 +122,8 @@ inline BreakCount countBreaks(std::string_view text) noexcept {
     for (; end - p >= 8; p += 8) {
         uint64_t word;
         std::memcpy(&word, p, sizeof word);
-        count.lf += detail::countMarked(detail::bytesEqual(word, '\n'));
-        count.cr += detail::countMarked(detail::bytesEqual(word, '\r'));
+        count.lf += countMarked(bytesEqual(word, '\n'));
+        count.cr += countMarked(bytesEqual(word, '\r'));
     }
     for (; p < end; ++p) {
         count.lf += *p == '\n';
@@ -96,45 +132,25 @@ inline BreakCount countBreaks(std::string_view text) noexcept {
     return count;
 }
 
-// Walks the lines of a text; the text must outlive the splitter.
-class Splitter final {
-public:
-    explicit Splitter(std::string_view text) noexcept : p_(text.data()), end_(text.data() + text.size()) {}
-
-    // The next line (possibly empty); false after the last one.
-    bool next(std::string_view& line) noexcept {
-        if (done_) return false;
-        const char* hit = findBreak(p_, end_);
-        line = std::string_view(p_, size_t(hit - p_));
-        if (hit == end_) done_ = true;
-        else p_ = hit + 1;
-        return true;
-    }
-
-private:
-    const char* p_;
-    const char* end_;
-    bool done_ = false;
-};
-
-// Long layout: each "[" header line is joined with the first non-empty line
-// after it; lines before a header and further message lines are dropped.
-// `next(line)` yields the lines, `emit(header, message)` receives each entry.
-template <typename Next, typename Emit>
-void joinLongEntries(Next&& next, Emit&& emit) {
-    std::string_view header;
-    bool pending = false;
-    std::string_view line;
-    while (next(line)) {
-        if (!pending) {
-            if (!line.starts_with('[')) continue;
-            header = line;
-            pending = true;
-        } else if (!line.empty()) {
-            emit(header, line);
-            pending = false;
-        }
-    }
+std::string validUtf8(std::string_view bytes) {
+    if (utf8::isValid(bytes)) return std::string(bytes);
+    return utf8::replaceInvalid(bytes);
 }
 
-}  // namespace vf::lines
+QString decodeText(QByteArrayView bytes) {
+    const std::string_view view(bytes.data(), size_t(bytes.size()));
+    if (utf8::isValid(view)) return QString::fromUtf8(bytes);
+    const std::string repaired = utf8::replaceInvalid(view);
+    return QString::fromUtf8(repaired.data(), qsizetype(repaired.size()));
+}
+
+QStringList outputLines(QByteArrayView output) {
+    const std::string text = validUtf8(std::string_view(output.data(), size_t(output.size())));
+    QStringList lines;
+    LineSplitter splitter(text, LineBreaks::AnyNewline);
+    std::string_view line;
+    while (splitter.next(line)) lines.append(QString::fromUtf8(line.data(), qsizetype(line.size())));
+    return lines;
+}
+
+}  // namespace vf

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "core/support/text.h"
 #include "core/support/utf8.h"
 
 namespace vf {
@@ -35,6 +36,37 @@ TEST(Utf8, MultiByteSequencesTellUtf8FromLatin1) {
     EXPECT_TRUE(utf8::hasMultiByteSequence("caf\xE9 and caf\xC3\xA9"));
     EXPECT_TRUE(utf8::hasMultiByteSequence("\xEF\xBB\xBF"));
     EXPECT_EQ(utf8::fromLatin1("caf\xE9"), "caf\xC3\xA9");
+}
+
+// Both modes break at each character, so CR LF leaves an empty line, and
+// keep the last piece; only device output breaks at the rarer newlines.
+TEST(Text, TheTwoLineBreakModes) {
+    using Lines = std::vector<std::string_view>;
+    const struct {
+        std::string_view text;
+        Lines lfCr, anyNewline;
+    } cases[] = {
+        {"", {""}, {""}},
+        {"a\nb", {"a", "b"}, {"a", "b"}},
+        {"a\r\nb\n", {"a", "", "b", ""}, {"a", "", "b", ""}},
+        {"a\vb\fc", {"a\vb\fc"}, {"a", "b", "c"}},
+        {"a\xC2\x85" "b\xE2\x80\xA8" "c\xE2\x80\xA9" "d", {"a\xC2\x85" "b\xE2\x80\xA8" "c\xE2\x80\xA9" "d"},
+         {"a", "b", "c", "d"}},
+        {"\xE2\x80\xAA\xC2\x86", {"\xE2\x80\xAA\xC2\x86"}, {"\xE2\x80\xAA\xC2\x86"}},  // not newlines
+        {"tail\xE2\x80", {"tail\xE2\x80"}, {"tail\xE2\x80"}},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(splitLines(c.text, LineBreaks::LfCr), c.lfCr) << c.text;
+        EXPECT_EQ(splitLines(c.text, LineBreaks::AnyNewline), c.anyNewline) << c.text;
+    }
+    const BreakCount count = countLineBreaks("a\r\n\n\rlonger than sixteen bytes\n");
+    EXPECT_EQ(count.lf, 3u);
+    EXPECT_EQ(count.cr, 2u);
+}
+
+TEST(Text, DeviceOutputLosesOnlyItsStrayBytes) {
+    EXPECT_EQ(decodeText("caf\xE9 \xC3\xA9"), QStringLiteral(u"caf\uFFFD \u00E9"));
+    EXPECT_EQ(outputLines("a\xFF\r\nb"), QStringList({QStringLiteral(u"a\uFFFD"), QString(), QStringLiteral("b")}));
 }
 
 }  // namespace
