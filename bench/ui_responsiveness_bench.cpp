@@ -39,7 +39,7 @@ public:
 };
 class SilentConnector final : public vf::StoreConnector {
 public:
-    std::unique_ptr<vf::StoreConversation> connectLogReader(vf::LogReaderDelegate*, const QString&,
+    std::unique_ptr<vf::StoreConversation> connectLogReader(vf::LogReaderDelegate*, const QString&, const QString&,
                                                             QObject*) override {
         return std::make_unique<SilentConversation>();
     }

@@ -3,10 +3,12 @@
 // PNG bytes per frame, and the GUI event loop's worst delay (a 5 ms timer)
 // while the window shows every frame. Goals: worst delay under 16 ms; the
 // frame rate set by the device's round trip (capture delay plus transfer),
-// not by the viewer.
+// not by the viewer. Also the black-frame check against a decode.
 #include <benchmark/benchmark.h>
 
 #include <QApplication>
+#include <QBuffer>
+#include <QPainter>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QProcess>
@@ -22,6 +24,7 @@
 #include <ctime>
 #include <vector>
 
+#include "core/screen/screencapreader.h"
 #include "ui/screen/remotescreenmonitorsheet.h"
 #include "ui/screen/screenimageview.h"
 
@@ -199,6 +202,48 @@ void BM_RemoteScreenCaptureLoop(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_RemoteScreenCaptureLoop)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+
+// The black-frame check of every decoded frame (on the decoder thread): a
+// 1080x2400 screen with content costs the size test only; a black one
+// (secure window) also a pixel scan. Goal: well under the decode itself.
+QByteArray pngOf(bool black) {
+    QImage image(1080, 2400, QImage::Format_RGB32);
+    image.fill(Qt::black);
+    if (!black) {
+        QPainter painter(&image);
+        painter.fillRect(0, 0, 1080, 120, QColor(0x1d, 0x3b, 0x53));
+        painter.setPen(Qt::white);
+        QFont font;
+        font.setPixelSize(80);
+        painter.setFont(font);
+        for (int y = 200; y < 2400; y += 160) painter.drawText(40, y, QStringLiteral("Row %1 of a list").arg(y));
+    }
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG", 80);
+    return png;
+}
+
+void BM_BlackFrameCheck(benchmark::State& state) {
+    const QByteArray png = pngOf(state.range(0) == 1);
+    const QImage image = QImage::fromData(png, "PNG");
+    bool black = false;
+    for (auto _ : state) {
+        black = vf::ScreencapReader::mayBeUniform(png) && vf::ui::isAllBlack(image);
+        benchmark::DoNotOptimize(black);
+    }
+    state.SetLabel(black ? "black frame" : "frame with content");
+    state.counters["png_bytes"] = double(png.size());
+}
+BENCHMARK(BM_BlackFrameCheck)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
+
+void BM_DecodeFrame(benchmark::State& state) {
+    const QByteArray png = pngOf(state.range(0) == 1);
+    for (auto _ : state) benchmark::DoNotOptimize(QImage::fromData(png, "PNG"));
+    state.SetLabel(state.range(0) == 1 ? "black frame" : "frame with content");
+}
+BENCHMARK(BM_DecodeFrame)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

@@ -25,7 +25,7 @@ endfunction()
 
 install(TARGETS vellumfox-cli RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 vf_man_page(vellumfox-cli "terminal companion of the Vellumfox Android log viewer"
-            devices stream convert detect crashes check-filter)
+            devices displays screenshot stream convert detect crashes check-filter)
 
 if(VF_BUILD_UI)
   install(TARGETS vellumfox RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")

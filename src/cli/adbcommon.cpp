@@ -27,6 +27,7 @@ AdbSetup adbSetupFor(const CliOptions& options) {
     if (!options.port.isEmpty()) setup.endpoint.port = adbPortFromText(options.port);
     if (options.clear) setup.logcat.clearOnStart = true;
     if (options.tags) setup.logcat.logTags = *options.tags;
+    if (options.buffers) setup.logcat.buffers = *options.buffers;
     return setup;
 }
 

@@ -8,6 +8,7 @@
 #include "cli/helptext.h"
 #include "cli/options.h"
 #include "cli/adbcommon.h"
+#include "cli/screencommands.h"
 #include "cli/streamcommand.h"
 
 #include <iostream>
@@ -43,12 +44,16 @@ int CliApplication::run(const QStringList& arguments) {
     case Command::Filters: return runFilters(options, out_, err_);
     case Command::Pretty: return runPretty(options, environment_.in ? *environment_.in : std::cin, out_, err_);
     case Command::Devices:
+    case Command::Displays:
+    case Command::Screenshot:
     case Command::Stream: break;
     }
 
     if (options.serial.isEmpty()) options.serial = environment_.androidSerial;
     const AdbSetup setup = adbSetupFor(options);
     if (options.command == Command::Devices) return DevicesCommand(options, setup.endpoint, out_, err_).run();
+    if (options.command == Command::Displays || options.command == Command::Screenshot)
+        return ScreenCommand(options, setup.endpoint, out_, err_, environment_.stdoutIsTerminal).run();
     StreamSettings settings;
     settings.color = environment_.stdoutIsTerminal && !environment_.noColor && !options.noColor;
     settings.terminal = environment_.stdoutIsTerminal;

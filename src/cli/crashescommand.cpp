@@ -16,7 +16,7 @@ namespace {
 constexpr char16_t kCrashesHelp[] =
     uR"(usage: vellumfox-cli crashes FILE [--json] [--package NAME]... [FILTERS]
        vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] crashes --stream [--json]
-                     [--clear] [--no-reconnect] [FILTERS]
+                     [--clear] [--no-reconnect] [-b LIST] [FILTERS]
 
 Opens a saved log as "convert" does and lists the crashes and ANRs in it, as
 the viewer's Crashes panel shows them: Java and Kotlin exceptions, crashes of
@@ -42,6 +42,9 @@ belong to it. One line per crash:
                   new crashes are listed
   --no-reconnect  with --stream: end with exit status 1 when the device
                   goes away
+  -b LIST         with --stream: the log buffers to read, as for "stream"
+                  (by default main, system and crash: a stack trace often
+                  lands only in the crash buffer)
 
 FILTERS (--filter PREDICATE, --saved NAME, --query QUERY, each repeatable
 and ANDed, as for "convert") list only the crashes one of whose rows

@@ -17,6 +17,9 @@ without a display.
 
 Commands:
   devices        list the attached devices (id, state, model name)
+  displays       list a device's displays (id, name)
+  screenshot [-d ID] -o FILE.png
+                 save a screenshot of a device (of one display of several)
   stream         stream the device log through the viewer's store
   convert FILE   write the rows of a saved log as text, tsv or json
   detect FILE    print the layout of a saved log ("3 threadtime")
@@ -70,19 +73,22 @@ constexpr char16_t kFilters[] =
                       Repeatable; ANDed with the filters.
   A filter or query that cannot be parsed, or names a key rows do not have,
   is an error (exit status 2, with the position), never a silent pass.
-  Keys: idx time app pid tid type name text uid package ("name" is the tag,
-  "uid" the log's uid column). A saved filter may hold a query as QUERY "...".
+  Keys: idx time app pid tid type name text uid package buffer ("name" is the
+  tag, "uid" the log's uid column, "buffer" the device's log buffer: main,
+  system, crash ...). A saved filter may hold a query as QUERY "...".
 )";
 
 constexpr char16_t kFormats[] =
     uR"(Formats (--format):
   text   the viewer's saved-text layout: "time app(pid) tid type tag: text"
          ("time uid app(pid) ..." for rows with a uid)
-  tsv    the viewer's copy layout: time, app, pid, tid, type, tag, text
-         separated by tabs, line breaks inside values turned into blanks
+  tsv    the viewer's copy layout: time, app, pid, tid, type, tag, text,
+         then the buffer, separated by tabs, line breaks inside values
+         turned into blanks
   json   one object per line with the keys idx, time, app, pid, tid, type,
-         name, text, uid in this order (idx a number, the others strings;
-         uid is the log's uid column, empty when it has none)
+         name, text, uid, buffer in this order (idx a number, the others
+         strings; uid is the log's uid column, buffer the device's log
+         buffer, each empty when the log does not say)
 )";
 
 constexpr char16_t kDevices[] =
@@ -103,10 +109,45 @@ Exit status 1 when the ADB server is not running (an attempt is made to
 start it with "adb start-server") or no device is attached.
 )";
 
+constexpr char16_t kDisplays[] =
+    uR"(usage: vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] displays [--json]
+
+Lists the physical displays of a device ("dumpsys SurfaceFlinger
+--display-id"), one per line: the id "screenshot -d" takes and the display's
+name (or "Display N" when it has none), separated by a tab. A phone with one
+screen, or a device before Android 10, lists none (said on standard error):
+its screenshots need no -d.
+
+  --json   one object per line: {"id", "hwc", "name"} (the id is a string:
+           it is larger than a JSON number holds exactly)
+
+With several devices attached, -s (or $ANDROID_SERIAL) must name one.
+Exit status 1 when the ADB server or the device cannot be reached.
+)";
+
+constexpr char16_t kScreenshot[] =
+    uR"(usage: vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] screenshot [-d ID] -o FILE.png
+
+Saves one screenshot of a device as a PNG file, as the remote screen takes
+it ("screencap -p"). Text the device prints before the image (a foldable
+warns about its several displays when no -d is given) is left out.
+
+  -d ID    the display to capture, an id that "vellumfox-cli displays"
+           lists ("screencap -d ID -p"); without it, the device's default
+  -o FILE  where to write the PNG; "-o -" writes it to standard output,
+           which must then not be a terminal (redirect it or pipe it)
+
+With several devices attached, -s (or $ANDROID_SERIAL) must name one.
+Exit status 1 when the ADB server or the device cannot be reached, the
+device sends no image (an unknown display id) or FILE cannot be written;
+2 for a usage error, also "-o -" on a terminal.
+)";
+
 constexpr char16_t kStream[] =
     uR"(usage: vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] stream [OPTIONS]
 
-Streams the device log ("logcat -v threadtime") through the viewer's own log
+Streams the device log ("logcat -v threadtime", buffers main, system and
+crash unless told otherwise) through the viewer's own log
 store: app names come from the device's process table, lines replayed on
 reconnection are dropped, and status rows ("Disconnected. SERIAL") appear as
 in the viewer. Rows that pass the filter are printed as they arrive; status
@@ -119,6 +160,9 @@ rows that the filter hides go to standard error instead.
                       is:crash cannot be used (it needs the whole log)
   --clear             clear the device log when the stream starts
   --tags 'TAG:L ...'  the logcat tag expression (ANDROID_LOG_TAGS)
+  -b LIST             the log buffers to read, separated by commas: main,
+                      system, crash, events, radio, kernel, security, stats
+                      (default: the viewer's preference, main,system,crash)
   --format FORMAT     text (default), tsv or json
   --no-color          no level colours (they are off anyway when standard
                       output is not a terminal, or NO_COLOR is set)
@@ -126,7 +170,7 @@ rows that the filter hides go to standard error instead.
                       by default the stream waits for the same device and
                       reconnects, trying every 5 seconds
 
---clear and --tags apply to this run only; the viewer's settings are not
+--clear, --tags and -b apply to this run only; the viewer's settings are not
 changed. With several devices attached, -s (or $ANDROID_SERIAL) must name
 one. Ctrl+C (SIGINT) or SIGTERM ends the stream after printing every row
 received so far, with exit status 0.
@@ -216,6 +260,8 @@ type name text uid package) is such an error, at the key's position. A QUERY
 
 QString helpText(const QString& topic) {
     if (topic == u"devices"_s) return QString::fromUtf16(kDevices);
+    if (topic == u"displays"_s) return QString::fromUtf16(kDisplays);
+    if (topic == u"screenshot"_s) return QString::fromUtf16(kScreenshot);
     if (topic == u"stream"_s)
         return QString::fromUtf16(kStream) % u'\n' % QString::fromUtf16(kFilters) % u'\n' % QString::fromUtf16(kFormats);
     if (topic == u"convert"_s)

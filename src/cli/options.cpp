@@ -1,7 +1,10 @@
 #include "cli/options.h"
 
+#include <algorithm>
 #include <array>
 #include <initializer_list>
+
+#include "core/adb/logbuffer.h"
 
 using namespace Qt::StringLiterals;
 
@@ -19,11 +22,12 @@ constexpr std::array kCommands{
     CommandEntry{Command::Detect, "detect"},     CommandEntry{Command::CheckFilter, "check-filter"},
     CommandEntry{Command::Version, "version"},   CommandEntry{Command::Crashes, "crashes"},
     CommandEntry{Command::Filters, "filters"},   CommandEntry{Command::Pretty, "pretty"},
+    CommandEntry{Command::Displays, "displays"}, CommandEntry{Command::Screenshot, "screenshot"},
 };
 
 enum class Opt {
-    Serial, Host, Port, Filter, Quick, Saved, Query, Package, Clear, Tags, Format, NoColor, NoReconnect, Stream, Json,
-    Count, Help,
+    Serial, Host, Port, Filter, Quick, Saved, Query, Package, Clear, Tags, Buffers, Format, NoColor, NoReconnect,
+    Stream, Json, Count, Help, Display, Output,
     Version
 };
 
@@ -46,11 +50,14 @@ const OptionDef kOptions[] = {
     {Opt::Package, "--package", true, {Command::Convert, Command::Crashes}},
     {Opt::Clear, "--clear", false, {Command::Stream, Command::Crashes}},
     {Opt::Tags, "--tags", true, {Command::Stream}},
+    {Opt::Buffers, "-b", true, {Command::Stream, Command::Crashes}},
     {Opt::Format, "--format", true, {Command::Stream, Command::Convert}},
     {Opt::NoColor, "--no-color", false, {Command::Stream}},
     {Opt::NoReconnect, "--no-reconnect", false, {Command::Stream, Command::Crashes}},
     {Opt::Stream, "--stream", false, {Command::Crashes}},
-    {Opt::Json, "--json", false, {Command::Devices, Command::Crashes}},
+    {Opt::Json, "--json", false, {Command::Devices, Command::Crashes, Command::Displays}},
+    {Opt::Display, "-d", true, {Command::Screenshot}},
+    {Opt::Output, "-o", true, {Command::Screenshot}},
     {Opt::Count, "--count", false, {Command::Convert}},
     {Opt::Help, "--help", false, {}},
     {Opt::Version, "--version", false, {}},
@@ -105,6 +112,16 @@ QString applyOption(CliOptions& o, const SeenOption& seen) {
         break;
     case Opt::Clear: o.clear = true; break;
     case Opt::Tags: o.tags = v; break;
+    case Opt::Buffers: {
+        const QStringList names = v.split(u',', Qt::SkipEmptyParts);
+        for (const QString& name : names) {
+            if (!logBufferFromName(name.toStdString()))
+                return u"unknown buffer '%1' (use %2)"_s.arg(name, logBufferNames().join(u", "_s));
+        }
+        if (names.isEmpty()) return u"-b needs a list of buffers, such as main,system,crash"_s;
+        o.buffers = names;
+        break;
+    }
     case Opt::Format: {
         const auto format = formatFromName(v);
         if (!format) return u"unknown format '%1' (use text, tsv or json)"_s.arg(v);
@@ -116,6 +133,15 @@ QString applyOption(CliOptions& o, const SeenOption& seen) {
     case Opt::Stream: o.stream = true; break;
     case Opt::Json: o.format = OutputFormat::Json; break;
     case Opt::Count: o.count = true; break;
+    case Opt::Display:
+        if (v.isEmpty() || !std::all_of(v.begin(), v.end(), [](QChar c) { return c.isDigit(); }))
+            return u"invalid display id '%1' (the digits \"vellumfox-cli displays\" lists)"_s.arg(v);
+        o.display = v;
+        break;
+    case Opt::Output:
+        if (v.isEmpty()) return u"-o needs a file name (or - for standard output)"_s;
+        o.output = v;
+        break;
     case Opt::Help: break;
     case Opt::Version: break;
     }
@@ -180,6 +206,10 @@ QString takePositionals(CliOptions& o, const QStringList& positionals) {
     case Command::CheckFilter: return expectOne("PREDICATE", o.predicate);
     case Command::Filters:
     case Command::Pretty: return takeAction(o, positionals);
+    case Command::Screenshot:
+        if (!positionals.isEmpty()) return u"screenshot: unexpected argument '%1'"_s.arg(positionals.first());
+        if (o.output.isEmpty()) return u"screenshot: missing -o FILE.png (or -o - for standard output)"_s;
+        return {};
     case Command::Help:
         if (positionals.size() > 1) return u"help: unexpected argument '%1'"_s.arg(positionals.at(1));
         if (!positionals.isEmpty()) {

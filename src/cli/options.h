@@ -10,7 +10,9 @@
 
 namespace vf::cli {
 
-enum class Command { Help, Version, Devices, Stream, Convert, Detect, CheckFilter, Crashes, Filters, Pretty };
+enum class Command {
+    Help, Version, Devices, Stream, Convert, Detect, CheckFilter, Crashes, Filters, Pretty, Displays, Screenshot
+};
 
 enum class OutputFormat { Text, Tsv, Json };
 
@@ -38,8 +40,13 @@ struct CliOptions {
     // stream
     bool clear = false;
     std::optional<QString> tags;
+    std::optional<QStringList> buffers;  // -b main,system,...
     bool noColor = false;
     bool noReconnect = false;
+
+    // screenshot
+    QString display;  // -d ID: one display of several
+    QString output;   // -o FILE.png, "-" for standard output
 
     // crashes
     bool stream = false;  // --stream: the device log instead of FILE

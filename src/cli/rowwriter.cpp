@@ -59,12 +59,14 @@ private:
     bool terminal_;
 };
 
-// The viewer's copy layout: seven tab-separated columns.
+// The viewer's copy layout (seven tab-separated columns), then the buffer.
 class TsvWriter final : public RowWriter {
 public:
     TsvWriter(std::ostream& out, bool terminal) : out_(out), terminal_(terminal) {}
     void write(const RowPtr& row) override {
-        const QByteArray line = copyText(RowList{row}).toUtf8();
+        QByteArray line = copyText(RowList{row}).toUtf8();
+        const std::string_view buffer = row->view(RowKey::Buffer);
+        line.insert(line.size() - 1, '\t' + QByteArray(buffer.data(), qsizetype(buffer.size())));
         if (terminal_) {
             const std::string safe = terminalSafe(std::string_view(line.constData(), size_t(line.size())));
             out_.write(safe.data(), std::streamsize(safe.size()));
@@ -89,6 +91,8 @@ public:
             line_.append(",\"").append(rowKeyName(key)).append("\":");
             appendJsonString(line_, row->view(key));
         }
+        line_.append(",\"").append(kBufferKeyName).append("\":");
+        appendJsonString(line_, row->view(RowKey::Buffer));
         line_ += "}\n";
         out_.write(line_.data(), std::streamsize(line_.size()));
     }

@@ -11,6 +11,7 @@
 #include <QThreadPool>
 
 #include "core/session/sessionpreferences.h"
+#include "core/support/preferences.h"
 #include "core/support/analytics.h"
 #include "core/log/querycontext.h"
 #include "core/support/crashreporter.h"
@@ -29,8 +30,10 @@
 #include "ui/table/tablecolumns.h"
 #include "ui/table/tablefollower.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/placement.h"
 #include "ui/window/selectabletableview.h"
 #include "ui/window/statusline.h"
+#include "ui/window/theme.h"
 #include "ui/window/windowstate.h"
 
 using namespace Qt::StringLiterals;
@@ -87,6 +90,7 @@ void VellumfoxAppDelegate::buildParts() {
     p.store->setDelegate(this);
     LogSession::Settings settings;
     settings.reconnectIntervalMs = options_.reconnectIntervalMs;
+    settings.trackDevices = true;
     p.session = std::make_unique<LogSession>(
         *p.store, options_.makeAdb ? options_.makeAdb() : makeAdbSessionAdb(endpointFromPreferences),
         options_.connector ? options_.connector : makeAdbConnector(endpointFromPreferences, logcatOptionsFromPreferences),
@@ -138,8 +142,9 @@ void VellumfoxAppDelegate::connectParts() {
 
     connect(filterList, &FilterListController::filterChanging, follower, &TableFollower::onFilterUpdating);
     connect(filterList, &FilterListController::filterChosen, follower, [follower] { follower->changeScrollToBottom(true); });
+    // Only the stream stops: the reconnect brings it back.
     connect(filterList, &FilterListController::importStarting, connection, [connection, session] {
-        if (session->isLogging()) connection->stopLogging();
+        if (session->isLogging()) connection->interruptRun();
     });
 
     FileController* files = p.files.get();
@@ -179,14 +184,21 @@ void VellumfoxAppDelegate::connectMenus() {
     });
     connect(w->preferencesAction, &QAction::triggered, this, &VellumfoxAppDelegate::showPreferences);
     connect(w->remoteScreenAction, &QAction::triggered, this, &VellumfoxAppDelegate::toggleRemoteScreen);
+    w->wrapAction->setChecked(Preferences::boolean(QLatin1String(kWrapLongMessagesKey)));
+    setWrapLongMessages(w->logTable(), w->wrapAction->isChecked());
+    connect(w->wrapAction, &QAction::toggled, this, [w](bool on) {
+        Preferences::setValue(QLatin1String(kWrapLongMessagesKey), on);
+        setWrapLongMessages(w->logTable(), on);
+    });
     connect(w->newWindowAction, &QAction::triggered, this,
             [] { QProcess::startDetached(QCoreApplication::applicationFilePath(), {}); });
-    connect(w->quitAction, &QAction::triggered, w, &QWidget::close);
+    // Quit ends the program, whichever of its windows are open.
+    connect(w->quitAction, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 }
 
 void VellumfoxAppDelegate::readSettings() {
-    const bool dark = QApplication::palette().color(QPalette::Base).lightness() < 128;
-    parts_.model->setStyles(readLevelStyles(QApplication::font(), dark));
+    applyTheme();
+    parts_.model->setStyles(readLevelStyles(QApplication::font(), isDarkPalette()));
     followStyles(parts_.window->logTable(), parts_.model->styles());
     parts_.filterList->loadFilters();
 }
@@ -198,6 +210,7 @@ void VellumfoxAppDelegate::updateStatus() {
     state.filtered = p.filter->predicate() != nullptr;
     state.fromDevice = p.connection->isDatasourceDevice();
     state.logging = p.session->isLogging();
+    state.seeking = p.session->isSeeking();
     p.status->showCounts(p.model->rowCount(), state);
 }
 
@@ -223,6 +236,7 @@ void VellumfoxAppDelegate::toggleRemoteScreen() {
     }
     VF_LOG("opening mirror window: {}", parts_.session->deviceId());
     screen->setDeviceId(parts_.session->deviceId());
+    placeOnScreenOf(screen, parts_.window.get());
     screen->showWindow();
 }
 

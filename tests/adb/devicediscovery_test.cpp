@@ -4,6 +4,7 @@
 
 #include "core/adb/devicelistdatasource.h"
 #include "core/adb/devicelistreader.h"
+#include "core/adb/devicetracker.h"
 #include "core/support/threads.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
@@ -57,6 +58,32 @@ TEST(DeviceListReader, AsksForTheListAndReportsItOnceWithHowItEnded) {
         EXPECT_EQ(recorder.listings, QList<QByteArray>{c.listing}) << c.reply.constData();
         EXPECT_EQ(recorder.outcomes, QList<AdbOutcome>{c.outcome}) << c.reply.constData();
     }
+}
+
+// The long-lived conversation: every listing as the server sends it (an
+// empty one when the last device leaves), then one end: a server that
+// closes leaves the next listing cut short.
+TEST(DeviceTracker, ReportsEachListingUntilTheServerCloses) {
+    class Recorder final : public DeviceTrackerDelegate {
+    public:
+        void devicesTracked(const QByteArray& listing) override { listings.append(listing); }
+        void trackingFinished(const AdbResult& result) override { outcomes.append(result.outcome); }
+        QList<QByteArray> listings;
+        QList<AdbOutcome> outcomes;
+    } recorder;
+    ScriptedAdbServer server;
+    server.addScript(Script()
+                         .expect(24)
+                         .replyBytewise("OKAY" + test::framed("A1\toffline\n"))
+                         .reply(test::framed("A1\tdevice\n") + test::framed({}))
+                         .close());
+    DeviceTracker tracker(server.endpoint());
+    tracker.setDelegate(&recorder);
+    tracker.start();
+    ASSERT_TRUE(test::waitThenDrain([&] { return !recorder.outcomes.isEmpty(); }));
+    EXPECT_EQ(server.received(0), "0014host:track-devices-l");
+    EXPECT_EQ(recorder.listings, (QList<QByteArray>{"A1\toffline\n", "A1\tdevice\n", {}}));
+    EXPECT_EQ(recorder.outcomes, QList<AdbOutcome>{AdbOutcome::UnexpectedReply});
 }
 
 // Delegate calls arrive on the main thread, as the flags check.

@@ -38,6 +38,30 @@ TEST(LogReader, TagExpressionsStayInsideTheirQuotes) {
     }
 }
 
+TEST(LogReader, ArgumentsNameTheBuffersAndTheStartTime) {
+    const struct {
+        QStringList buffers;
+        QString since, arguments;
+    } cases[] = {
+        {defaultLogBuffers(), {}, u"-v threadtime -b main -b system -b crash"_s},
+        {{u"main"_s, u"events"_s}, u"03-17 09:41:12.300"_s, u"-v threadtime -b main -b events -T '03-17 09:41:12.300'"_s},
+        {{}, u"12-31 23:59:59.999"_s, u"-v threadtime -T '12-31 23:59:59.999'"_s},
+        // Only logcat's own words reach the device's shell.
+        {{u"main;reboot"_s, u"crash"_s}, u"03-17 09:41:12.300'; reboot; '"_s, u"-v threadtime -b crash"_s},
+        {{u"main"_s}, u"2026-03-17 09:41:12.300"_s, u"-v threadtime -b main"_s},
+    };
+    for (const auto& c : cases) {
+        LogcatOptions options;
+        options.buffers = c.buffers;
+        EXPECT_EQ(LogReader::logcatArguments(options, c.since), c.arguments);
+    }
+    for (const char* refusal : {"logcat: invalid option -- T\n", "Unrecognized Option\r\n", "Usage: logcat [options]\n",
+                                "Invalid parameter uid to -v\n", "Unable to open log device '/dev/log/crash': x\n"})
+        EXPECT_TRUE(LogReader::isRefusal(refusal)) << refusal;
+    for (const char* line : {"--------- beginning of main\n", "01-02 03:04:05.678  1  2 I Usage: logcat\n"})
+        EXPECT_FALSE(LogReader::isRefusal(line)) << line;
+}
+
 class LogReaderTest : public ::testing::Test {
 protected:
     void start(LogReader& reader, LogRecorder& recorder, const QString& deviceId = QString()) {
@@ -52,7 +76,7 @@ protected:
 
     ScriptedAdbServer server;
     LogRecorder recorder;
-    LogReader reader{server.endpoint(), LogcatOptions{{}, true}};
+    LogReader reader{server.endpoint(), LogcatOptions{{}, true, {}}};
 };
 
 // Each conversation runs to one end; what the server sent back decides the
@@ -91,7 +115,7 @@ TEST_F(LogReaderTest, ConversationsReportThenEndOnce) {
         SCOPED_TRACE(c.name);
         if (c.script) server.addScript(*c.script);
         LogRecorder caseRecorder;
-        LogReader caseReader(c.script ? server.endpoint() : ScriptedAdbServer::nowhere(), LogcatOptions{c.logTags, false});
+        LogReader caseReader(c.script ? server.endpoint() : ScriptedAdbServer::nowhere(), LogcatOptions{c.logTags, false, {}});
         start(caseReader, caseRecorder, c.deviceId);
         finish(caseRecorder);
         EXPECT_EQ(caseRecorder.events, c.events);
@@ -112,7 +136,7 @@ TEST_F(LogReaderTest, EndlessLineIsCutAndTheStreamGoesOn) {
                          .replyRepeated(chunk, 40)  // 2.5 MiB in one line
                          .reply("\xc3\xa9\nnext\n")
                          .close());
-    LogReader streamOnly(server.endpoint(), LogcatOptions{});
+    LogReader streamOnly(server.endpoint(), LogcatOptions{{}, false, {}});
     start(streamOnly, recorder);
     finish(recorder);
     ASSERT_EQ(recorder.events.size(), 4) << recorder.events.join(u'|').left(200).toStdString();
@@ -143,6 +167,30 @@ TEST_F(LogReaderTest, ClearsOnItsOwnConnectionThenStreamsUntilStopped) {
     EXPECT_EQ(recorder.events, strings({"line x\n", "end stopped"}));
     EXPECT_EQ(recorder.ends, 1);
     EXPECT_TRUE(waitUntil([&] { return server.isClosed(1); }));
+}
+
+// A logcat that does not take "-T" or a buffer says so and exits: the
+// reader asks once more on a new connection, without them.
+TEST_F(LogReaderTest, RefusedArgumentsAreAskedForAgainWithout) {
+    const auto framed = [](const QString& request) -> QByteArray {
+        const QByteArray bytes = request.toUtf8();
+        return QByteArray::number(bytes.size(), 16).rightJustified(4, '0') + bytes;
+    };
+    const QString since = u"03-17 09:41:12.300"_s;
+    LogcatOptions options{{}, false, {u"main"_s, u"crash"_s}};
+    const QByteArray first = framed(LogReader::streamRequest({}, LogReader::logcatArguments(options, since)));
+    server.addScript(transportAnyThen("OKAY")
+                         .expect(first.size())
+                         .reply("OKAYlogcat: invalid option -- T\nUnrecognized Option\nUsage: logcat\n")
+                         .close());
+    server.addScript(transportAnyThen("OKAY").expect(kStream.size()).reply("OKAYa\n").close());
+    LogReader old(server.endpoint(), options, since);
+    start(old, recorder);
+    finish(recorder);
+    EXPECT_EQ(recorder.events, strings({"line a\n", "end done"}));
+    EXPECT_EQ(server.received(0), kTransportAny + first);
+    EXPECT_EQ(server.received(1), kTransportAny + kStream);
+    EXPECT_TRUE(old.fellBack());
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ Script deviceListScript(const QByteArray& list) {
 }
 
 QByteArray streamRequest(const QByteArray& tags = {}) {
-    return "shell:export ANDROID_LOG_TAGS=\"" + tags + "\"; exec logcat -v threadtime";
+    return "shell:export ANDROID_LOG_TAGS=\"" + tags + "\"; exec logcat -v threadtime -b main -b system -b crash";
 }
 
 // Threadtime lines alternating I and E, times rising.

@@ -33,12 +33,14 @@ TEST(CliOptions, AdbOptionsGoAnywhereAndFiltersRepeat) {
     const CliOptions o = parseOk({u"-s"_s, u"emulator-5554"_s, u"stream"_s, u"--filter"_s, u"type == 'E'"_s,
                                   u"-H"_s, u"10.0.0.2"_s, u"--filter=app == 'x'"_s, u"-P"_s, u"5038"_s,
                                   u"--tags"_s, u"*:S MyTag:V"_s, u"--clear"_s, u"--format"_s, u"json"_s,
-                                  u"--no-color"_s, u"--no-reconnect"_s, u"--quick"_s, u"boom"_s});
+                                  u"--no-color"_s, u"--no-reconnect"_s, u"--quick"_s, u"boom"_s, u"-b"_s,
+                                  u"main,crash,events"_s});
     EXPECT_EQ(std::tie(o.command, o.format, o.serial, o.host, o.port, o.quick, o.tags),
               std::make_tuple(Command::Stream, OutputFormat::Json, u"emulator-5554"_s, u"10.0.0.2"_s, u"5038"_s,
                               u"boom"_s, u"*:S MyTag:V"_s));
     EXPECT_EQ(o.filters, (QStringList{u"type == 'E'"_s, u"app == 'x'"_s}));
     EXPECT_TRUE(o.clear && o.noColor && o.noReconnect);
+    EXPECT_EQ(o.buffers, (QStringList{u"main"_s, u"crash"_s, u"events"_s}));
 
     EXPECT_EQ(parseOk({u"crashes"_s, u"f"_s, u"--query"_s, u"tag:a"_s, u"--query=level:e"_s}).queries,
               (QStringList{u"tag:a"_s, u"level:e"_s}));
@@ -57,7 +59,7 @@ TEST(CliOptions, HelpAndVersionWinOverEverythingElse) {
 
     // Every command has its own page, and the overview names them all.
     const QString overview = QString::fromStdString(vf::cli::test::runCli({u"--help"_s}).out);
-    for (const char* name : {"devices", "stream", "convert", "detect", "check-filter"}) {
+    for (const char* name : {"devices", "displays", "screenshot", "stream", "convert", "detect", "check-filter"}) {
         EXPECT_TRUE(overview.contains(QLatin1StringView(name))) << name;
         const auto page = vf::cli::test::runCli({u"help"_s, QLatin1StringView(name)});
         EXPECT_EQ(page.status, 0);
@@ -71,11 +73,26 @@ TEST(CliOptions, MistakesAreNamed) {
     EXPECT_TRUE(parseError({u"detect"_s, u"--count"_s, u"f.log"_s}).contains(u"does not apply"_s));
     EXPECT_TRUE(parseError({u"stream"_s, u"--filter"_s}).contains(u"needs a value"_s));
     EXPECT_TRUE(parseError({u"stream"_s, u"--format"_s, u"xml"_s}).contains(u"xml"_s));
+    EXPECT_TRUE(parseError({u"stream"_s, u"-b"_s, u"main,mian"_s}).contains(u"'mian'"_s));
     EXPECT_TRUE(parseError({u"-P"_s, u"port"_s, u"devices"_s}).contains(u"port"_s));
     EXPECT_TRUE(parseError({u"detect"_s, u"a.log"_s, u"b.log"_s}).contains(u"b.log"_s));
     EXPECT_TRUE(parseError({u"check-filter"_s}).contains(u"PREDICATE"_s));
     EXPECT_TRUE(parseError({u"help"_s, u"frob"_s}).contains(u"frob"_s));
     EXPECT_TRUE(parseError({u"devices"_s, u"--clear=yes"_s}).contains(u"takes no value"_s));
+    EXPECT_TRUE(parseError({u"screenshot"_s}).contains(u"missing -o FILE.png"_s));
+    EXPECT_TRUE(parseError({u"screenshot"_s, u"-d"_s, u"0x1"_s, u"-o"_s, u"a.png"_s}).contains(u"invalid display id '0x1'"_s));
+    EXPECT_TRUE(parseError({u"displays"_s, u"-o"_s, u"a.png"_s}).contains(u"does not apply"_s));
+    const CliOptions shot = parseOk({u"screenshot"_s, u"-d"_s, u"4619827551948147201"_s, u"-o"_s, u"-"_s});
+    EXPECT_EQ(shot.display, u"4619827551948147201"_s);
+    EXPECT_EQ(shot.output, u"-"_s);
+
+    // A PNG is never written to a terminal; nothing is asked of the server.
+    vf::cli::CliEnvironment terminal;
+    terminal.stdoutIsTerminal = true;
+    const auto refused = vf::cli::test::runCli({u"-P"_s, u"1"_s, u"screenshot"_s, u"-o"_s, u"-"_s}, terminal);
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.err.find("not writing a PNG to a terminal"), std::string::npos) << refused.err;
+    EXPECT_TRUE(refused.out.empty());
 }
 
 TEST(RowWriters, JsonStringsEscapeControlsAndRepairBadBytes) {
@@ -109,9 +126,12 @@ TEST(RowWriters, TextIsColouredOnlyWhenAskedAndOnlyByLevel) {
     EXPECT_EQ(coloured.str(), "\033[31m01-15 12:34:56.789 (1234) - E Tag:  boom\033[0m\n"
                               "01-15 12:34:56.789 (1234) - D Tag:  boom\n");
 
-    std::ostringstream tsv;
+    std::ostringstream tsv, json;
+    error->setUnsharedBuffer(vf::LogBuffer::Crash);
     makeRowWriter(OutputFormat::Tsv, tsv, true)->write(error);
-    EXPECT_EQ(tsv.str(), "01-15 12:34:56.789\t\t1234\t-\tE\tTag\t boom \n");
+    EXPECT_EQ(tsv.str(), "01-15 12:34:56.789\t\t1234\t-\tE\tTag\t boom \tcrash\n");
+    makeRowWriter(OutputFormat::Json, json)->write(error);
+    EXPECT_TRUE(json.str().ends_with(",\"uid\":\"\",\"buffer\":\"crash\"}\n")) << json.str();
 }
 
 TEST(DeviceLines, NamesComeFromTheListing) {

@@ -3,10 +3,12 @@
 // from before Android 8.
 #include <gtest/gtest.h>
 
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMap>
 #include <QRegularExpression>
+#include <QtEndian>
 
 #include "e2e.h"
 #include "support/fixtures/companionprocess.h"
@@ -169,6 +171,55 @@ TEST_P(CompanionE2e, StreamKeepsGoingAcrossAReplugWithAppNames) {
             ASSERT_EQ(row.value(u"app").toString(), names.value(pid)) << pid.toStdString();
         }
     }
+}
+
+// Width x height from a PNG's header; empty when the bytes are no PNG.
+QString pngSize(const QByteArray& png) {
+    if (!png.startsWith("\x89PNG\r\n\x1a\n") || png.size() < 24) return {};
+    const auto word = [&](int at) { return qFromBigEndian<quint32>(png.constData() + at); };
+    return QStringLiteral("%1x%2").arg(word(16)).arg(word(20));
+}
+
+// A foldable: two displays listed with their ids, each captured with -d
+// (the cover screen is smaller), the main one without -d despite the
+// warning printed before its PNG, and to standard output through a pipe.
+TEST_P(CompanionE2e, ScreenshotsOfEachDisplayOfAFoldable) {
+    SimulatedDevice* device = startDevice({QStringLiteral("--displays"), QStringLiteral("2"), QStringLiteral("--screen"),
+                                           QStringLiteral("360x800"), QStringLiteral("--capture-delay"), QStringLiteral("0")});
+    ASSERT_TRUE(device) << harness.lastError().toStdString();
+    const QStringList serial{QStringLiteral("-s"), device->serial()};
+
+    CompanionProcess displays(harness.serverPort(), serial + QStringList{QStringLiteral("displays")});
+    ASSERT_EQ(displays.waitForExit(), 0) << displays.err.toStdString();
+    const QStringList lines = QString::fromUtf8(displays.out).split(u'\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 2) << displays.out.toStdString();
+    EXPECT_EQ(lines.at(1).section(u'\t', 1).toStdString(), "Cover screen");
+
+    const struct {
+        QStringList display;
+        const char* size;
+    } shots[] = {{{}, "360x800"},
+                 {{QStringLiteral("-d"), lines.at(0).section(u'\t', 0, 0)}, "360x800"},
+                 {{QStringLiteral("-d"), lines.at(1).section(u'\t', 0, 0)}, "216x480"}};
+    for (const auto& shot : shots) {
+        const QString file = harness.scratchPath(QStringLiteral("shot.png"));
+        QFile::remove(file);
+        CompanionProcess screenshot(harness.serverPort(), serial + QStringList{QStringLiteral("screenshot")} + shot.display +
+                                                              QStringList{QStringLiteral("-o"), file});
+        ASSERT_EQ(screenshot.waitForExit(), 0) << screenshot.err.toStdString();
+        QFile png(file);
+        ASSERT_TRUE(png.open(QIODevice::ReadOnly)) << shot.display.join(u' ').toStdString();
+        EXPECT_EQ(pngSize(png.readAll()).toStdString(), shot.size) << shot.display.join(u' ').toStdString();
+    }
+
+    CompanionProcess piped(harness.serverPort(), serial + QStringList{QStringLiteral("screenshot"), QStringLiteral("-o"), QStringLiteral("-")});
+    ASSERT_EQ(piped.waitForExit(), 0) << piped.err.toStdString();
+    EXPECT_EQ(pngSize(piped.out).toStdString(), "360x800");
+
+    CompanionProcess unknown(harness.serverPort(), serial + QStringList{QStringLiteral("screenshot"), QStringLiteral("-d"),
+                                                                          QStringLiteral("12"), QStringLiteral("-o"), QStringLiteral("-")});
+    EXPECT_EQ(unknown.waitForExit(), 1);
+    EXPECT_TRUE(unknown.err.contains("the device sent no image (is the display one")) << unknown.err.toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, CompanionE2e, ::testing::ValuesIn(kKinds),

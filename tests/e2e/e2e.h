@@ -5,9 +5,30 @@
 #include <QFile>
 #include <QStringList>
 
+#include "core/session/logsession.h"
 #include "support/fixtures/adbharness.h"
+#ifdef VF_HAVE_UI
+#include <memory>
+
+#include "ui/vellumfoxappdelegate.h"
+#endif
 
 namespace vf::test {
+
+// A front end that counts what a session tells it.
+class FrontEnd final : public LogSessionDelegate {
+public:
+    void onLoggerStarted(const QString&) override { ++started; }
+    void onLoggerStopped() override { ++stopped; }
+    void chooseDevice(const DeviceList&) override { ++asked; }
+    void onDeviceModel(const QString&, const QString& model) override { this->model = model; }
+    void onSessionNotice(const SessionNotice& notice) override { notices.push_back(notice.kind); }
+
+    int started = 0, stopped = 0, asked = 0;
+    QString model;
+    std::vector<SessionNotice::Kind> notices;
+};
+
 
 inline AdbHarness makeHarness() {
 #ifdef VF_DEVICE_SIM
@@ -50,5 +71,19 @@ inline QStringList fastDevice(const QString& log, const QStringList& more = {}) 
                        QStringLiteral("0")} +
            more;
 }
+
+#ifdef VF_HAVE_UI
+// The viewer, launched as main() launches it but without crash hooks or
+// usage events; `connectAtStart` as main() decides it.
+inline std::unique_ptr<ui::VellumfoxAppDelegate> launchViewer(bool connectAtStart) {
+    ui::VellumfoxAppDelegate::Options options;
+    options.installHooks = false;
+    options.connectAtStart = connectAtStart;
+    options.recordEvent = [](const QString&) {};
+    auto app = std::make_unique<ui::VellumfoxAppDelegate>(options);
+    app->applicationDidFinishLaunching();
+    return app;
+}
+#endif
 
 }  // namespace vf::test

@@ -6,8 +6,10 @@
 
 #ifdef VF_HAVE_UI
 #include <QApplication>
+#include <QComboBox>
 #include <QMouseEvent>
 #include <QTest>
+#include <memory>
 
 #include "e2e.h"
 #include "support/fixtures/wait.h"
@@ -36,21 +38,36 @@ QString typedText(const QString& record) {
     return text;
 }
 
-class E2eRemoteScreen : public ::testing::TestWithParam<bool> {};
+// A 360x800 device that captures fast, of today or legacy, and the window
+// showing it.
+class E2eRemoteScreen : public ::testing::TestWithParam<bool> {
+protected:
+    void SetUp() override {
+        VF_REQUIRE_ADB(harness);
+        ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+    }
+    SimulatedDevice* startDevice(const QStringList& more = {}) {
+        QStringList options{QStringLiteral("--screen"), QStringLiteral("360x800"), QStringLiteral("--capture-delay"),
+                            QStringLiteral("20")};
+        if (GetParam()) options << QStringLiteral("--legacy");
+        return harness.startDevice(fastDevice(writeReplayLog(harness), options + more));
+    }
+    std::unique_ptr<RemoteScreenMonitorSheet> showScreen(const SimulatedDevice& device) {
+        auto window = std::make_unique<RemoteScreenMonitorSheet>(
+            AdbEndpoint{QStringLiteral("127.0.0.1"), harness.serverPort(), {}});
+        window->setDeviceId(device.serial());
+        window->showWindow();
+        return window;
+    }
+
+    AdbHarness harness = makeHarness();
+};
 
 TEST_P(E2eRemoteScreen, ShowsTheDeviceAndSendsTouchesAndKeys) {
-    AdbHarness harness = makeHarness();
-    VF_REQUIRE_ADB(harness);
-    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-    QStringList options{QStringLiteral("--screen"), QStringLiteral("360x800"), QStringLiteral("--capture-delay"),
-                        QStringLiteral("20")};
-    if (GetParam()) options << QStringLiteral("--legacy");
-    SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness), options));
+    SimulatedDevice* device = startDevice();
     ASSERT_TRUE(device) << harness.lastError().toStdString();
-
-    RemoteScreenMonitorSheet window(AdbEndpoint{QStringLiteral("127.0.0.1"), harness.serverPort(), {}});
-    window.setDeviceId(device->serial());
-    window.showWindow();
+    const auto screen = showScreen(*device);
+    RemoteScreenMonitorSheet& window = *screen;
     ui::ScreenImageView* view = window.imageView();
     ASSERT_TRUE(waitUntil([&] { return view->image().size() == QSize(360, 800); }, 15000))
         << "image " << view->image().width() << "x" << view->image().height();
@@ -81,6 +98,41 @@ TEST_P(E2eRemoteScreen, ShowsTheDeviceAndSendsTouchesAndKeys) {
         << device->recorded().toStdString();
     window.close();
     EXPECT_FALSE(window.screenSource()->isRunning());
+}
+
+// A foldable: the chooser lists both displays, starts on the first and
+// captures the one chosen (the cover screen is smaller).
+TEST_P(E2eRemoteScreen, ChoosesADisplayOfAFoldable) {
+    SimulatedDevice* device = startDevice({QStringLiteral("--displays"), QStringLiteral("2")});
+    ASSERT_TRUE(device) << harness.lastError().toStdString();
+    const auto screen = showScreen(*device);
+    RemoteScreenMonitorSheet& window = *screen;
+    QComboBox* chooser = window.displayChooser();
+    ASSERT_TRUE(waitUntil([&] { return chooser->count() == 2 && chooser->isVisible(); }, 15000));
+    EXPECT_TRUE(chooser->itemText(1).startsWith(u"Cover screen"_s)) << chooser->itemText(1).toStdString();
+    EXPECT_EQ(window.screenSource()->displayId(), chooser->itemData(0).toString());
+    ASSERT_TRUE(waitUntil([&] { return window.imageView()->image().size() == QSize(360, 800); }, 15000));
+
+    Q_EMIT chooser->activated(1);
+    EXPECT_EQ(window.screenSource()->displayId(), chooser->itemData(1).toString());
+    EXPECT_TRUE(waitUntil([&] { return window.imageView()->image().size() == QSize(216, 480); }, 15000))
+        << "image " << window.imageView()->image().width() << "x" << window.imageView()->image().height();
+    window.close();
+}
+
+// An app that forbids capture: black frames while the device is awake
+// give the status instead of a black picture.
+TEST_P(E2eRemoteScreen, ASecureWindowIsSaidNotShown) {
+    SimulatedDevice* device = startDevice({QStringLiteral("--secure-window")});
+    ASSERT_TRUE(device) << harness.lastError().toStdString();
+    const auto screen = showScreen(*device);
+    RemoteScreenMonitorSheet& window = *screen;
+    ASSERT_TRUE(waitUntil([&] { return window.statusText() == QString::fromUtf16(RemoteScreenMonitorSheet::kSecureWindowText); },
+                          15000))
+        << window.statusText().toStdString();
+    EXPECT_TRUE(window.imageView()->image().isNull());
+    EXPECT_FALSE(window.displayChooser()->isVisible());  // one display: no chooser
+    window.close();
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, E2eRemoteScreen, ::testing::Values(false, true),

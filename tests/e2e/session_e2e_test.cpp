@@ -12,19 +12,6 @@
 namespace vf::test {
 namespace {
 
-class FrontEnd final : public LogSessionDelegate {
-public:
-    void onLoggerStarted(const QString&) override { ++started; }
-    void onLoggerStopped() override { ++stopped; }
-    void chooseDevice(const DeviceList&) override { ++asked; }
-    void onDeviceModel(const QString&, const QString& model) override { this->model = model; }
-    void onSessionNotice(const SessionNotice& notice) override { notices.push_back(notice.kind); }
-
-    int started = 0, stopped = 0, asked = 0;
-    QString model;
-    std::vector<SessionNotice::Kind> notices;
-};
-
 bool hasRow(const LogDatasource& store, const QString& text, const QString& app) {
     const RowList rows = store.getDataAll();
     return std::any_of(rows.cbegin(), rows.cend(), [&](const RowPtr& row) {

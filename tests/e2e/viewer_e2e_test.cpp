@@ -41,14 +41,7 @@ protected:
         if (GetParam()) arguments << u"--legacy"_s;
         return harness.startDevice(fastDevice(writeReplayLog(harness, 200), arguments), state);
     }
-    void launch(bool connectAtStart = true) {
-        ui::VellumfoxAppDelegate::Options options;
-        options.installHooks = false;
-        options.connectAtStart = connectAtStart;
-        options.recordEvent = [](const QString&) {};
-        app = std::make_unique<ui::VellumfoxAppDelegate>(options);
-        app->applicationDidFinishLaunching();
-    }
+    void launch(bool connectAtStart = true) { app = launchViewer(connectAtStart); }
     QString title() const { return app->parts().window->windowTitle(); }
     // The item `text` of the menu bar's menu `menu`.
     QAction* menuItem(const QString& menu, const QString& text) const {

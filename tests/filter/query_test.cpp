@@ -14,6 +14,7 @@ namespace {
 
 // Rows 1-13 (idx 0-12). Tags are padded as logcat pads them; the crash
 // detector finds the Java crash (rows 7-12) and the native one (row 13).
+// Rows 7-12 came from the crash buffer, row 4 from system, the rest from main.
 constexpr const char* kLog[] = {
     "01-15 10:00:00.000 com.example.app(100) 100 D Net     : connect to host",
     "01-15 10:00:01.000 com.example.app:remote(101) 105 I Http    : GET /index 200",
@@ -36,6 +37,8 @@ protected:
         const RowIndexSource next = rowCounter();
         for (const char* line : kLog)
             rows.append(parseThreadTimeLine(arena, arena.copyLine(line), LogLineFormat::ThreadTimeApp, next));
+        for (qsizetype i = 0; i < rows.size(); ++i)
+            rows[i]->setUnsharedBuffer(i >= 6 && i <= 11 ? LogBuffer::Crash : i == 3 ? LogBuffer::System : LogBuffer::Main);
         context = fileQueryContext(rows, kQueryUsesCrashes);
     }
 
@@ -70,6 +73,8 @@ TEST_F(Query, EveryFormKeyAndCombiningRuleCountsItsRows) {
         {"level:W", 9}, {"level:warning", 9}, {"LEVEL:v", 13}, {"level=:e", 7}, {"level:A", 1}, {"level=:fatal", 1},
         // Age before the newest row (10:05:01.000); crash rows; stack-trace lines.
         {"age:1m", 8}, {"age:30s", 7}, {"age:2h", 13}, {"is:crash", 7}, {"is:stacktrace", 3},
+        // The log buffer a row came from.
+        {"buffer:crash", 6}, {"buffer=:SYSTEM", 1}, {"-buffer:main", 7}, {"buffer:crash level:F", 0},
         // Without | & ( ): one key ORs, different keys, negations and words AND.
         {"tag:Net tag:Http", 4}, {"tag:Net level:E", 1}, {"tag:Net tag:Http -level:W", 2},
         {"is:crash is:stacktrace", 7}, {"is:crash -is:stacktrace", 4}, {"age:1m level:E heartbeat", 0},
@@ -167,6 +172,8 @@ TEST(QueryMode, ATermWithAKeyOfTheTableMakesAQuery) {
         {"Error: code", false},  {"p: type == 'E'", false}, {"\"tag:x\"", false},   {"tags:x", false},
     };
     for (const auto& [text, query] : cases) EXPECT_EQ(looksLikeQuery(QString::fromUtf8(text)), query) << text;
+    EXPECT_EQ(completeQueryWord(u"level:e buffer:s", 16, {}, {}).candidates,
+              (QStringList{u"buffer:security"_s, u"buffer:stats"_s, u"buffer:system"_s}));
 }
 
 }  // namespace

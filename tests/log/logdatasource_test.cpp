@@ -77,6 +77,47 @@ protected:
     LogDatasource store;
 };
 
+// Markers make no rows; each row keeps the buffer of the marker before it.
+// A run that carries on the log starts from its last row's time, and says
+// how much log the device lost when its first row is later than that.
+TEST_F(StoreTest, RowsKnowTheirBufferAndACarriedOnRunSaysWhatWasLost) {
+    start();
+    EXPECT_EQ(store.resumeTime(), u""_s);
+    feed(line("03-17 09:41:10.000", 100, "I", "Tag", "before any marker"));
+    feed("--------- beginning of main\n");
+    feed(line("03-17 09:41:11.000", 100, "I", "Tag", "m"));
+    feed("--------- beginning of crash\n");
+    feed(line("03-17 09:41:12.300", 100, "E", "AndroidRuntime", "c"));
+    feed("--------- switch to main\n");
+    feed(line("03-17 09:41:12.300", 100, "I", "Tag", "m2"));
+    std::vector<std::string> buffers;
+    for (const RowPtr& row : store.getDataAll()) buffers.emplace_back(row->view(RowKey::Buffer));
+    EXPECT_EQ(buffers, (std::vector<std::string>{"", "main", "crash", "main"}));
+    EXPECT_EQ(store.resumeTime(), u"03-17 09:41:12.300"_s);
+
+    store.endRun();
+    start();  // nothing lost: the last row comes again first and is dropped
+    feed("--------- beginning of main\n");
+    feed(line("03-17 09:41:12.300", 100, "I", "Tag", "m2"));
+    feed(line("03-17 09:41:13.000", 100, "I", "Tag", "m3"));
+    EXPECT_EQ(texts(store.getDataAll()), (QStringList{u"before any marker"_s, u"m"_s, u"c"_s, u"m2"_s, u"m3"_s}));
+
+    store.endRun();
+    start();  // the buffer wrapped while the device was away
+    feed("--------- beginning of main\n");
+    feed(line("03-17 09:43:18.000", 100, "I", "Tag", "m4"));
+    const RowList rows = store.getDataAll();
+    ASSERT_EQ(rows.size(), 7);
+    EXPECT_EQ(rows[5]->string(RowKey::Text), u"Lines were lost while the device was away: 2 min 5 s of log"_s);
+    EXPECT_EQ(rows[5]->string(RowKey::App), u"Vellumfox"_s);
+    EXPECT_EQ(rows[6]->string(RowKey::Text).trimmed(), u"m4"_s);
+
+    store.clearLog();
+    EXPECT_EQ(store.resumeTime(), u""_s);
+    EXPECT_EQ(lostLinesText(400), u"Lines were lost while the device was away: 400 ms of log"_s);
+    EXPECT_EQ(lostLinesText(3'725'000), u"Lines were lost while the device was away: 1 h 2 min of log"_s);
+}
+
 TEST_F(StoreTest, ThePidsSecondUnnamedRowAsksForTheProcessTable) {
     EXPECT_FALSE(feed("") || feed("\n"));  // empty lines make no row and ask nothing
     EXPECT_FALSE(feed(line("01-01 10:00:00.000", 1234, "I", "Tag", "one")));
@@ -133,14 +174,15 @@ TEST_F(StoreTest, ABurstOfLinesGivesOneNoticeThatSaysWhatWasAppended) {
     ASSERT_TRUE(waitUntil([&] { return delegate.updated == 2; }, 2000));  // the flush
     EXPECT_EQ(delegate.last.change, (StoreChange{false, 0, 0}));
     store.setAppName(u"app"_s, u"10"_s);
-    // Later than the lines before the run: not a replay of them.
+    // Later than the lines before the run: not a replay of them (and, as
+    // the last of those did not come again, a row says a second of log was lost).
     for (int i = 0; i < 20001 - 500; ++i) feed(line("01-01 10:00:01.000", 10, "I", "T", "x"));
     const int before = delegate.updated;
     ASSERT_TRUE(waitUntil([&] { return delegate.updated > before; }, 2000));
     const StoreChange change = delegate.last.change;
     EXPECT_FALSE(change.reset);
     EXPECT_EQ(change.dropped, 1000);
-    EXPECT_EQ(delegate.last.rows.size(), 19001);
+    EXPECT_EQ(delegate.last.rows.size(), 19002);
 }
 
 TEST_F(StoreTest, AFilterNamingAMissingKeyIsReportedAndLeavesNoFilter) {

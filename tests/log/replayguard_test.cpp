@@ -66,5 +66,34 @@ TEST(ReplayGuard, FirstRunKeepsEverything) {
     expectRun(guard, 0, {{"01-15 12:00:02.000", "a", false}, {"01-15 12:00:01.000", "b", false}});
 }
 
+// Only a run that carries on a log asks, and only for its first row: a
+// first row later than the last one kept means the device lost lines.
+TEST(ReplayGuard, AGapIsTheFirstRowOfACarriedOnRunBeingLater) {
+    ReplayGuard guard;
+    guard.startRun(0);
+    EXPECT_FALSE(guard.awaitsFirstRow());
+    EXPECT_EQ(guard.takeGap("03-17 09:41:12.300"), std::nullopt);
+    guard.rowStored("03-17 09:41:12.300", fp("a"));
+    EXPECT_EQ(guard.lastTime(), "03-17 09:41:12.300");
+    const struct {
+        const char* first;
+        std::optional<int64_t> gap;
+    } cases[] = {
+        {"03-17 09:41:12.300", std::nullopt},  // the last row itself, asked for again
+        {"03-17 09:40:00.000", std::nullopt},  // the whole buffer, from before it
+        {"03-17 09:43:17.300", 125'000},
+    };
+    for (const auto& c : cases) {
+        guard.startRun(1'000);
+        EXPECT_TRUE(guard.awaitsFirstRow());
+        EXPECT_EQ(guard.takeGap(c.first), c.gap) << c.first;
+        EXPECT_EQ(guard.takeGap("03-17 10:00:00.000"), std::nullopt);  // the first row only
+    }
+    guard.forget();
+    guard.startRun(2'000);
+    EXPECT_EQ(guard.takeGap("03-17 10:00:00.000"), std::nullopt);
+    EXPECT_EQ(guard.lastTime(), "");
+}
+
 }  // namespace
 }  // namespace vf

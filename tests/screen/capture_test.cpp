@@ -3,12 +3,14 @@
 #include "core/adb/replyframing.h"
 #include "core/screen/devicescreendatasource.h"
 #include "core/screen/screencapreader.h"
+#include "core/screen/screenfacts.h"
 #include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 
 namespace vf {
 namespace {
 
+using namespace Qt::StringLiterals;
 using test::Script;
 using test::ScriptedAdbServer;
 using test::waitUntil;
@@ -22,6 +24,76 @@ const QByteArray kComplete = kStored + "\xAE\x42\x60\x82";
 
 QByteArray terminalTranslated(QByteArray bytes) { return bytes.replace("\n", "\r\n"); }
 
+const QByteArray kWarning =
+    "[Warning] Multiple displays were found, but no display id was specified! Defaulting to the first display found, "
+    "however this default is not guaranteed to be consistent across captures. A display id should be specified.\n"
+    "A display ID can be specified with the [-d display-id] option.\n"
+    "See \"dumpsys SurfaceFlinger --display-id\" for valid display IDs.\n";
+
+// Display listings as devices print them: an emulated foldable, a newer
+// build with more fields, a name with spaces, no name, an empty name, CR
+// LF, and what devices that do not know the option print.
+TEST(ScreenFacts, DisplayListingsGiveIdsAndNames) {
+    const struct {
+        const char* name;
+        QByteArray text;
+        QList<DisplayInfo> displays;
+    } cases[] = {
+        {"emulated foldable",
+         "Display 4619827259835644672 (HWC display 0): port=0 pnpId=GGL displayName=\"EMU_display_0\"\n"
+         "Display 4619827551948147201 (HWC display 1): port=1 pnpId=GGL displayName=\"EMU_display_1\"\n",
+         {{u"4619827259835644672"_s, 0, u"EMU_display_0"_s}, {u"4619827551948147201"_s, 1, u"EMU_display_1"_s}}},
+        {"more fields, name with spaces, CR LF, no final newline",
+         "Display 4630946904417961859 (HWC display 0): port=131 pnpId=QCM screenPartStatus=UNSUPPORTED displayName=\"\"\r\n"
+         "Display 4620873314284888069 (HWC display 1): port=5 pnpId=HEC displayName=\"DELL P2314T\"",
+         {{u"4630946904417961859"_s, 0, {}}, {u"4620873314284888069"_s, 1, u"DELL P2314T"_s}}},
+        {"no name at all", "Display 0 (HWC display 0): port=0\n", {{u"0"_s, 0, {}}}},
+        {"unknown option", "Unknown argument: --display-id\n", {}},
+        {"service missing", "Can't find service: SurfaceFlinger\n", {}},
+        {"empty", "", {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(parseDisplayListing(c.text), c.displays);
+    }
+    EXPECT_EQ(displayLabel({u"1"_s, 2, {}}), u"Display 2"_s);
+    EXPECT_EQ(displayLabel({u"1"_s, 2, u"Cover"_s}), u"Cover"_s);
+    EXPECT_EQ(ScreencapReader::captureRequest(u"4619827551948147201"_s), u"shell:screencap -d 4619827551948147201 -p"_s);
+    EXPECT_EQ(ScreencapReader::captureRequest({}), u"shell:screencap -p"_s);
+}
+
+TEST(ScreenFacts, WakefulnessFromThePowerDump) {
+    const struct {
+        QByteArray dump;
+        std::optional<bool> awake;
+    } cases[] = {
+        {"Power Manager State:\n  mDirty=0x0\n  mWakefulness=Awake\n  mWakefulnessChanging=false\n", true},
+        {"  mWakefulness=Asleep\r\n", false},
+        {"  mWakefulness=Dozing\n", false},
+        {"  mWakefulness=Dreaming\n", false},
+        {"  mScreenOn=true\n", true},  // before Android 4.2
+        {"  mScreenOn=false\n", false},
+        {"Can't find service: power\n", std::nullopt},
+    };
+    for (const auto& c : cases) EXPECT_EQ(parseWakefulness(c.dump), c.awake) << c.dump.constData();
+}
+
+// Only a PNG far smaller than its pixels may be one colour.
+TEST(ScreenFacts, OnlyTinyPngsMayBeUniform) {
+    const auto png = [](quint32 width, quint32 height, qsizetype size) {
+        QByteArray bytes = QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+        for (quint32 v : {width, height})
+            for (int shift = 24; shift >= 0; shift -= 8) bytes.append(char(v >> shift & 0xFF));
+        return bytes.leftJustified(size, '\0');
+    };
+    EXPECT_TRUE(ScreencapReader::mayBeUniform(png(1080, 2400, 9000)));   // a black phone screen
+    EXPECT_TRUE(ScreencapReader::mayBeUniform(png(1080, 2400, 34000)));  // the same, deflated fast
+    EXPECT_FALSE(ScreencapReader::mayBeUniform(png(1080, 2400, 210000)));  // sparse text on black
+    EXPECT_FALSE(ScreencapReader::mayBeUniform(png(0, 2400, 100)));
+    EXPECT_FALSE(ScreencapReader::mayBeUniform(png(1080, 2400, 20).left(20)));  // header cut short
+    EXPECT_FALSE(ScreencapReader::mayBeUniform(QByteArray(kWarning + png(1080, 2400, 9000))));
+}
+
 TEST(ScreencapBytes, RawAndTerminalTranslatedCapturesGiveTheStoredPng) {
     const struct {
         const char* name;
@@ -34,6 +106,10 @@ TEST(ScreencapBytes, RawAndTerminalTranslatedCapturesGiveTheStoredPng) {
         {"no PNG signature: passed on", "not a png\r\n", "not a png\r\n"},
         {"translated, ending in a lone CR", terminalTranslated(kStored.left(25)) + "\r",
          kStored.left(25) + "\r"},
+        // A device with several displays warns first when no display is named.
+        {"warning before the PNG", kWarning + kStored, kComplete},
+        {"warning before a translated PNG", terminalTranslated(kWarning + kStored), kComplete},
+        {"\\x89PNG in the text is no signature", "\x89PNG?\n" + kStored, kComplete},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

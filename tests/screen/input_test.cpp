@@ -70,7 +70,11 @@ TEST(TypeWriter, KeysMapToTextOrAndroidKeyCodes) {
         {Qt::Key_Space, {}, u" "_s, {InputWrapper::ofText(u" "_s)}},
         {Qt::Key_Dollar, Qt::ShiftModifier, u"$"_s, {InputWrapper::ofText(u"$"_s)}},
         {Qt::Key_C, Qt::ControlModifier, u"\x03"_s, {InputWrapper::ofText(u"c"_s)}},
-        {Qt::Key_F5, {}, {}, {}},
+        // Escape and the function keys go as their character's low byte.
+        {Qt::Key_Escape, {}, u"\x1b"_s, {InputWrapper::ofText(u"\x1b"_s)}},
+        {Qt::Key_F5, {}, {}, {InputWrapper::ofText(u"\x08"_s)}},
+        {Qt::Key_End, {}, {}, {InputWrapper::ofKeyCode(81)}},
+        {Qt::Key_PageDown, {}, {}, {InputWrapper::ofKeyCode(69)}},
         // Beyond ASCII nothing is typed, least of all the low byte ("-" for
         // U+4E2D, "%" for U+0125): the character is reported as skipped.
         {Qt::Key_unknown, {}, u"\u4e2d"_s, {}, u"\u4e2d"_s},

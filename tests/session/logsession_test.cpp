@@ -62,6 +62,8 @@ TEST_F(SessionTest, ALostDeviceIsWaitedForAndOnlyItReconnects) {
     fast.reconnectIntervalMs = 20;
     make(fast);
     streamFrom(u"A1"_s);
+    EXPECT_EQ(conversations->lastSince(), u""_s);
+    conversations->line("03-17 09:41:12.300  100  101 I Tag: the last row before the drop\n");
     store.logMessage(u"kept across the reconnect"_s);
     unplug();
     EXPECT_TRUE(session->isWaiting());
@@ -72,7 +74,9 @@ TEST_F(SessionTest, ALostDeviceIsWaitedForAndOnlyItReconnects) {
     adb->list({device(u"C3"_s), device(u"A1"_s)});  // the one it had is back
     ASSERT_TRUE(waitUntil([&] { return front.started.size() == 2; }));
     EXPECT_FALSE(session->reconnectTimer()->isActive());
-    EXPECT_EQ(store.logEventCount(), 2) << "not cleared: the status row of the drop and the kept one";
+    EXPECT_EQ(store.logEventCount(), 3) << "not cleared: the device's row, the status row of the drop, the kept one";
+    // Only what came after the last row is asked for.
+    EXPECT_EQ(conversations->lastSince(), u"03-17 09:41:12.300"_s);
 
     // The button while waiting gives up; a new device then starts afresh.
     unplug();
@@ -81,6 +85,7 @@ TEST_F(SessionTest, ALostDeviceIsWaitedForAndOnlyItReconnects) {
     EXPECT_FALSE(session->reconnectTimer()->isActive());
     streamFrom(u"C3"_s);
     EXPECT_EQ(store.logEventCount(), 0);
+    EXPECT_EQ(conversations->lastSince(), u""_s);
 }
 
 TEST_F(SessionTest, DefaultsAndTheChoiceAmongSeveral) {

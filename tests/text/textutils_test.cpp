@@ -83,6 +83,27 @@ TEST(TextUtils, Base64) {
               u"Value is not valid Base64:\n\n'"_s + QString(64, u'!') + u"\u2026'"_s);
 }
 
+TEST(TextUtils, Base64RunUnderTheCursorElseTheLongest) {
+    const struct {
+        const char16_t* text;
+        qsizetype cursor;
+        std::optional<TextSpan> run;
+    } cases[] = {
+        {u"key=aGVsbG8= done", -1, TextSpan{4, 8}},     // padding belongs to the run
+        {u"key=aGVsbG8= done", 2, TextSpan{4, 8}},       // "key=" assigns: "key" is too short
+        {u"user aGk= abcd", 1, TextSpan{0, 4}},          // touched, though not the longest
+        {u"user aGk= abcd", 14, TextSpan{10, 4}},        // the cursor at a run's end
+        {u"ab cd aGk=== x", -1, TextSpan{6, 5}},         // at most two "="
+        {u"token abcde", -1, std::nullopt},              // 5 letters cannot be Base64
+        {u"org.example.Notes", -1, TextSpan{4, 7}},      // "." splits; first of the longest
+        {u"", 0, std::nullopt},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(QString::fromUtf16(c.text).toStdString());
+        EXPECT_EQ(TextUtils::base64RunAt(QStringView(c.text), c.cursor), c.run);
+    }
+}
+
 TEST(Links, WebAndMailOnly) {
     const QList<TextLink> links =
         findLinks(u"see https://x.org/a?b=1, www.y.com. mail me@z.io or file:///etc/passwd ftp://h/x");

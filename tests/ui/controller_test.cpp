@@ -35,8 +35,8 @@ TEST_F(ControllerTest, TwoDevicesOpenThePickerAndCancelLeavesIdle) {
     ASSERT_NE(picker, nullptr);
     EXPECT_TRUE(picker->isVisible());
     EXPECT_EQ(picker->deviceButton()->count(), 2);
-    EXPECT_EQ(picker->deviceButton()->itemText(0), u"A1 - Pixel"_s);
-    EXPECT_TRUE(picker->deviceButton()->itemText(1).contains(u"offline"_s));
+    EXPECT_EQ(picker->deviceButton()->itemText(0), u"Pixel \u2014 A1"_s);
+    EXPECT_EQ(picker->deviceButton()->itemText(1), u"B2 [OFFLINE]"_s);
     picker->cancelDevicePicker();
     EXPECT_FALSE(picker->isVisible());
     EXPECT_EQ(button(), u"Run"_s);
@@ -51,7 +51,7 @@ TEST_F(ControllerTest, TwoDevicesOpenThePickerAndCancelLeavesIdle) {
 }
 
 // The title follows the run: the model when known, paused while waiting for
-// the device, offline once the user gives up on it.
+// the device, offline once the user gives up on it; Stop only while it streams.
 TEST_F(ControllerTest, TitleAndButtonFollowTheRun) {
     start();
     adb->list({device(u"A1"_s)});
@@ -59,13 +59,14 @@ TEST_F(ControllerTest, TitleAndButtonFollowTheRun) {
     adb->lister->onDeviceModel(u"B2"_s, u"Other"_s);
     EXPECT_EQ(title(), u"A1"_s);
     adb->lister->onDeviceModel(u"A1"_s, u"Pixel"_s);
-    EXPECT_EQ(title(), u"Pixel - A1"_s);
-    conversations->endStream();
-    ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"Pixel - A1 [PAUSED]"_s; }));
+    EXPECT_EQ(title(), u"Pixel \u2014 A1"_s);
     EXPECT_EQ(button(), u"Stop"_s);
+    conversations->endStream();
+    ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"Pixel \u2014 A1 [PAUSED]"_s; }));
+    EXPECT_EQ(button(), u"Run"_s);
     EXPECT_TRUE(app->parts().session->reconnectTimer()->isActive());
-    app->parts().window->connectAction->trigger();
-    EXPECT_EQ(title(), u"Pixel - A1 [OFFLINE]"_s);
+    app->parts().window->connectAction->trigger();  // Run: no more waiting for A1, whichever device is listed
+    EXPECT_EQ(title(), u"Pixel \u2014 A1 [OFFLINE]"_s);
     EXPECT_EQ(button(), u"Run"_s);
     EXPECT_FALSE(app->parts().session->autoReconnect());
 }
@@ -93,20 +94,23 @@ TEST_F(ControllerTest, FailuresShowAlertsAndAdvice) {
     ASSERT_TRUE(vf::test::waitUntil([&] { return app->parts().connection->currentAlert()->informativeText().startsWith(u"No Android"_s); }));
     app->parts().connection->stopLogging();
 
+    adb->list({device(u"O1"_s, std::nullopt, u"offline"_s)});  // stopped: news for the Device menu only
+    EXPECT_FALSE(app->parts().status->note().contains(u"offline"_s));
+    app->parts().connection->startLogging();
     adb->list({device(u"O1"_s, std::nullopt, u"offline"_s)});
     EXPECT_TRUE(app->parts().status->note().contains(u"offline"_s));
     app->parts().connection->stopLogging();
 
     app->parts().connection->startLogging();
-    adb->lister->onDeviceListFailed(DeviceListFailure::NoDevice);  // no device, not reconnecting
-    EXPECT_TRUE(app->parts().connection->currentAlert()->informativeText().startsWith(u"No Android"_s));
+    adb->lister->onDeviceListFailed(DeviceListFailure::NoDevice);  // no device: the table says what to do, no alert
+    EXPECT_TRUE(app->parts().status->note().startsWith(u"No Android"_s));
 
     adb->lister->onDeviceListFailed(DeviceListFailure::AdbNotRunning);  // no server: try to start it
     ASSERT_TRUE(bool(adb->adbCompletion));
     EXPECT_EQ(title(), u"Starting ADB server.."_s);
     EXPECT_TRUE(events.contains(u"error-adb-not-running"_s));
     adb->adbCompletion(false);
-    EXPECT_EQ(title(), u"G1 [OFFLINE]"_s);  // the last device, not streaming
+    EXPECT_EQ(title(), u"O1 [OFFLINE]"_s);  // the last device waited for, not streaming
     EXPECT_TRUE(app->parts().connection->currentAlert()->informativeText().startsWith(u"ADB not running"_s));
 }
 

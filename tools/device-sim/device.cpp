@@ -90,11 +90,14 @@ QByteArray Device::input(const QStringList& argv, const QString& commandLine) {
         ok = false;
     }
     if (!ok) return QByteArray("Error: Unknown command or bad arguments: ") + commandLine.toUtf8() + '\n';
-    if (!options_.recordFile.isEmpty()) {
-        QFile record(options_.recordFile);
-        if (record.open(QIODevice::Append | QIODevice::WriteOnly)) record.write(commandLine.toUtf8() + '\n');
-    }
+    record(commandLine);
     return {};
+}
+
+void Device::record(const QString& commandLine) {
+    if (options_.recordFile.isEmpty()) return;
+    QFile file(options_.recordFile);
+    if (file.open(QIODevice::Append | QIODevice::WriteOnly)) file.write(commandLine.toUtf8() + '\n');
 }
 
 }  // namespace vf::sim

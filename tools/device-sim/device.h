@@ -38,9 +38,18 @@ public:
     // Runs one "input ..." command: records it and moves the touch marker.
     // Returns the command's output (empty when it succeeded).
     QByteArray input(const QStringList& argv, const QString& commandLine);
+    // Appends a command line to the --record file, when there is one.
+    void record(const QString& commandLine);
 
-    // A PNG of the screen: model name, clock and the last touch.
-    QByteArray screenshot() const;
+    // A PNG of display `display` (0: the main one): model name, clock and
+    // the last touch; all black with --secure-window.
+    QByteArray screenshot(int display = 0) const;
+    // The size of a display: the others are smaller than the main one.
+    QSize displaySize(int display) const;
+    // The id "screencap -d" takes for a display.
+    static QString displayId(int display);
+    // "dumpsys SurfaceFlinger --display-id".
+    QByteArray displayListing() const;
 
 private:
     QList<QPair<QString, QString>> properties() const;

@@ -98,6 +98,10 @@ void DeviceLog::clear() {
     entries_.clear();
 }
 
+void DeviceLog::dropBefore(quint64 seq) {
+    while (!entries_.empty() && firstSeq() < seq) entries_.pop_front();
+}
+
 void DeviceLog::tick() {
     const bool replaying = replayPos_ < replay_.size();
     const double rate = replaying ? options_.rate : options_.idleRate;
@@ -108,6 +112,7 @@ void DeviceLog::tick() {
             // The file is over: the idle phase counts from here.
             phaseStartMs_ = clock_.elapsed();
             written_ = 0;
+            if (options_.crashBuffer && !crashedInCrashBuffer_) crashInCrashBuffer();
             break;
         }
         if (replaying) replayOne();
@@ -122,16 +127,30 @@ void DeviceLog::append(int slot, int tid, char level, const QString& tag, const 
     appendAs(process.pid, process.uid(), tid, level, tag, message);
 }
 
-void DeviceLog::appendAs(int pid, int uid, int tid, char level, const QString& tag, const QString& message) {
+void DeviceLog::appendAs(int pid, int uid, int tid, char level, const QString& tag, const QString& message,
+                         const QByteArray& buffer) {
     const QDateTime now = QDateTime::currentDateTime().addSecs(options_.clockOffsetSeconds);
-    entries_.push_back({level, tag, formatThreadtime(now, pid, tid, level, tag, message), uid});
+    entries_.push_back({level, tag, formatThreadtime(now, pid, tid, level, tag, message), uid, buffer});
     ++endSeq_;
     if (entries_.size() > kCapacity) entries_.pop_front();
 }
 
 void DeviceLog::appendActivityManager(const QString& message) {
     const int server = processes_.systemServerSlot();
-    append(server, processes_.slot(server).pid + 31, 'I', QStringLiteral("ActivityManager"), message);
+    const Process& process = processes_.slot(server);
+    appendAs(process.pid, process.uid(), process.pid + 31, 'I', QStringLiteral("ActivityManager"), message,
+             options_.buffers ? "system" : "main");
+}
+
+void DeviceLog::crashInCrashBuffer() {
+    crashedInCrashBuffer_ = true;
+    const Process& app = processes_.slot(processes_.nextUnnamedSlot());
+    const QString tag = QStringLiteral("AndroidRuntime");
+    const auto crash = [&](const QString& message) { appendAs(app.pid, app.uid(), app.pid, 'E', tag, message, "crash"); };
+    crash(QStringLiteral("FATAL EXCEPTION: main"));
+    crash(QStringLiteral("Process: %1, PID: %2").arg(app.name).arg(app.pid));
+    crash(QStringLiteral("java.lang.IllegalStateException: only in the crash buffer"));
+    crash(QStringLiteral("\tat %1.MainActivity.onResume(MainActivity.java:77)").arg(app.name.section(u':', 0, 0)));
 }
 
 int DeviceLog::slotForReplayPid(const ReplayLine& line) {

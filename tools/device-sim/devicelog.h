@@ -24,6 +24,7 @@ struct LogEntry {
     QString tag;
     QByteArray line;  // threadtime text with its LF
     int uid = 0;      // of the process that wrote it
+    QByteArray buffer = "main";
 };
 
 // The entry as "logcat -v threadtime" prints it, with the uid column after
@@ -64,6 +65,8 @@ public:
 
     // "logcat -c": forgets every line written so far.
     void clear();
+    // The buffer wrapped: the lines before `seq` are gone.
+    void dropBefore(quint64 seq);
 
     // Sequence numbers: lines [firstSeq, endSeq) are in the buffer.
     quint64 firstSeq() const { return endSeq_ - entries_.size(); }
@@ -80,7 +83,10 @@ private:
     void restartApp();
     void runFlashApp();
     void append(int slot, int tid, char level, const QString& tag, const QString& message);
-    void appendAs(int pid, int uid, int tid, char level, const QString& tag, const QString& message);
+    void appendAs(int pid, int uid, int tid, char level, const QString& tag, const QString& message,
+                  const QByteArray& buffer = "main");
+    // An app's crash whose stack trace goes only to the crash buffer.
+    void crashInCrashBuffer();
     // A line of system_server's ActivityManager.
     void appendActivityManager(const QString& message);
     int slotForReplayPid(const ReplayLine& line);
@@ -103,6 +109,7 @@ private:
     qint64 phaseStartMs_ = 0;
     QRandomGenerator random_;
     quint64 generated_ = 0;
+    bool crashedInCrashBuffer_ = false;
 };
 
 }  // namespace vf::sim

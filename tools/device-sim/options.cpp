@@ -76,6 +76,8 @@ Value applyValue(const QString& name, const QString& value, Options& options, Gi
         const auto match = QRegularExpression(QStringLiteral("^(\\d{2,4})x(\\d{2,4})$")).match(value);
         if (!match.hasMatch()) return Value::Bad;
         options.screenSize = QSize(match.captured(1).toInt(), match.captured(2).toInt());
+    } else if (name == u"--displays") {
+        if (!toInt(value, options.displays, 1, 4)) return Value::Bad;
     } else if (name == u"--capture-delay") {
         if (!toInt(value, options.captureDelayMs, 0)) return Value::Bad;
     } else if (name == u"--seed") {
@@ -99,6 +101,11 @@ bool applyFlag(const QString& name, Options& options) {
     else if (name == u"--exit-with-parent") options.exitWithParent = true;
     else if (name == u"--reuse-pids") options.reusePids = true;
     else if (name == u"--work-profile") options.workProfile = true;
+    else if (name == u"--buffers") options.buffers = true;
+    else if (name == u"--crash-buffer") options.crashBuffer = options.buffers = true;
+    else if (name == u"--wrap-when-away") options.wrapWhenAway = true;
+    else if (name == u"--record-logcat") options.recordLogcat = true;
+    else if (name == u"--secure-window") options.secureWindow = true;
     else return false;
     return true;
 }
@@ -121,6 +128,13 @@ QString usage() {
         "  --reuse-pids          each such app takes the pid of the one before (two apps in turn)\n"
         "  --work-profile        an app in user 10 (com.example.work) that logs\n"
         "  --record FILE         append every input command to FILE\n"
+        "  --record-logcat       append every logcat command line to the --record FILE too\n"
+        "  --buffers             log buffers: system_server writes to system, logcat takes -b and\n"
+        "                        prints the buffer markers (default: one main buffer)\n"
+        "  --crash-buffer        once the replay is over an app crashes, its stack trace only in\n"
+        "                        the crash buffer (implies --buffers)\n"
+        "  --wrap-when-away      plugged back in, the buffer has lost its lines up to halfway\n"
+        "                        through the time away\n"
         "  --ps toybox|toolbox   toybox (default): plain \"ps\" lists only the shell's own, \"ps -A\" all;\n"
         "                        toolbox: plain \"ps\" lists all, \"ps -A\" nothing\n"
         "  --legacy              behave like a device before Android 7 (old protocol, CR LF shell,\n"
@@ -133,6 +147,8 @@ QString usage() {
         "  --trace-services      print each service the host opens to stderr, with the time\n"
         "  --connect-server N    ask the ADB server on port N to connect to this device\n"
         "  --screen WxH          screenshot size (default 1080x2400)\n"
+        "  --displays N          physical displays, 1 to 4 (default 1); the others are smaller\n"
+        "  --secure-window       the app on screen forbids capture: screenshots are black\n"
         "  --capture-delay MS    how long a screenshot takes at least (default 150)\n"
         "  --seed N              seed of the generated log (default 7)\n"
         "  --clock-offset S      the device's clock runs S seconds ahead of the host's (negative:\n"

@@ -33,10 +33,18 @@ struct Options {
     bool traceServices = false;  // print every service the host opens, with the time, to stderr  // false: build.prop without ro.product.model / .name (many Android 10+ builds)
     quint16 connectServerPort = 0;  // send "host:connect" to this ADB server
     QSize screenSize{1080, 2400};
+    int displays = 1;           // physical displays; more than one makes screencap warn without -d
+    bool secureWindow = false;  // the app on screen forbids capture: every screenshot is black
     int captureDelayMs = 150;  // a phone's screencap takes about this long
     quint32 seed = 7;
     int clockOffsetSeconds = 0;  // the device's clock against the host's
     bool exitWithParent = false;
+    // Log buffers: system_server's lines go to "system", logcat honours
+    // "-b" and prints the markers of the buffers it switches between.
+    bool buffers = false;
+    bool crashBuffer = false;   // one app crash, after the replay, only in the crash buffer (implies buffers)
+    bool wrapWhenAway = false;  // a replugged device has lost its lines up to halfway through its time away
+    bool recordLogcat = false;  // logcat command lines go to the --record file too
 
     // The port part of the serial the ADB server gives the device.
     QString serial(quint16 boundPort) const { return QStringLiteral("127.0.0.1:%1").arg(boundPort); }

@@ -11,9 +11,47 @@
 
 namespace vf::sim {
 
-QByteArray Device::screenshot() const {
-    const QSize size = options_.screenSize;
+namespace {
+QByteArray encodePng(const QImage& image) {
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    // Light compression: a real device spends its time grabbing, not deflating.
+    image.save(&buffer, "PNG", 80);
+    return png;
+}
+}  // namespace
+
+QSize Device::displaySize(int display) const {
+    return display == 0 ? options_.screenSize : options_.screenSize * 3 / 5;
+}
+
+QString Device::displayId(int display) {
+    // The shape of real ids: the port in the low byte of a large number.
+    return QString::number(Q_UINT64_C(4619827259835644672) + quint64(display));
+}
+
+QByteArray Device::displayListing() const {
+    QByteArray out;
+    for (int i = 0; i < options_.displays; ++i) {
+        const QString name = i == 0 ? QStringLiteral("Inner screen")
+                                    : i == 1 ? QStringLiteral("Cover screen") : QStringLiteral("External %1").arg(i);
+        out += QStringLiteral("Display %1 (HWC display %2): port=%2 pnpId=VLM displayName=\"%3\"\n")
+                   .arg(displayId(i))
+                   .arg(i)
+                   .arg(name)
+                   .toUtf8();
+    }
+    return out;
+}
+
+QByteArray Device::screenshot(int display) const {
+    const QSize size = displaySize(display);
     QImage image(size, QImage::Format_RGB32);
+    if (options_.secureWindow) {
+        image.fill(Qt::black);
+        return encodePng(image);
+    }
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
 
@@ -37,7 +75,8 @@ QByteArray Device::screenshot() const {
     font.setPixelSize(unit * 2);
     font.setBold(true);
     painter.setFont(font);
-    painter.drawText(QRect(0, size.height() / 3, size.width(), unit * 3), Qt::AlignCenter, options_.model);
+    const QString title = display == 0 ? options_.model : options_.model + QStringLiteral(" (%1)").arg(display);
+    painter.drawText(QRect(0, size.height() / 3, size.width(), unit * 3), Qt::AlignCenter, title);
     font.setPixelSize(unit * 3);
     painter.setFont(font);
     painter.drawText(QRect(0, size.height() / 3 + unit * 3, size.width(), unit * 4), Qt::AlignCenter, clock);
@@ -59,13 +98,7 @@ QByteArray Device::screenshot() const {
         painter.drawEllipse(*lastTouch_, unit, unit);
     }
     painter.end();
-
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    // Light compression: a real device spends its time grabbing, not deflating.
-    image.save(&buffer, "PNG", 80);
-    return png;
+    return encodePng(image);
 }
 
 }  // namespace vf::sim

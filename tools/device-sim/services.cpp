@@ -3,6 +3,7 @@
 // the device's log buffer until the host closes the stream.
 #include <QElapsedTimer>
 #include <QPointer>
+#include <QSet>
 #include <QTimer>
 
 #include "device.h"
@@ -15,13 +16,25 @@ namespace {
 
 constexpr qsizetype kLogcatBacklog = 64 * 1024;  // queued bytes before logcat waits for the host
 
+// What a logcat command line asks for besides its tags.
+struct LogcatRequest {
+    bool withUid = false;
+    QSet<QByteArray> buffers;  // empty: every buffer (a device without --buffers has only main)
+    QByteArray since;          // "-T 'MM-dd HH:mm:ss.SSS'": lines from then on; empty: all
+};
+
 class LogcatService final : public QObject {
 public:
-    LogcatService(Stream* stream, DeviceLog& log, const QString& tags, bool withUid)
-        : QObject(stream), stream_(stream), log_(log), filter_(tags), withUid_(withUid), next_(log.firstSeq()) {
+    LogcatService(Stream* stream, DeviceLog& log, const QString& tags, LogcatRequest request, bool markers)
+        : QObject(stream), stream_(stream), log_(log), filter_(tags), request_(std::move(request)),
+          markers_(markers), next_(log.firstSeq()) {
         connect(&log_, &DeviceLog::appended, this, &LogcatService::pull);
         connect(stream_, &Stream::drained, this, &LogcatService::pull);
-        stream_->write("--------- beginning of main\n");
+        if (!markers_) stream_->write("--------- beginning of main\n");
+        // Lines are in time order: skip to the first one at or after the start time.
+        while (!request_.since.isEmpty() && next_ < log_.endSeq() &&
+               log_.at(next_).line.left(request_.since.size()) < request_.since)
+            ++next_;
         pull();
     }
 
@@ -31,7 +44,15 @@ private:
         QByteArray out;
         while (next_ < log_.endSeq() && stream_->pendingBytes() + out.size() < kLogcatBacklog) {
             const LogEntry& entry = log_.at(next_++);
-            if (filter_.allows(entry.tag, entry.level)) out += logcatLine(entry, withUid_);
+            if (!request_.buffers.isEmpty() && !request_.buffers.contains(entry.buffer)) continue;
+            if (!filter_.allows(entry.tag, entry.level)) continue;
+            if (markers_ && entry.buffer != current_) {
+                out += (begun_.contains(entry.buffer) ? "--------- switch to " : "--------- beginning of ") +
+                       entry.buffer + '\n';
+                begun_.insert(entry.buffer);
+                current_ = entry.buffer;
+            }
+            out += logcatLine(entry, request_.withUid);
         }
         stream_->write(out);
     }
@@ -39,21 +60,38 @@ private:
     Stream* stream_;
     DeviceLog& log_;
     LogTagFilter filter_;
-    bool withUid_;
+    const LogcatRequest request_;
+    const bool markers_;
+    QSet<QByteArray> begun_;
+    QByteArray current_;
     quint64 next_;
 };
 
-// The formats asked for with -v ("-v threadtime -v uid", "-v threadtime,uid").
-QStringList logcatFormats(const QStringList& argv) {
-    QStringList formats;
+// The values of one option ("-b main -b system,crash").
+QStringList optionValues(const QStringList& argv, const QString& option) {
+    QStringList values;
     for (qsizetype i = 1; i + 1 < argv.size(); ++i)
-        if (argv.at(i) == u"-v") formats += argv.at(i + 1).split(u',');
-    return formats;
+        if (argv.at(i) == option) values += argv.at(i + 1).split(u',');
+    return values;
+}
+
+LogcatRequest logcatRequest(const QStringList& argv) {
+    LogcatRequest request;
+    request.withUid = optionValues(argv, QStringLiteral("-v")).contains(QStringLiteral("uid"));
+    for (const QString& name : optionValues(argv, QStringLiteral("-b"))) {
+        if (name == u"all") return request.buffers.clear(), request;
+        if (name == u"default") request.buffers += {"main", "system", "crash"};
+        else request.buffers.insert(name.toUtf8());
+    }
+    const QStringList since = optionValues(argv, QStringLiteral("-T"));
+    if (!since.isEmpty()) request.since = since.last().toUtf8();
+    return request;
 }
 
 QByteArray runLogcatOnce(Device& device, const QStringList& argv, const QString& tags, bool& streaming) {
     streaming = false;
-    const bool withUid = logcatFormats(argv).contains(QStringLiteral("uid"));
+    const LogcatRequest request = logcatRequest(argv);
+    const bool withUid = request.withUid;
     // Before Android 7 logcat knew no uid format: it says so, prints its usage and exits.
     if (withUid && device.options().sdk < 24) {
         return "Invalid parameter uid to -v\n"
@@ -63,6 +101,14 @@ QByteArray runLogcatOnce(Device& device, const QStringList& argv, const QString&
                "                  brief color long printable process raw tag thread\n"
                "                  threadtime time usec\n";
     }
+    // Before Android 5 logcat knew no start time and no crash buffer.
+    if (device.options().sdk < 21 && argv.contains(QStringLiteral("-T"))) {
+        return "logcat: invalid option -- T\n"
+               "Unrecognized Option\n"
+               "Usage: logcat [options] [filterspecs]\n";
+    }
+    if (device.options().sdk < 21 && request.buffers.contains("crash"))
+        return "Unable to open log device '/dev/log/crash': No such file or directory\n";
     if (argv.contains(QStringLiteral("-c"))) {
         device.log().clear();
         return {};
@@ -86,7 +132,7 @@ QString logcatTags(const ShellLine& line) {
     for (qsizetype i = 1; i < line.argv.size(); ++i) {
         const QString& word = line.argv.at(i);
         if (word.startsWith(u'-')) {
-            if (word == u"-v" || word == u"-b") ++i;
+            if (word == u"-v" || word == u"-b" || word == u"-T" || word == u"-t") ++i;
             continue;
         }
         rules.append(word);
@@ -108,12 +154,34 @@ QByteArray packageManager(Device& device, const QStringList& argv) {
     return device.processes().packageListing(args.mid(2));
 }
 
-// A phone takes a while to grab and compress its screen: the PNG goes out
-// no sooner than the capture delay after the request.
-void runScreencap(Stream* stream, Device& device) {
+// What screencap prints before the PNG on a device with several displays
+// when no display is named.
+constexpr char kMultipleDisplaysWarning[] =
+    "[Warning] Multiple displays were found, but no display id was specified! Defaulting to the first display "
+    "found, however this default is not guaranteed to be consistent across captures. A display id should be "
+    "specified.\n"
+    "A display ID can be specified with the [-d display-id] option.\n"
+    "See \"dumpsys SurfaceFlinger --display-id\" for valid display IDs.\n";
+
+// "screencap [-d ID] -p". A phone takes a while to grab and compress its
+// screen: the PNG goes out no sooner than the capture delay after the request.
+void runScreencap(Stream* stream, Device& device, const QStringList& argv) {
+    const qsizetype d = argv.indexOf(QStringLiteral("-d"));
+    int display = 0;
+    QByteArray png;
+    if (d < 0) {
+        if (device.options().displays > 1) png = kMultipleDisplaysWarning;
+    } else {
+        while (display < device.options().displays && Device::displayId(display) != argv.value(d + 1)) ++display;
+        if (display == device.options().displays) {
+            stream->write("Display Id '" + argv.value(d + 1).toUtf8() + "' is not valid.\n");
+            stream->finish();
+            return;
+        }
+    }
     QElapsedTimer timer;
     timer.start();
-    const QByteArray png = device.screenshot();
+    png += device.screenshot(display);
     const qint64 wait = qMax<qint64>(0, device.options().captureDelayMs - timer.elapsed());
     QPointer<Stream> guard(stream);
     QTimer::singleShot(int(wait), stream, [guard, png] {
@@ -121,6 +189,20 @@ void runScreencap(Stream* stream, Device& device) {
         guard->write(png);
         guard->finish();
     });
+}
+
+// "dumpsys SurfaceFlinger --display-id" and "dumpsys power" (the lines a
+// viewer reads of them).
+QByteArray dumpsys(Device& device, const QStringList& args) {
+    if (args.value(0) == u"SurfaceFlinger") {
+        if (args.value(1) == u"--display-id") return device.displayListing();
+        return "Build configuration: [sf PRESENT_TIME_OFFSET=0] [simulated]\n";
+    }
+    if (args.value(0) == u"power") {
+        return "POWER MANAGER (dumpsys power)\n\nPower Manager State:\n  mDirty=0x0\n  mWakefulness=Awake\n"
+               "  mWakefulnessChanging=false\n  mIsPowered=true\n";
+    }
+    return "Can't find service: " + args.value(0).toUtf8() + '\n';
 }
 
 // Runs the statement of `line` whose words are `line.argv`. Returns true when
@@ -142,18 +224,21 @@ bool runCommand(const ShellLine& line, const QString& command, Stream* stream, D
         bool streaming = false;
         const QString tags = logcatTags(line);
         out = runLogcatOnce(device, line.argv, tags, streaming);
+        if (device.options().recordLogcat) device.record(line.argv.join(u' '));
         if (streaming) {
-            new LogcatService(stream, device.log(), tags, logcatFormats(line.argv).contains(QStringLiteral("uid")));
+            new LogcatService(stream, device.log(), tags, logcatRequest(line.argv), device.options().buffers);
             return true;
         }
     } else if (program == u"cmd" || program == u"pm") {
         out = packageManager(device, line.argv);
     } else if (program == u"screencap") {
         if (line.argv.contains(QStringLiteral("-p"))) {
-            runScreencap(stream, device);
+            runScreencap(stream, device, line.argv);
             return true;
         }
         out = QByteArray("screencap: only -p is simulated\n");
+    } else if (program == u"dumpsys") {
+        out = dumpsys(device, line.argv.mid(1));
     } else if (program == u"input") {
         out = device.input(line.argv, command);
     } else if (program == u"echo") {

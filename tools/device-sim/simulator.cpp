@@ -39,6 +39,7 @@ void Simulator::onNewConnection() {
 
 void Simulator::unplug() {
     note(QStringLiteral("unplugged"));
+    awayFrom_ = device_.log().endSeq();
     server_.close();
     const QList<Transport*> open = transports_;
     transports_.clear();
@@ -50,6 +51,13 @@ void Simulator::unplug() {
 
 void Simulator::replug() {
     if (server_.isListening()) return;
+    if (device_.options().wrapWhenAway) {
+        // The device logged on while away, more than its buffer holds: gone
+        // are the lines it had and the first half (at least one) of those since.
+        const quint64 end = device_.log().endSeq();
+        device_.log().dropBefore(awayFrom_ + 1 + (end - awayFrom_) / 2);
+        note(QStringLiteral("the buffer wrapped while away: %1 lines kept").arg(end - device_.log().firstSeq()));
+    }
     QString error;
     if (listen(error)) note(QStringLiteral("plugged in again on port %1").arg(port_));
     else note(QStringLiteral("cannot listen again on port %1: %2").arg(port_).arg(error));

@@ -35,6 +35,7 @@ private:
     QTcpServer server_;
     quint16 port_ = 0;
     QList<Transport*> transports_;
+    quint64 awayFrom_ = 0;  // the first line logged since the last unplug
 };
 
 }  // namespace vf::sim

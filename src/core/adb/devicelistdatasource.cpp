@@ -1,15 +1,26 @@
 #include "core/adb/devicelistdatasource.h"
 
+#include <QTimer>
+
 #include "core/adb/devicelistreader.h"
+#include "core/adb/devicetracker.h"
 #include "core/adb/modelname.h"
 #include "core/adb/shellcommandreader.h"
 #include "core/support/logger.h"
 
 namespace vf {
 
+namespace {
+// How long a lost tracking connection waits before the next one.
+constexpr int kTrackingRetryMs = 2000;
+}  // namespace
+
 // The conversations, on the list's I/O thread. A new request replaces the
 // conversation of its kind; results go back as queued signals.
-class DeviceListWorker final : public QObject, private DeviceListReaderDelegate, private ShellCommandDelegate {
+class DeviceListWorker final : public QObject,
+                               private DeviceListReaderDelegate,
+                               private ShellCommandDelegate,
+                               private DeviceTrackerDelegate {
     Q_OBJECT
 public:
     explicit DeviceListWorker(const AdbEndpoint& endpoint) : endpoint_(endpoint) {}
@@ -19,6 +30,12 @@ public:
         listReader_ = new DeviceListReader(endpoint_, this);
         listReader_->setDelegate(this);
         listReader_->start();
+    }
+    void track() {
+        delete tracker_;
+        tracker_ = new DeviceTracker(endpoint_, this);
+        tracker_->setDelegate(this);
+        tracker_->start();
     }
     void lookUp(const QString& serial) {
         delete nameReader_;
@@ -32,16 +49,21 @@ public:
 Q_SIGNALS:
     void listed(const QByteArray& listing, const vf::AdbResult& result);
     void modelRead(const QString& serial, const QByteArray& output);
+    void tracked(const QByteArray& listing);
+    void trackingEnded(const vf::AdbResult& result);
 
 private:
     void deviceListFinished(const QByteArray& listing, const AdbResult& result) override { Q_EMIT listed(listing, result); }
     void shellCommandFinished(const QString& deviceId, const QByteArray& output, const AdbResult&) override {
         Q_EMIT modelRead(deviceId, output);
     }
+    void devicesTracked(const QByteArray& listing) override { Q_EMIT tracked(listing); }
+    void trackingFinished(const AdbResult& result) override { Q_EMIT trackingEnded(result); }
 
     const AdbEndpoint endpoint_;
     DeviceListReader* listReader_ = nullptr;  // children
     ShellCommandReader* nameReader_ = nullptr;
+    DeviceTracker* tracker_ = nullptr;
 };
 
 DeviceListDatasource::DeviceListDatasource(const AdbEndpoint& endpoint, QObject* parent)
@@ -49,12 +71,33 @@ DeviceListDatasource::DeviceListDatasource(const AdbEndpoint& endpoint, QObject*
       worker_(adoptWorker(*thread_, new DeviceListWorker(endpoint))) {
     QObject::connect(worker_, &DeviceListWorker::listed, this, &DeviceListDatasource::listFinished);
     QObject::connect(worker_, &DeviceListWorker::modelRead, this, &DeviceListDatasource::modelFinished);
+    QObject::connect(worker_, &DeviceListWorker::tracked, this,
+                     [this](const QByteArray& listing) { parseDeviceList(listing); });
+    QObject::connect(worker_, &DeviceListWorker::trackingEnded, this, &DeviceListDatasource::trackingFinished);
 }
 
 DeviceListDatasource::~DeviceListDatasource() = default;
 
 void DeviceListDatasource::loadDeviceList() {
     QMetaObject::invokeMethod(worker_, [worker = worker_] { worker->list(); }, Qt::QueuedConnection);
+}
+
+void DeviceListDatasource::trackDevices() {
+    if (tracking_) return;
+    tracking_ = true;
+    startTracking();
+}
+
+void DeviceListDatasource::startTracking() {
+    QMetaObject::invokeMethod(worker_, [worker = worker_] { worker->track(); }, Qt::QueuedConnection);
+}
+
+// The server went away (or never answered): its successor is followed as
+// soon as it answers. The one-shot listing reports the failure itself.
+void DeviceListDatasource::trackingFinished(const AdbResult& result) {
+    VF_LOG("device tracking ended: {}", int(result.outcome));
+    if (result.outcome == AdbOutcome::Stopped) return;
+    QTimer::singleShot(kTrackingRetryMs, this, &DeviceListDatasource::startTracking);
 }
 
 void DeviceListDatasource::requestDeviceModel(const QString& serial) {

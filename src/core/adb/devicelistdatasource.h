@@ -2,7 +2,9 @@
 // DeviceListDatasource: the device list model. It asks the ADB server for the
 // attached devices, turns the reply into device records, tells its delegate
 // (the controller), and then looks up each nameless device's model name, one
-// device at a time.
+// device at a time. Once asked to, it also follows the server's listing as
+// devices come and go (DeviceTracker), telling the delegate each new list,
+// and follows it again after a lost server.
 //
 // Threads: created, used and destroyed on the main thread, where the lists
 // live and every delegate call arrives. It owns an I/O thread on which its
@@ -34,6 +36,10 @@ public:
 
     // Asks the server for the list; returns at once.
     void loadDeviceList();
+    // From now on, every change of the server's listing is a new list for
+    // the delegate (an empty one when the last device leaves).
+    void trackDevices();
+    bool isTracking() const { return tracking_; }
 
     DeviceList deviceList() const { return deviceList_; }
     // Devices still waiting for a model name, the next one first.
@@ -45,6 +51,8 @@ public:
 
 private:
     void listFinished(const QByteArray& listing, const AdbResult& result);
+    void trackingFinished(const AdbResult& result);
+    void startTracking();
     void modelFinished(const QString& serial, const QByteArray& output);
     void lookupNextDevice();
     void requestDeviceModel(const QString& serial);
@@ -53,6 +61,7 @@ private:
     DeviceList deviceList_;
     QStringList lookupList_;
     QString lookingUp_;  // the serial of the lookup under way
+    bool tracking_ = false;
     OwnedThread thread_;
     DeviceListWorker* worker_;  // lives on thread_, deleted there
 };

@@ -6,7 +6,10 @@
 // copy them freely, any thread.
 
 #include <QString>
+#include <QStringList>
 #include <QtGlobal>
+
+#include "core/adb/logbuffer.h"
 
 namespace vf {
 
@@ -25,6 +28,9 @@ struct AdbEndpoint {
 struct LogcatOptions {
     QString logTags;            // the tag expression, inserted verbatim
     bool clearOnStart = false;  // "logcat -c" before each stream
+    // The buffers to read ("-b NAME" each), in logcat's words; empty: the
+    // device's own default.
+    QStringList buffers = defaultLogBuffers();
 };
 
 }  // namespace vf

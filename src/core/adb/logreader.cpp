@@ -1,6 +1,8 @@
 #include "core/adb/logreader.h"
 
+#include "core/adb/devicetime.h"
 #include "core/adb/replyframing.h"
+#include "core/support/logger.h"
 #include "core/support/text.h"
 #include "core/support/utf8.h"
 
@@ -8,7 +10,7 @@ namespace vf {
 
 using namespace Qt::StringLiterals;
 
-QString LogReader::streamRequest(const QString& logTags) {
+QString LogReader::streamRequest(const QString& logTags, const QString& arguments) {
     // Inside the double quotes the shell still reads these four; escaped,
     // a tag expression can never end the quotes or run a command.
     QString quoted;
@@ -17,7 +19,31 @@ QString LogReader::streamRequest(const QString& logTags) {
         if (c == u'"' || c == u'\\' || c == u'$' || c == u'`') quoted += u'\\';
         quoted += c;
     }
-    return u"shell:export ANDROID_LOG_TAGS=\""_s + quoted + u"\"; exec logcat -v threadtime"_s;
+    return u"shell:export ANDROID_LOG_TAGS=\""_s + quoted + u"\"; exec logcat "_s + arguments;
+}
+
+QString LogReader::logcatArguments(const LogcatOptions& options, const QString& since) {
+    QString arguments = u"-v threadtime"_s;
+    // One "-b" each: logcat before Android 7 takes no comma lists.
+    for (const QString& buffer : options.buffers) {
+        if (logBufferFromName(buffer.toStdString())) arguments += u" -b "_s + buffer;
+    }
+    // The time holds a blank: quoted for the device's shell.
+    if (isDeviceTime(since.toStdString())) arguments += u" -T '"_s + since + u'\'';
+    return arguments;
+}
+
+bool LogReader::isRefusal(std::string_view line) {
+    // What logcat prints instead of log lines when it does not take its
+    // arguments, from Android 4 to today.
+    for (const std::string_view start : {std::string_view("Usage: logcat"), std::string_view("Unrecognized Option"),
+                                         std::string_view("logcat: invalid option"),
+                                         std::string_view("logcat: unrecognized option"),
+                                         std::string_view("Invalid parameter"), std::string_view("Unable to open log device"),
+                                         std::string_view("Unknown buffer"), std::string_view("unknown buffer")}) {
+        if (line.starts_with(start)) return true;
+    }
+    return false;
 }
 
 void LogReader::connected() { sendDeviceId(kTransportStatus); }
@@ -31,8 +57,7 @@ void LogReader::socketDidReadData(AsyncSocket* /*socket*/, const QByteArray& dat
             break;
         case kLine:
             // A line the socket cut at its limit arrives without its line feed.
-            handleLogLineData(data.endsWith('\n') ? data : markCutLine(data));
-            readLine(kLine);
+            if (handleLogLineData(data.endsWith('\n') ? data : markCutLine(data))) readLine(kLine);
             break;
         default:
             logUnknownTag(tag);
@@ -66,11 +91,20 @@ void LogReader::clearLog() {
 
 void LogReader::startLogStream() {
     sentClearDevice_ = false;
-    sendExpectOkay(streamRequest(options_.logTags), kStreamStatus);
+    sawLine_ = false;
+    const QString arguments = plain_ ? u"-v threadtime"_s : logcatArguments(options_, since_);
+    sendExpectOkay(streamRequest(options_.logTags, arguments), kStreamStatus);
 }
 
-void LogReader::handleLogLineData(const QByteArray& data) {
-    if (delegate_ == nullptr) return;
+bool LogReader::handleLogLineData(const QByteArray& data) {
+    if (!sawLine_ && !plain_ && isRefusal(std::string_view(data.constData(), size_t(data.size())))) {
+        VF_LOG("logcat refused its arguments, asking without them: {}", QString::fromUtf8(data).trimmed());
+        plain_ = true;
+        reconnect();
+        return false;
+    }
+    sawLine_ = true;
+    if (delegate_ == nullptr) return true;
     const std::string_view bytes(data.constData(), size_t(data.size()));
     if (utf8::isValid(bytes)) {
         delegate_->logLineReceived(bytes);
@@ -78,6 +112,7 @@ void LogReader::handleLogLineData(const QByteArray& data) {
         // A stray byte costs its own character, not the whole line.
         delegate_->logLineReceived(validUtf8(bytes));
     }
+    return true;
 }
 
 void LogReader::finished(const AdbResult& result) {

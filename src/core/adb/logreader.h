@@ -4,6 +4,12 @@
 // "threadtime" format and hands every line, one at a time and in order, to
 // its delegate. Used for one logging run; stop() ends it.
 //
+// The stream asks for the chosen buffers and, when given a start time, only
+// for the lines since then. A logcat that refuses those arguments (one
+// before Android 5 knows neither "-T TIME" nor the crash buffer) says so
+// before any log line and exits; the reader then asks once more without
+// them, for the device's default buffers from their beginning.
+//
 // Threads: a conversation (see core/adb/adbsocket.h).
 
 #include <string_view>
@@ -28,16 +34,29 @@ public:
 class LogReader final : public AdbSocket {
     Q_OBJECT
 public:
-    LogReader(const AdbEndpoint& endpoint, LogcatOptions options, QObject* parent = nullptr)
-        : AdbSocket(endpoint, parent), options_(std::move(options)) {}
+    // `since`: a device time "MM-dd HH:mm:ss.SSS" to stream from (the last
+    // row already shown); empty for the whole buffer.
+    LogReader(const AdbEndpoint& endpoint, LogcatOptions options, QString since = {}, QObject* parent = nullptr)
+        : AdbSocket(endpoint, parent), options_(std::move(options)), since_(std::move(since)) {}
 
     // Not owned; set before start().
     void setDelegate(LogReaderDelegate* delegate) { delegate_ = delegate; }
     bool sentClearDevice() const { return sentClearDevice_; }
 
-    // The stream request for a log-tag expression (in double quotes, with
-    // the characters the shell reads there escaped).
-    static QString streamRequest(const QString& logTags);
+    // The stream request: the log-tag expression (in double quotes, with
+    // the characters the shell reads there escaped) and logcat's arguments.
+    static QString streamRequest(const QString& logTags, const QString& arguments = QStringLiteral("-v threadtime"));
+    // logcat's arguments for `options` and a start time: "-v threadtime",
+    // "-b NAME" per buffer (names that are not logcat's are left out), and
+    // "-T 'MM-dd HH:mm:ss.SSS'" when `since` has that form (anything else
+    // is left out too: it goes into a shell command). The one place they
+    // are put together.
+    static QString logcatArguments(const LogcatOptions& options, const QString& since);
+    // True for a line with which logcat refuses its arguments (its usage
+    // text, an unknown option or buffer).
+    static bool isRefusal(std::string_view line);
+    // Whether the stream had to fall back to logcat without arguments.
+    bool fellBack() const { return plain_; }
 
     void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;
 
@@ -50,11 +69,15 @@ private:
     void handleStatus(const QByteArray& reply, long tag);
     void clearLog();
     void startLogStream();
-    void handleLogLineData(const QByteArray& data);
+    // False when the line made the reader ask again (the old stream is gone).
+    bool handleLogLineData(const QByteArray& data);
 
     const LogcatOptions options_;
+    const QString since_;
     LogReaderDelegate* delegate_ = nullptr;
     bool sentClearDevice_ = false;
+    bool plain_ = false;       // asking without buffers and start time
+    bool sawLine_ = false;     // the stream gave a line: logcat took its arguments
 };
 
 }  // namespace vf

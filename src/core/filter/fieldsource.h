@@ -12,10 +12,13 @@ namespace vf {
 
 // `uid` is the log's uid column ("-v uid"), as the device printed it: a
 // number such as 10152 or a short user name such as shell or u0_a5; empty
-// when the log has no such column.
+// when the log has no such column. `buffer` is the device's log buffer the
+// row came from ("main", "crash" ...; empty when not known), kept as a
+// small number, not as text of the line.
 enum class RowKey : uint8_t {
     Idx, Time, App, Pid, Tid, Type, Name, Text, Uid,
     Package,  // computed, after every stored key: see kPackageKeyName
+    Buffer,   // not a piece of the line: see kBufferKeyName
 };
 
 // The keys a row stores, Idx .. Uid.
@@ -30,12 +33,18 @@ inline constexpr std::array<std::string_view, kRowKeyCount> kRowKeyNames{
 // a user ("com.example@10" is package "com.example"; see packageOf()).
 inline constexpr std::string_view kPackageKeyName = "package";
 
+// The row's log buffer.
+inline constexpr std::string_view kBufferKeyName = "buffer";
+
 inline constexpr std::string_view rowKeyName(RowKey key) {
-    return key == RowKey::Package ? kPackageKeyName : kRowKeyNames[size_t(key)];
+    if (key == RowKey::Package) return kPackageKeyName;
+    if (key == RowKey::Buffer) return kBufferKeyName;
+    return kRowKeyNames[size_t(key)];
 }
 
 inline std::optional<RowKey> rowKeyFromName(std::string_view name) {
     if (name == kPackageKeyName) return RowKey::Package;
+    if (name == kBufferKeyName) return RowKey::Buffer;
     for (size_t i = 0; i < kRowKeyNames.size(); ++i)
         if (kRowKeyNames[i] == name) return RowKey(i);
     return std::nullopt;

@@ -188,6 +188,7 @@ private:
             case Field::Level: return level(term);
             case Field::Age: return age(term);
             case Field::Is: return is(term);
+            case Field::Buffer: return text(term, RowKey::Buffer, 1);
         }
         return {};
     }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "core/adb/logbuffer.h"
 #include "core/filter/nodes.h"
 #include "core/filter/query.h"
 
@@ -154,6 +155,7 @@ QueryCompletion completeQueryWord(QStringView text, qsizetype cursor, const QStr
         if (field == Field::Is) values = QStringList{u"crash"_s, u"stacktrace"_s};
         if (field == Field::Tag) values = tags;
         if (field == Field::Package) values = packages;
+        if (field == Field::Buffer) values = logBufferNames();
         QStringView typed = QStringView(word).mid(colon + 1);
         if (typed.startsWith(u'"') || typed.startsWith(u'\'')) typed = typed.mid(1);
         for (const QString& value : std::as_const(values)) {

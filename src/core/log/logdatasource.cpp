@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QTimer>
 
+#include "core/adb/logbuffer.h"
 #include "core/log/filterpass.h"
 #include "core/log/logparser.h"
 #include "core/log/pidnames.h"
@@ -11,6 +12,8 @@
 #include "core/support/threads.h"
 
 namespace vf {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 constexpr int kQueueTimerMs = 500;
@@ -32,6 +35,8 @@ struct LogDatasource::Impl {
     ListMark lastNotice;
 
     std::atomic<bool> updatePending{false};
+    // The buffer the stream's last marker named (the run's I/O thread).
+    std::atomic<LogBuffer> liveBuffer{LogBuffer::None};
 };
 
 LogDatasource::LogDatasource(QObject* parent) : QObject(parent), d(std::make_unique<Impl>()) {
@@ -59,6 +64,7 @@ RowIdx LogDatasource::getIndex() { return RowIdx(d->counter.fetch_add(1, std::me
 void LogDatasource::beginRun() {
     VF_ASSERT_THREAD(this);
     d->rows.beginRun(d->clock());
+    d->liveBuffer.store(LogBuffer::None, std::memory_order_relaxed);
     d->queueTimer->start();
 }
 
@@ -81,16 +87,40 @@ void LogDatasource::onQueueCheckTimerTick() {
 
 bool LogDatasource::addLiveLine(std::string_view line) {
     if (line.empty()) return false;
+    if (isBufferMarker(line)) {
+        d->liveBuffer.store(bufferOfMarker(line).value_or(LogBuffer::None), std::memory_order_relaxed);
+        return false;
+    }
+    // Said before the first row after the gap, where the lines are missing.
+    if (const std::optional<int64_t> gap = d->rows.takeGap(line)) logMessage(lostLinesText(*gap), u"W"_s);
     RowArena& arena = d->rows.producerArena();
     const std::string_view text = arena.copyLine(line);
     RowPtr row = parseThreadTimeLine(arena, text, LogLineFormat::ThreadTimeLive, d->nextIndex, d->appLookup);
     if (!row) return false;
+    row->setUnsharedBuffer(d->liveBuffer.load(std::memory_order_relaxed));
     const qint64 now = d->clock();
     const RowStore::Added added = d->rows.addLive(row, now);
     if (!added.stored) return false;
     const bool wantLookup = row->app().empty() && d->names.holdUnnamed(row, now);
     if (added.notify) notifyDataChanged();
     return wantLookup;
+}
+
+QString LogDatasource::resumeTime() const { return d->rows.resumeTime(); }
+
+QString lostLinesText(int64_t ms) {
+    const int64_t seconds = (ms + 500) / 1000;
+    QString span;
+    if (seconds < 1) {
+        span = QString::number(ms) + u" ms"_s;
+    } else if (seconds < 60) {
+        span = QString::number(seconds) + u" s"_s;
+    } else if (seconds < 3600) {
+        span = QString::number(seconds / 60) + u" min "_s + QString::number(seconds % 60) + u" s"_s;
+    } else {
+        span = QString::number(seconds / 3600) + u" h "_s + QString::number(seconds / 60 % 60) + u" min"_s;
+    }
+    return u"Lines were lost while the device was away: "_s + span + u" of log"_s;
 }
 
 void LogDatasource::beginNameLookup() { d->names.beginLookup(d->clock()); }

@@ -25,6 +25,9 @@
 
 namespace vf {
 
+// The status row for `ms` of device log lost while the device was away.
+QString lostLinesText(int64_t ms);
+
 class LogDatasourceDelegate {
 public:
     virtual ~LogDatasourceDelegate() = default;
@@ -57,7 +60,15 @@ public:
     void endRun();
     // One line of the run's stream. I/O thread (one producer at a time).
     // True when the process table should be read (a row of an unnamed pid).
+    // A buffer marker makes no row: the rows after it are of its buffer.
+    // The first row of a run that carries on the log, when the device no
+    // longer has the lines between the last row kept and it, comes after a
+    // status row saying how long a stretch of log was lost.
     bool addLiveLine(std::string_view line);
+    // Any thread: the device time of the last row the device sent, for the
+    // next run on the same device to start from; empty once the log was
+    // cleared or replaced by a file.
+    QString resumeTime() const;
     // A process-table lookup starts, and ends with what it read (nothing
     // when it produced no output). Any thread.
     void beginNameLookup();

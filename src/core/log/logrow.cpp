@@ -157,7 +157,8 @@ std::string& RowValues::operator[](RowKey key) {
         case RowKey::Uid: return uid;
         case RowKey::Text:
         case RowKey::Idx:
-        case RowKey::Package: break;
+        case RowKey::Package:
+        case RowKey::Buffer: break;
     }
     return text;
 }
@@ -189,6 +190,7 @@ std::string_view Row::listedApp() const noexcept {
 std::string_view Row::view(RowKey key) const noexcept {
     if (key == RowKey::Idx) return {};
     if (key == RowKey::Package) return packageOf(view(RowKey::App));
+    if (key == RowKey::Buffer) return logBufferName(buffer());
     const uint8_t flags = flags_.load(std::memory_order_acquire);
     if ((flags & kHasExtra) != 0) {
         const int k = int(key) - 1;
@@ -214,7 +216,8 @@ std::string_view Row::view(RowKey key) const noexcept {
         case RowKey::Text: return textOff_ >= spanLength() ? std::string_view() : slice(textOff_, spanLength() - textOff_);
         case RowKey::Uid: return slice(uidOff_, uidLen_);
         case RowKey::Idx:
-        case RowKey::Package: break;
+        case RowKey::Package:
+        case RowKey::Buffer: break;
     }
     return {};
 }
@@ -229,11 +232,12 @@ RowValues Row::values() const {
     RowValues values;
     values.idx = idx().value();
     for (int k = 1; k < kRowKeyCount; ++k) values[RowKey(k)] = std::string(view(RowKey(k)));
+    values.buffer = buffer();
     return values;
 }
 
 void Row::setOverride(RowKey key, std::string_view value) {
-    if (key == RowKey::Idx || key == RowKey::Package) return;
+    if (key == RowKey::Idx || key == RowKey::Package || key == RowKey::Buffer) return;
     const int k = int(key) - 1;
     RowSegment* segment = RowSegment::of(this);
     {
@@ -379,10 +383,11 @@ void RowArena::setFields(Row* row, std::string_view line, bool inArena, const Ro
         return size_t(v.data() - begin);
     };
     const std::string_view text = fields[size_t(RowKey::Text) - 1];
-    const auto textAt = text.empty() ? std::nullopt : offsetOf(text);
-    const bool textInSpan = textAt && *textAt <= 0xFFFF && *textAt + text.size() <= kMaxSpan;
+    const std::optional<size_t> textAt = text.empty() ? std::nullopt : offsetOf(text);
+    const size_t textStart = textAt.value_or(0);
+    const bool textInSpan = textAt && textStart <= 0xFFFF && textStart + text.size() <= kMaxSpan;
     // The span ends where the text ends; without a text in it, after the furthest field.
-    size_t span = textInSpan ? *textAt + text.size() : 0;
+    size_t span = textInSpan ? textStart + text.size() : 0;
     if (!textInSpan) {
         for (int k = 0; k < kRowFieldCount; ++k) {
             const std::string_view v = fields[size_t(k)];
@@ -442,7 +447,7 @@ void RowArena::setFields(Row* row, std::string_view line, bool inArena, const Ro
         }
     }
     row->spanAndType_ = uint32_t(span) | (letter << 24);
-    row->textOff_ = uint16_t(textInSpan ? *textAt : std::min<size_t>(span, 0xFFFF));
+    row->textOff_ = uint16_t(textInSpan ? textStart : std::min<size_t>(span, 0xFFFF));
     if (record != nullptr) {
         std::lock_guard lock(segment_->mutex);
         segment_->extras.push_back(record);
@@ -467,7 +472,9 @@ RowPtr RowArena::make(const RowValues& values) {
     RowFields fields;
     for (size_t i = 0; i < std::size(kOrder); ++i)
         fields[size_t(kOrder[i]) - 1] = line.substr(ends[i], ends[i + 1] - ends[i]);
-    return make(RowIdx(values.idx), line, fields);
+    RowPtr row = make(RowIdx(values.idx), line, fields);
+    row->setUnsharedBuffer(values.buffer);
+    return row;
 }
 
 RowPtr RowArena::copy(const Row& row) { return make(row.values()); }

@@ -1,7 +1,8 @@
 #pragma once
 // Log rows: the program's hot data structure.
 //
-// A row has the keys idx, time, app, pid, tid, type, name, text and uid.
+// A row has the keys idx, time, app, pid, tid, type, name, text and uid,
+// and the log buffer it came from (four bits of its flags).
 // Its text is stored once, in UTF-8, in shared text (a whole file mapped
 // read-only, a copy of it, or the arena's buffers for live lines); the row
 // itself is a 32-byte record of offsets into its line. An app that is not a
@@ -31,6 +32,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/adb/logbuffer.h"
 #include "core/filter/fieldsource.h"
 #include "core/log/rowindex.h"
 
@@ -76,6 +78,7 @@ using RowFields = std::array<std::string_view, kRowFieldCount>;
 struct RowValues {
     uint64_t idx = 0;
     std::string time, app, pid, tid, type, name, text, uid;
+    LogBuffer buffer = LogBuffer::None;
 
     std::string& operator[](RowKey key);
     const std::string& operator[](RowKey key) const;
@@ -92,8 +95,9 @@ class Row final {
 public:
     RowIdx idx() const noexcept;
 
-    // UTF-8 value of a string key (empty for Idx: use idx()), or of the
-    // computed Package. The view stays valid while the row lives.
+    // UTF-8 value of a string key (empty for Idx: use idx()), of the
+    // computed Package, or the buffer's name. The view stays valid while
+    // the row lives.
     std::string_view view(RowKey key) const noexcept;
     QString string(RowKey key) const;  // Idx in decimal
     RowValues values() const;
@@ -106,6 +110,7 @@ public:
     std::string_view name() const noexcept { return view(RowKey::Name); }
     std::string_view text() const noexcept { return view(RowKey::Text); }
     std::string_view uid() const noexcept { return view(RowKey::Uid); }
+    LogBuffer buffer() const noexcept { return LogBuffer(flags_.load(std::memory_order_relaxed) >> kBufferShift); }
 
     // The bytes of the line every piece of the row lies in (empty for rows
     // made from plain values' side records); scanning them finds any text
@@ -126,6 +131,11 @@ public:
     // gives it to any row of that arena without a side record.
     ListedApp listApp(std::string_view app) const;
     void setListedApp(const ListedApp& app, std::string_view name);
+    // Sets the buffer of a row that no other thread can see yet.
+    void setUnsharedBuffer(LogBuffer buffer) noexcept {
+        const uint8_t kept = flags_.load(std::memory_order_relaxed) & ((1u << kBufferShift) - 1);
+        flags_.store(uint8_t(kept | (uint8_t(buffer) << kBufferShift)), std::memory_order_relaxed);
+    }
 
     Row(const Row&) = delete;
     Row& operator=(const Row&) = delete;
@@ -143,6 +153,8 @@ private:
     static constexpr uint8_t kTidDash = 1;       // tid is "-" (main-thread line)
     static constexpr uint8_t kHasExtra = 2;      // a side record holds some fields
     static constexpr int kTimeOffsetShift = 2;   // bits 2-3: where time starts in the line
+    static constexpr int kBufferShift = 4;       // the high four bits: the LogBuffer
+    static_assert(kLogBufferCount <= 16, "a buffer fits in four bits");
 
     const char* line_ = nullptr;
     uint32_t idxDelta_ = 0;     // idx = the segment's first idx + this

@@ -1,5 +1,7 @@
 #include "core/log/replayguard.h"
 
+#include "core/adb/devicetime.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -38,6 +40,15 @@ uint64_t ReplayGuard::fingerprint(std::string_view pid, std::string_view tid, st
 void ReplayGuard::startRun(int64_t nowMs) {
     runStartMs_ = nowMs;
     armed_ = !lastTime_.empty();
+    gapCheck_ = armed_;
+}
+
+std::optional<int64_t> ReplayGuard::takeGap(std::string_view deviceTime) {
+    if (!gapCheck_) return std::nullopt;
+    gapCheck_ = false;
+    const std::optional<int64_t> span = deviceTimeSpanMs(lastTime_, deviceTime);
+    if (!span || *span <= 0) return std::nullopt;
+    return span;
 }
 
 bool ReplayGuard::isReplay(std::string_view deviceTime, uint64_t fingerprint, int64_t nowMs) {
@@ -72,6 +83,7 @@ void ReplayGuard::forget() {
     lastTime_.clear();
     atLastTime_.clear();
     armed_ = false;
+    gapCheck_ = false;
 }
 
 }  // namespace vf

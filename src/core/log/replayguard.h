@@ -16,6 +16,7 @@
 // One owner; not thread-safe (the store calls it under its row lock).
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,6 +46,18 @@ public:
     // The log was cleared or replaced by a file: nothing is left to repeat.
     void forget();
 
+    // The device time of the last live row kept; empty when there is none
+    // (nothing came yet, or the log was cleared or replaced by a file).
+    const std::string& lastTime() const { return lastTime_; }
+    // The first row of a run that carries on a log: how long before its
+    // time the last row kept was logged, when it is later. The device's
+    // oldest line then is newer than the last one shown, so what the device
+    // logged in between is gone. nullopt for every other row, and when
+    // nothing was lost.
+    std::optional<int64_t> takeGap(std::string_view deviceTime);
+    // Whether takeGap() still waits for the run's first row.
+    bool awaitsFirstRow() const { return gapCheck_; }
+
 private:
     // Rows sharing the last time; more than this many at one millisecond are
     // not told apart (the excess counts as fresh).
@@ -54,6 +67,7 @@ private:
     std::vector<uint64_t> atLastTime_;
     int64_t runStartMs_ = 0;
     bool armed_ = false;
+    bool gapCheck_ = false;  // a run carries on a log and its first row has not come
 };
 
 }  // namespace vf

@@ -1,5 +1,6 @@
 #include "core/log/rowstore.h"
 
+#include "core/adb/devicetime.h"
 #include "core/support/logger.h"
 
 namespace vf {
@@ -7,7 +8,22 @@ namespace vf {
 void RowStore::beginRun(qint64 nowMs) {
     std::lock_guard lock(mutex_);
     replay_.startRun(nowMs);
+    gapCheck_.store(replay_.awaitsFirstRow(), std::memory_order_relaxed);
     logData_.setCapacity(kLiveCapacity);
+}
+
+std::optional<int64_t> RowStore::takeGap(std::string_view line) {
+    if (!gapCheck_.load(std::memory_order_relaxed)) return std::nullopt;
+    const std::optional<std::string_view> time = leadingDeviceTime(line);
+    if (!time) return std::nullopt;
+    std::lock_guard lock(mutex_);
+    gapCheck_.store(false, std::memory_order_relaxed);
+    return replay_.takeGap(*time);
+}
+
+QString RowStore::resumeTime() const {
+    std::lock_guard lock(mutex_);
+    return QString::fromStdString(replay_.lastTime());
 }
 
 RowStore::Added RowStore::addLive(const RowPtr& row, qint64 nowMs) {
@@ -58,6 +74,7 @@ void RowStore::clear() {
     logData_.reset();
     resetView();
     replay_.forget();
+    gapCheck_.store(false, std::memory_order_relaxed);
 }
 
 void RowStore::loadRows(RowList rows) {
@@ -65,6 +82,7 @@ void RowStore::loadRows(RowList rows) {
     logData_.setCapacity(0);
     logData_.addAllObjects(std::move(rows));
     replay_.forget();
+    gapCheck_.store(false, std::memory_order_relaxed);
 }
 
 int RowStore::setApp(const std::string& pid, const std::string& name) {

@@ -41,6 +41,14 @@ public:
     Added addLive(const RowPtr& row, qint64 nowMs);
     // Where the producer copies each line before parsing it. Producer only.
     RowArena& producerArena() { return arena_; }
+    // Each line of a run: for the first that starts with a device time,
+    // whether the device lost lines since the last row kept, and how many
+    // milliseconds of log (see ReplayGuard::takeGap). Producer only; one
+    // atomic load once that line came.
+    std::optional<int64_t> takeGap(std::string_view line);
+    // The device time of the last live row kept, for a run that carries on
+    // this log; empty when the log does not go on from a device.
+    QString resumeTime() const;
     // A status row: among all rows, not in the filtered view; never taken
     // for a device row by the replay guard.
     void addMessage(const RowValues& values);
@@ -84,6 +92,8 @@ private:
     RowArena messageArena_;     // status rows
     RowArena viewArena_;        // copies of filtered rows that left logData
     qsizetype viewCompacted_ = 0;  // leading rows of viewData that are such copies
+
+    std::atomic<bool> gapCheck_{false};  // mirrors the guard's, read without the lock
 
     // The producer's own state (one producer at a time).
     RowArena arena_;

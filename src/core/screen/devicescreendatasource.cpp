@@ -3,6 +3,8 @@
 #include <QElapsedTimer>
 #include <utility>
 
+#include "core/adb/replyframing.h"
+#include "core/adb/shellcommandreader.h"
 #include "core/screen/screencapreader.h"
 #include "core/screen/touchwriter.h"
 #include "core/screen/typewriter.h"
@@ -18,23 +20,51 @@ public:
     CaptureWorker(const AdbEndpoint& endpoint, DeviceScreenDatasource& source)
         : endpoint_(endpoint), source_(source) {}
 
-    void start(quint64 run, const QString& deviceId, bool autoRefresh) {
+    void start(quint64 run, const QString& deviceId, const QString& displayId, bool autoRefresh) {
         run_ = run;
         running_ = true;
         autoRefresh_ = autoRefresh;
         delete reader_;  // a reader of an earlier run; silences it
         reader_ = new ScreencapReader(endpoint_, this);
         reader_->setDeviceId(deviceId);
+        reader_->setDisplayId(displayId);
         reader_->setDelegate(this);
         reader_->start();
     }
     void stop() { running_ = false; }
+
+    // Runs one shell request on the device; `done` gets its output (empty
+    // when it failed) on this thread.
+    void runShell(const QString& deviceId, const QString& request, std::function<void(const QByteArray&)> done) {
+        auto* reader = new ShellCommandReader(endpoint_, request, ShellCommandReader::kDefaultMaxBytes, this);
+        auto* call = new ShellCall(std::move(done), reader);
+        reader->setDeviceId(deviceId);
+        reader->setDelegate(call);
+        reader->setReplyTimeout(kReplyTimeoutSeconds);
+        reader->start();
+    }
 
 Q_SIGNALS:
     // Nothing was read: monitoring stops.
     void failed(quint64 run, const vf::OptionalError& error);
 
 private:
+    // Hands a shell command's output to a function, then lets the reader go.
+    // A child of its reader: they go together.
+    class ShellCall final : public QObject, public ShellCommandDelegate {
+    public:
+        ShellCall(std::function<void(const QByteArray&)> done, ShellCommandReader* reader)
+            : QObject(reader), done_(std::move(done)), reader_(reader) {}
+        void shellCommandFinished(const QString& /*deviceId*/, const QByteArray& output, const AdbResult& result) override {
+            done_(result.outcome == AdbOutcome::Done ? output : QByteArray());
+            reader_->deleteLater();
+        }
+
+    private:
+        std::function<void(const QByteArray&)> done_;
+        ShellCommandReader* reader_;
+    };
+
     void screencapFinished(const QByteArray& data, const AdbResult& result) override {
         if (!running_) return;
         if (data.isEmpty()) {
@@ -98,8 +128,34 @@ void DeviceScreenDatasource::startMonitoring(bool autoRefresh) {
     autoRefresh_ = autoRefresh;
     const quint64 run = ++run_;
     VF_LOG("start monitoring screen");
-    QMetaObject::invokeMethod(capture_, [capture = capture_, run, deviceId = deviceId_, autoRefresh] {
-        capture->start(run, deviceId, autoRefresh);
+    QMetaObject::invokeMethod(capture_, [capture = capture_, run, deviceId = deviceId_, displayId = displayId_, autoRefresh] {
+        capture->start(run, deviceId, displayId, autoRefresh);
+    });
+}
+
+void DeviceScreenDatasource::listDisplays() {
+    VF_ASSERT_THREAD(this);
+    // The source outlives the capture thread, and a call queued to it goes
+    // with it.
+    QMetaObject::invokeMethod(capture_, [capture = capture_, self = this, deviceId = deviceId_] {
+        capture->runShell(deviceId, QString::fromLatin1(kDisplayListingRequest), [self, deviceId](const QByteArray& out) {
+            QMetaObject::invokeMethod(self, [self, deviceId, displays = parseDisplayListing(out)] {
+                if (self->delegate_ != nullptr) self->delegate_->onDisplaysListed(deviceId, displays);
+            });
+        });
+    });
+}
+
+void DeviceScreenDatasource::checkAwake() {
+    VF_ASSERT_THREAD(this);
+    if (std::exchange(askingAwake_, true)) return;
+    QMetaObject::invokeMethod(capture_, [capture = capture_, self = this, deviceId = deviceId_] {
+        capture->runShell(deviceId, QString::fromLatin1(kWakefulnessRequest), [self, deviceId](const QByteArray& out) {
+            QMetaObject::invokeMethod(self, [self, deviceId, awake = parseWakefulness(out)] {
+                self->askingAwake_ = false;
+                if (self->delegate_ != nullptr) self->delegate_->onDeviceAwake(deviceId, awake);
+            });
+        });
     });
 }
 

@@ -4,7 +4,8 @@
 // starts the next capture at once on a new connection (no timer: the
 // cadence is the device's own round trip); without it one capture is taken.
 // Each PNG is decoded off the GUI thread and handed to the delegate on the
-// main thread.
+// main thread. It also lists the device's displays (a capture may name one)
+// and tells, when asked, whether the device is awake.
 //
 // Threads: construct, configure, start, stop and destroy on the main
 // thread; the delegate is called there only. The source owns an I/O thread
@@ -13,15 +14,18 @@
 // pool. The destructor ends both.
 
 #include <QByteArray>
+#include <QList>
 #include <QMutex>
 #include <QObject>
 #include <QString>
 #include <QThreadPool>
 #include <QVariant>
 #include <functional>
+#include <optional>
 
 #include "core/adb/adbsocket.h"
 #include "core/adb/endpoint.h"
+#include "core/screen/screenfacts.h"
 #include "core/support/threads.h"
 
 namespace vf {
@@ -37,6 +41,18 @@ public:
     virtual void onScreenUpdate(const QString& deviceId, const QVariant& screen) = 0;
     // Main thread. Monitoring has already stopped.
     virtual void onScreenUpdateFailedWithError(const OptionalError& error, const QString& deviceId) = 0;
+    // Main thread, after listDisplays(): the device's displays, empty when
+    // the listing failed or named none.
+    virtual void onDisplaysListed(const QString& deviceId, const QList<DisplayInfo>& displays) {
+        Q_UNUSED(deviceId);
+        Q_UNUSED(displays);
+    }
+    // Main thread, after checkAwake(): whether the device is awake, nullopt
+    // when it could not be told.
+    virtual void onDeviceAwake(const QString& deviceId, std::optional<bool> awake) {
+        Q_UNUSED(deviceId);
+        Q_UNUSED(awake);
+    }
 };
 
 class DeviceScreenDatasource final : public QObject {
@@ -67,6 +83,17 @@ public:
     // Screenshots, taps and keys all go to this device (empty: any device).
     void setDeviceId(const QString& deviceId);
 
+    QString displayId() const { return displayId_; }
+    // The display captured from the next start on (empty: the device's default).
+    void setDisplayId(const QString& displayId) { displayId_ = displayId; }
+
+    // Asks the device for its displays ("dumpsys SurfaceFlinger
+    // --display-id"); the answer comes through onDisplaysListed.
+    void listDisplays();
+    // Asks the device whether it is awake ("dumpsys power"); the answer
+    // comes through onDeviceAwake. A question still open is not asked twice.
+    void checkAwake();
+
     // Starts capturing; false takes exactly one capture. Logs "already
     // running" and does nothing while running: a single capture leaves the
     // source running until stopMonitoring().
@@ -94,6 +121,8 @@ private:
 
     DeviceScreenDatasourceDelegate* delegate_ = nullptr;
     QString deviceId_;
+    QString displayId_;
+    bool askingAwake_ = false;
     bool isRunning_ = false;
     bool autoRefresh_ = true;
     quint64 run_ = 0;  // changes at every start and stop

@@ -39,6 +39,22 @@ std::optional<int> punctuationKeyCode(char c) {
     }
 }
 
+// The platform the key handling was written for reports its function keys
+// as private-use characters: F1 to F35 are U+F704 to U+F726, Insert U+F727,
+// Home U+F729, End U+F72B, Page Up U+F72C, Page Down U+F72D. Each goes on
+// as the low byte of its character, like every other key.
+std::optional<char> functionKeyByte(int key) {
+    if (key >= Qt::Key_F1 && key <= Qt::Key_F35) return char(0x04 + (key - Qt::Key_F1));
+    switch (key) {
+        case Qt::Key_Insert: return char(0x27);
+        case Qt::Key_Home: return char(0x29);
+        case Qt::Key_End: return char(0x2B);
+        case Qt::Key_PageUp: return char(0x2C);
+        case Qt::Key_PageDown: return char(0x2D);
+        default: return std::nullopt;
+    }
+}
+
 }  // namespace
 
 QByteArray TypeWriter::charactersForKey(int key, Qt::KeyboardModifiers modifiers, const QString& text,
@@ -55,8 +71,10 @@ QByteArray TypeWriter::charactersForKey(int key, Qt::KeyboardModifiers modifiers
         // The forward-delete key's character (U+F728) keeps only its low
         // byte, "(": it is typed as that, like any other function key.
         case Qt::Key_Delete: return QByteArray(1, '(');
+        case Qt::Key_Escape: return QByteArray(1, '\x1b');
         default: break;
     }
+    if (const std::optional<char> byte = functionKeyByte(key)) return QByteArray(1, *byte);
     // Characters ignoring the modifiers: with Ctrl held the typed text is a
     // control character, the key still names the letter.
     if ((modifiers & Qt::ControlModifier) && key >= Qt::Key_A && key <= Qt::Key_Z) {

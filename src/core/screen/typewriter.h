@@ -59,7 +59,9 @@ public:
 
     // Pure helpers.
     // The device characters of a key press: each typed ASCII character,
-    // with the arrows as 0-3, Tab 9, Return 13, Backspace 127. Characters
+    // with the arrows as 0-3, Tab 9, Return 13, Backspace 127, Escape 27,
+    // and the other function keys (F1-F35, Insert, Home, End, Page Up/Down)
+    // as the low byte of the platform's private-use characters. Characters
     // beyond ASCII are appended to `skipped` instead.
     static QByteArray charactersForKey(int key, Qt::KeyboardModifiers modifiers, const QString& text,
                                        QString* skipped = nullptr);

@@ -35,8 +35,8 @@ public:
         : endpoint_(std::move(endpoint)), options_(std::move(options)) {}
 
     std::unique_ptr<StoreConversation> connectLogReader(LogReaderDelegate* delegate, const QString& deviceId,
-                                                        QObject* parent) override {
-        auto* reader = new LogReader(endpoint_(), options_(), parent);
+                                                        const QString& since, QObject* parent) override {
+        auto* reader = new LogReader(endpoint_(), options_(), since, parent);
         return std::make_unique<AdbConversation<LogReader, LogReaderDelegate>>(reader, delegate, deviceId);
     }
     std::unique_ptr<StoreConversation> connectShellCommand(ShellCommandDelegate* delegate, const QString& deviceId,

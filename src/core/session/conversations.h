@@ -28,12 +28,13 @@ public:
 
 // Opens a run's conversations, started, reporting to `delegate`. The
 // conversation's objects are children of `parent` (the run's worker), so
-// they go with it when its thread ends.
+// they go with it when its thread ends. A stream given `since` (a device
+// time, "MM-dd HH:mm:ss.SSS") asks only for the lines from then on.
 class StoreConnector {
 public:
     virtual ~StoreConnector() = default;
     virtual std::unique_ptr<StoreConversation> connectLogReader(LogReaderDelegate* delegate, const QString& deviceId,
-                                                                QObject* parent) = 0;
+                                                                const QString& since, QObject* parent) = 0;
     virtual std::unique_ptr<StoreConversation> connectShellCommand(ShellCommandDelegate* delegate,
                                                                    const QString& deviceId, const QString& service,
                                                                    QObject* parent) = 0;

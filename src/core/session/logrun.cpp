@@ -19,7 +19,7 @@ void LogRun::setClock(std::function<int64_t()> nowMs) {
         worker_, [worker = worker_, nowMs = std::move(nowMs)] { worker->setClock(nowMs); }, Qt::QueuedConnection);
 }
 
-void LogRun::start(const QString& deviceId) {
+void LogRun::start(const QString& deviceId, const QString& since) {
     VF_ASSERT_THREAD(this);
     if (logging_) {
         VF_LOG("ERROR: startLogger called but it was already running.");
@@ -30,7 +30,8 @@ void LogRun::start(const QString& deviceId) {
     const quint64 run = ++run_;
     store_.beginRun();
     QMetaObject::invokeMethod(
-        worker_, [worker = worker_, run, deviceId] { worker->begin(run, deviceId); }, Qt::QueuedConnection);
+        worker_, [worker = worker_, run, deviceId, since] { worker->begin(run, deviceId, since); },
+        Qt::QueuedConnection);
 }
 
 void LogRun::stop() {

@@ -48,8 +48,9 @@ public:
     // It is called on the I/O thread.
     void setClock(std::function<int64_t()> nowMs);
 
-    // Streams `deviceId` (it must not be empty). Ignored while a run goes on.
-    void start(const QString& deviceId);
+    // Streams `deviceId` (it must not be empty); with `since` (a device
+    // time) only the lines logged from then on. Ignored while a run goes on.
+    void start(const QString& deviceId, const QString& since = {});
     // Ends the run in progress; onRunEnded(Closed) follows.
     void stop();
     bool isLogging() const { return logging_; }

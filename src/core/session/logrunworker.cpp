@@ -46,7 +46,7 @@ LogRunWorker::LogRunWorker(LogDatasource& store, std::shared_ptr<StoreConnector>
 // The conversations' readers are children: they go with this object.
 LogRunWorker::~LogRunWorker() = default;
 
-void LogRunWorker::begin(quint64 run, const QString& deviceId) {
+void LogRunWorker::begin(quint64 run, const QString& deviceId, const QString& since) {
     if (running_) finish(RunEnd::Closed, {});  // stopped, its end not in yet
     run_ = run;
     deviceId_ = deviceId;
@@ -54,8 +54,8 @@ void LogRunWorker::begin(quint64 run, const QString& deviceId) {
     lookup_.beginRun(deviceId);
     // The names first: the first rows then find most of them known.
     send(lookup_.want());
-    stream_ = connector_->connectLogReader(this, deviceId, this);
-    VF_LOG("connecting to:{}", deviceId);
+    stream_ = connector_->connectLogReader(this, deviceId, since, this);
+    VF_LOG("connecting to:{}, since:{}", deviceId, since);
     Q_EMIT started(run);
 }
 

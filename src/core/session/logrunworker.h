@@ -43,8 +43,9 @@ public:
 
     // Replaces the monotonic clock (milliseconds) of the lookup rate.
     void setClock(std::function<int64_t()> nowMs) { clock_ = std::move(nowMs); }
-    // Streams `deviceId` as run `run`; a run still going ends first.
-    void begin(quint64 run, const QString& deviceId);
+    // Streams `deviceId` as run `run` (from the device time `since` when it
+    // is given); a run still going ends first.
+    void begin(quint64 run, const QString& deviceId, const QString& since = {});
     // Ends run `run` when it is the one going; ended() follows.
     void stop(quint64 run);
 

@@ -24,9 +24,16 @@ public:
             if (devices_) devices_->setDelegate(nullptr);
             current_ = endpoint;
             devices_ = std::make_unique<DeviceListDatasource>(endpoint);
+            if (tracked_ != nullptr) devices_->trackDevices();  // the new server is followed too
         }
         devices_->setDelegate(delegate);
         devices_->loadDeviceList();
+    }
+    void trackDevices(DeviceListDelegate* delegate) override {
+        tracked_ = delegate;
+        if (!devices_) return loadDeviceList(delegate);  // makes the list, which then tracks
+        devices_->setDelegate(delegate);
+        devices_->trackDevices();
     }
     void startAdb(std::function<void(bool)> completion) override {
         const AdbEndpoint endpoint = endpoint_();
@@ -37,6 +44,7 @@ private:
     const std::function<AdbEndpoint()> endpoint_;
     AdbEndpoint current_;
     std::unique_ptr<DeviceListDatasource> devices_;
+    DeviceListDelegate* tracked_ = nullptr;  // the delegate that follows the listing
 };
 
 QString describe(const DeviceList& devices) {
@@ -81,6 +89,11 @@ void LogSession::startLogging() {
     // not answer is started again (once).
     lastNotice_.reset();
     adbStart_.again();
+    seeking_ = true;
+    if (settings_.trackDevices && !tracking_) {
+        tracking_ = true;
+        adb_->trackDevices(this);
+    }
     resume();
 }
 
@@ -92,6 +105,7 @@ void LogSession::resume() {
 void LogSession::stopLogging() {
     VF_ASSERT_THREAD(this);
     autoReconnect_ = false;
+    seeking_ = false;
     reconnectTimer_.stop();
     run_.stop();
 }
@@ -103,6 +117,7 @@ void LogSession::toggle() {
     } else if (autoReconnect_) {
         // Waiting to reconnect: the user gives up on the device.
         autoReconnect_ = false;
+        seeking_ = false;
         reconnectTimer_.stop();
     } else {
         startLogging();
@@ -116,7 +131,9 @@ void LogSession::useDevice(const QString& deviceId) {
 
 void LogSession::startRun(const QString& deviceId) {
     nextDevice_ = deviceId;
-    run_.start(deviceId);
+    // The same device again (replugged, or Run again): its rows are still
+    // here, so only what came after the last of them is asked for.
+    run_.start(deviceId, lastDeviceId_ == deviceId ? store_.resumeTime() : QString());
 }
 
 // ---------------------------------------------------------------------------
@@ -131,7 +148,9 @@ void LogSession::onDevicesConnected(const DeviceList& devices) {
         if (!record.name && previous.contains(record.id)) record.name = previous.value(record.id).name;
         devices_.insert(record.id, record);
     }
-    if (run_.isLogging()) return;
+    if (delegate_ != nullptr) delegate_->onDevicesChanged();
+    // A tracked listing while nobody wants a device: news only.
+    if (run_.isLogging() || (!seeking_ && !autoReconnect_)) return;
     const std::optional<QString> reconnectTo =
         autoReconnect_ ? std::optional<QString>(lastDeviceId_.value_or(QString())) : std::nullopt;
     const DeviceChoice choice = chooseDevice(devices_.values(), reconnectTo, settings_.serial);
@@ -222,6 +241,7 @@ void LogSession::onRunStarted() {
         store_.clearLog();
     }
     autoReconnect_ = settings_.reconnect;
+    seeking_ = false;
     reconnectTimer_.stop();
     adbStart_.again();
     lastNotice_.reset();

@@ -5,6 +5,10 @@
 // starts the ADB server once when none answers, and reconnects every 5.0 s
 // to the device it had when that one goes away. While reconnecting only the
 // remembered device is taken, never another one that happens to be there.
+// With `trackDevices` it follows the server's listing from the first start
+// on: the list is news to the front end at every change, and while the user
+// wants a device (started, not stopped) the first one that becomes ready is
+// streamed without being asked for again.
 // What the user must be told or asked goes to the front end through
 // LogSessionDelegate; the front end words it.
 //
@@ -40,6 +44,9 @@ public:
     virtual void loadDeviceList(DeviceListDelegate* delegate) = 0;
     // Completion on the main thread: whether the server now runs.
     virtual void startAdb(std::function<void(bool)> completion) = 0;
+    // From now on every change of the listing ends in the delegate's
+    // onDevicesConnected too. Without it the session sees listings it asked for only.
+    virtual void trackDevices(DeviceListDelegate* delegate) { (void)delegate; }
 };
 
 // The real thing: the device listing and "adb start-server" for the
@@ -82,6 +89,8 @@ public:
     virtual void chooseDevice(const DeviceList& devices) = 0;
     // Main thread.
     virtual void onDeviceModel(const QString& deviceId, const QString& model) = 0;
+    // Main thread: the attached devices changed (devices()).
+    virtual void onDevicesChanged() {}
     // Main thread. A notice is given once until something changes (a run
     // starts, or the user starts the session again).
     virtual void onSessionNotice(const SessionNotice& notice) = 0;
@@ -94,6 +103,7 @@ public:
         QString serial;                 // the device to stream; empty: the rule decides
         bool reconnect = true;          // follow a lost device
         int reconnectIntervalMs = 5000;
+        bool trackDevices = false;      // follow devices as they come and go
     };
 
     // `store` and the delegate outlive the session. The destructor ends the
@@ -109,6 +119,9 @@ public:
     void startLogging();
     // Stops, and stops reconnecting.
     void stopLogging();
+    // Ends the run only: a session that follows its device reconnects to it
+    // as after a lost stream.
+    void interruptRun() { run_.stop(); }
     // The Run/Stop button: stops a run, gives up waiting for a lost device,
     // or starts.
     void toggle();
@@ -121,6 +134,9 @@ public:
     // A device went away, and the session waits for it to come back.
     bool isWaiting() const { return autoReconnect_ && !run_.isLogging(); }
     bool autoReconnect() const { return autoReconnect_; }
+    // The user started and no device has been streamed since: the first
+    // ready device listed will be.
+    bool isSeeking() const { return seeking_ && !run_.isLogging(); }
     // The device being streamed (or about to be); empty when none.
     QString deviceId() const;
     std::optional<QString> lastDeviceId() const { return lastDeviceId_; }
@@ -159,6 +175,8 @@ private:
     QString nextDevice_;                  // chosen, run not yet started
     std::optional<QString> lastDeviceId_;  // the device of the last run
     bool autoReconnect_ = false;
+    bool seeking_ = false;  // the user started and no run has begun since
+    bool tracking_ = false;
     AdbStartOnce adbStart_;
     std::optional<std::pair<int, QString>> lastNotice_;  // said once until something changes
 };

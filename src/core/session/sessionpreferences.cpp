@@ -18,8 +18,12 @@ AdbEndpoint endpointFromPreferences() {
 quint16 adbPortFromText(QStringView text) { return quint16(uint64_t(leadingInteger(text)) & 0xFFFFu); }
 
 LogcatOptions logcatOptionsFromPreferences() {
-    return {Preferences::string(QString::fromLatin1(prefs::kAdbLogTags)),
-            Preferences::boolean(QString::fromLatin1(prefs::kClearLogOnStart))};
+    LogcatOptions options{Preferences::string(QString::fromLatin1(prefs::kAdbLogTags)),
+                          Preferences::boolean(QString::fromLatin1(prefs::kClearLogOnStart))};
+    const QStringList buffers =
+        Preferences::string(QString::fromLatin1(prefs::kLogBuffers)).split(u',', Qt::SkipEmptyParts);
+    if (!buffers.isEmpty()) options.buffers = buffers;
+    return options;
 }
 
 }  // namespace vf

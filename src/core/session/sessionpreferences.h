@@ -16,7 +16,8 @@ namespace vf {
 AdbEndpoint endpointFromPreferences();
 // A port as the user wrote it: its leading integer, wrapped to 16 bits.
 quint16 adbPortFromText(QStringView text);
-// "adbLogTags" and "clearLogOnStart".
+// "adbLogTags", "clearLogOnStart" and "logBuffers" (empty: main, system
+// and crash).
 LogcatOptions logcatOptionsFromPreferences();
 
 }  // namespace vf

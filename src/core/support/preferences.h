@@ -15,6 +15,7 @@ inline constexpr char kAdbPort[] = "adbPort";
 inline constexpr char kAdbPath[] = "adbPath";  // the adb program chosen by the user; empty: searched for
 inline constexpr char kAdbLogTags[] = "adbLogTags";
 inline constexpr char kClearLogOnStart[] = "clearLogOnStart";
+inline constexpr char kLogBuffers[] = "logBuffers";  // "main,system,crash" and any of events, radio, kernel
 inline constexpr char kDefaultFontSize[] = "defaultFontSize";
 inline constexpr char kPredicates[] = "predicates";
 inline constexpr char kQueryHistory[] = "queryHistory";  // the quick-filter field's last queries, newest last

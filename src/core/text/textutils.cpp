@@ -151,6 +151,33 @@ QString TextUtils::dataDescription(QByteArrayView bytes) {
     return out + u">"_s;
 }
 
+std::optional<TextSpan> TextUtils::base64RunAt(QStringView text, qsizetype cursor) {
+    const auto inAlphabet = [](char16_t u) {
+        return (u >= u'A' && u <= u'Z') || (u >= u'a' && u <= u'z') || (u >= u'0' && u <= u'9') || u == u'+' ||
+               u == u'/';
+    };
+    std::optional<TextSpan> touched;
+    std::optional<TextSpan> longest;
+    qsizetype i = 0;
+    while (i < text.size()) {
+        if (!inAlphabet(text[i].unicode())) {
+            ++i;
+            continue;
+        }
+        const qsizetype start = i;
+        while (i < text.size() && inAlphabet(text[i].unicode())) ++i;
+        const qsizetype body = i - start;
+        for (int pad = 0; pad < 2 && i < text.size() && text[i] == u'='; ++pad) ++i;
+        // "key=value": an "=" before more of the alphabet assigns, it does not pad.
+        if (i < text.size() && inAlphabet(text[i].unicode())) i = start + body;
+        const TextSpan run{start, i - start};
+        if (run.length < kMinBase64Run || body % 4 == 1) continue;
+        if (!touched && cursor >= run.start && cursor <= run.start + run.length) touched = run;
+        if (!longest || run.length > longest->length) longest = run;
+    }
+    return touched ? touched : longest;
+}
+
 Base64Decoding TextUtils::decodeBase64(QStringView text) {
     QByteArray alphabet;
     alphabet.reserve(text.size());

@@ -13,6 +13,13 @@
 
 namespace vf {
 
+// A stretch of a text: its first UTF-16 unit and its length.
+struct TextSpan {
+    qsizetype start = 0;
+    qsizetype length = 0;
+    friend bool operator==(const TextSpan&, const TextSpan&) = default;
+};
+
 // What decoding Base64 gives: the text, or the informative text of the alert.
 struct Base64Decoding {
     std::optional<QString> text;  // set when the bytes are non-empty UTF-8
@@ -54,6 +61,15 @@ public:
     // text that is not Base64.
     static constexpr qsizetype kShownBytes = 64;
     static Base64Decoding decodeBase64(QStringView text);
+    // The Base64 run to decode when nothing is selected: the one the cursor
+    // (a position between units; -1 for none) touches, else the longest in `text` (the
+    // first of equals). A run is a stretch of the alphabet's letters,
+    // digits, "+" and "/" with at most two "=" after it (unless more of the
+    // alphabet follows them, as in "key=value"), at least
+    // kMinBase64Run units long, whose length could be Base64 (not 1 beyond a
+    // multiple of 4 before the padding). None when no stretch is one.
+    static constexpr qsizetype kMinBase64Run = 4;
+    static std::optional<TextSpan> base64RunAt(QStringView text, qsizetype cursor);
     // Bytes as hexadecimal groups of four bytes in angle brackets: <48656c6c 6f>.
     static QString dataDescription(QByteArrayView bytes);
 };

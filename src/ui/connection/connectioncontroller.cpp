@@ -2,7 +2,9 @@
 
 #include <QAction>
 #include <QComboBox>
+#include <QMenu>
 #include <QMessageBox>
+#include <utility>
 
 #include "core/adb/devicestate.h"
 #include "core/adb/replyframing.h"
@@ -17,24 +19,92 @@ using namespace Qt::StringLiterals;
 
 namespace vf::ui {
 
+QString deviceTitle(const QString& serial, const std::optional<QString>& model, const QString& tag) {
+    QString title = model && !model->isEmpty() ? *model + u" \u2014 "_s + serial : serial;
+    if (!tag.isEmpty()) title += u" ["_s + tag + u']';
+    return title;
+}
+
 QString deviceTitle(const DeviceRecord& record) {
-    return deviceTitleWithState(record.id, record.name, record.product, record.state);
+    const QString state = record.state == u"device"_s ? QString() : record.state.toUpper();
+    return deviceTitle(record.id, record.name ? record.name : record.product, state);
 }
 
 ConnectionController::ConnectionController(MainWindow& window, StatusLine& status, LogSession& session, Hooks hooks,
                                            QObject* parent)
     : QObject(parent), window_(window), status_(status), session_(session), hooks_(std::move(hooks)) {
     window_.setWindowTitle(u"Vellumfox"_s);
+    buildDevicesMenu();
+}
+
+// "Switch Device" sits under Run/Stop in the menu that holds it.
+void ConnectionController::buildDevicesMenu() {
+    devicesMenu_ = new QMenu(u"Switch Device"_s, &window_);
+    devicesMenu_->setObjectName(u"devicesMenu"_s);
+    for (QObject* object : window_.connectAction->associatedObjects()) {
+        auto* menu = qobject_cast<QMenu*>(object);
+        if (menu == nullptr) continue;
+        const QList<QAction*> actions = menu->actions();
+        const qsizetype at = actions.indexOf(window_.connectAction);
+        menu->insertMenu(at + 1 < actions.size() ? actions.at(at + 1) : nullptr, devicesMenu_);
+        break;
+    }
+    refreshDevicesMenu();
+}
+
+// One entry per attached device, the streamed one checked; devices that
+// cannot stream yet are shown, greyed, with their state.
+void ConnectionController::refreshDevicesMenu() {
+    devicesMenu_->clear();
+    const QList<DeviceRecord> devices = session_.devices();
+    if (devices.isEmpty()) devicesMenu_->addAction(u"No device attached"_s)->setEnabled(false);
+    const QString streamed = session_.isLogging() && isDatasourceDevice_ ? session_.deviceId() : QString();
+    for (const DeviceRecord& record : devices) {
+        QAction* entry = devicesMenu_->addAction(deviceTitle(record));
+        entry->setCheckable(true);
+        entry->setChecked(record.id == streamed);
+        entry->setEnabled(record.state == u"device"_s);
+        const QString id = record.id;
+        connect(entry, &QAction::triggered, this, [this, id] { switchToDevice(id); });
+    }
+}
+
+void ConnectionController::switchToDevice(const QString& deviceId) {
+    isDatasourceDevice_ = true;
+    if (session_.isLogging()) {
+        if (session_.deviceId() == deviceId) return;
+        pendingSwitch_ = deviceId;  // started once this run has ended
+        session_.stopLogging();
+    } else {
+        session_.stopLogging();  // no longer waiting for another device
+        session_.useDevice(deviceId);
+    }
+    resetConnectButton();
+}
+
+void ConnectionController::onDevicesChanged() {
+    refreshDevicesMenu();
+    // An open picker offers the devices attached now.
+    if (picker_ != nullptr && picker_->isVisible()) chooseDevice(session_.devices());
 }
 
 QMessageBox* ConnectionController::currentAlert() const { return currentAlert_; }
 DevicePickerSheet* ConnectionController::devicePicker() const { return picker_; }
 
+// Stop while a device streams; otherwise Run, also while waiting for a lost
+// device: the user no longer waits for that one and takes whichever device
+// the listing gives now.
 void ConnectionController::onConnectButtonPressed() {
-    const bool wasWaiting = session_.isWaiting();
-    if (!session_.isLogging() && !wasWaiting) isDatasourceDevice_ = true;
-    session_.toggle();
-    if (wasWaiting) setOfflineTitle();  // the user gave up on the device
+    if (session_.isLogging()) {
+        session_.toggle();
+    } else {
+        if (session_.isWaiting()) {
+            session_.toggle();  // gives up on the lost device
+            setOfflineTitle();
+        }
+        isDatasourceDevice_ = true;
+        session_.toggle();
+    }
     resetConnectButton();
 }
 
@@ -46,6 +116,11 @@ void ConnectionController::startLogging() {
 
 void ConnectionController::stopLogging() {
     session_.stopLogging();
+    resetConnectButton();
+}
+
+void ConnectionController::interruptRun() {
+    session_.interruptRun();
     resetConnectButton();
 }
 
@@ -62,11 +137,12 @@ void ConnectionController::showingFile(const QString& path) {
 void ConnectionController::onLoggerStarted(const QString& deviceId) {
     VF_ASSERT_THREAD(this);
     const std::optional<DeviceRecord> record = session_.device(deviceId);
-    const QString title = record ? deviceTitle(*record) : deviceId;
-    window_.setWindowTitle(title);
-    lastTitle_ = title;
+    titleSerial_ = deviceId;
+    titleModel_ = record ? (record->name ? record->name : record->product) : std::nullopt;
+    showDeviceTitle({});
     status_.clearNote();
     resetConnectButton();
+    refreshDevicesMenu();
 }
 
 void ConnectionController::onLoggerStopped() {
@@ -74,12 +150,24 @@ void ConnectionController::onLoggerStopped() {
     VF_LOG("isDatasourceDevice:{}", int(isDatasourceDevice_));
     resetConnectButton();
     if (isDatasourceDevice_) setOfflineTitle();
+    refreshDevicesMenu();
+    if (!pendingSwitch_.isEmpty()) {
+        // Not from inside the session's report: it goes on after this call.
+        QMetaObject::invokeMethod(
+            this,
+            [this, id = std::exchange(pendingSwitch_, {})] {
+                session_.useDevice(id);
+                resetConnectButton();
+            },
+            Qt::QueuedConnection);
+    }
 }
 
 void ConnectionController::onDeviceModel(const QString& deviceId, const QString& model) {
-    if (deviceId.isEmpty() || session_.deviceId() != deviceId) return;
-    window_.setWindowTitle(model + u" - "_s + deviceId);
-    lastTitle_ = window_.windowTitle();  // the offline title keeps the model
+    if (deviceId.isEmpty() || deviceId != titleSerial_ || !isDatasourceDevice_) return;
+    titleModel_ = model;
+    if (session_.isLogging()) showDeviceTitle({});
+    else setOfflineTitle();
 }
 
 void ConnectionController::onSessionNotice(const SessionNotice& notice) {
@@ -98,6 +186,9 @@ void ConnectionController::onSessionNotice(const SessionNotice& notice) {
             showAlert(u"ADB not running\n\nMake sure ADB is running.\n\nFrom Terminal: adb start-server"_s);
             break;
         case SessionNotice::NoDevice:
+            // The empty table says what to do; no alert over it.
+            status_.showNote(u"No Android device found. Connect one with USB debugging turned on."_s, 10000);
+            break;
         case SessionNotice::SerialNotListed:
         case SessionNotice::DeviceNotFound:
             showAlert(u"No Android device found. \n\nMake sure device is connected and developer mode is enabled."_s);
@@ -111,7 +202,13 @@ void ConnectionController::onSessionNotice(const SessionNotice& notice) {
             showAlert(stateAdvice(notice));
             break;
         case SessionNotice::DeviceOffline:
-            window_.setWindowTitle(notice.record ? deviceTitle(*notice.record) : notice.deviceId);
+            // The session waits for the device, as for a lost one.
+            if (notice.deviceId != titleSerial_) {
+                titleSerial_ = notice.deviceId;
+                titleModel_ = notice.record ? (notice.record->name ? notice.record->name : notice.record->product)
+                                            : std::nullopt;
+            }
+            setOfflineTitle();
             status_.showNote(stateAdvice(notice));
             break;
         case SessionNotice::UnexpectedReply:
@@ -151,24 +248,30 @@ void ConnectionController::onPickerClosed(int code) {
     VF_LOG("return Code: {}, deviceSheetPicker: {}", code, picker_->deviceButton()->currentText());
     picker_->hide();
     const int index = picker_->selectedIndex();
-    if (code == 0 || index < 0 || index >= pickerDevices_.size()) return;
+    if (code == 0 || index < 0 || index >= pickerDevices_.size()) {
+        // Cancelled: the next device change does not ask again.
+        session_.stopLogging();
+        return;
+    }
     isDatasourceDevice_ = true;
     session_.useDevice(pickerDevices_.at(index).id);
     resetConnectButton();
 }
 
 void ConnectionController::resetConnectButton() {
-    const bool stop = session_.isLogging() || session_.autoReconnect();
+    const bool stop = session_.isLogging();
     window_.connectAction->setText(stop ? u"Stop"_s : u"Run"_s);
     window_.connectAction->setIcon(bundledIcon(stop ? u"stop"_s : u"start"_s));
     if (hooks_.stateChanged) hooks_.stateChanged();
 }
 
 void ConnectionController::setOfflineTitle() {
-    if (lastTitle_)
-        window_.setWindowTitle(*lastTitle_ + (session_.autoReconnect() ? u" [PAUSED]"_s : u" [OFFLINE]"_s));
-    else
-        window_.setWindowTitle(u"No devices connected"_s);
+    if (titleSerial_.isEmpty()) window_.setWindowTitle(u"No devices connected"_s);
+    else showDeviceTitle(session_.autoReconnect() ? u"PAUSED"_s : u"OFFLINE"_s);
+}
+
+void ConnectionController::showDeviceTitle(const QString& tag) {
+    window_.setWindowTitle(deviceTitle(titleSerial_, titleModel_, tag));
 }
 
 void ConnectionController::showAlert(const QString& text) {

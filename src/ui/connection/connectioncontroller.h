@@ -3,7 +3,9 @@
 // It drives the session from the Run/Stop button and the device picker, and
 // turns the session's reports into the window's title, the button, notes on
 // the status line and the alerts. The session decides; this class words it.
-// It is the only writer of the window's title and of the Run/Stop action.
+// It is the only writer of the window's title ("model — serial [STATE]"),
+// of the Run/Stop action (Stop only while a device streams) and of the
+// Device menu's list of devices to switch to.
 //
 // Main thread only (it is the session's delegate, whose calls arrive there).
 // The window, the status line and the session outlive it.
@@ -16,6 +18,7 @@
 
 #include "core/session/logsession.h"
 
+class QMenu;
 class QMessageBox;
 
 namespace vf::ui {
@@ -24,7 +27,12 @@ class DevicePickerSheet;
 class MainWindow;
 class StatusLine;
 
-// "id - name" (or "- product"), with the state when it is not "device".
+// How the viewer names a device, in the title and the device lists:
+// "model — serial", or the serial alone while the model is not known,
+// then " [TAG]" when `tag` is not empty ("PAUSED", "UNAUTHORIZED" ...).
+QString deviceTitle(const QString& serial, const std::optional<QString>& model, const QString& tag = {});
+// A listed device: its model, else its product; its state as the tag when it
+// is not ready ("device").
 QString deviceTitle(const DeviceRecord& record);
 
 class ConnectionController final : public QObject, public LogSessionDelegate {
@@ -43,6 +51,9 @@ public:
     void onConnectButtonPressed();
     void startLogging();
     void stopLogging();
+    // Ends the stream but keeps following the device: it comes back with
+    // the next reconnect.
+    void interruptRun();
     // The file `path` is shown instead of a device: logging stops, the window
     // is named after the file, and the next device starts afresh.
     void showingFile(const QString& path);
@@ -60,11 +71,21 @@ public:
     void chooseDevice(const DeviceList& devices) override;
     void onDeviceModel(const QString& deviceId, const QString& model) override;
     void onSessionNotice(const SessionNotice& notice) override;
+    void onDevicesChanged() override;
+
+    // Streams `deviceId` instead of the device streamed now (the Device
+    // menu's Switch Device entries).
+    void switchToDevice(const QString& deviceId);
+    QMenu* devicesMenu() const { return devicesMenu_; }
 
 private:
     void onPickerClosed(int code);
+    void buildDevicesMenu();
+    void refreshDevicesMenu();
     void resetConnectButton();
     void setOfflineTitle();
+    // The title for the device of the last run, tagged.
+    void showDeviceTitle(const QString& tag);
     QString stateAdvice(const SessionNotice& notice) const;
 
     MainWindow& window_;
@@ -75,7 +96,11 @@ private:
     QPointer<QMessageBox> currentAlert_;
     DeviceList pickerDevices_;  // what the picker's entries mean
     bool isDatasourceDevice_ = true;
-    std::optional<QString> lastTitle_;
+    // The device the title names (the last one streamed or waited for).
+    QString titleSerial_;
+    std::optional<QString> titleModel_;
+    QMenu* devicesMenu_ = nullptr;  // "Switch Device", in the Device menu
+    QString pendingSwitch_;         // the device to stream once the run has stopped
 };
 
 }  // namespace vf::ui

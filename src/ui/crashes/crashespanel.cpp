@@ -28,7 +28,6 @@ namespace vf::ui {
 namespace {
 
 constexpr int kCrashIdRole = Qt::UserRole + 1;
-constexpr int kPanelWidth = 380;  // the side tabs' width while the crashes are shown
 
 QString qs(const std::string& s) { return QString::fromUtf8(s.data(), qsizetype(s.size())); }
 
@@ -82,7 +81,7 @@ CrashesPanel::CrashesPanel(MainWindow& window, const LogDatasource& store, Crash
     splitter->setStretchFactor(0, 0);
     splitter->setSizes(sizes);
 
-    countAction_ = new QAction(style()->standardIcon(QStyle::SP_MessageBoxWarning), QString(), &window);
+    countAction_ = new QAction(QString(), &window);
     countAction_->setObjectName(u"crashCountAction"_s);
     countAction_->setToolTip(u"Crashes and ANRs found in the log"_s);
     QToolBar* toolBar = window.toolBar();
@@ -98,24 +97,10 @@ CrashesPanel::CrashesPanel(MainWindow& window, const LogDatasource& store, Crash
     connect(copyButton_, &QPushButton::clicked, this, &CrashesPanel::copyCrash);
 }
 
-// Crashes need more room than filter names: the side grows while they are
-// shown and gives the room back afterwards.
+// The side keeps the width the user gave it (the titles wrap): the log
+// table beside it keeps its room.
 void CrashesPanel::onTabChanged() {
-    // Null while the window is torn down (the splitter is then no longer one).
-    auto* splitter = qobject_cast<QSplitter*>(tabs_->parentWidget());
-    if (splitter == nullptr) return;
-    const QList<int> sizes = splitter->sizes();
-    if (sizes.size() < 2) return;
-    const int total = sizes[0] + sizes[1];
-    if (tabs_->currentWidget() == this) {
-        setMarked(false);
-        if (sizes[0] >= kPanelWidth) return;
-        narrowWidth_ = sizes[0];
-        splitter->setSizes({kPanelWidth, total - kPanelWidth});
-    } else if (narrowWidth_ > 0) {
-        splitter->setSizes({narrowWidth_, total - narrowWidth_});
-        narrowWidth_ = 0;
-    }
+    if (tabs_->currentWidget() == this) setMarked(false);
 }
 
 void CrashesPanel::onLogUpdated(bool following) {
@@ -190,6 +175,8 @@ void CrashesPanel::refreshList() {
 void CrashesPanel::updateCount() {
     const qsizetype n = qsizetype(detector_.crashes().size());
     countAction_->setText(marked_ ? u"Crashes: %1 new"_s.arg(n) : u"Crashes: %1"_s.arg(n));
+    // No crash is no warning.
+    countAction_->setIcon(n == 0 ? QIcon() : style()->standardIcon(QStyle::SP_MessageBoxWarning));
     // The detector keeps the newest crashes only; the panel says when it dropped some.
     const uint64_t dropped = detector_.droppedCount();
     const QString shown = dropped > 0 ? u"The newest %1 crashes; %2 older dropped"_s.arg(n).arg(dropped)

@@ -101,7 +101,6 @@ private:
     uint64_t shownRevision_ = 0;   // the detector's revision the list shows
     uint64_t seenDetected_ = 0;    // crashes found when the user last looked
     bool marked_ = false;
-    int narrowWidth_ = 0;          // the side's width before the crashes widened it
     uint64_t chosenId_ = 0;                  // the crash whose rows are shown
     PredicatePtr chosenFilter_;              // the filter showing them
     size_t chosenRows_ = 0;                  // how many rows that filter passes

@@ -1,5 +1,6 @@
 #include "ui/filters/filterlistcontroller.h"
 
+#include <QComboBox>
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QItemSelection>
@@ -14,11 +15,13 @@
 #include <QStringListModel>
 #include <QToolButton>
 
+#include "core/filter/query.h"
 #include "core/support/logger.h"
 #include "ui/filters/filterinforce.h"
 #include "ui/filters/filtersheet.h"
 #include "ui/filters/quickfilterassist.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/statustexts.h"
 
 using namespace Qt::StringLiterals;
 
@@ -37,6 +40,7 @@ FilterListController::FilterListController(MainWindow& window, FilterInForce& fi
     connect(list->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this](const QItemSelection& selected) { onSelectionChanged(selected); });
     connect(window_.quickFilterField(), &QLineEdit::textChanged, this, &FilterListController::applySelectedFilters);
+    connect(window_.levelSelector(), &QComboBox::currentIndexChanged, this, &FilterListController::applySelectedFilters);
     assist_ = new QuickFilterAssist(
         *window_.quickFilterField(), [this] { return rows_ ? rows_() : RowList(); },
         [this] { return quickFilterPredicate(window_.quickFilterField()->text()).predicate != nullptr; }, this);
@@ -154,11 +158,16 @@ void FilterListController::onSelectionChanged(const QItemSelection& selected) {
 void FilterListController::applySelectedFilters() {
     std::vector<PredicatePtr> parts;
     for (const QString& name : selectedFilterNames()) parts.push_back(library_.predicate(name));
-    const ParseResult quick = quickFilterPredicate(window_.quickFilterField()->text());
+    // The level selector is one more term, as "level:W" in the quick filter would be.
+    const QComboBox* levels = window_.levelSelector();
+    const bool byLevel = levels->currentIndex() > 0;
+    if (byLevel) parts.push_back(compileQuery(QString(u"level:"_s + levels->currentData().toString())).predicate);
+    const QString quickText = window_.quickFilterField()->text();
+    const ParseResult quick = quickFilterPredicate(quickText);
     // The store keeps the saved filters; the quick text is named as not understood.
-    const QString description = quick.error ? u"quick filter not understood (%1 at %2)"_s.arg(quick.error->message)
-                                                   .arg(quick.error->position)
-                                             : QString();
+    const QString description =
+        quick.error ? u"quick filter not understood (%1 at %2)"_s.arg(quick.error->message).arg(quick.error->position)
+                    : filterInWords(selectedFilterNames(), quickText, byLevel ? levels->currentText() : QString());
     filter_.set(combineFilters(parts, quick.predicate), description);
     assist_->showError(quick.error);
     Q_EMIT filterChanging();
@@ -172,7 +181,9 @@ void FilterListController::saveQuickFilter() {
 void FilterListController::showAllMessages() {
     {
         const QSignalBlocker quiet(window_.quickFilterField());
+        const QSignalBlocker quietLevels(window_.levelSelector());
         window_.quickFilterField()->clear();
+        window_.levelSelector()->setCurrentIndex(0);
     }
     filter_.set(nullptr);
     window_.filterListTable()->selectRowAlone(0);

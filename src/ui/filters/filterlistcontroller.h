@@ -3,10 +3,12 @@
 // done with saved filters from the viewer. It owns the library (shared with
 // the companion through the "predicates" preference), the list's model, the
 // + / - buttons under the list, the list's context menu and the editor
-// sheet; it turns the list's choice and the quick-filter field (words, a
-// "p: " predicate or a query, see QuickFilterAssist for its completion and
-// history) into the one predicate it puts in force. It is the only writer of the list's selection
-// and of the quick-filter field.
+// sheet; it turns the list's choice, the level selector and the
+// quick-filter field (words, a "p: " predicate or a query, see
+// QuickFilterAssist for its completion and history) into the one predicate
+// it puts in force, named on the status line in the user's words. It is the
+// only writer of the list's selection, the level selector and the
+// quick-filter field.
 //
 // Main thread only. The window and the filter in force are not owned and
 // outlive the controller.
@@ -45,7 +47,7 @@ public:
 
     // (Re)reads the library and reloads the list; the chosen filters stay chosen.
     void loadFilters();
-    // The list's choice AND the quick filter, put in force.
+    // The list's choice AND the level AND the quick filter, put in force.
     void applySelectedFilters();
     // Opens the editor with the quick filter as a new filter to save: its
     // filter-language text, or QUERY "..." for a query that has none.
@@ -53,7 +55,7 @@ public:
     // The store's rows, whose tags and packages the quick filter completes.
     void setRowSource(std::function<RowList()> rows) { rows_ = std::move(rows); }
     QuickFilterAssist* quickFilterAssist() const { return assist_; }
-    // Every row: "All Messages" chosen, the quick filter empty.
+    // Every row: "All Messages" chosen, the quick filter empty, every level.
     void showAllMessages();
     // No row of the list chosen (a filter chosen elsewhere is in force).
     void clearChoice();

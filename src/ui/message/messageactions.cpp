@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
+#include <QHeaderView>
 #include <QInputDialog>
 #include <QKeyEvent>
 #include <QMenu>
@@ -21,9 +22,11 @@
 #include "ui/connection/typingterminal.h"
 #include "ui/filters/filterlistcontroller.h"
 #include "ui/message/textviewerwindow.h"
+#include "ui/table/levelstyles.h"
 #include "ui/table/logtablemodel.h"
 #include "ui/table/searchcontroller.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/placement.h"
 
 using namespace Qt::StringLiterals;
 
@@ -38,11 +41,34 @@ QMenu* menuHolding(QAction* action) {
     return nullptr;
 }
 
+// Where `column` is among the columns shown, the user's order: 0 is the
+// leftmost; -1 for none.
+int placeOnScreen(const QHeaderView& header, int column) {
+    if (column < 0 || column >= header.count() || header.isSectionHidden(column)) return -1;
+    int place = 0;
+    for (int visual = 0; visual < header.visualIndex(column); ++visual)
+        if (!header.isSectionHidden(header.logicalIndex(visual))) ++place;
+    return place;
+}
+
 QString columnTitle(const LogTableModel& model, int column) {
     return model.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
 }
 
 }  // namespace
+
+QString messageDetails(const RowList& rows) {
+    if (rows.isEmpty()) return {};
+    const auto str = [](std::string_view v) { return QString::fromUtf8(v.data(), qsizetype(v.size())); };
+    if (rows.size() > 1)
+        return u"%1 messages, %2 to %3"_s.arg(rows.size()).arg(str(rows.first()->time()), str(rows.last()->time()));
+    const Row& row = *rows.first();
+    QStringList parts{str(row.time())};
+    if (!row.app().empty()) parts << str(row.app());
+    parts << u"pid %1"_s.arg(str(row.pid())) << u"tid %1"_s.arg(str(row.tid())) << levelName(row.type())
+          << str(row.name()).trimmed();
+    return parts.join(u"  \u00B7  "_s);
+}
 
 MessageActions::MessageActions(MainWindow& window, LogTableModel& model, LogDatasource& store,
                                FilterListController& filters, SearchController& search, QObject* parent)
@@ -100,7 +126,7 @@ QString MessageActions::cellValue(int column, int row) const {
 RowMenuContext MessageActions::menuContext(int column, int row) const {
     RowMenuContext c;
     c.selectedRows = int(window_.logTable()->selectionModel()->selectedRows().size());
-    c.column = column;
+    c.column = placeOnScreen(*window_.logTable()->horizontalHeader(), column);
     if (column >= 0 && column < model_.columnCount()) {
         c.columnKey = QString::fromLatin1(rowKeyName(LogTableModel::keyForColumn(column)));
         c.columnTitle = columnTitle(model_, column);
@@ -183,10 +209,17 @@ void MessageActions::copyMessageOnly() {
 }
 
 void MessageActions::onViewText() {
-    QString text = copyText(selectedRows(), RowKey::Text);
-    if (text.isEmpty()) text = cellValue(column_, row_);
+    RowList rows = selectedRows();
+    QString text = copyText(rows, RowKey::Text);
+    if (text.isEmpty()) {
+        text = cellValue(column_, row_);
+        rows.clear();
+        if (model_.rowAt(ViewPos(row_)) != nullptr) rows << model_.rows().at(row_);
+    }
     if (textViewer_ == nullptr) textViewer_ = new TextViewerWindow;
     textViewer_->setString(text);
+    textViewer_->setDetails(messageDetails(rows));
+    if (!textViewer_->isVisible()) placeOnScreenOf(textViewer_, &window_);
     textViewer_->show();
     textViewer_->raise();
     textViewer_->activateWindow();

@@ -38,6 +38,11 @@ class TextViewerWindow;
 inline constexpr char kWebSearchEngineKey[] = "webSearchEngine";
 inline constexpr char kDefaultWebSearchEngine[] = "https://www.google.com";
 
+// Where the messages of `rows` come from, for the viewer's heading: for one
+// row its time, app, pid, tid, level and tag; for several their count and
+// the time of the first and the last; empty for none.
+QString messageDetails(const RowList& rows);
+
 class MessageActions final : public QObject, public TableViewMenuDelegate {
     Q_OBJECT
 public:

@@ -34,7 +34,7 @@ struct RowMenuItem {
 
 struct RowMenuContext {
     int selectedRows = 0;
-    int column = -1;           // the clicked column (model order); 0 is the first
+    int column = -1;           // where the clicked column is on screen; 0 is the leftmost shown
     QString columnKey;         // the column's row key ("text", "app", ...)
     QString columnTitle;       // its header title ("Text", "APP", ...)
     QString cellValue;         // the clicked cell's value, as shown

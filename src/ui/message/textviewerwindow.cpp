@@ -4,6 +4,8 @@
 #include <QContextMenuEvent>
 #include <QDesktopServices>
 #include <QFontDatabase>
+#include <QKeyEvent>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
@@ -12,11 +14,13 @@
 #include <QPrinter>
 #include <QTextBlock>
 #include <QToolBar>
+#include <QVBoxLayout>
 
 #include "core/support/logger.h"
 #include "core/support/preferences.h"
 #include "core/text/links.h"
 #include "core/text/textutils.h"
+#include "ui/window/mainwindow.h"
 
 using namespace Qt::StringLiterals;
 
@@ -40,6 +44,23 @@ MessageTextView::MessageTextView(QWidget* parent) : QTextEdit(parent) {
     setAcceptRichText(false);
     setLineWrapMode(QTextEdit::WidgetWidth);
     viewport()->setMouseTracking(true);
+}
+
+void MessageTextView::copyAll() {
+    // The selection (none) comes back afterwards, as the user left it.
+    const QTextCursor kept = textCursor();
+    selectAll();
+    copy();
+    setTextCursor(kept);
+}
+
+void MessageTextView::keyPressEvent(QKeyEvent* event) {
+    if (event->matches(QKeySequence::Copy) && !textCursor().hasSelection()) {
+        copyAll();
+        event->accept();
+        return;
+    }
+    QTextEdit::keyPressEvent(event);
 }
 
 void MessageTextView::contextMenuEvent(QContextMenuEvent* event) {
@@ -75,10 +96,25 @@ void MessageTextView::mouseMoveEvent(QMouseEvent* event) {
 TextViewerWindow::TextViewerWindow(QWidget* parent) : QMainWindow(parent) {
     setWindowTitle(u"Message"_s);
     setAttribute(Qt::WA_DeleteOnClose, false);
-    textView_ = new MessageTextView(this);
-    setCentralWidget(textView_);
+    // A viewer left open does not keep the program running once the main window closed.
+    setAttribute(Qt::WA_QuitOnClose, false);
+    auto* central = new QWidget(this);
+    details_ = new QLabel(central);
+    details_->setObjectName(u"messageDetails"_s);
+    details_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    details_->setWordWrap(true);
+    details_->setContentsMargins(6, 4, 6, 2);
+    details_->hide();
+    textView_ = new MessageTextView(central);
+    auto* layout = new QVBoxLayout(central);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(details_);
+    layout->addWidget(textView_, 1);
+    setCentralWidget(central);
     createActions();
     createFindBar();
+    connect(textView_, &QTextEdit::cursorPositionChanged, this, [this] { cursorPlaced_ = true; });
     resize(760, 520);
     resetWindow();
 }
@@ -94,10 +130,10 @@ void TextViewerWindow::createActions() {
     QAction* findAction = bar->addAction(u"Find"_s, this, &TextViewerWindow::find);
     findAction->setShortcut(QKeySequence::Find);
     QAction* next = new QAction(u"Find Next"_s, this);
-    next->setShortcut(QKeySequence::FindNext);
+    next->setShortcuts(findNextKeys());
     connect(next, &QAction::triggered, this, &TextViewerWindow::findNext);
     QAction* previous = new QAction(u"Find Previous"_s, this);
-    previous->setShortcut(QKeySequence::FindPrevious);
+    previous->setShortcuts(findPreviousKeys());
     connect(previous, &QAction::triggered, this, &TextViewerWindow::findPrevious);
     addActions({next, previous});
     QAction* print = bar->addAction(u"Print…"_s, this, &TextViewerWindow::printDocument);
@@ -110,7 +146,7 @@ void TextViewerWindow::createActions() {
     connect(textView_->prettyJsonAction, &QAction::triggered, this, &TextViewerWindow::onFormatJson);
     textView_->base64Action = new QAction(u"Decoded Base64"_s, this);
     textView_->base64Action->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_D));
-    textView_->base64Action->setToolTip(u"Selected text must be valid Base64"_s);
+    textView_->base64Action->setToolTip(u"Decodes the selection, or the Base64 under the cursor"_s);
     connect(textView_->base64Action, &QAction::triggered, this, &TextViewerWindow::onBase64Decode);
     addActions({textView_->prettyJsonAction, textView_->base64Action});
 }
@@ -128,6 +164,16 @@ void TextViewerWindow::createFindBar() {
     findBar_->addAction(u"Next"_s, this, &TextViewerWindow::findNext);
     findBar_->addAction(u"Done"_s, findBar_, &QWidget::hide);
     connect(findField_, &QLineEdit::returnPressed, this, &TextViewerWindow::findNext);
+    // Escape in the field: the search is over, back to the text.
+    auto* done = new QAction(findField_);
+    done->setShortcut(QKeySequence(Qt::Key_Escape));
+    done->setShortcutContext(Qt::WidgetShortcut);
+    connect(done, &QAction::triggered, this, [this] {
+        findField_->clear();
+        findBar_->hide();
+        textView_->setFocus();
+    });
+    findField_->addAction(done);
     findBar_->hide();
 }
 
@@ -147,6 +193,13 @@ void TextViewerWindow::setString(const QString& text) {
     showText(text);
 }
 
+void TextViewerWindow::setDetails(const QString& details) {
+    details_->setText(details);
+    details_->setVisible(!details.isEmpty());
+}
+
+QString TextViewerWindow::details() const { return details_->text(); }
+
 QMessageBox* TextViewerWindow::currentAlert() const { return alert_; }
 
 QString TextViewerWindow::text() const { return textView_->toPlainText(); }
@@ -162,6 +215,7 @@ void TextViewerWindow::restoreContent() {
 // Shows the text with its web and mail addresses as links.
 void TextViewerWindow::showText(const QString& text) {
     textView_->setPlainText(text);
+    cursorPlaced_ = false;  // the cursor sits at the start: the user has not placed it
     QTextDocument* document = textView_->document();
     const bool undo = document->isUndoRedoEnabled();
     document->setUndoRedoEnabled(false);
@@ -210,7 +264,26 @@ void TextViewerWindow::onFormatJson() { format(true); }
 
 void TextViewerWindow::onFormatXml() { format(false); }
 
+// Without a selection the Base64 run under the cursor, or the longest in
+// the message, is selected and decoded; the alert then says which it tried.
 void TextViewerWindow::onBase64Decode() {
+    QString tried;
+    QTextCursor cursor = textView_->textCursor();
+    if (!cursor.hasSelection()) {
+        const qsizetype at = cursorPlaced_ ? cursor.position() : -1;
+        const std::optional<TextSpan> run = TextUtils::base64RunAt(textView_->toPlainText(), at);
+        if (!run) {
+            showAlert(u"Nothing in the message looks like Base64.\n\nSelect the text to decode."_s);
+            return;
+        }
+        const bool underCursor = at >= run->start && at <= run->start + run->length;
+        cursor.setPosition(int(run->start));
+        cursor.setPosition(int(run->start + run->length), QTextCursor::KeepAnchor);
+        textView_->setTextCursor(cursor);
+        tried = (underCursor ? u"Nothing selected: tried the Base64 under the cursor, \u201C%1\u201D."_s
+                             : u"Nothing selected: tried the longest Base64 in the message, \u201C%1\u201D."_s)
+                    .arg(TextUtils::truncate(cursor.selectedText(), TextUtils::kShownBytes));
+    }
     const QString source = target();
     const Base64Decoding decoded = TextUtils::decodeBase64(source);
     if (decoded.text) {
@@ -218,8 +291,12 @@ void TextViewerWindow::onBase64Decode() {
         return;
     }
     VF_LOG("Base64 decoded string was empty so ignore result. Input: '{}'", source);
+    showAlert(tried.isEmpty() ? decoded.alertText : tried + u"\n\n"_s + decoded.alertText);
+}
+
+void TextViewerWindow::showAlert(const QString& text) {
     auto* box = new QMessageBox(QMessageBox::Critical, u"Alert"_s, u"Alert"_s, QMessageBox::Ok, this);
-    box->setInformativeText(decoded.alertText);
+    box->setInformativeText(text);
     box->setWindowModality(Qt::WindowModal);
     box->setAttribute(Qt::WA_DeleteOnClose);
     alert_ = box;

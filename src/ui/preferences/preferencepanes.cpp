@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QColorDialog>
+#include <QComboBox>
 #include <QDir>
 #include <QDoubleSpinBox>
 #include <QFileDialog>
@@ -15,8 +16,10 @@
 #include <QPalette>
 #include <QPushButton>
 
+#include "core/adb/logbuffer.h"
 #include "core/support/preferences.h"
 #include "ui/table/levelstyles.h"
+#include "ui/window/theme.h"
 
 using namespace Qt::StringLiterals;
 
@@ -48,8 +51,7 @@ QIcon swatch(const QColor& color) {
 // The colour the log shows for `level` now (on a dark theme a default colour
 // is shown lighter).
 QColor shownColor(int level) {
-    const bool dark = QApplication::palette().color(QPalette::Base).lightness() < 128;
-    return levelColor(level, Preferences::string(colorKey(level)), dark);
+    return levelColor(level, Preferences::string(colorKey(level)), isDarkPalette());
 }
 
 QPushButton* colorButton(QWidget* parent, int level, const std::function<void()>& changed) {
@@ -71,6 +73,31 @@ QPushButton* colorButton(QWidget* parent, int level, const std::function<void()>
     return button;
 }
 
+// main, system and crash always; events, radio and kernel when ticked.
+QWidget* logBufferChoice(QWidget* pane) {
+    auto* box = new QWidget(pane);
+    auto* row = new QHBoxLayout(box);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(new QLabel(u"main, system, crash"_s, box));
+    QStringList chosen = Preferences::string(QLatin1String(prefs::kLogBuffers)).split(u',', Qt::SkipEmptyParts);
+    if (chosen.isEmpty()) chosen = defaultLogBuffers();
+    for (const QString& name : {u"events"_s, u"radio"_s, u"kernel"_s}) {
+        auto* check = new QCheckBox(name, box);
+        check->setChecked(chosen.contains(name));
+        row->addWidget(check);
+        QObject::connect(check, &QCheckBox::toggled, box, [name](bool on) {
+            QStringList buffers =
+                Preferences::string(QLatin1String(prefs::kLogBuffers)).split(u',', Qt::SkipEmptyParts);
+            if (buffers.isEmpty()) buffers = defaultLogBuffers();
+            buffers.removeAll(name);
+            if (on) buffers.append(name);
+            Preferences::setValue(QLatin1String(prefs::kLogBuffers), buffers.join(u','));
+        });
+    }
+    row->addStretch(1);
+    return box;
+}
+
 }  // namespace
 
 QWidget* makeGeneralPane(QWidget* parent) {
@@ -89,6 +116,7 @@ QWidget* makeGeneralPane(QWidget* parent) {
     QObject::connect(clearOnStart, &QCheckBox::toggled, pane,
                      [](bool on) { Preferences::setValue(QLatin1String(prefs::kClearLogOnStart), on); });
     form->addRow(QString(), clearOnStart);
+    form->addRow(u"Log buffers:"_s, logBufferChoice(pane));
 
     auto* adbRow = new QHBoxLayout;
     auto* adbPath = boundLineEdit(pane, QLatin1String(prefs::kAdbPath), u"found automatically"_s);
@@ -124,13 +152,25 @@ QWidget* makeAppearancePane(QWidget* parent, std::function<void()> changed) {
         Preferences::setValue(QLatin1String(prefs::kDefaultFontSize), value);
         changed();
     });
-    grid->addWidget(new QLabel(u"Font size:"_s, pane), 0, 0);
-    grid->addWidget(size, 0, 1, 1, 2);
-    grid->addWidget(new QLabel(u"<b>Level</b>"_s, pane), 1, 0);
-    grid->addWidget(new QLabel(u"<b>Colour</b>"_s, pane), 1, 1);
-    grid->addWidget(new QLabel(u"<b>Bold</b>"_s, pane), 1, 2);
+    auto* theme = new QComboBox(pane);
+    theme->setObjectName(QLatin1String(kThemeKey));
+    theme->addItem(u"System"_s, u"system"_s);
+    theme->addItem(u"Light"_s, u"light"_s);
+    theme->addItem(u"Dark"_s, u"dark"_s);
+    theme->setCurrentIndex(qMax(0, theme->findData(Preferences::string(QLatin1String(kThemeKey)))));
+    QObject::connect(theme, &QComboBox::currentIndexChanged, pane, [theme, changed] {
+        Preferences::setValue(QLatin1String(kThemeKey), theme->currentData().toString());
+        changed();
+    });
+    grid->addWidget(new QLabel(u"Theme:"_s, pane), 0, 0);
+    grid->addWidget(theme, 0, 1, 1, 2);
+    grid->addWidget(new QLabel(u"Font size:"_s, pane), 1, 0);
+    grid->addWidget(size, 1, 1, 1, 2);
+    grid->addWidget(new QLabel(u"<b>Level</b>"_s, pane), 2, 0);
+    grid->addWidget(new QLabel(u"<b>Colour</b>"_s, pane), 2, 1);
+    grid->addWidget(new QLabel(u"<b>Bold</b>"_s, pane), 2, 2);
     for (int level = 0; level < kLevelCount; ++level) {
-        const int row = level + 2;
+        const int row = level + 3;
         grid->addWidget(new QLabel(QLatin1String(kLevelStems[size_t(level)]), pane), row, 0);
         grid->addWidget(colorButton(pane, level, changed), row, 1);
         auto* bold = new QCheckBox(pane);

@@ -2,25 +2,33 @@
 
 #include <QAction>
 #include <QActionGroup>
+#include <QDialogButtonBox>
 #include <QGraphicsOpacityEffect>
 #include <QGuiApplication>
 #include <QParallelAnimationGroup>
 #include <QPropertyAnimation>
 #include <QLayout>
-#include <QScreen>
 #include <QShortcut>
 #include <QToolBar>
+#include <QVBoxLayout>
 
 #include "ui/preferences/preferencepanes.h"
 #include "ui/window/icons.h"
+#include "ui/window/placement.h"
 
 using namespace Qt::StringLiterals;
 
 namespace vf::ui {
 
 PreferencesWindow::PreferencesWindow(QWidget* parent) : QMainWindow(parent, Qt::Window) {
-    content_ = new QWidget(this);
-    setCentralWidget(content_);
+    auto* holder = new QWidget(this);
+    content_ = new QWidget(holder);
+    buttons_ = new QDialogButtonBox(QDialogButtonBox::Close, holder);
+    connect(buttons_, &QDialogButtonBox::rejected, this, &QWidget::close);
+    auto* layout = new QVBoxLayout(holder);
+    layout->addWidget(content_, 1);
+    layout->addWidget(buttons_);
+    setCentralWidget(holder);
     setAttribute(Qt::WA_DeleteOnClose, false);
     for (const QKeySequence& key : {QKeySequence(Qt::Key_Escape), QKeySequence(QKeySequence::Close),
                                     QKeySequence(Qt::CTRL | Qt::Key_W)})
@@ -35,8 +43,7 @@ void PreferencesWindow::showWindow() {
             return;
         }
         displayViewForIdentifier(identifiers_.first(), false);
-        if (const QScreen* screen = QGuiApplication::primaryScreen())
-            move(screen->availableGeometry().center() - rect().center());
+        placeOnScreenOf(this, parentWidget());
     }
     show();
     raise();
@@ -75,13 +82,28 @@ int PreferencesWindow::crossFadeDuration(Qt::KeyboardModifiers modifiers, bool s
     return (shiftSlowsAnimation && (modifiers & Qt::ShiftModifier)) ? 1250 : 250;
 }
 
-QRect PreferencesWindow::frameForView(QWidget* view) const {
-    // Asked before the window was ever shown, the window's own geometry says
-    // nothing yet: the pane's layout and the toolbar tell the size.
-    if (view->layout() != nullptr) view->layout()->activate();
-    const QSize paneSize = view->sizeHint().expandedTo(view->minimumSizeHint()).expandedTo(view->minimumSize());
+QSize PreferencesWindow::paneArea() const {
+    QSize area;
+    for (QWidget* view : views_) {
+        if (view->layout() != nullptr) view->layout()->activate();
+        area = area.expandedTo(view->sizeHint().expandedTo(view->minimumSizeHint()).expandedTo(view->minimumSize()));
+    }
+    // The title bar names the pane whole, whichever it is.
+    for (const QString& name : identifiers_) area.setWidth(qMax(area.width(), fontMetrics().horizontalAdvance(name) * 4));
+    return area;
+}
+
+// One size for every pane: the largest pane, the toolbar and the Close row.
+// Asked before the window was ever shown, the window's own geometry says
+// nothing yet: the panes' layouts and the toolbar tell the size.
+QRect PreferencesWindow::frameForView(QWidget* /*view*/) const {
+    const QSize area = paneArea();
     const QSize bar = toolbar_ != nullptr ? toolbar_->sizeHint() : QSize();
-    return QRect(geometry().topLeft(), QSize(qMax(paneSize.width(), bar.width()), paneSize.height() + bar.height()));
+    const QMargins margins = centralWidget()->layout()->contentsMargins();
+    const int below = centralWidget()->layout()->spacing() + buttons_->sizeHint().height();
+    const int width = qMax(area.width(), bar.width()) + margins.left() + margins.right();
+    const int height = area.height() + bar.height() + below + margins.top() + margins.bottom();
+    return QRect(geometry().topLeft(), QSize(width, height));
 }
 
 void PreferencesWindow::displayViewForIdentifier(const QString& identifier, bool animate) {
@@ -90,7 +112,7 @@ void PreferencesWindow::displayViewForIdentifier(const QString& identifier, bool
     QWidget* oldView = views_.value(current_);
     current_ = identifier;
     for (QAction* action : toolbarItems_->actions()) action->setChecked(action->text() == identifier);
-    newView->resize(newView->sizeHint().expandedTo(newView->minimumSizeHint()));
+    newView->resize(paneArea());
     newView->move(0, 0);
     setWindowTitle(identifier);
     if (animation_ != nullptr) animation_->stop();  // a stopped fade does not tidy up after itself
@@ -105,7 +127,9 @@ void PreferencesWindow::displayViewForIdentifier(const QString& identifier, bool
     }
     lastDuration_ = 0;
     for (QWidget* view : std::as_const(views_)) view->setVisible(view == newView);
-    setGeometry(frameForView(newView));
+    const QRect frame = frameForView(newView);
+    setFixedSize(frame.size());
+    setGeometry(frame);
     newView->setFocus();
 }
 

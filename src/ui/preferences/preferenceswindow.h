@@ -1,10 +1,11 @@
 #pragma once
 // The preferences window: a toolbar of panes (General, Appearance) over one
-// content area. Switching panes cross-fades them (0.25 s, 1.25 s with Shift
-// held) while the window resizes to fit the new pane, keeping its top edge.
-// Every control writes its preference at once; appearance changes are
+// content area and a Close button, in one fixed size that fits every pane
+// (and shows every pane's name in the title). Switching panes cross-fades
+// them (0.25 s, 1.25 s with Shift held). Every control writes its
+// preference at once; appearance changes (font, colours, theme) are
 // announced through fontChanged() so the log redraws straight away.
-// Escape and Ctrl+W close it.
+// Escape, Ctrl+W and Close close it.
 //
 // Main thread only. Owned by its parent (the main window).
 
@@ -15,6 +16,7 @@
 
 class QAbstractAnimation;
 class QActionGroup;
+class QDialogButtonBox;
 class QIcon;
 class QToolBar;
 
@@ -34,7 +36,8 @@ public:
     QWidget* pane(const QString& identifier) const { return views_.value(identifier); }
     // Duration of the last cross-fade in ms (0 when the last switch did not animate).
     int lastAnimationDuration() const { return lastDuration_; }
-    // The window frame whose content fits `view`, top edge unchanged.
+    // The window frame whose content fits `view` (and every other pane),
+    // top edge unchanged.
     QRect frameForView(QWidget* view) const;
 
     static int crossFadeDuration(Qt::KeyboardModifiers modifiers, bool shiftSlowsAnimation);
@@ -49,12 +52,15 @@ private:
     void setupToolbar();
     void addView(QWidget* view, const QString& label, const QIcon& icon);
     void crossFadeView(QWidget* oldView, QWidget* newView, int duration);
+    // The room of the largest pane.
+    QSize paneArea() const;
 
     QStringList identifiers_;
     QHash<QString, QWidget*> views_;
     QActionGroup* toolbarItems_ = nullptr;
     QWidget* content_ = nullptr;
     QToolBar* toolbar_ = nullptr;
+    QDialogButtonBox* buttons_ = nullptr;
     QString current_;
     QPointer<QAbstractAnimation> animation_;
     int lastDuration_ = 0;

@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QBuffer>
 #include <QClipboard>
+#include <QComboBox>
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QLabel>
@@ -14,12 +15,14 @@
 #include <QTimer>
 #include <QToolBar>
 
+#include "core/screen/screencapreader.h"
 #include "core/screen/touchwriter.h"
 #include "core/screen/typewriter.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
 #include "ui/screen/screenimageview.h"
 #include "ui/window/icons.h"
+#include "ui/window/placement.h"
 
 using namespace Qt::StringLiterals;
 
@@ -29,6 +32,8 @@ QVariant decodeScreenImage(const QByteArray& png, QSize shownSize) {
     ScreenFrame frame;
     frame.image = QImage::fromData(png, "PNG");
     if (frame.image.isNull()) return {};
+    // Only a PNG that compressed to almost nothing gets its pixels looked at.
+    frame.black = ScreencapReader::mayBeUniform(png) && isAllBlack(frame.image);
     // Scaling here leaves the GUI thread a plain copy to paint.
     if (!shownSize.isEmpty()) {
         frame.shown = frame.image.scaled(shownSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
@@ -91,6 +96,50 @@ void RemoteScreenMonitorSheet::createToolBar() {
     for (QAction* action : bar->actions()) {
         if (QWidget* button = bar->widgetForAction(action)) button->setFocusPolicy(Qt::NoFocus);
     }
+
+    // A row of its own: a display's name and id do not fit beside the buttons.
+    addToolBarBreak();
+    displayBar_ = addToolBar(u"Display"_s);
+    displayBar_->setObjectName(u"remoteScreenDisplayBar"_s);
+    displayBar_->setMovable(false);
+    displayChooser_ = new QComboBox(displayBar_);
+    displayChooser_->setFocusPolicy(Qt::NoFocus);
+    displayChooser_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    displayChooser_->setToolTip(u"The display to show"_s);
+    displayBar_->addWidget(displayChooser_);
+    displayBar_->setVisible(false);
+    connect(displayChooser_, &QComboBox::activated, this, &RemoteScreenMonitorSheet::chooseDisplay);
+}
+
+void RemoteScreenMonitorSheet::onDisplaysListed(const QString& deviceId, const QList<DisplayInfo>& displays) {
+    if (deviceId != deviceId_) return;
+    displayChooser_->clear();
+    // One display (or none listed): captures name none, as before.
+    if (displays.size() < 2) {
+        displayBar_->setVisible(false);
+        if (!screenSource_->displayId().isEmpty()) chooseDisplay(-1);
+        return;
+    }
+    for (const DisplayInfo& display : displays) {
+        displayChooser_->addItem(displayLabel(display) + u"  ·  "_s + display.id, display.id);
+    }
+    int current = displayChooser_->findData(screenSource_->displayId());
+    displayBar_->setVisible(true);
+    chooseDisplay(current < 0 ? 0 : current);
+}
+
+void RemoteScreenMonitorSheet::chooseDisplay(int index) {
+    const QString id = displayChooser_->itemData(index).toString();
+    displayChooser_->setCurrentIndex(index);
+    if (id == screenSource_->displayId()) return;
+    VF_LOG("display {}", id);
+    screenSource_->setDisplayId(id);
+    // The chain in flight captures the display it was started with.
+    if (screenSource_->isRunning()) {
+        const bool refreshing = screenSource_->autoRefresh();
+        screenSource_->stopMonitoring();
+        screenSource_->startMonitoring(refreshing);
+    }
 }
 
 void RemoteScreenMonitorSheet::configureToolbarButtons() {
@@ -101,6 +150,12 @@ void RemoteScreenMonitorSheet::configureToolbarButtons() {
 }
 
 void RemoteScreenMonitorSheet::setDeviceId(const QString& deviceId) {
+    // Display ids belong to their device; the next showWindow() lists anew.
+    if (deviceId != deviceId_) {
+        screenSource_->setDisplayId({});
+        displayChooser_->clear();
+        displayBar_->setVisible(false);
+    }
     deviceId_ = deviceId;
     // Taps and keys go to the device shown, also when several are attached.
     screenSource_->setDeviceId(deviceId);
@@ -109,6 +164,7 @@ void RemoteScreenMonitorSheet::setDeviceId(const QString& deviceId) {
 void RemoteScreenMonitorSheet::showWindow() {
     screenSource_->setDeviceId(deviceId_);
     screenSource_->startMonitoring(true);
+    screenSource_->listDisplays();
     show();
     raise();
     activateWindow();
@@ -133,6 +189,39 @@ void RemoteScreenMonitorSheet::takeSnapshot() { screenSource_->startMonitoring(f
 
 void RemoteScreenMonitorSheet::onScreenUpdate(const QString& /*deviceId*/, const QVariant& screen) {
     const ScreenFrame frame = screen.value<ScreenFrame>();
+    if (frame.black) return takeBlackFrame(frame);
+    showFrame(frame);
+}
+
+void RemoteScreenMonitorSheet::takeBlackFrame(const ScreenFrame& frame) {
+    // "dumpsys power" is asked only now, and its answer trusted for 5 s:
+    // a stream of black frames costs one small command every 5 s.
+    constexpr qint64 kAwakeFreshMs = 5000;
+    if (!awake_ || !awakeAt_.isValid() || awakeAt_.msecsTo(QDateTime::currentDateTime()) > kAwakeFreshMs) {
+        blackFrame_ = frame;
+        screenSource_->checkAwake();
+        return;
+    }
+    if (*awake_) {
+        captureForbidden_ = true;
+        imageView_->setPlaceholderText(QString::fromUtf16(kSecureWindowText));
+        lastImageReceivedDate_ = QDateTime::currentDateTime();
+        updateStatusText();
+        return;
+    }
+    showFrame(frame);
+}
+
+void RemoteScreenMonitorSheet::onDeviceAwake(const QString& /*deviceId*/, std::optional<bool> awake) {
+    // Not told: a black frame is shown as it is.
+    awake_ = awake.value_or(false);
+    awakeAt_ = QDateTime::currentDateTime();
+    if (const auto frame = std::exchange(blackFrame_, std::nullopt)) takeBlackFrame(*frame);
+}
+
+void RemoteScreenMonitorSheet::showFrame(const ScreenFrame& frame) {
+    captureForbidden_ = false;
+    imageView_->setPlaceholderText({});
     const bool newSize = frame.image.size() != imageView_->image().size();
     imageView_->setFrame(frame);
     if (newSize && !frame.image.isNull()) keepAspectRatio();
@@ -179,7 +268,13 @@ void RemoteScreenMonitorSheet::keepAspectRatio() {
             width = qRound(double(height) * pixels.width() / pixels.height());
         }
     }
-    if (qAbs(height - view.height()) > 1 || qAbs(width - view.width()) > 1) resize(QSize(width, height) + chrome);
+    if (qAbs(height - view.height()) <= 1 && qAbs(width - view.width()) <= 1) return;
+    const QSize size = QSize(width, height) + chrome;
+    const QSize decorations = frameGeometry().size() - this->size();
+    resize(size);
+    // Grown downwards, the window could reach below the screen's edge.
+    if (const QScreen* screen = this->screen())
+        move(fitWithin(QRect(pos(), size + decorations), screen->availableGeometry()).topLeft());
 }
 
 QString RemoteScreenMonitorSheet::statusText() const { return statusBarTextField_->text(); }
@@ -188,6 +283,7 @@ void RemoteScreenMonitorSheet::setStatusText(const QString& text) { statusBarTex
 
 void RemoteScreenMonitorSheet::updateStatusText() {
     if (isMouseInside_ || !lastImageReceivedDate_) return;
+    if (captureForbidden_) return setStatusText(QString::fromUtf16(kSecureWindowText));
     setStatusText(u"Last Updated: "_s + lastImageReceivedDate_->toString(u"HH:mm:ss"_s));
 }
 

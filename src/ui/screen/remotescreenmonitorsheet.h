@@ -17,9 +17,12 @@
 
 #include "core/adb/endpoint.h"
 #include "core/screen/devicescreendatasource.h"
+#include "ui/screen/screenimageview.h"
 
 class QAction;
+class QComboBox;
 class QLabel;
+class QToolBar;
 
 namespace vf::ui {
 
@@ -44,6 +47,11 @@ public:
     DeviceScreenDatasource* screenSource() const { return screenSource_.get(); }
     QAction* autoRefreshItem() const { return autoRefreshItem_; }
     QAction* snapshotItem() const { return snapshotItem_; }
+    // The display chooser; shown only for a device with several displays.
+    QComboBox* displayChooser() const { return displayChooser_; }
+
+    // The status shown instead of an all-black frame while the device is awake.
+    static constexpr char16_t kSecureWindowText[] = u"The app on screen does not allow screen capture";
 
     // Toolbar and menu actions.
     void onToggleAutoRefresh();
@@ -62,6 +70,14 @@ private:
     // DeviceScreenDatasourceDelegate.
     void onScreenUpdate(const QString& deviceId, const QVariant& screen) override;
     void onScreenUpdateFailedWithError(const OptionalError& error, const QString& deviceId) override;
+    void onDisplaysListed(const QString& deviceId, const QList<DisplayInfo>& displays) override;
+    void onDeviceAwake(const QString& deviceId, std::optional<bool> awake) override;
+
+    void chooseDisplay(int index);
+    void showFrame(const ScreenFrame& frame);
+    // A black frame: shown as it is while the device sleeps, replaced by
+    // the status while it is awake.
+    void takeBlackFrame(const ScreenFrame& frame);
 
     void createToolBar();
     void configureToolbarButtons();
@@ -86,7 +102,15 @@ private:
     QLabel* statusBarTextField_ = nullptr;
     QAction* autoRefreshItem_ = nullptr;
     QAction* snapshotItem_ = nullptr;
+    QToolBar* displayBar_ = nullptr;
+    QComboBox* displayChooser_ = nullptr;
     bool autoRefresh_ = true;
+    // Awake or not, asked only when a black frame arrives and trusted for a
+    // few seconds.
+    std::optional<bool> awake_;
+    QDateTime awakeAt_;
+    std::optional<ScreenFrame> blackFrame_;  // waiting for the answer
+    bool captureForbidden_ = false;          // the status says so
     std::optional<QPointF> touchDownPoint_;
     bool isDragged_ = false;
     bool isMouseInside_ = false;

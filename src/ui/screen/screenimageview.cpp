@@ -18,6 +18,19 @@ QPointF normalizePoint(QPointF point, QSizeF viewSize, QSize imagePixels) {
     return {std::isnan(x) ? w : std::min(w, x), std::isnan(y) ? h : std::min(h, y)};
 }
 
+bool isAllBlack(const QImage& image) {
+    if (image.isNull()) return false;
+    const QImage rgb = image.format() == QImage::Format_RGB32 || image.format() == QImage::Format_ARGB32
+                           ? image
+                           : image.convertToFormat(QImage::Format_RGB32);
+    for (int y = 0; y < rgb.height(); ++y) {
+        const auto* line = reinterpret_cast<const QRgb*>(rgb.constScanLine(y));
+        // Alpha does not matter; values up to 3 pass as black (dithering).
+        if (std::any_of(line, line + rgb.width(), [](QRgb px) { return (px & 0x00FCFCFCu) != 0; })) return false;
+    }
+    return true;
+}
+
 ScreenImageView::ScreenImageView(QWidget* parent) : QWidget(parent) {
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
@@ -27,6 +40,12 @@ ScreenImageView::ScreenImageView(QWidget* parent) : QWidget(parent) {
 
 void ScreenImageView::setFrame(const ScreenFrame& frame) {
     frame_ = frame;
+    update();
+}
+
+void ScreenImageView::setPlaceholderText(const QString& text) {
+    if (text == placeholder_) return;
+    placeholder_ = text;
     update();
 }
 
@@ -53,7 +72,8 @@ void ScreenImageView::paintEvent(QPaintEvent* /*event*/) {
     if (frame_.image.isNull()) {
         painter.fillRect(rect(), Qt::black);
         painter.setPen(Qt::gray);
-        painter.drawText(rect(), Qt::AlignCenter, tr("Waiting for the screen…"));
+        painter.drawText(rect().adjusted(8, 0, -8, 0), Qt::AlignCenter | Qt::TextWordWrap,
+                         placeholder_.isEmpty() ? tr("Waiting for the screen…") : placeholder_);
         return;
     }
     if (frame_.shown.size() == size()) {

@@ -17,7 +17,12 @@ namespace vf::ui {
 struct ScreenFrame {
     QImage image;
     QImage shown;
+    bool black = false;  // every pixel black (what a window that forbids capture gives)
 };
+
+// Whether every pixel is black, give or take the lowest bits of each
+// channel. Stops at the first pixel that is not. Any thread.
+bool isAllBlack(const QImage& image);
 
 // A point of the view (top-down, as Qt gives it) in device pixels: the
 // view's scale per axis, capped at the image's width W and height H on the
@@ -31,6 +36,8 @@ public:
     explicit ScreenImageView(QWidget* parent = nullptr);
 
     void setFrame(const ScreenFrame& frame);
+    // What the view says while it has no image (empty: that it waits for one).
+    void setPlaceholderText(const QString& text);
     const QImage& image() const { return frame_.image; }
     // The image as shown: scaled to the view's size.
     QImage scaledImage() const;
@@ -56,6 +63,7 @@ protected:
 
 private:
     ScreenFrame frame_;
+    QString placeholder_;
 };
 
 }  // namespace vf::ui

@@ -4,6 +4,8 @@
 #include <QPainter>
 #include <QStyle>
 
+using namespace Qt::StringLiterals;
+
 namespace vf::ui {
 
 QColor HighlightDelegate::highlightColor(bool selected, bool focused) {
@@ -24,6 +26,11 @@ std::pair<qsizetype, qsizetype> HighlightDelegate::matchIn(const QString& text) 
     }
     const qsizetype at = text.indexOf(searchText_, 0, Qt::CaseInsensitive);
     return at < 0 ? std::pair<qsizetype, qsizetype>{0, 0} : std::pair{at, searchText_.size()};
+}
+
+void HighlightDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const {
+    QStyledItemDelegate::initStyleOption(option, index);
+    option->text.replace(u'\t', u"  "_s);
 }
 
 void HighlightDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,

@@ -1,5 +1,6 @@
 #pragma once
-// Paints log cells and marks the search in each cell: the first match of the
+// Paints log cells, a tab as a small fixed indent (the next tab stop would
+// push a stack frame far right), and marks the search in each cell: the first match of the
 // search's regular expression (as the search itself matches), else the first
 // case-insensitive occurrence of its plain text. The mark is yellow with
 // black text on any theme, or black with white text when the row is
@@ -29,6 +30,9 @@ public:
 
     // Start and length of the mark in `text`; length 0: none.
     std::pair<qsizetype, qsizetype> matchIn(const QString& text) const;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override;
 
 private:
     QString searchText_;

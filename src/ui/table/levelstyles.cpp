@@ -11,6 +11,15 @@ using namespace Qt::StringLiterals;
 
 namespace vf::ui {
 
+QString levelName(std::string_view type) {
+    static constexpr std::array<std::pair<char, const char*>, 7> kNames{
+        {{'V', "Verbose"}, {'D', "Debug"}, {'I', "Info"}, {'W', "Warn"}, {'E', "Error"}, {'F', "Fatal"}, {'A', "Assert"}}};
+    if (type.size() == 1)
+        for (const auto& [letter, name] : kNames)
+            if (letter == type[0]) return QLatin1String(name);
+    return QString::fromUtf8(type.data(), qsizetype(type.size()));
+}
+
 QString colorKey(int level) { return u"log"_s + QLatin1String(kLevelStems[size_t(level)]) + u"Color"_s; }
 QString boldKey(int level) { return u"log"_s + QLatin1String(kLevelStems[size_t(level)]) + u"Bold"_s; }
 

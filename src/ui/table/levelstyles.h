@@ -20,6 +20,11 @@ inline constexpr std::array<const char*, kLevelCount> kLevelStems{"Verbose", "De
                                                                   "Warning", "Error", "Fatal"};
 inline constexpr double kDefaultFontSize = 11.0;
 
+// The level a row's type letter names, as the user reads it: "Verbose",
+// "Debug", "Info", "Warn", "Error", "Fatal", "Assert"; the letter itself
+// for any other type.
+QString levelName(std::string_view type);
+
 QString colorKey(int level);
 QString boldKey(int level);
 

@@ -81,10 +81,14 @@ QVariant LogTableModel::data(const QModelIndex& index, int role) const {
     }
 }
 
+QString LogTableModel::columnTitle(int column) {
+    static const QStringList kTitles{u"Time"_s, u"APP"_s, u"PID"_s, u"TID"_s, u"Type"_s, u"Tag"_s, u"Text"_s, u"Buffer"_s};
+    return kTitles.value(column);
+}
+
 QVariant LogTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
-    static const QStringList kTitles{u"Time"_s, u"APP"_s, u"PID"_s, u"TID"_s, u"Type"_s, u"Tag"_s, u"Text"_s};
-    if (orientation != Qt::Horizontal || section < 0 || section >= kTitles.size()) return {};
-    if (role == Qt::DisplayRole) return kTitles.at(section);
+    if (orientation != Qt::Horizontal || section < 0 || section >= int(kLogColumns.size())) return {};
+    if (role == Qt::DisplayRole) return columnTitle(section);
     if (role == Qt::TextAlignmentRole && section == kTypeColumn) return int(Qt::AlignCenter);
     return {};
 }

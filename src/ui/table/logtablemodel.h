@@ -17,10 +17,12 @@
 
 namespace vf::ui {
 
-// Columns in their default order; each is one row key.
-inline constexpr std::array<RowKey, 7> kLogColumns{RowKey::Time, RowKey::App,  RowKey::Pid, RowKey::Tid,
-                                                   RowKey::Type, RowKey::Name, RowKey::Text};
+// Columns in their default order; each is one row key. The buffer column
+// comes last and is hidden until the user shows it.
+inline constexpr std::array<RowKey, 8> kLogColumns{RowKey::Time, RowKey::App,  RowKey::Pid,  RowKey::Tid,
+                                                   RowKey::Type, RowKey::Name, RowKey::Text, RowKey::Buffer};
 inline constexpr int kTypeColumn = 4;
+inline constexpr int kBufferColumn = 7;
 
 class LogTableModel final : public QAbstractTableModel {
     Q_OBJECT
@@ -43,6 +45,8 @@ public:
     void refreshCells();
 
     static RowKey keyForColumn(int column) { return kLogColumns[size_t(column)]; }
+    // The header title of `column` ("Time", "APP" ...); empty for none.
+    static QString columnTitle(int column);
 
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;

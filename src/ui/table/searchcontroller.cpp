@@ -1,5 +1,6 @@
 #include "ui/table/searchcontroller.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -45,6 +46,19 @@ SearchController::SearchController(MainWindow& window, LogTableModel& model, Hig
     connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state != Qt::ApplicationActive) isLiveSearching_ = false;
     });
+    // Escape in the search field: no search, no marks, back to the rows.
+    auto* clear = new QAction(window_.searchField());
+    clear->setShortcut(QKeySequence(Qt::Key_Escape));
+    clear->setShortcutContext(Qt::WidgetShortcut);
+    connect(clear, &QAction::triggered, this, &SearchController::clearSearch);
+    window_.searchField()->addAction(clear);
+}
+
+void SearchController::clearSearch() {
+    isLiveSearching_ = false;
+    setSearchText(QString());
+    status_.clearNote();
+    window_.logTable()->setFocus(Qt::ShortcutFocusReason);
 }
 
 void SearchController::search(const QString& text) { doSearch(text, 0); }

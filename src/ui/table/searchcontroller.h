@@ -2,7 +2,8 @@
 // SearchController: finding text in the log table. It drives the search
 // field (Find focuses it, Find Next / Find Previous step from the selected
 // row and wrap around), marks the matches through the highlight delegate,
-// says "No match" on the status line where a beep may be silent, and runs the
+// says "No match" on the status line where a beep may be silent, clears the
+// field and its marks on Escape in it, and runs the
 // live search: characters typed into the log table go into the search field,
 // Backspace takes one back, Escape ends it. The live search also ends when
 // the application loses focus.
@@ -34,6 +35,8 @@ public:
     // The next match of the field's text; with an empty field: find().
     void findNext();
     void findPrevious();
+    // Empties the search field and its marks (Escape in the field).
+    void clearSearch();
     // A key without Ctrl typed into the log table: Return finds the next
     // match, printable text and Backspace edit the live search, Escape ends
     // it. False for keys the table handles itself.

@@ -21,6 +21,9 @@ namespace {
 
 constexpr char kPointSizeProperty[] = "vfPointSize";
 constexpr char kLayoutKey[] = "logDataTable";
+constexpr int kAppColumn = 1;
+constexpr int kFitRows = 5000;     // the rows an APP fit reads
+constexpr int kMaxAppChars = 48;   // the widest the fit makes the APP column
 
 }  // namespace
 
@@ -28,10 +31,13 @@ int defaultColumnWidth(int column, const QFontMetrics& metrics) {
     // Typical values, in the order of kLogColumns.
     static const std::array<QString, kLogColumns.size()> kSamples{
         u"00-00 00:00:00.000"_s, u"com.example.app:x"_s, u"000000"_s, u"000000"_s, u"W"_s,
-        u"ActivityManager"_s, u"A message of average length, as logs go"_s};
+        u"ActivityManager"_s, u"A message of average length, as logs go"_s, u"system"_s};
     if (column < 0 || column >= int(kSamples.size())) return 0;
     const int padding = metrics.averageCharWidth() * 2;
-    return metrics.horizontalAdvance(kSamples[size_t(column)]) + padding;
+    // Header sections have wider margins than cells (Fusion's most of all).
+    const QString title = LogTableModel::columnTitle(column);
+    const int titleWidth = metrics.horizontalAdvance(title) + metrics.averageCharWidth() * 2;
+    return qMax(metrics.horizontalAdvance(kSamples[size_t(column)]), titleWidth) + padding;
 }
 
 void followFontSize(QHeaderView* header, double pointSize) {
@@ -54,6 +60,12 @@ void followStyles(QTableView* table, const LevelStyles& styles) {
     table->verticalHeader()->setDefaultSectionSize(styles.rowHeight);
     table->horizontalHeader()->setFont(QApplication::font());
     followFontSize(table->horizontalHeader(), styles.pointSize);
+}
+
+void setWrapLongMessages(QTableView* table, bool wrap) {
+    table->setWordWrap(wrap);
+    table->setTextElideMode(wrap ? Qt::ElideNone : Qt::ElideRight);
+    table->verticalHeader()->setSectionResizeMode(wrap ? QHeaderView::ResizeToContents : QHeaderView::Fixed);
 }
 
 void installColumnMenu(QHeaderView* header) {
@@ -81,13 +93,35 @@ void installColumnMenu(QHeaderView* header) {
 }
 
 ColumnLayoutSaver::ColumnLayoutSaver(QHeaderView* header) : header_(header) {
+    // Some levels are drawn bold: the widths are those of bold text.
     QFont font = QApplication::font();
     font.setPointSizeF(readFontSize());
+    font.setBold(true);
     for (int column = 0; column < header->count() - 1; ++column)
         header->resizeSection(column, defaultColumnWidth(column, QFontMetrics(font)));
     installColumnMenu(header);
+    header->setSectionHidden(kBufferColumn, true);
     const QByteArray state = Preferences::value(QLatin1String(kLayoutKey)).toByteArray();
     if (!state.isEmpty()) header->restoreState(state);
+    if (state.isEmpty() && header->model() != nullptr) {
+        fitTimer_ = new QTimer(this);
+        fitTimer_->setSingleShot(true);
+        fitTimer_->setInterval(300);
+        connect(fitTimer_, &QTimer::timeout, this, &ColumnLayoutSaver::fitAppColumn);
+        // At most one fit per interval, also while rows stream in.
+        const auto soon = [this] {
+            if (fitTimer_ != nullptr && !fitTimer_->isActive()) fitTimer_->start();
+        };
+        const QAbstractItemModel* model = header->model();
+        connect(model, &QAbstractItemModel::rowsInserted, this, soon);
+        connect(model, &QAbstractItemModel::modelReset, this, soon);
+        connect(model, &QAbstractItemModel::dataChanged, this, soon);
+        connect(header, &QHeaderView::sectionResized, this, [this](int column) {
+            if (column != kAppColumn || fitting_ || fitTimer_ == nullptr) return;
+            fitTimer_->deleteLater();  // the user chose a width: it stays
+            fitTimer_ = nullptr;
+        });
+    }
 
     timer_ = new QTimer(this);
     timer_->setSingleShot(true);
@@ -98,6 +132,25 @@ ColumnLayoutSaver::ColumnLayoutSaver(QHeaderView* header) : header_(header) {
 }
 
 ColumnLayoutSaver::~ColumnLayoutSaver() { save(); }
+
+// The widest app name of the first rows shown (bold, like fatal rows),
+// within a bound; the column only grows.
+void ColumnLayoutSaver::fitAppColumn() {
+    const QAbstractItemModel* model = header_ != nullptr ? header_->model() : nullptr;
+    if (model == nullptr || fitTimer_ == nullptr) return;
+    QFont font = QApplication::font();
+    font.setPointSizeF(readFontSize());
+    font.setBold(true);
+    const QFontMetrics metrics(font);
+    int widest = 0;
+    for (int row = 0, rows = qMin(model->rowCount(), kFitRows); row < rows; ++row)
+        widest = qMax(widest, metrics.horizontalAdvance(model->index(row, kAppColumn).data().toString()));
+    const int width = qMin(widest + metrics.averageCharWidth() * 2, metrics.averageCharWidth() * kMaxAppChars);
+    if (width <= header_->sectionSize(kAppColumn)) return;
+    fitting_ = true;
+    header_->resizeSection(kAppColumn, width);
+    fitting_ = false;
+}
 
 void ColumnLayoutSaver::save() const {
     if (header_ != nullptr) Preferences::setValue(QLatin1String(kLayoutKey), header_->saveState());

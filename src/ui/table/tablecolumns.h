@@ -31,14 +31,22 @@ void followFontSize(QHeaderView* header, double pointSize);
 // widths scaled to their point size.
 void followStyles(QTableView* table, const LevelStyles& styles);
 
+inline constexpr char kWrapLongMessagesKey[] = "wrapLongMessages";
+
+// Rows as tall as their wrapped text (`wrap`), or one line each. Wrapping
+// measures every shown row at each layout: it costs time on large logs.
+void setWrapLongMessages(QTableView* table, bool wrap);
+
 // A context menu on `header` with one check item per column; the last
 // visible column cannot be hidden.
 void installColumnMenu(QHeaderView* header);
 
 // Keeps the column layout of a table: gives the columns their default
-// widths and the column menu, restores the saved layout, and saves it half a
-// second after the user resizes or moves a column, and once more when it
-// goes. Destroy it before the table.
+// widths (wide enough for bold rows) and the column menu, restores the saved
+// layout, and saves it half a second after the user resizes or moves a
+// column, and once more when it goes. With no saved layout (the first run)
+// the APP column widens to the widest app name shown until the user sizes
+// it. Destroy it before the table.
 class ColumnLayoutSaver final : public QObject {
     Q_OBJECT
 public:
@@ -51,8 +59,12 @@ public:
     void save() const;
 
 private:
+    void fitAppColumn();
+
     QPointer<QHeaderView> header_;
     QTimer* timer_ = nullptr;
+    QTimer* fitTimer_ = nullptr;  // gathers row changes for fitAppColumn; null once the user sized the column
+    bool fitting_ = false;        // the resize is fitAppColumn's own
 };
 
 }  // namespace vf::ui

@@ -1,6 +1,7 @@
 #include "ui/window/mainwindow.h"
 
 #include <QAction>
+#include <QComboBox>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QHeaderView>
@@ -10,6 +11,7 @@
 #include <QSplitter>
 #include <QToolBar>
 #include <QUrl>
+#include <utility>
 
 #include "ui/window/helpmenu.h"
 #include "ui/window/icons.h"
@@ -29,6 +31,12 @@ QString firstLocalFile(const QMimeData* mime) {
 }
 
 }  // namespace
+
+QList<QKeySequence> findNextKeys() { return {QKeySequence(Qt::CTRL | Qt::Key_G), QKeySequence(Qt::Key_F3)}; }
+
+QList<QKeySequence> findPreviousKeys() {
+    return {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_G), QKeySequence(Qt::SHIFT | Qt::Key_F3)};
+}
 
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     setWindowIcon(bundledIcon(u"vellumfox"_s));
@@ -58,16 +66,22 @@ void MainWindow::createActions() {
     newWindowAction = make(u"New Window"_s, themedIcon(u"window-new"_s, u"newwindow"_s), QKeySequence::New);
     copyAction = make(u"Copy"_s, themedIcon(u"edit-copy"_s, u"copy"_s), QKeySequence::Copy);
     findAction = make(u"Find"_s, themedIcon(u"edit-find"_s, u"search"_s), QKeySequence::Find);
-    findNextAction = make(u"Find Next"_s, QIcon(), QKeySequence(Qt::CTRL | Qt::Key_G));
-    findPreviousAction = make(u"Find Previous"_s, QIcon(), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_G));
+    findNextAction = make(u"Find Next"_s, QIcon(), QKeySequence());
+    findNextAction->setShortcuts(findNextKeys());
+    findPreviousAction = make(u"Find Previous"_s, QIcon(), QKeySequence());
+    findPreviousAction->setShortcuts(findPreviousKeys());
     biggerFontAction = make(u"Bigger Font"_s, themedIcon(u"zoom-in"_s, u"zoomin"_s), QKeySequence::ZoomIn);
     smallerFontAction = make(u"Smaller Font"_s, themedIcon(u"zoom-out"_s, u"zoomout"_s), QKeySequence::ZoomOut);
     preferencesAction = make(u"Preferences…"_s, themedIcon(u"preferences-system"_s, u"prefs"_s),
                              QKeySequence(Qt::CTRL | Qt::Key_Comma));
     remoteScreenAction = make(u"Remote Screen"_s, themedIcon(u"video-display"_s, u"newwindow"_s),
                               QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
+    wrapAction = make(u"Wrap Long Messages"_s, QIcon(), QKeySequence());
+    wrapAction->setCheckable(true);
     quitAction = make(u"Quit"_s, themedIcon(u"application-exit"_s, u"stop"_s), QKeySequence::Quit);
     quitAction->setMenuRole(QAction::QuitRole);
+    // The message viewer and the remote screen are windows of their own: Quit works there too.
+    quitAction->setShortcutContext(Qt::ApplicationShortcut);
     // Some platform themes bind none of these standard keys: the usual Linux
     // key comes first everywhere, the theme's own stays beside it.
     const auto alsoBind = [](QAction* action, const QKeySequence& key) {
@@ -106,6 +120,7 @@ void MainWindow::createMenus() {
     view->addActions({biggerFontAction, smallerFontAction});
     view->addSeparator();
     view->addAction(followAction);
+    view->addAction(wrapAction);
     view->addAction(remoteScreenAction);
     QMenu* device = menuBar()->addMenu(u"&Device"_s);
     device->addAction(connectAction);
@@ -125,18 +140,25 @@ void MainWindow::createToolBar() {
     spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     toolBar_->addWidget(spacer);
 
+    levelSelector_ = new QComboBox(toolBar_);
+    levelSelector_->setObjectName(u"levelSelector"_s);
+    levelSelector_->setToolTip(u"The lowest level shown"_s);
+    for (const auto& [name, letter] : {std::pair{u"Verbose"_s, u"V"_s}, {u"Debug"_s, u"D"_s}, {u"Info"_s, u"I"_s},
+                                       {u"Warn"_s, u"W"_s}, {u"Error"_s, u"E"_s}, {u"Assert"_s, u"A"_s}})
+        levelSelector_->addItem(name, letter);
+    toolBar_->addWidget(levelSelector_);
     quickFilter_ = new QLineEdit(toolBar_);
     quickFilter_->setPlaceholderText(u"Quick filter or query: tag:Net level:W"_s);
     quickFilter_->setClearButtonEnabled(true);
     quickFilter_->addAction(themedIcon(u"view-filter"_s, u"filter"_s), QLineEdit::LeadingPosition);
-    quickFilter_->setMinimumWidth(280);
+    quickFilter_->setMinimumWidth(240);
     toolBar_->addWidget(quickFilter_);
     toolBar_->addSeparator();
     searchField_ = new QLineEdit(toolBar_);
     searchField_->setPlaceholderText(u"Search"_s);
     searchField_->setClearButtonEnabled(true);
     searchField_->addAction(themedIcon(u"edit-find"_s, u"search"_s), QLineEdit::LeadingPosition);
-    searchField_->setMinimumWidth(220);
+    searchField_->setMinimumWidth(180);
     toolBar_->addWidget(searchField_);
 }
 

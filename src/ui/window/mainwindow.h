@@ -7,9 +7,12 @@
 //
 // Main thread only.
 
+#include <QKeySequence>
+#include <QList>
 #include <QMainWindow>
 
 class QAction;
+class QComboBox;
 class QLineEdit;
 class QSplitter;
 class QToolBar;
@@ -17,6 +20,11 @@ class QToolBar;
 namespace vf::ui {
 
 class SelectableTableView;
+
+// Find Next and Find Previous, the same in every window: Ctrl+G and F3,
+// Ctrl+Shift+G and Shift+F3.
+QList<QKeySequence> findNextKeys();
+QList<QKeySequence> findPreviousKeys();
 
 class MainWindow final : public QMainWindow {
     Q_OBJECT
@@ -27,6 +35,9 @@ public:
     SelectableTableView* filterListTable() const { return filterList_; }
     QLineEdit* searchField() const { return searchField_; }
     QLineEdit* quickFilterField() const { return quickFilter_; }
+    // The lowest level shown, Verbose to Assert; its items' data is the
+    // level's letter.
+    QComboBox* levelSelector() const { return levelSelector_; }
     QSplitter* splitter() const { return splitter_; }
     QToolBar* toolBar() const { return toolBar_; }
 
@@ -46,6 +57,7 @@ public:
     QAction* smallerFontAction = nullptr;
     QAction* preferencesAction = nullptr;
     QAction* remoteScreenAction = nullptr;  // shows / hides the remote screen
+    QAction* wrapAction = nullptr;          // checkable: long messages wrap in the table
     QAction* quitAction = nullptr;
 
 Q_SIGNALS:
@@ -66,6 +78,7 @@ private:
     SelectableTableView* filterList_ = nullptr;
     QLineEdit* searchField_ = nullptr;
     QLineEdit* quickFilter_ = nullptr;
+    QComboBox* levelSelector_ = nullptr;
     QSplitter* splitter_ = nullptr;
     QToolBar* toolBar_ = nullptr;
 };

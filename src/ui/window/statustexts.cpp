@@ -11,13 +11,26 @@ QString viewingText(qsizetype shown, const TableState& state) {
     if (state.filtered) {
         if (shown != 0 || state.total != 0) {
             text = u"Viewing %1 of %2"_s.arg(shown).arg(state.total);
-            if (state.logging) text += u"+"_s;
+            if (state.logging) text += u" so far"_s;
         }
     } else if (shown != 0) {
         text = u"Viewing: %1"_s.arg(shown);
     }
     if (text.isEmpty()) text = u"No Data       v(%1)"_s.arg(QLatin1String(build::kVersion));
     return text;
+}
+
+QString filterInWords(const QStringList& savedNames, const QString& quickText, const QString& level) {
+    const auto quoted = [](const QString& text) -> QString { return u"\u201C"_s + text + u"\u201D"_s; };
+    QStringList parts;
+    if (!savedNames.isEmpty()) {
+        QStringList names;
+        for (const QString& name : savedNames) names << quoted(name);
+        parts << names.join(u" and "_s);
+    }
+    if (!quickText.trimmed().isEmpty()) parts << quoted(quickText.trimmed());
+    if (!level.isEmpty()) parts << level + u" and above"_s;
+    return parts.isEmpty() ? u"All Messages"_s : parts.join(u" \u00B7 "_s);
 }
 
 QString emptyTableHint(qsizetype shown, const TableState& state) {
@@ -27,6 +40,9 @@ QString emptyTableHint(qsizetype shown, const TableState& state) {
             state.filter);
     if (!state.fromDevice) return u"The file holds no log messages."_s;
     if (state.logging) return u"Connected. Waiting for the device's first messages…"_s;
+    if (state.seeking)
+        return u"No device connected.\n\nConnect an Android device with USB debugging turned on: it is picked up as "
+               u"soon as it is ready.\nNo device at hand? scripts/run.sh in the source tree starts the simulated device."_s;
     return u"No device connected.\n\nConnect an Android device with USB debugging turned on, then press Run "
            u"(Ctrl+R).\nNo device at hand? scripts/run.sh in the source tree starts the simulated device."_s;
 }

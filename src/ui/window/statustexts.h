@@ -2,6 +2,7 @@
 // Texts the main window shows about its state. Pure functions; any thread.
 
 #include <QString>
+#include <QStringList>
 
 namespace vf::ui {
 
@@ -10,13 +11,20 @@ struct TableState {
     bool filtered = false;   // a filter is in force
     bool fromDevice = true;  // false: a file is shown
     bool logging = false;    // a device stream is running
+    bool seeking = false;    // the first device to come will be streamed
     QString filter;          // the status line's filter text ("Filter: ...")
 };
 
-// The count on the status line: "Viewing 4 of 12" (a "+" while logging)
-// with a filter, "Viewing: 12" without, and the version when there is
-// nothing to count.
+// The count on the status line: "Viewing 4 of 12" with a filter ("of 12
+// so far" while logging, the total still grows), "Viewing: 12" without,
+// and the version when there is nothing to count.
 QString viewingText(qsizetype shown, const TableState& state);
+
+// The filter in force as the user chose it: the saved filters by name, the
+// quick filter's own text and the lowest level shown ("Info", empty for
+// every level), e.g. “Errors” and “Net” · “queue=4” · Info and above.
+// "All Messages" when none applies.
+QString filterInWords(const QStringList& savedNames, const QString& quickText, const QString& level);
 
 // What an empty log table says to do; empty when the table has rows.
 QString emptyTableHint(qsizetype shown, const TableState& state);

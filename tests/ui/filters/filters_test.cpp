@@ -1,4 +1,5 @@
 // The filter list and the quick filter.
+#include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QAbstractButton>
@@ -74,6 +75,18 @@ TEST_F(FiltersTest, QuickFilterCombinesWithTheListAndSurvivesBadText) {
     app->parts().window->quickFilterField()->setText(u"it's"_s);  // breaks the CONTAINS template
     EXPECT_TRUE(app->parts().status->filterText().contains(u"not understood"_s));
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 5; }));  // the list's filter alone
+
+    // The level selector is one more term, named in words with the rest.
+    app->parts().window->filterListTable()->selectRowAlone(0);
+    app->parts().window->quickFilterField()->setText(u"timeout"_s);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 2; }));
+    QComboBox* levels = app->parts().window->levelSelector();
+    levels->setCurrentIndex(levels->findText(u"Warn"_s));
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 1; }));
+    EXPECT_EQ(app->parts().status->filterText(), u"Filter: \u201Ctimeout\u201D \u00B7 Warn and above"_s);
+    app->parts().filterList->showAllMessages();
+    EXPECT_EQ(levels->currentIndex(), 0);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 14; }));
 }
 
 TEST_F(FiltersTest, TheQuickFilterIsAQueryWhenATermHasAKeyOfTheTable) {

@@ -52,13 +52,30 @@ TEST(TextViewer, FormatsTheSelectionInOneUndoStepAndRestores) {
     EXPECT_EQ(viewer.text(), u"\n    <a>\n\n        <b/></a>"_s);
 }
 
-TEST(TextViewer, UndecodableBase64ShowsTheAlertAndKeepsTheText) {
+TEST(TextViewer, WithoutASelectionBase64TakesTheRunAndNamesIt) {
     TextViewerWindow viewer;
-    viewer.setString(u"//79"_s);
+    // The cursor where setString left it is no choice: the longest run.
+    viewer.setString(u"I/Sync: token aGVsbG8= user ab"_s);
+    viewer.onBase64Decode();
+    EXPECT_EQ(viewer.text(), u"I/Sync: token hello user ab"_s);
+    EXPECT_FALSE(viewer.currentAlert());
+
+    viewer.setString(u"E/Blob: //79//79 x"_s);
     viewer.onBase64Decode();
     ASSERT_TRUE(viewer.currentAlert());
-    EXPECT_EQ(viewer.currentAlert()->informativeText(), u"Result is not a string.\nBIN[<fffefd>]"_s);
-    EXPECT_EQ(viewer.text(), u"//79"_s);
+    EXPECT_EQ(viewer.currentAlert()->informativeText(),
+              u"Nothing selected: tried the longest Base64 in the message, \u201C//79//79\u201D.\n\n"
+              u"Result is not a string.\nBIN[<fffefdff fefd>]"_s);
+    EXPECT_EQ(viewer.text(), u"E/Blob: //79//79 x"_s);
+    viewer.currentAlert()->close();
+
+    // A cursor the user put on a run takes that run, however short.
+    viewer.setString(u"aGk= //79//79"_s);
+    QTextCursor cursor = viewer.textView()->textCursor();
+    cursor.setPosition(2);
+    viewer.textView()->setTextCursor(cursor);
+    viewer.onBase64Decode();
+    EXPECT_EQ(viewer.text(), u"hi //79//79"_s);
 }
 
 }  // namespace

@@ -35,6 +35,32 @@ TEST(RemoteScreen, NormalizePointScalesPerAxisAndCapsOnlyRightAndBelow) {
     }
 }
 
+// What a window that forbids capture gives is black in every pixel; one
+// pixel of anything else, anywhere, is a picture.
+TEST(RemoteScreen, BlackFramesAreBlackInEveryPixel) {
+    const auto filled = [](QImage::Format format, QColor color) {
+        QImage image(64, 128, format);
+        image.fill(color);
+        return image;
+    };
+    QImage lastPixel = filled(QImage::Format_RGB32, Qt::black);
+    lastPixel.setPixelColor(63, 127, QColor(40, 0, 0));
+    const struct {
+        const char* name;
+        QImage image;
+        bool black;
+    } cases[] = {
+        {"black", filled(QImage::Format_RGB32, Qt::black), true},
+        {"near black (dithered)", filled(QImage::Format_RGB32, QColor(3, 2, 3)), true},
+        {"transparent black", filled(QImage::Format_ARGB32, QColor(0, 0, 0, 0)), true},
+        {"grey PNG decoded as 8 bits", filled(QImage::Format_Grayscale8, Qt::black), true},
+        {"dark grey", filled(QImage::Format_RGB32, QColor(8, 8, 8)), false},
+        {"one pixel at the very end", lastPixel, false},
+        {"no image", QImage(), false},
+    };
+    for (const auto& c : cases) EXPECT_EQ(isAllBlack(c.image), c.black) << c.name;
+}
+
 TEST(RemoteScreen, ToolbarFollowsAutoRefreshAndClicksWaitForTheFirstImage) {
     test::ScriptedAdbServer server;  // records every connection; the first may choose its device
     server.addScript(test::Script().expectRequest("host:transport-any").reply("OKAY"));

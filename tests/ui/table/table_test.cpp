@@ -127,7 +127,7 @@ TEST_F(TableTest, ClearAndStatusLine) {
     EXPECT_EQ(app->parts().status->viewingText(), u"Viewing: 12"_s);
     app->parts().window->filterListTable()->selectRowAlone(int(app->parts().filterList->sortedFilterKeys().indexOf(u"LogLevel Error"_s)) + 1);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 4; }));
-    EXPECT_EQ(app->parts().status->viewingText(), u"Viewing 4 of 12+"_s);
+    EXPECT_EQ(app->parts().status->viewingText(), u"Viewing 4 of 12 so far"_s);
     QKeyEvent clear(QEvent::KeyPress, Qt::Key_Backspace, Qt::ControlModifier);
     EXPECT_TRUE(app->parts().messages->onKeyEventForTableView(table(), &clear));
     EXPECT_EQ(model()->rowCount(), 0);

@@ -1,0 +1,136 @@
+// The viewer's window through the real adb server, where the behaviour is
+// the window's own: a saved log opened and a device run after it, a device
+// that comes after the viewer, and quitting with a second window open.
+#ifdef VF_HAVE_UI
+#include <QApplication>
+#include <QListWidget>
+#include <QMenu>
+#include <QTest>
+#include <QTimer>
+
+#include "core/support/preferences.h"
+#include "e2e.h"
+#include "support/fixtures/scriptedadbserver.h"
+#include "support/fixtures/wait.h"
+#include "ui/connection/connectioncontroller.h"
+#include "ui/crashes/crashespanel.h"
+#include "ui/files/filecontroller.h"
+#include "ui/message/messageactions.h"
+#include "ui/message/textviewerwindow.h"
+#include "ui/table/logtablemodel.h"
+#include "ui/vellumfoxappdelegate.h"
+#include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
+
+namespace vf::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+// A threadtime log of one app that crashes once, among ordinary lines.
+QString writeCrashingLog(const AdbHarness& harness) {
+    const QString path = harness.scratchPath(u"crashing.log"_s);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) return {};
+    file.write("03-17 09:41:02.100  1102  1133 I ActivityManager: Start proc 4120:org.example.fieldnotes/u0a121 "
+               "for activity org.example.fieldnotes/.ui.MainActivity\n");
+    for (int i = 0; i < 30; ++i)
+        file.write(QStringLiteral("03-17 09:41:03.%1  4120  4133 D Notes: line %2\n")
+                       .arg(i * 10, 3, 10, QLatin1Char('0'))
+                       .arg(i)
+                       .toUtf8());
+    file.write("03-17 09:41:04.000  4120  4120 E AndroidRuntime: FATAL EXCEPTION: main\n"
+               "03-17 09:41:04.000  4120  4120 E AndroidRuntime: Process: org.example.fieldnotes, PID: 4120\n"
+               "03-17 09:41:04.000  4120  4120 E AndroidRuntime: java.lang.IllegalStateException: boom\n"
+               "03-17 09:41:04.000  4120  4120 E AndroidRuntime: \tat org.example.Notes.save(Notes.java:9)\n"
+               "03-17 09:41:04.100  1102  1133 I ActivityManager: Process org.example.fieldnotes (pid 4120) has died: fg TOP\n"
+               "03-17 09:41:05.000  1102  1133 I ActivityManager: the end of the replay\n");
+    return path;
+}
+
+class E2eWindow : public ::testing::Test {
+protected:
+    void SetUp() override {
+        VF_REQUIRE_ADB(harness);
+        ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+        preferences = std::make_unique<ScopedAdbPreferences>(harness.serverPort());
+    }
+    void launch(bool connectAtStart) { app = launchViewer(connectAtStart); }
+    // The app column of the first row whose text holds `text`; null when none does.
+    std::optional<QString> appOf(const QString& text) const {
+        const ui::LogTableModel* model = app->parts().model;
+        for (int row = 0; row < model->rowCount(); ++row)
+            if (model->index(row, 6).data().toString().contains(text)) return model->index(row, 1).data().toString();
+        return std::nullopt;
+    }
+    bool shows(const QString& text) const { return appOf(text).has_value(); }
+
+    AdbHarness harness = makeHarness();
+    std::unique_ptr<ScopedAdbPreferences> preferences;
+    std::unique_ptr<ui::VellumfoxAppDelegate> app;
+};
+
+// The saved log of a device and then the device itself: the crash they
+// share is listed once, and the rows of the process that died keep its name.
+TEST_F(E2eWindow, OpenThenRunListsEachCrashOnce) {
+    const QString log = writeCrashingLog(harness);
+    ASSERT_TRUE(harness.startDevice(fastDevice(log)));
+    launch(false);
+    const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
+    parts.files->openFile(log);
+    ASSERT_TRUE(waitUntil([&] { return parts.crashes->list()->count() == 1 && shows(u"the end of the replay"_s); }, 15000));
+
+    parts.window->connectAction->trigger();
+    ASSERT_TRUE(waitUntil([&] { return parts.session->isLogging(); }, 15000));
+    ASSERT_TRUE(waitUntil([&] { return shows(u"the end of the replay"_s) && parts.crashes->list()->count() > 0; }, 15000));
+    pumpEvents(1500);
+    ASSERT_EQ(parts.crashes->list()->count(), 1);
+    EXPECT_TRUE(parts.crashes->list()->item(0)->text().contains(u"org.example.fieldnotes ("_s))
+        << parts.crashes->list()->item(0)->text().toStdString();
+    EXPECT_EQ(appOf(u"line 29"_s), u"org.example.fieldnotes"_s);
+}
+
+// Started with no device: no alert over the table, which says what to do;
+// the device plugged in afterwards streams without a key press and is
+// offered in the Device menu.
+TEST_F(E2eWindow, ALateDeviceIsPickedUpWithoutInput) {
+    launch(true);
+    const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
+    ASSERT_TRUE(waitUntil([&] { return parts.window->logTable()->placeholderText().contains(u"picked up"_s); }, 15000));
+    EXPECT_EQ(parts.connection->currentAlert(), nullptr);
+
+    const QString log = writeCrashingLog(harness);
+    SimulatedDevice* device = harness.startDevice(fastDevice(log));
+    ASSERT_NE(device, nullptr) << harness.lastError().toStdString();
+    // Listed offline first while the server connects it, then ready.
+    ASSERT_TRUE(waitUntil([&] { return parts.window->connectAction->text() == u"Stop"_s; }, 15000));
+    EXPECT_EQ(parts.session->deviceId(), device->serial());
+    EXPECT_TRUE(parts.window->windowTitle().endsWith(device->serial())) << parts.window->windowTitle().toStdString();
+    const QList<QAction*> entries = parts.connection->devicesMenu()->actions();
+    ASSERT_EQ(entries.size(), 1);
+    EXPECT_TRUE(entries.first()->isChecked());
+    EXPECT_EQ(parts.connection->currentAlert(), nullptr);
+}
+
+// Quit from the message viewer ends the application, not just the main window.
+TEST_F(E2eWindow, QuitFromTheMessageViewerEndsTheApplication) {
+    const QString log = writeCrashingLog(harness);
+    launch(false);
+    const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
+    parts.files->openFile(log);
+    ASSERT_TRUE(waitUntil([&] { return shows(u"the end of the replay"_s); }, 15000));
+    parts.window->logTable()->selectRow(0);
+    parts.messages->onViewText();
+    QWidget* viewer = QApplication::activeWindow();
+    ASSERT_TRUE(waitUntil([&] {
+        viewer = QApplication::activeWindow();
+        return qobject_cast<ui::TextViewerWindow*>(viewer) != nullptr;
+    }, 5000));
+    QTimer::singleShot(0, viewer, [viewer] { QTest::keyClick(viewer, Qt::Key_Q, Qt::ControlModifier); });
+    QTimer::singleShot(10000, qApp, [] { QCoreApplication::exit(1); });  // never reached when Quit works
+    EXPECT_EQ(QApplication::exec(), 0);
+}
+
+}  // namespace
+}  // namespace vf::test
+#endif
