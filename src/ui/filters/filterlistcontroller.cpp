@@ -21,6 +21,7 @@
 #include "ui/filters/filtersheet.h"
 #include "ui/filters/quickfilterassist.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/placement.h"
 #include "ui/window/statustexts.h"
 
 using namespace Qt::StringLiterals;
@@ -204,6 +205,7 @@ void FilterListController::removeFilter() {
     auto* box = new QMessageBox(QMessageBox::Question, u"Delete Filter?"_s, u"Delete Filter?"_s, QMessageBox::NoButton,
                                 &window_);
     box->setInformativeText(text);
+    fitTitle(box);
     QPushButton* yes = box->addButton(u"Yes"_s, QMessageBox::YesRole);
     box->addButton(u"No"_s, QMessageBox::NoRole);
     box->setAttribute(Qt::WA_DeleteOnClose);

@@ -1,7 +1,12 @@
 #include "ui/window/placement.h"
 
+#include <QFontMetrics>
+#include <QGridLayout>
+#include <QMessageBox>
 #include <QScreen>
+#include <QSpacerItem>
 #include <QWidget>
+#include <algorithm>
 
 namespace vf::ui {
 
@@ -27,6 +32,20 @@ void placeOnScreenOf(QWidget* window, const QWidget* anchor) {
     frame = fitWithin(frame, screen->availableGeometry());
     window->resize(frame.marginsRemoved(decorations).size());
     window->move(frame.topLeft());  // a window's position is its frame's
+}
+
+void fitTitle(QMessageBox* box) {
+    auto* grid = qobject_cast<QGridLayout*>(box->layout());
+    if (grid == nullptr) return;
+    // The title's width in the application font, plus room for the close,
+    // minimise and maximise buttons a title bar usually carries; never
+    // narrower than a short sentence, so the text does not wrap early.
+    constexpr int kTitleBarButtons = 120;
+    constexpr int kLeast = 360;
+    const QFontMetrics metrics(box->font());
+    const int width = std::max(metrics.horizontalAdvance(box->windowTitle()) + kTitleBarButtons, kLeast);
+    grid->addItem(new QSpacerItem(width, 0, QSizePolicy::Minimum, QSizePolicy::Minimum), grid->rowCount(), 0, 1,
+                  grid->columnCount());
 }
 
 }  // namespace vf::ui
