@@ -229,6 +229,14 @@ inline size_t statusBytes(const char* key) {
     return 0;
 }
 inline size_t residentBytes() { return statusBytes("VmRSS"); }
+// Anonymous memory only: the pages of a mapped file are the page cache's.
+inline size_t anonymousBytes() { return statusBytes("RssAnon"); }
+
+// The figures of the performance goals, one line each, prefixed so that
+// scripts/bench gathers them from every benchmark into one table.
+inline void printGoal(const std::string& figure, double value, const std::string& goal) {
+    std::printf("goal | %-58s | %14.3f | %s\n", figure.c_str(), value, goal.c_str());
+}
 inline size_t peakResidentBytes() { return statusBytes("VmHWM"); }
 
 // Sets the peak (VmHWM) back to the current resident size.

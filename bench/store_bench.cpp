@@ -4,7 +4,7 @@
 //
 // Goals: live >= 2,000,000 lines/s; RSS after 1M streamed lines <= 1.1 x RSS
 // after the first 40k; re-filter with a level preset <= 0.1 x G and with a
-// quick filter that hits nothing <= 0.75 x S; no-match search <= 1.5 x S.
+// quick filter that hits nothing <= 0.3 x S; no-match search <= 1.5 x S.
 // G = LC_ALL=C grep -c ' E ' FILE, S = grep -ciE 'timeout|error' FILE.
 #include <benchmark/benchmark.h>
 
@@ -182,7 +182,7 @@ void BM_RefilterLevelPreset(benchmark::State& state) {
 
 void BM_RefilterQuickNoHit(benchmark::State& state) {
     refilter(state, QStringLiteral("nosuchword"), "re-filter, quick filter no hit", grepS(), grepSCpu(),
-             "re-filter quick / S (goal <= 0.75)");
+             "re-filter quick / S (goal <= 0.3)");
 }
 
 void BM_SearchNoMatch(benchmark::State& state) {
@@ -218,6 +218,9 @@ void printSummary() {
     std::printf("%-45s %14.3f\n", "G, grep CPU (ms)", grepGCpu() * 1e3);
     std::printf("%-45s %14.3f\n", "S, grep CPU (ms)", grepSCpu() * 1e3);
     for (const auto& [name, value] : figures()) std::printf("%-60s %14.3f\n", name.c_str(), value);
+    std::printf("\n");
+    if (const auto quick = figures().find("re-filter quick / S (goal <= 0.3)"); quick != figures().end())
+        vf::bench::printGoal("quick-filter refilter over 1M rows / S, wall", quick->second, "<= 0.3");
 }
 
 }  // namespace

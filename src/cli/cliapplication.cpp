@@ -33,11 +33,13 @@ int CliApplication::run(const QStringList& arguments) {
     switch (options.command) {
     case Command::Help: out_ << helpText(options.helpTopic).toStdString(); return kExitOk;
     case Command::Version: out_ << versionText().toStdString(); return kExitOk;
-    case Command::Convert: return runConvert(options, out_, err_, environment_.stdoutIsTerminal);
+    case Command::Convert:
+        return runConvert(options, out_, err_, environment_.stdoutIsTerminal, environment_.stderrIsTerminal);
     case Command::Detect: return runDetect(options, out_, err_);
     case Command::CheckFilter: return runCheckFilter(options, out_, err_);
     case Command::Crashes:
-        if (!options.stream) return runCrashes(options, out_, err_, environment_.stdoutIsTerminal);
+        if (!options.stream)
+            return runCrashes(options, out_, err_, environment_.stdoutIsTerminal, environment_.stderrIsTerminal);
         break;
     case Command::Filters: return runFilters(options, out_, err_);
     case Command::Pretty: return runPretty(options, environment_.in ? *environment_.in : std::cin, out_, err_);

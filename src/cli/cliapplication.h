@@ -16,6 +16,7 @@ namespace vf::cli {
 struct CliEnvironment {
     QString androidSerial;          // $ANDROID_SERIAL
     bool stdoutIsTerminal = false;  // level colours only on a terminal
+    bool stderrIsTerminal = false;  // progress of long file reads only on a terminal
     bool noColor = false;           // $NO_COLOR is set
     std::istream* in = nullptr;     // "pretty" reads it; null: standard input
 };

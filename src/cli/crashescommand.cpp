@@ -94,10 +94,10 @@ std::string crashJsonLine(const CrashRecord& crash) {
     return line;
 }
 
-int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal) {
+int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal, bool progress) {
     PredicatePtr filter;
     if (const auto status = prepareFilter(options, false, err, filter)) return *status;
-    const SavedLog log = openSavedLog(options.file);
+    const SavedLog log = openSavedLog(options.file, progress ? &err : nullptr);
     if (!log.error.isEmpty()) {
         err << "vellumfox-cli: " << u"cannot open %1: %2"_s.arg(options.file, log.error).toStdString() << '\n';
         return kExitFailure;

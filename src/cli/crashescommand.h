@@ -20,8 +20,10 @@
 
 namespace vf::cli {
 
-// `terminal`: `out` is a terminal, so control characters in text lines are escaped.
-int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal);
+// `terminal`: `out` is a terminal, so control characters in text lines are
+// escaped; `progress`: `err` is one (reading a large file shows how far it got).
+int runCrashes(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal,
+               bool progress = false);
 
 // Feeds a stream's rows to a detector and prints each crash once its block
 // is complete: its reporter wrote something else or fell silent (see

@@ -17,11 +17,11 @@ void fail(std::ostream& err, const QString& message) { err << "vellumfox-cli: " 
 
 }  // namespace
 
-int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal) {
+int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal, bool progress) {
     PredicatePtr predicate;
     if (const auto status = prepareFilter(options, false, err, predicate)) return *status;
 
-    const SavedLog log = openSavedLog(options.file);
+    const SavedLog log = openSavedLog(options.file, progress ? &err : nullptr);
     if (!log.error.isEmpty()) {
         fail(err, u"cannot open %1: %2"_s.arg(options.file, log.error));
         return kExitFailure;

@@ -9,8 +9,10 @@
 
 namespace vf::cli {
 
-// `terminal`: `out` is a terminal (control characters in rows are escaped).
-int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal = false);
+// `terminal`: `out` is a terminal (control characters in rows are escaped);
+// `progress`: `err` is one (reading a large file shows how far it got).
+int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal = false,
+               bool progress = false);
 int runDetect(const CliOptions& options, std::ostream& out, std::ostream& err);
 int runCheckFilter(const CliOptions& options, std::ostream& out, std::ostream& err);
 

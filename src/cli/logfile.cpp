@@ -1,13 +1,16 @@
 #include "cli/logfile.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/log/logexport.h"
 #include "core/support/plistreader.h"
+#include "core/support/terminaltext.h"
 #include "core/log/utf8.h"
 #include "core/support/text.h"
 
@@ -38,6 +41,35 @@ bool looksBinary(const QByteArray& head) {
     return utf8::looksBinary(std::string_view(head.constData(), size_t(head.size())));
 }
 
+// "reading NAME: N%" on one terminal line, once the reading has taken long
+// enough to be worth watching; cleared when the reading ends.
+class ProgressLine final {
+public:
+    ProgressLine(std::ostream* out, const QString& path) : out_(out), name_(QFileInfo(path).fileName().toStdString()) {
+        clock_.start();
+    }
+    ~ProgressLine() {
+        if (shown_ >= 0) *out_ << "\r\033[K" << std::flush;
+    }
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    void operator()(uint64_t done, uint64_t total) {
+        if (out_ == nullptr || total == 0 || clock_.elapsed() < kQuietMs) return;
+        const int percent = int(std::min<uint64_t>(done * 100 / total, 100));
+        if (percent == shown_) return;
+        shown_ = percent;
+        *out_ << "\rreading " << terminalSafe(name_) << ": " << percent << '%' << std::flush;
+    }
+
+private:
+    static constexpr qint64 kQuietMs = 200;
+    std::ostream* out_;
+    std::string name_;
+    QElapsedTimer clock_;
+    int shown_ = -1;
+};
+
 }  // namespace
 
 QString unreadableReason(const QString& path) {
@@ -53,9 +85,13 @@ QString unreadableReason(const QString& path) {
     return {};
 }
 
-SavedLog openSavedLog(const QString& path) {
+SavedLog openSavedLog(const QString& path, std::ostream* progress) {
     if (const QString reason = unreadableReason(path); !reason.isEmpty()) return {{}, reason};
-    auto rows = openLogFile(path, rowCounter());
+    std::optional<RowList> rows;
+    {
+        ProgressLine line(progress, path);
+        rows = openLogFile(path, rowCounter(), [&line](uint64_t done, uint64_t total) { line(done, total); });
+    }
     if (rows) return {std::move(*rows), {}};
     const bool binary = utf8::fileLooksBinary(path);
     return {{}, binary ? QString::fromLatin1(utf8::kBinaryFileReason) : u"cannot tell the log layout"_s};

@@ -5,6 +5,7 @@
 
 #include <QString>
 #include <optional>
+#include <ostream>
 
 #include "core/log/logparser.h"
 #include "core/log/logrow.h"
@@ -16,7 +17,9 @@ struct SavedLog {
     QString error;  // set when the file could not be read as a log
 };
 
-SavedLog openSavedLog(const QString& path);
+// `progress`: a terminal to show how far the reading of a large file got
+// on (one line, rewritten as it grows, cleared at the end); null: quiet.
+SavedLog openSavedLog(const QString& path, std::ostream* progress = nullptr);
 
 struct LayoutDetection {
     bool propertyList = false;  // a vellumfox property-list file (no layout code)

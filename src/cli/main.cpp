@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
     vf::cli::CliEnvironment environment;
     environment.androidSerial = qEnvironmentVariable("ANDROID_SERIAL");
     environment.stdoutIsTerminal = ::isatty(STDOUT_FILENO) == 1 && qEnvironmentVariable("TERM") != u"dumb";
+    environment.stderrIsTerminal = ::isatty(STDERR_FILENO) == 1 && qEnvironmentVariable("TERM") != u"dumb";
     environment.noColor = qEnvironmentVariableIsSet("NO_COLOR");
 
     QStringList arguments = QCoreApplication::arguments();

@@ -107,6 +107,33 @@ ComparisonPredicate::ComparisonPredicate(QString key, CompareOp op, uint8_t opti
     }
 }
 
+// A field equal to, starting with, ending with or containing an ASCII value
+// holds it; an ASCII field folds to itself or its lower case, and a field
+// with other bytes is never skipped by a scan for ASCII text.
+std::string ComparisonPredicate::heldText() const {
+    if (!rowKey_ || folded_.empty() || !foldedAscii_) return {};
+    switch (*rowKey_) {
+        case RowKey::Time:
+        case RowKey::App:
+        case RowKey::Pid:
+        case RowKey::Tid:
+        case RowKey::Name:
+        case RowKey::Text:
+        case RowKey::Uid: break;
+        default: return {};
+    }
+    switch (op_) {
+        case CompareOp::Equal:
+        case CompareOp::Contains:
+        case CompareOp::BeginsWith:
+        case CompareOp::EndsWith: break;
+        default: return {};
+    }
+    std::string lower = folded_;
+    for (char& c : lower) c = char(tm::lowerAscii(static_cast<unsigned char>(c)));
+    return lower;
+}
+
 Outcome ComparisonPredicate::test(const FieldSource& row, FieldScratch& scratch, QString* error) const {
     if (!rowKey_) {
         if (error != nullptr)
@@ -230,6 +257,21 @@ Outcome CompoundPredicate::test(const FieldSource& row, FieldScratch& scratch, Q
 const Node* CompoundPredicate::printed() const {
     if (kind() != Kind::Not && nodes_.size() == 1) return nodes_.front()->printed();
     return this;
+}
+
+// AND: what any part holds (the longest, the rarest to find); OR: what
+// every part holds, when they agree; NOT: nothing.
+std::string CompoundPredicate::heldText() const {
+    std::string held;
+    if (kind() == Kind::And) {
+        for (const Node* node : nodes_)
+            if (std::string part = node->heldText(); part.size() > held.size()) held = std::move(part);
+    } else if (kind() == Kind::Or && !nodes_.empty()) {
+        held = nodes_.front()->heldText();
+        for (const Node* node : nodes_)
+            if (held.empty() || node->heldText() != held) return {};
+    }
+    return held;
 }
 
 QString CompoundPredicate::formatPart(const Node* part) const {

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "core/filter/fieldsource.h"
@@ -49,6 +50,12 @@ public:
     // Canonical text: parse(format()) yields an equal predicate, printing
     // the same text. Any thread.
     virtual QString format() const = 0;
+
+    // A text that every passing row holds in one of its fields time, app,
+    // pid, tid, name, text or uid, ignoring ASCII case (given in lower-case
+    // ASCII); empty when there is none to tell. A pass may skip the rows
+    // whose bytes do not hold it without asking evaluate(). Any thread.
+    virtual std::string heldText() const { return {}; }
 
     // AND of the parts (a compound AND even for one part).
     static PredicatePtr makeAnd(std::vector<PredicatePtr> parts);

@@ -4,9 +4,11 @@
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentMap>
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 #include "core/filter/fieldsource.h"
+#include "core/filter/textmatch.h"
 
 namespace vf {
 
@@ -23,13 +25,25 @@ struct Chunk {
     bool cancelled = false;
 };
 
-void runChunk(Chunk& chunk, const RowList& rows, const Predicate& filter, const std::atomic<bool>& cancelled) {
+// Whether `row` may hold the text `held` searches for in one of its fields:
+// false only when neither the bytes of its line nor its other values can
+// (bytes other than ASCII might, once folded).
+bool mayHold(const Row& row, const textmatch::Searcher& held) {
+    using Result = textmatch::Searcher::Result;
+    if (row.hasSideRecord() || held.scan(row.span()) != Result::Absent) return true;
+    if (const std::string_view app = row.listedApp(); !app.empty() && held.scan(app) != Result::Absent) return true;
+    return row.tidIsDash() && held.scan("-") != Result::Absent;
+}
+
+void runChunk(Chunk& chunk, const RowList& rows, const Predicate& filter, const textmatch::Searcher* held,
+              const std::atomic<bool>& cancelled) {
     for (qsizetype i = chunk.begin; i < chunk.end; ++i) {
         if ((i - chunk.begin) % kCancelCheckRows == 0 && cancelled.load(std::memory_order_relaxed)) {
             chunk.cancelled = true;
             return;
         }
         const RowPtr& row = rows.at(i);
+        if (held != nullptr && !mayHold(*row, *held)) continue;
         if (filter.evaluate(RowFieldSource(*row), &chunk.error)) {
             chunk.accepted.append(row);
         } else if (!chunk.error.isEmpty()) {
@@ -52,7 +66,12 @@ FullPassResult runFullPass(const RowList& rows, const Predicate& filter, const s
         chunks[size_t(c)].begin = rows.size() * c / count;
         chunks[size_t(c)].end = rows.size() * (c + 1) / count;
     }
-    auto pass = [&](Chunk& chunk) { runChunk(chunk, rows, filter, cancelled); };
+    // A filter that needs a text in some field is first a scan of the rows'
+    // bytes for it: most rows lack it and are never evaluated.
+    const std::string heldText = filter.heldText();
+    const std::optional<textmatch::Searcher> held =
+        heldText.empty() ? std::nullopt : std::make_optional<textmatch::Searcher>(heldText, true);
+    auto pass = [&](Chunk& chunk) { runChunk(chunk, rows, filter, held ? &*held : nullptr, cancelled); };
     if (count == 1) {
         pass(chunks.front());
     } else {

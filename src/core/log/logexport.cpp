@@ -178,11 +178,16 @@ std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSour
     return rows;
 }
 
-std::optional<RowList> openLogFile(const QString& path, const RowIndexSource& nextIndex) {
+std::optional<RowList> openLogFile(const QString& path, const RowIndexSource& nextIndex,
+                                   const std::function<void(uint64_t done, uint64_t total)>& progress) {
     if (path.toLower().endsWith(QStringLiteral("vellumfox"))) {
         if (auto rows = readVellumfoxFile(path, nextIndex)) return rows;
     }
-    return readTextFile(path, nextIndex);
+    TextFileReading how;
+    how.progress = progress;
+    TextFileRead read = readTextFile(path, nextIndex, how);
+    if (!read.read || read.format == LogLineFormat::None) return std::nullopt;
+    return std::move(read.rows);
 }
 
 }  // namespace vf

@@ -44,6 +44,8 @@ std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSour
 
 // Opens a saved log: a path ending in "vellumfox" (any case) that holds a
 // property-list dictionary gives its rows, anything else is read as text.
-std::optional<RowList> openLogFile(const QString& path, const RowIndexSource& nextIndex);
+// `progress` hears how far a text file's reading got (bytes done, of all).
+std::optional<RowList> openLogFile(const QString& path, const RowIndexSource& nextIndex,
+                                   const std::function<void(uint64_t done, uint64_t total)>& progress = {});
 
 }  // namespace vf

@@ -4,7 +4,9 @@
 
 #include <QString>
 #include <QStringList>
+#include <atomic>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -103,8 +105,43 @@ void joinLongEntries(Next&& next, Emit&& emit) {
 // ISO Latin-1). nullopt when the file cannot be read or its layout cannot be told.
 // Rows without an app get the one the file's own start lines and uid column
 // give their pid (FileRowNamer). Blocks while it reads and parses: call
-// it off the main thread. The rows own the file's text; nothing else is
-// kept. Does not clear any store.
+// it off the main thread, and not on a thread of Qt's global pool (it waits
+// for the chunks it gives that pool). The rows own the file's text (mapped
+// when it is UTF-8); nothing else is kept. Does not clear any store.
 std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& nextIndex);
+
+class MappedFile;
+
+// How readTextFile() reports while it reads.
+struct TextFileReading {
+    // The rows as they are parsed, in file order, a stretch at a time (then
+    // TextFileRead::rows stays empty). Rows of a log with start lines get
+    // their apps after the last stretch.
+    std::function<void(RowList rows)> rows;
+    // Bytes of the file parsed so far, of `total`.
+    std::function<void(uint64_t done, uint64_t total)> progress;
+    // Set: stop soon; the rows read so far stay (and are named).
+    const std::atomic<bool>* cancelled = nullptr;
+    // Where the file is cut for parsing (at the first line break from each
+    // cut on): the first stretch is small so that rows show at once, the
+    // others grow up to `chunkBytes`.
+    size_t firstChunkBytes = 256 * 1024;
+    size_t chunkBytes = 8 * 1024 * 1024;
+};
+
+struct TextFileRead {
+    bool read = false;       // false: the file cannot be read, or its layout cannot be told
+    bool cancelled = false;  // stopped early: the rows are those before the stop
+    LogLineFormat format = LogLineFormat::None;
+    RowList rows;            // every row, unless they went to TextFileReading::rows
+    // The file the rows point into, when they do (to tell whether it
+    // changed on disk since); null for files read into memory.
+    std::shared_ptr<const MappedFile> mapping;
+};
+
+// readTextFile() in stretches parsed in parallel on Qt's global pool and
+// joined in file order on the calling thread, which works on stretches too
+// and never waits for one that no thread has started.
+TextFileRead readTextFile(const QString& path, const RowIndexSource& nextIndex, const TextFileReading& how);
 
 }  // namespace vf

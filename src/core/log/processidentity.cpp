@@ -213,16 +213,52 @@ void ProcessIdentityTable::clear() {
     wantsPackages_ = false;
 }
 
-// Positions are the rows' ordinals in the file, so that naming them needs
-// neither their idx nor their pid read again from memory long gone cold.
-void FileRowNamer::observe(const Row& row) {
+void FileChunkNotes::observe(const Row& row) {
     const uint64_t at = pids_.size();
-    table_.observe(row, at);
-    const auto pid = row.app().empty() ? pidNumber(row.pid()) : std::nullopt;
-    pids_.push_back(pid.value_or(0));
+    const auto pid = pidNumber(row.pid());
+    pids_.push_back(row.app().empty() ? pid.value_or(0) : 0);
+    const std::string_view type = row.type();
+    // Start and death lines are written at level I, a crash's "Process:" at E.
+    if (type == "I" || type == "E") {
+        if (const auto event = processEventOf(row.name(), row.text())) {
+            using Kind = Event::Kind;
+            const Kind kind = event->kind == ProcessEvent::Kind::Start   ? Kind::Start
+                              : event->kind == ProcessEvent::Kind::Crash ? Kind::Crash
+                                                                         : Kind::Died;
+            events_.push_back(Event{kind, event->pid, event->uid, std::string(event->process),
+                                    kind == Kind::Start ? std::string(row.time()) : std::string(), at});
+            lastUid_.erase(event->pid);
+        }
+    }
+    const std::string_view uidText = row.uid();
+    if (uidText.empty() || !pid) return;
+    const auto uid = parseUidColumn(uidText);
+    if (!uid) return;
+    const auto [last, added] = lastUid_.try_emplace(*pid, *uid);
+    if (!added && last->second == *uid) return;
+    last->second = *uid;
+    events_.push_back(Event{Event::Kind::Uid, *pid, uid, {}, {}, at});
 }
 
-void FileRowNamer::nameRows(const RowList& rows) {
+// Positions are the rows' ordinals in the file, so that naming them needs
+// neither their idx nor their pid read again from memory long gone cold.
+void FileRowNamer::take(FileChunkNotes notes) {
+    uint64_t first = 0;
+    for (const std::vector<uint32_t>& pids : pids_) first += pids.size();
+    using Kind = FileChunkNotes::Event::Kind;
+    for (const FileChunkNotes::Event& event : notes.events_) {
+        const uint64_t at = first + event.at;
+        switch (event.kind) {
+            case Kind::Start: table_.started(event.pid, event.process, event.uid, event.time, at); break;
+            case Kind::Crash: table_.named(event.pid, event.process, at); break;
+            case Kind::Died: table_.died(event.pid, event.process, at); break;
+            case Kind::Uid: table_.uidSeen(event.pid, *event.uid, at); break;
+        }
+    }
+    pids_.push_back(std::move(notes.pids_));
+}
+
+void FileRowNamer::nameRows(const std::vector<RowList>& stretches) {
     if (table_.empty()) return;
     // Rows of one life come close together: a cache of the answer for a
     // pid and the positions it holds for spares most lookups.
@@ -230,19 +266,27 @@ void FileRowNamer::nameRows(const RowList& rows) {
         uint32_t pid = 0;
         uint64_t until = 0;
         std::string app;
+        ListedApp listed;
     };
     std::vector<Answer> answers(1024);
-    const size_t count = std::min(size_t(rows.size()), pids_.size());
-    for (size_t at = 0; at < count; ++at) {
-        const uint32_t pid = pids_[at];
-        if (pid == 0) continue;
-        Answer& answer = answers[(pid * 2654435761u) >> 22];
-        if (answer.pid != pid || at > answer.until) {
-            uint64_t until = 0;
-            const ProcessLife* life = table_.lifeAt(pid, at, &until);
-            answer = Answer{pid, until, life != nullptr ? table_.appAt(pid, at) : std::string()};
+    uint64_t at = 0;
+    for (size_t s = 0; s < std::min(stretches.size(), pids_.size()); ++s) {
+        const RowList& rows = stretches[s];
+        const std::vector<uint32_t>& pids = pids_[s];
+        for (size_t i = 0; i < std::min(size_t(rows.size()), pids.size()); ++i, ++at) {
+            const uint32_t pid = pids[i];
+            if (pid == 0) continue;
+            Answer& answer = answers[(pid * 2654435761u) >> 22];
+            if (answer.pid != pid || at > answer.until) {
+                uint64_t until = 0;
+                const ProcessLife* life = table_.lifeAt(pid, at, &until);
+                answer = Answer{pid, until, life != nullptr ? table_.appAt(pid, at) : std::string(), {}};
+            }
+            if (answer.app.empty()) continue;
+            Row& row = *rows[qsizetype(i)];
+            if (answer.listed.number == 0) answer.listed = row.listApp(answer.app);
+            row.setListedApp(answer.listed, answer.app);
         }
-        if (!answer.app.empty()) rows[qsizetype(at)]->setUnsharedApp(answer.app);
     }
 }
 

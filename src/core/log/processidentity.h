@@ -128,20 +128,49 @@ private:
     bool wantsPackages_ = false;
 };
 
+// What one stretch of a file's rows says about processes, noted where the
+// stretch is parsed (each chunk of a file on its own thread) for a
+// FileRowNamer to take in file order: the start, crash and death lines, the
+// uid column where it changes, and every row's pid. One thread.
+class FileChunkNotes final {
+public:
+    // The stretch's rows, in order, as they are made (their lines are still
+    // in the cache then).
+    void observe(const Row& row);
+    size_t rowCount() const { return pids_.size(); }
+
+private:
+    friend class FileRowNamer;
+    struct Event {
+        enum class Kind : uint8_t { Start, Crash, Died, Uid } kind = Kind::Start;
+        uint32_t pid = 0;
+        std::optional<uint32_t> uid;
+        std::string process;
+        std::string time;
+        uint64_t at = 0;  // the row's position in the stretch
+    };
+    std::vector<Event> events_;
+    std::vector<uint32_t> pids_;  // per row: its pid; 0 when it has an app or no pid
+    // The uid each pid's rows last showed since anything else was said of
+    // the pid: a row that shows it again tells the table nothing new.
+    std::unordered_map<uint32_t, uint32_t> lastUid_;
+};
+
 // Names the rows of a log read from a file: every row whose app is empty
 // gets the app that the file's own start lines, am_proc_start lines and
-// uid column give its pid at that row. observe() takes each row as it is
-// made (its line is still in the cache then), in order, nameRows() the
-// rows at the end; they must not be shared yet (Row::setUnsharedApp).
-// Cheap when the file has none of these lines. One thread.
+// uid column give its pid at that row. take() takes the notes of each
+// stretch in file order, nameRows() names the rows at the end, through
+// the name list of their arena (other threads may be reading them). Cheap
+// when the file has none of these lines. One thread.
 class FileRowNamer final {
 public:
-    void observe(const Row& row);
-    void nameRows(const RowList& rows);
+    void take(FileChunkNotes notes);
+    // `stretches` hold the rows the notes were taken of, one list per take().
+    void nameRows(const std::vector<RowList>& stretches);
 
 private:
     ProcessIdentityTable table_;
-    std::vector<uint32_t> pids_;  // per observed row: its pid; 0 when it has an app or no pid
+    std::vector<std::vector<uint32_t>> pids_;  // per stretch
 };
 
 }  // namespace vf

@@ -1,7 +1,5 @@
 #include "core/log/rowstore.h"
 
-#include <array>
-
 #include "core/adb/devicetime.h"
 #include "core/support/logger.h"
 
@@ -167,21 +165,8 @@ void RowStore::compactOrphans() {
     const RowIdx firstKept = logData_.dataArray().constFirst()->idx();
     RowList view = viewData_.dataArray();
     viewData_.setDataArray(RowList());  // `view` is now the only owner: edits do not copy
-    std::string buffer;
-    for (; viewCompacted_ < view.size() && view.at(viewCompacted_)->idx() < firstKept; ++viewCompacted_) {
-        const Row& row = *view.at(viewCompacted_);
-        buffer.clear();
-        std::array<size_t, kRowKeyCount> ends{};
-        for (int k = 1; k < kRowKeyCount; ++k) {
-            buffer.append(row.view(RowKey(k)));
-            ends[size_t(k)] = buffer.size();
-        }
-        const std::string_view line = viewArena_.copyLine(buffer);
-        RowFields fields;
-        for (int k = 1; k < kRowKeyCount; ++k)
-            fields[size_t(k - 1)] = line.substr(ends[size_t(k - 1)], ends[size_t(k)] - ends[size_t(k - 1)]);
-        view[viewCompacted_] = viewArena_.make(row.idx(), line, fields);
-    }
+    for (; viewCompacted_ < view.size() && view.at(viewCompacted_)->idx() < firstKept; ++viewCompacted_)
+        view[viewCompacted_] = viewArena_.copy(*view.at(viewCompacted_));
     viewData_.setDataArray(std::move(view));
 }
 

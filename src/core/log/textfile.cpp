@@ -1,17 +1,25 @@
-// Reading a whole log file into rows. The file's bytes become the rows' text
-// as they are whenever they are UTF-8 (the common case), so a file costs its
-// own size plus the small row records and nothing per line.
+// Reading a whole log file into rows. A UTF-8 file (the common case) is
+// mapped read-only and its bytes become the rows' text where they are, so a
+// file costs the small row records and nothing per line; the file is cut at
+// line breaks into stretches parsed on every core and joined in order.
 #include <QFile>
 #include <QStringConverter>
+#include <QThread>
+#include <QThreadPool>
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/adb/replyframing.h"
 #include "core/log/linecut.h"
 #include "core/log/logparser.h"
+#include "core/log/mappedfile.h"
+#include "core/log/namelist.h"
 #include "core/log/processidentity.h"
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
@@ -23,6 +31,18 @@ namespace {
 
 // Enough lines for the detector: it never looks past its line 31.
 constexpr size_t kDetectionLines = 40;
+// A stretch being parsed looks at the stop flag this often.
+constexpr size_t kStopCheckLines = 4096;
+// How long the joining thread waits for a stretch before it looks at the
+// caller's stop flag again.
+constexpr auto kStopCheckWait = std::chrono::milliseconds(50);
+
+// The file's bytes and what keeps them alive: its mapping, or a copy.
+struct FileBytes {
+    std::string_view bytes;
+    std::shared_ptr<const void> owner;
+    std::shared_ptr<const MappedFile> mapping;
+};
 
 // Large files are faulted in as huge pages where the system allows it: a
 // million-line file otherwise costs tens of thousands of page faults.
@@ -44,8 +64,25 @@ bool startsBinary(int fd) {
     return utf8::looksBinary(head);
 }
 
-// Reads the whole file into `bytes`; on failure returns the error text.
-std::optional<std::string> readWholeFile(const QString& path, std::string& bytes) {
+// Reads what `fd` holds into `bytes`; on failure returns the error text.
+std::optional<std::string> readAll(int fd, size_t size, std::string& bytes) {
+    reserveForFile(bytes, size);
+    bytes.resize(size);
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = ::read(fd, bytes.data() + done, bytes.size() - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) return std::string(std::strerror(errno));
+        if (n == 0) break;  // the file shrank while we read it
+        done += size_t(n);
+    }
+    bytes.resize(done);
+    return std::nullopt;
+}
+
+// Maps the file, or reads it when it cannot be mapped; on failure returns
+// the error text.
+std::optional<std::string> openFile(const QString& path, FileBytes& file) {
     const QByteArray name = QFile::encodeName(path);
     const int fd = ::open(name.constData(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return std::string(std::strerror(errno));
@@ -57,21 +94,15 @@ std::optional<std::string> readWholeFile(const QString& path, std::string& bytes
         error = "not a regular file";
     } else if (startsBinary(fd)) {
         error = utf8::kBinaryFileReason;
+    } else if (std::shared_ptr<const MappedFile> mapping = MappedFile::map(fd, size_t(st.st_size))) {
+        file.bytes = mapping->bytes();
+        file.owner = mapping;
+        file.mapping = std::move(mapping);
     } else {
-        reserveForFile(bytes, size_t(st.st_size));
-        bytes.resize(size_t(st.st_size));
-        size_t done = 0;
-        while (done < bytes.size()) {
-            const ssize_t n = ::read(fd, bytes.data() + done, bytes.size() - done);
-            if (n < 0 && errno == EINTR) continue;
-            if (n < 0) {
-                error = std::strerror(errno);
-                break;
-            }
-            if (n == 0) break;  // the file shrank while we read it
-            done += size_t(n);
-        }
-        bytes.resize(done);
+        auto bytes = std::make_shared<std::string>();
+        error = readAll(fd, size_t(st.st_size), *bytes);
+        file.bytes = *bytes;
+        file.owner = std::move(bytes);
     }
     ::close(fd);
     return error;
@@ -90,22 +121,53 @@ std::optional<std::string> decodeMarkedEncoding(const std::string& bytes) {
     return std::string(utf8.constData(), size_t(utf8.size()));
 }
 
+// Whether the first bytes announce UTF-16 or UTF-32 (never valid UTF-8).
+bool marksOtherEncoding(std::string_view bytes) {
+    const auto encoding = QStringConverter::encodingForData(QByteArrayView(bytes.data(), qsizetype(bytes.size())));
+    return encoding && *encoding != QStringConverter::Utf8;
+}
+
+// How the stretches of a file that are not UTF-8 are read, decided once
+// for the whole file as fileTextAsUtf8 decides it: as UTF-8 with U+FFFD for
+// stray bytes when the file holds multi-byte sequences, else as Latin-1.
+// Either way a stretch that is valid UTF-8 reads as it is.
+class Repair final {
+public:
+    explicit Repair(std::string_view whole) : whole_(whole) {}
+    std::string operator()(std::string_view stretch) {
+        std::call_once(decided_, [this] { multiByte_ = utf8::hasMultiByteSequence(whole_); });
+        return multiByte_ ? utf8::replaceInvalid(stretch) : utf8::fromLatin1(stretch);
+    }
+
+private:
+    std::string_view whole_;
+    std::once_flag decided_;
+    bool multiByte_ = false;
+};
+
 // The layout rules count characters; bytes are an upper bound.
 bool isLongEnough(std::string_view line) {
     if (line.size() < 3) return false;
     return line.size() >= 12 || utf8::utf16Length(line, 3) >= 3;
 }
 
-LogLineFormat detect(std::string_view text) {
+LogLineFormat detect(std::string_view text, Repair& repair) {
     std::vector<std::string_view> head;
     LineSplitter splitter(text, LineBreaks::LfCr);
     std::string_view line;
     while (head.size() < kDetectionLines && splitter.next(line)) head.push_back(line);
-    return determineLogType(head);
+    if (head.empty()) return determineLogType(head);
+    const std::string_view span(text.data(), size_t(head.back().data() + head.back().size() - text.data()));
+    if (utf8::isValid(span)) return determineLogType(head);
+    const std::string repaired = repair(span);
+    std::vector<std::string_view> repairedHead;
+    LineSplitter again(repaired, LineBreaks::LfCr);
+    while (again.next(line)) repairedHead.push_back(line);
+    return determineLogType(repairedHead);
 }
 
-// Long layout: the joined entries become the arena's text, one per line.
-std::string_view joinLongText(RowArena& arena, std::string_view text) {
+// Long layout: the joined entries, one per line.
+std::string joinLongText(std::string_view text) {
     std::string joined;
     joined.reserve(text.size());
     LineSplitter splitter(text, LineBreaks::LfCr);
@@ -113,7 +175,141 @@ std::string_view joinLongText(RowArena& arena, std::string_view text) {
                            [&](std::string_view header, std::string_view message) {
                                joined.append(header).append(message).append(1, '\n');
                            });
-    return arena.adopt(std::move(joined));
+    return joined;
+}
+
+// Stretches of about `first`, then twice as much each up to `most` bytes,
+// each ending after the first line break from its nominal end on.
+std::vector<std::pair<size_t, size_t>> cutIntoStretches(std::string_view text, size_t first, size_t most) {
+    std::vector<std::pair<size_t, size_t>> stretches;
+    size_t want = std::max<size_t>(first, 1);
+    const char* end = text.data() + text.size();
+    for (size_t begin = 0; begin < text.size();) {
+        size_t stop = text.size();
+        if (begin + want - 1 < text.size()) {
+            const char* hit = findLfCr(text.data() + begin + want - 1, end);
+            if (hit != end) stop = size_t(hit - text.data()) + 1;
+        }
+        stretches.emplace_back(begin, stop);
+        begin = stop;
+        want = std::min(want * 2, std::max(most, want));
+    }
+    return stretches;
+}
+
+// One stretch: its bytes and, once parsed, its rows and what they say of
+// processes.
+struct Stretch {
+    size_t begin = 0, end = 0;
+    RowList rows;
+    FileChunkNotes notes;
+    size_t lines = 0;  // as the splitter gives them (its last one may be an empty piece)
+    size_t cut = 0;    // lines longer than the limit, cut
+    bool parsed = false;  // under Job::mutex
+};
+
+// What the joining thread and the pool's helpers share; the helpers keep it
+// alive for as long as they run, which may be past the join's end.
+struct Job {
+    Job(FileBytes text, LogLineFormat format, bool checkUtf8, std::string_view whole)
+        : text(std::move(text)), format(format), checkUtf8(checkUtf8), repair(whole) {}
+
+    const FileBytes text;
+    const LogLineFormat format;
+    const bool checkUtf8;  // false: the text is UTF-8 already
+    Repair repair;
+    const std::shared_ptr<NameList> names = std::make_shared<NameList>();
+    std::vector<Stretch> stretches;
+    std::atomic<size_t> nextToParse{0};
+    std::atomic<bool> stop{false};
+    std::atomic<bool> sawInvalid{false};
+    std::mutex mutex;
+    std::condition_variable parsedOne;
+
+    void parse(Stretch& stretch, const std::atomic<bool>* callerStop);
+    // Parses stretches until none is left to start.
+    void work() {
+        while (!stop) {
+            const size_t i = nextToParse.fetch_add(1);
+            if (i >= stretches.size()) return;
+            parse(stretches[i], nullptr);
+        }
+    }
+};
+
+void Job::parse(Stretch& stretch, const std::atomic<bool>* callerStop) {
+    std::string_view bytes = text.bytes.substr(stretch.begin, stretch.end - stretch.begin);
+    std::shared_ptr<const void> owner = text.owner;
+    if (checkUtf8 && !utf8::isValid(bytes)) {
+        auto repaired = std::make_shared<std::string>(repair(bytes));
+        bytes = *repaired;
+        owner = std::move(repaired);
+        sawInvalid = true;
+    }
+    RowArena arena(names);
+    bytes = arena.adopt(bytes, std::move(owner));
+    // Indices are given when the stretches are joined, in order.
+    static const RowIndexSource placeholder = [] { return RowIdx(); };
+    RowList rows;
+    rows.reserve(qsizetype(bytes.size() / 96 + 16));
+    LineSplitter splitter(bytes, LineBreaks::LfCr);
+    std::string_view line;
+    for (size_t n = 1; splitter.next(line); ++n) {
+        if (n % kStopCheckLines == 0 && (stop || (callerStop != nullptr && *callerStop))) break;
+        ++stretch.lines;
+        if (!isLongEnough(line)) continue;
+        if (line.size() > size_t(kMaxLineBytes)) {
+            // Held to the live lines' limit: the cut copy becomes arena text.
+            std::string cut(line);
+            cutLongLinesInPlace(cut);
+            line = arena.copyLine(cut);
+            ++stretch.cut;
+        }
+        if (RowPtr row = parseThreadTimeLine(arena, line, format, placeholder)) {
+            stretch.notes.observe(*row);
+            rows.append(std::move(row));
+        }
+    }
+    stretch.rows = std::move(rows);
+    {
+        std::lock_guard lock(mutex);
+        stretch.parsed = true;
+    }
+    parsedOne.notify_all();
+}
+
+// Parses `text` in stretches and hands them to `joined` in order; returns
+// whether every stretch was parsed (false: stopped).
+bool parseInStretches(const std::shared_ptr<Job>& shared, const TextFileReading& how,
+                      const std::function<void(Stretch&)>& joined) {
+    Job& job = *shared;
+    const std::atomic<bool>* callerStop = how.cancelled;
+    const auto stopped = [&] { return callerStop != nullptr && callerStop->load(); };
+    const size_t count = job.stretches.size();
+    const int helpers = int(std::min<size_t>(size_t(std::max(1, QThread::idealThreadCount()) - 1), count - 1));
+    for (int i = 0; i < helpers; ++i) QThreadPool::globalInstance()->start([shared] { shared->work(); });
+    size_t next = 0;
+    while (next < count) {
+        while (next < count) {
+            {
+                std::lock_guard lock(job.mutex);
+                if (!job.stretches[next].parsed) break;
+            }
+            if (stopped()) break;
+            joined(job.stretches[next++]);
+        }
+        if (next == count || stopped()) break;
+        // Parse one more here, or wait for one a helper has started.
+        const size_t own = job.nextToParse.fetch_add(1);
+        if (own < count) {
+            job.parse(job.stretches[own], callerStop);
+            continue;
+        }
+        std::unique_lock lock(job.mutex);
+        job.parsedOne.wait_for(lock, kStopCheckWait, [&] { return job.stretches[next].parsed; });
+    }
+    job.stop = true;  // helpers still running give up
+    return next == count;
 }
 
 }  // namespace
@@ -144,45 +340,74 @@ std::string utf8::fileTextAsUtf8(std::string bytes) {
     return fromLatin1(bytes);
 }
 
-std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& nextIndex) {
-    std::string bytes;
-    if (const auto error = readWholeFile(path, bytes)) {
+TextFileRead readTextFile(const QString& path, const RowIndexSource& nextIndex, const TextFileReading& how) {
+    FileBytes file;
+    if (const auto error = openFile(path, file)) {
         VF_LOG("unable to open: {}, {}", path, *error);
         VF_LOG("unable to open: {}, {}", path, *error);
         VF_LOG("unable to open (NSISOLatin1StringEncoding): {}, {}", path, *error);
-        return std::nullopt;
+        return {};
     }
-    if (!utf8::isValid(bytes)) {
+    TextFileRead result;
+    result.mapping = file.mapping;
+    // UTF-16 and UTF-32 files (and long-layout files) are read as a whole
+    // first; everything else is read where it lies, stretch by stretch.
+    bool checkUtf8 = true;
+    if (marksOtherEncoding(file.bytes.substr(0, 4))) {
         VF_LOG("unable to open: {}, {}", path, "not valid UTF-8");
-        bytes = utf8::fileTextAsUtf8(std::move(bytes));
+        auto text = std::make_shared<std::string>(utf8::fileTextAsUtf8(std::string(file.bytes)));
+        file = FileBytes{*text, text, nullptr};
+        checkUtf8 = false;
     }
-    if (const size_t cut = cutLongLinesInPlace(bytes)) VF_LOG("lines cut at 1 MiB: {}", cut);
     // A UTF-8 byte-order mark is not part of the first line.
-    const size_t skip = std::string_view(bytes).starts_with("\xEF\xBB\xBF") ? 3 : 0;
+    if (file.bytes.starts_with("\xEF\xBB\xBF")) file.bytes.remove_prefix(3);
 
-    RowArena arena;
-    std::string_view text = arena.adopt(std::move(bytes)).substr(skip);
-    const BreakCount breaks = countLineBreaks(text);
-    VF_LOG("reading file:{}, lines:{}", path, breaks.lf + breaks.cr + 1);
-
-    const LogLineFormat format = detect(text);
-    if (format == LogLineFormat::None) return std::nullopt;
-    if (format == LogLineFormat::Long) text = joinLongText(arena, text);
-
-    RowList rows;
-    rows.reserve(qsizetype(std::max(breaks.lf, breaks.cr) + 1));
-    FileRowNamer namer;
-    LineSplitter splitter(text, LineBreaks::LfCr);
-    std::string_view line;
-    while (splitter.next(line)) {
-        if (!isLongEnough(line)) continue;
-        if (RowPtr row = parseThreadTimeLine(arena, line, format, nextIndex)) {
-            namer.observe(*row);
-            rows.append(std::move(row));
-        }
+    Repair repair(file.bytes);
+    const LogLineFormat format = detect(file.bytes, repair);
+    result.format = format;
+    if (format == LogLineFormat::None) return result;
+    if (format == LogLineFormat::Long) {
+        const std::string_view whole = file.bytes;
+        auto text = std::make_shared<std::string>(
+            joinLongText(checkUtf8 && !utf8::isValid(whole) ? repair(whole) : std::string(whole)));
+        file = FileBytes{*text, text, file.mapping};
+        checkUtf8 = false;
     }
-    namer.nameRows(rows);
-    return rows;
+
+    const auto job = std::make_shared<Job>(file, format, checkUtf8, file.bytes);
+    for (const auto& [begin, end] : cutIntoStretches(file.bytes, how.firstChunkBytes, how.chunkBytes))
+        job->stretches.push_back(Stretch{begin, end, {}, {}, 0, 0, false});
+    FileRowNamer namer;
+    std::vector<RowList> joined;
+    size_t lines = 0, cut = 0;
+    const bool whole = job->stretches.empty() || parseInStretches(job, how, [&](Stretch& stretch) {
+        numberRows(stretch.rows, 0, stretch.rows.size(), nextIndex);
+        namer.take(std::move(stretch.notes));
+        lines += stretch.lines;
+        cut += stretch.cut;
+        if (how.rows) how.rows(stretch.rows);
+        if (how.progress) how.progress(stretch.end, file.bytes.size());
+        joined.push_back(std::move(stretch.rows));
+    });
+    if (cut != 0) VF_LOG("lines cut at 1 MiB: {}", cut);
+    if (job->sawInvalid) VF_LOG("unable to open: {}, {}", path, "not valid UTF-8");
+    VF_LOG("reading file:{}, lines:{}", path, lines + 1 - std::min(lines, joined.size()));
+    namer.nameRows(joined);
+    result.read = true;
+    result.cancelled = !whole;
+    if (!how.rows) {
+        qsizetype total = 0;
+        for (const RowList& rows : joined) total += rows.size();
+        result.rows.reserve(total);
+        for (RowList& rows : joined) result.rows.append(std::move(rows));
+    }
+    return result;
+}
+
+std::optional<RowList> readTextFile(const QString& path, const RowIndexSource& nextIndex) {
+    TextFileRead read = readTextFile(path, nextIndex, TextFileReading{});
+    if (!read.read || read.format == LogLineFormat::None) return std::nullopt;
+    return std::move(read.rows);
 }
 
 }  // namespace vf
