@@ -14,8 +14,8 @@ PredicatePtr quick(const char* text) { return quickFilterPredicate(QString::from
 // the pid map, main-thread tids shown as "-", names the user gave, rows
 // made from plain values.
 RowList sampleRows(RowArena& arena) {
-    const AppNameLookup apps = [](std::string_view pid, std::string& out) {
-        if (pid != "300") return false;
+    const AppNameLookup apps = [](const RowFields& fields, std::string& out) {
+        if (fieldOf(fields, RowKey::Pid) != "300") return false;
         out = "com.TimeOut.app";
         return true;
     };
