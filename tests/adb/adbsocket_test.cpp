@@ -89,5 +89,27 @@ TEST(AdbSocket, StopUnblocksPendingIoAndReportsOnce) {
     }
 }
 
+// A client's connections opened together may be accepted in either order:
+// the scripted server gives each the script that waits for its request.
+TEST(ScriptedAdbServer, ConnectionsTradeScriptsByTheirRequests) {
+    test::ScriptedAdbServer server;
+    for (const char* command : {"shell:ps", "shell:echo"}) {
+        server.addScript(test::Script().expectRequest("host:transport-any").reply("OKAY").expectRequest(command)
+                             .reply("OKAY" + QByteArray(command) + "\n").close());
+    }
+    Ends echo;
+    Ends ps;
+    ShellCommandReader echoReader(server.endpoint(), u"shell:echo"_s);
+    ShellCommandReader psReader(server.endpoint(), u"shell:ps"_s);
+    echoReader.setDelegate(&echo);
+    psReader.setDelegate(&ps);
+    echoReader.start();  // accepted first: handed the script for "shell:ps"
+    ASSERT_TRUE(test::waitUntil([&] { return server.connectionCount() == 1; }));
+    psReader.start();
+    ASSERT_TRUE(test::waitUntil([&] { return !echo.outcomes.empty() && !ps.outcomes.empty(); }));
+    EXPECT_EQ(echo.output, "shell:echo\n");
+    EXPECT_EQ(ps.output, "shell:ps\n");
+}
+
 }  // namespace
 }  // namespace vf
