@@ -19,6 +19,7 @@
 #include <string_view>
 
 #include "core/filter/predicate.h"
+#include "core/log/logparser.h"
 #include "core/log/logrow.h"
 #include "core/adb/packagelist.h"
 #include "core/adb/processtable.h"
@@ -86,8 +87,14 @@ public:
 
     void clearLog();
 
-    // Reads a saved text log (clears the store first). Any thread.
-    std::optional<RowList> readTextFile(const QString& path);
+    // Reads a saved text log into the store as it is parsed (clears the
+    // store first): the rows show a stretch at a time, uncapped until the
+    // next run, as a file given to setLogDataFromFile() would;
+    // `how.progress` hears how far it got, and `how.cancelled` stops it with
+    // the rows read so far kept (and named). `how.rows` is the store's.
+    // Blocks until the file is read: any thread but the main one, and not
+    // a thread of Qt's global pool (it waits for chunks it gives that pool).
+    TextFileRead openTextFile(const QString& path, TextFileReading how);
     // Shows `rows` (no cap) until the next run; the caller stops the run first.
     void setLogDataFromFile(RowList rows);
 

@@ -85,6 +85,44 @@ void RowStore::loadRows(RowList rows) {
     gapCheck_.store(false, std::memory_order_relaxed);
 }
 
+void RowStore::beginFile() {
+    std::lock_guard lock(mutex_);
+    logData_.reset();
+    resetView();
+    logData_.setCapacity(0);
+    replay_.forget();
+    gapCheck_.store(false, std::memory_order_relaxed);
+}
+
+namespace {
+RowList passing(const RowList& rows, const PredicatePtr& filter) {
+    RowList accepted;
+    for (const RowPtr& row : rows)
+        if (acceptsRow(filter, *row)) accepted.append(row);
+    return accepted;
+}
+}  // namespace
+
+bool RowStore::addFileRows(const RowList& rows) {
+    PredicatePtr tested;
+    uint64_t version = 0;
+    {
+        std::lock_guard lock(mutex_);
+        tested = filter_;
+        version = filterVersion_.load(std::memory_order_relaxed);
+    }
+    RowList accepted = tested ? passing(rows, tested) : RowList();
+    std::lock_guard lock(mutex_);
+    if (filterVersion_.load(std::memory_order_relaxed) != version) {
+        tested = filter_;
+        accepted = tested ? passing(rows, tested) : RowList();
+    }
+    logData_.addObjects(rows);
+    if (!filter_) return !rows.isEmpty();
+    viewData_.addObjects(accepted);
+    return !accepted.isEmpty();
+}
+
 int RowStore::setApp(const std::string& pid, const std::string& name) {
     std::lock_guard lock(mutex_);
     int found = 0;

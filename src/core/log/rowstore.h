@@ -60,6 +60,13 @@ public:
     // A loaded file: replaces all rows, without a cap until the next run;
     // what the device sent is forgotten.
     void loadRows(RowList rows);
+    // A file read into the store as it is parsed: no rows, and no cap until
+    // the next run; what the device sent is forgotten.
+    void beginFile();
+    // Appends rows of that file; the view takes those the filter in force
+    // passes (tested outside the lock: a filter that lands meanwhile tests
+    // them again). Returns whether the rows shown changed.
+    bool addFileRows(const RowList& rows);
     // Sets `name` as the app of every row of `pid`; returns how many.
     int setApp(const std::string& pid, const std::string& name);
 
