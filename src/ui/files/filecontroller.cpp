@@ -102,7 +102,7 @@ void FileController::finishOpening(const QString& path, std::optional<RowList> s
     if (saved) store_.setLogDataFromFile(std::move(*saved));
     if (binary) refuseBinary(path);
     if (read.cancelled) {
-        status_.showNote(u"Stopped opening %1: showing the %2 rows read before"_s.arg(
+        status_.showNote(u"Stopped opening %1: showing the %2 rows read so far"_s.arg(
             QFileInfo(path).fileName(), QString::number(store_.logEventCount())));
     }
     watch(read, path);
