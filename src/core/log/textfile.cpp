@@ -5,7 +5,6 @@
 #include <QFile>
 #include <QStringConverter>
 #include <QThread>
-#include <QThreadPool>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
@@ -25,6 +24,7 @@
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
 #include "core/support/text.h"
+#include "core/support/threads.h"
 
 namespace vf {
 
@@ -289,7 +289,7 @@ bool parseInStretches(const std::shared_ptr<Job>& shared, const TextFileReading&
     const auto stopped = [&] { return callerStop != nullptr && callerStop->load(); };
     const size_t count = job.stretches.size();
     const int helpers = int(std::min<size_t>(size_t(std::max(1, QThread::idealThreadCount()) - 1), count - 1));
-    for (int i = 0; i < helpers; ++i) QThreadPool::globalInstance()->start([shared] { shared->work(); });
+    for (int i = 0; i < helpers; ++i) startOnPool([shared] { shared->work(); });
     size_t next = 0;
     while (next < count) {
         while (next < count) {
