@@ -10,6 +10,7 @@ void RowStore::beginRun(qint64 nowMs) {
     replay_.startRun(nowMs);
     gapCheck_.store(replay_.awaitsFirstRow(), std::memory_order_relaxed);
     logData_.setCapacity(kLiveCapacity);
+    fileShown_.store(false, std::memory_order_relaxed);
 }
 
 std::optional<int64_t> RowStore::takeGap(std::string_view line) {
@@ -27,6 +28,7 @@ QString RowStore::resumeTime() const {
 }
 
 RowStore::Added RowStore::addLive(const RowPtr& row, qint64 nowMs) {
+    if (fileShown_.load(std::memory_order_relaxed)) return {};
     const uint64_t seen = filterVersion_.load(std::memory_order_acquire);
     const PredicatePtr current = seen != appendFilter_.version() ? filter() : appendFilter_.filter();
     bool accepted = appendFilter_.test(*row, current, seen);
@@ -83,6 +85,7 @@ void RowStore::loadRows(RowList rows) {
     logData_.addAllObjects(std::move(rows));
     replay_.forget();
     gapCheck_.store(false, std::memory_order_relaxed);
+    fileShown_.store(true, std::memory_order_relaxed);
 }
 
 void RowStore::beginFile() {
@@ -92,6 +95,7 @@ void RowStore::beginFile() {
     logData_.setCapacity(0);
     replay_.forget();
     gapCheck_.store(false, std::memory_order_relaxed);
+    fileShown_.store(true, std::memory_order_relaxed);
 }
 
 namespace {
