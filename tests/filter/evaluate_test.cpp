@@ -75,24 +75,6 @@ TEST(FilterEvaluate, PrecedenceAndNegation) {
               "FALSEPREDICATE OR type == 'W'"});
 }
 
-// A key rows lack used to parse and then fail every row silently: with an
-// empty log nothing showed the mistake, and every later row was hidden.
-TEST(FilterEvaluate, UnknownKeyIsAParseErrorAtTheKey) {
-    struct Case {
-        const char16_t* text;
-        qsizetype position;
-    };
-    for (const Case& c : {Case{u"level == 'E'", 0}, Case{u"type == 'E' AND level == 'x'", 16},
-                          Case{u"NOT (foo == 'x')", 5}, Case{u"Type == 'E'", 0}}) {
-        const ParseResult result = Predicate::parse(c.text);
-        EXPECT_FALSE(result.predicate) << QString::fromUtf16(c.text).toStdString();
-        ASSERT_TRUE(result.error);
-        EXPECT_EQ(result.error->position, c.position) << QString::fromUtf16(c.text).toStdString();
-        EXPECT_TRUE(result.error->message.contains(u"Unknown key"_s)) << result.error->message.toStdString();
-    }
-    EXPECT_TRUE(Predicate::parse(u"idx == '3' AND time CONTAINS '10:'").predicate);
-}
-
 TEST(FilterEvaluate, OnePredicateServesManyThreads) {
     const PredicatePtr predicate = parsed("type IN[cd] 'E,F,A' AND text CONTAINS[cd] 'café'");
     const FakeRow hit{{RowKey::Type, "e"}, {RowKey::Text, "au CAFE"}};
