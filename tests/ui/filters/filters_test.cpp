@@ -110,6 +110,7 @@ TEST_F(FiltersTest, QuickFilterCombinesWithTheListAndTheLevel) {
     levels->setCurrentIndex(levels->findText(u"Warn"_s));
     app->parts().filterList->showAllMessages();
     EXPECT_EQ(levels->currentIndex(), 0);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 19; }));  // the quick filter went too
 
     // Reloading the list (font size, appearance, import) used to lose its
     // selection while the filter stayed in force; the next quick-filter
