@@ -1,12 +1,16 @@
 // The connection cycle, driven through the controller's delegate calls.
 #include <QComboBox>
 #include <QFile>
+#include <QHeaderView>
 #include <QLabel>
 #include <QMessageBox>
 #include <QSignalSpy>
 #include <QStatusBar>
 
 #include "core/support/buildinfo.h"
+#include "support/fixtures/bugreportfixture.h"
+#include "ui/crashes/crashespanel.h"
+#include "ui/window/selectabletableview.h"
 #include "ui/connection/devicepickersheet.h"
 #include "uitestsupport.h"
 
@@ -157,6 +161,33 @@ TEST_F(ControllerTest, OpensFilesByLowerCasedSuffix) {
     ASSERT_TRUE(vf::test::waitUntil(
         [&] { return (alert = app->parts().window->findChild<QMessageBox*>(u"binaryFileAlert"_s)) != nullptr; }));
     EXPECT_TRUE(alert->informativeText().endsWith(u"not a text log (it holds NUL bytes)"_s));
+}
+
+// A bugreport zip opens as one log: its buffers shown, its crash in the
+// inbox, its device and build in the title; another archive is refused.
+TEST_F(ControllerTest, OpensABugreportZipWithItsCrashAndDevice) {
+    start();
+    const QString zip = dir.filePath(u"report.zip"_s);
+    vf::test::writeSampleReportZip(zip);
+    app->parts().files->openFile(zip);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == vf::test::kSampleReportRows; }));
+    EXPECT_EQ(title(), zip + u" \u2014 Pixel 6 \u00b7 "_s + QLatin1String(vf::test::kSampleFingerprint));
+    EXPECT_EQ(app->parts().store->reportFacts().device, u"Pixel 6"_s);
+    EXPECT_FALSE(app->parts().window->logTable()->horizontalHeader()->isSectionHidden(kBufferColumn));
+    EXPECT_EQ(model()->index(3, kBufferColumn).data().toString(), u"crash"_s);
+    EXPECT_EQ(app->parts().crashes->detector().crashes().size(), 1u);
+
+    const QString gzip = dir.filePath(u"report.txt.gz"_s);
+    QFile gzipFile(gzip);
+    ASSERT_TRUE(gzipFile.open(QIODevice::WriteOnly));
+    gzipFile.write(QByteArray("\x1f\x8b\x08\0\0\0\0\0\0\x03", 10));
+    gzipFile.close();
+    app->parts().files->openFile(gzip);
+    QMessageBox* alert = nullptr;
+    ASSERT_TRUE(vf::test::waitUntil(
+        [&] { return (alert = app->parts().window->findChild<QMessageBox*>(u"binaryFileAlert"_s)) != nullptr; }));
+    EXPECT_TRUE(alert->informativeText().endsWith(u"a gzip-compressed file, not a log"_s));
+    EXPECT_TRUE(app->parts().store->reportFacts().isEmpty());
 }
 
 }  // namespace
