@@ -173,7 +173,9 @@ TEST_F(ControllerTest, OpensABugreportZipWithItsCrashAndDevice) {
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == vf::test::kSampleReportRows; }));
     EXPECT_EQ(title(), zip + u" \u2014 Pixel 6 \u00b7 "_s + QLatin1String(vf::test::kSampleFingerprint));
     EXPECT_EQ(app->parts().store->reportFacts().device, u"Pixel 6"_s);
-    EXPECT_FALSE(app->parts().window->logTable()->horizontalHeader()->isSectionHidden(kBufferColumn));
+    const QHeaderView* header = app->parts().window->logTable()->horizontalHeader();
+    EXPECT_FALSE(header->isSectionHidden(kBufferColumn));
+    EXPECT_LT(header->visualIndex(kBufferColumn), header->visualIndex(kTextColumn));
     EXPECT_EQ(model()->index(3, kBufferColumn).data().toString(), u"crash"_s);
     EXPECT_EQ(app->parts().crashes->detector().crashes().size(), 1u);
 

@@ -62,14 +62,22 @@ void FileController::openFile(const QString& path) {
             Q_EMIT self->showingFile();
             self->store_.setLogDataFromFile(rows.value_or(RowList()), facts);
             if (!facts.isEmpty()) {
-                // A report mixes buffers: say which each row came from.
-                self->window_.logTable()->horizontalHeader()->setSectionHidden(kBufferColumn, false);
+                self->showBufferColumn();
                 Q_EMIT self->reportOpened(path, facts);
             }
             if (!refusal.isEmpty()) self->refuse(path, refusal);
             Q_EMIT self->fileOpened(path);
         });
     });
+}
+
+void FileController::showBufferColumn() {
+    // A report mixes buffers: say which each row came from, before the
+    // text, which runs off the window's edge.
+    QHeaderView* header = window_.logTable()->horizontalHeader();
+    header->setSectionHidden(kBufferColumn, false);
+    const int text = header->visualIndex(kTextColumn);
+    if (header->visualIndex(kBufferColumn) > text) header->moveSection(header->visualIndex(kBufferColumn), text);
 }
 
 void FileController::refuse(const QString& path, const QString& reason) {
