@@ -3,6 +3,7 @@
 #include "core/log/bugreport.h"
 
 #include <array>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 using namespace std::string_view_literals;
