@@ -51,7 +51,10 @@ void FileController::openFile(const QString& path) {
         BugreportRead report = readBugreport(path, nextIndex);
         std::optional<RowList> rows;
         QString refusal = report.refusal;
-        if (report.outcome == BugreportRead::Outcome::Read) rows = std::move(report.rows);
+        if (report.outcome == BugreportRead::Outcome::Read) {
+            store->clearLog();  // as for a text file: the device's process names go too
+            rows = std::move(report.rows);
+        }
         if (report.outcome == BugreportRead::Outcome::NotReport) {
             if (lower.endsWith(u"vellumfox"_s)) rows = readVellumfoxFile(path, nextIndex);
             if (!rows) rows = store->readTextFile(path);
