@@ -1,11 +1,15 @@
 // The connection cycle, driven through the controller's delegate calls.
 #include <QComboBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QMessageBox>
 #include <QStatusBar>
 
 #include "core/support/buildinfo.h"
+#include "support/fixtures/bugreportfixture.h"
 #include "support/fixtures/files.h"
+#include "ui/crashes/crashespanel.h"
+#include "ui/window/selectabletableview.h"
 #include "ui/connection/devicepickersheet.h"
 #include "uitestsupport.h"
 
@@ -141,6 +145,22 @@ TEST_F(ControllerTest, OpensFilesByLowerCasedSuffix) {
     ASSERT_TRUE(vf::test::waitUntil(
         [&] { return (alert = app->parts().window->findChild<QMessageBox*>(u"binaryFileAlert"_s)) != nullptr; }));
     EXPECT_TRUE(alert->informativeText().endsWith(u"not a text log (it holds NUL bytes)"_s));
+}
+
+// A bugreport zip opens as one log: its buffers shown, its crash in the
+// inbox, its device and build in the title.
+TEST_F(ControllerTest, OpensABugreportZipWithItsCrashAndDevice) {
+    start();
+    const QString zip = dir.filePath(u"report.zip"_s);
+    vf::test::writeSampleReportZip(zip);
+    app->parts().files->openFile(zip);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == vf::test::kSampleReportRows; }));
+    EXPECT_EQ(title(), zip + u" \u2014 Pixel 6 \u00b7 "_s + QLatin1String(vf::test::kSampleFingerprint));
+    const QHeaderView* header = app->parts().window->logTable()->horizontalHeader();
+    EXPECT_FALSE(header->isSectionHidden(kBufferColumn));
+    EXPECT_LT(header->visualIndex(kBufferColumn), header->visualIndex(kTextColumn));
+    EXPECT_EQ(model()->index(3, kBufferColumn).data().toString(), u"crash"_s);
+    EXPECT_EQ(app->parts().crashes->detector().crashes().size(), 1u);
 }
 
 }  // namespace
