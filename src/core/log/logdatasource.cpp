@@ -38,6 +38,7 @@ struct LogDatasource::Impl {
 
     // Main thread only.
     QTimer* queueTimer = nullptr;  // a child of the store
+    ReportFacts facts;
     ListMark lastNotice;
 
     std::atomic<bool> updatePending{false};
@@ -73,6 +74,7 @@ RowIdx LogDatasource::getIndex() { return RowIdx(d->counter.fetch_add(1, std::me
 void LogDatasource::beginRun() {
     VF_ASSERT_THREAD(this);
     d->rows.beginRun(d->clock());
+    d->facts = {};
     d->liveBuffer.store(LogBuffer::None, std::memory_order_relaxed);
     d->queueTimer->start();
 }
@@ -184,6 +186,7 @@ TextFileRead LogDatasource::openTextFile(const QString& path, TextFileReading ho
     VF_LOG("clearLog");
     d->names.clear();
     d->rows.beginFile();
+    postToMain([this] { d->facts = {}; });  // a text log says nothing of its device
     cancelQueueTimer();
     notifyLogUpdatedFromAnyThread();
     RowList pending;
@@ -209,11 +212,17 @@ TextFileRead LogDatasource::openTextFile(const QString& path, TextFileReading ho
     return read;
 }
 
-void LogDatasource::setLogDataFromFile(RowList rows) {
+void LogDatasource::setLogDataFromFile(RowList rows, ReportFacts facts) {
     VF_ASSERT_THREAD(this);
     cancelQueueTimer();
+    d->facts = std::move(facts);
     d->rows.loadRows(std::move(rows));  // the list is moved, not copied
     postToMain([this] { notifyLogUpdated(); });
+}
+
+const ReportFacts& LogDatasource::reportFacts() const {
+    VF_ASSERT_THREAD(this);
+    return d->facts;
 }
 
 RowList LogDatasource::getDataFiltered() const { return d->rows.filtered().rows; }

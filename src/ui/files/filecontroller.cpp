@@ -4,12 +4,14 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QGridLayout>
+#include <QHeaderView>
 #include <QMessageBox>
 #include <QFileInfo>
 #include <QPointer>
 #include <QShortcut>
 #include <QTimer>
 
+#include "core/log/bugreport.h"
 #include "core/log/logdatasource.h"
 #include "core/log/logexport.h"
 #include "core/log/logparser.h"
@@ -19,6 +21,7 @@
 #include "core/support/threads.h"
 #include "ui/table/logtablemodel.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
 #include "ui/window/statusline.h"
 
 using namespace Qt::StringLiterals;
@@ -74,33 +77,49 @@ void FileController::openFile(const QString& path) {
     finished_ = false;
     QPointer<FileController> self(this);
     loader_ = std::thread([self, store = &store_, path, lower, stop = stop_] {
-        std::optional<RowList> saved;
-        if (lower.endsWith(u"vellumfox"_s)) saved = readVellumfoxFile(path, [store] { return store->getIndex(); });
+        const RowIndexSource nextIndex = [store] { return store->getIndex(); };
+        // A bugreport (or an archive that is none) is told by its content.
+        BugreportRead report = readBugreport(path, nextIndex);
+        std::optional<RowList> whole;
+        QString refusal = report.refusal;
         TextFileRead read;
-        if (!saved) {
-            TextFileReading how;
-            how.cancelled = stop.get();
-            how.progress = [self, path](uint64_t done, uint64_t total) {
-                runOnMainThread([self, path, done, total] {
-                    if (self != nullptr && !self->finished_) self->status_.showProgress(openingText(path), done, total);
-                });
-            };
-            read = store->openTextFile(path, std::move(how));
+        if (report.outcome == BugreportRead::Outcome::Read) {
+            store->clearLog();  // as for a text file: the device's process names go too
+            whole = std::move(report.rows);
         }
-        const bool binary = !saved && !read.read && utf8::fileLooksBinary(path);
-        runOnMainThread([self, path, binary, saved = std::move(saved), read = std::move(read)]() mutable {
-            if (self != nullptr) self->finishOpening(path, std::move(saved), read, binary);
+        if (report.outcome == BugreportRead::Outcome::NotReport) {
+            if (lower.endsWith(u"vellumfox"_s)) whole = readVellumfoxFile(path, nextIndex);
+            if (!whole) {
+                TextFileReading how;
+                how.cancelled = stop.get();
+                how.progress = [self, path](uint64_t done, uint64_t total) {
+                    runOnMainThread([self, path, done, total] {
+                        if (self != nullptr && !self->finished_)
+                            self->status_.showProgress(openingText(path), done, total);
+                    });
+                };
+                read = store->openTextFile(path, std::move(how));
+                if (!read.read && utf8::fileLooksBinary(path)) refusal = QString::fromLatin1(utf8::kBinaryFileReason);
+            }
+        }
+        runOnMainThread([self, path, refusal, facts = report.facts, whole = std::move(whole),
+                         read = std::move(read)]() mutable {
+            if (self != nullptr) self->finishOpening(path, std::move(whole), facts, read, refusal);
         });
     });
 }
 
-void FileController::finishOpening(const QString& path, std::optional<RowList> saved, const TextFileRead& read,
-                                   bool binary) {
+void FileController::finishOpening(const QString& path, std::optional<RowList> whole, const ReportFacts& facts,
+                                   const TextFileRead& read, const QString& refusal) {
     finished_ = true;
     escape_->setEnabled(false);
     status_.hideProgress();
-    if (saved) store_.setLogDataFromFile(std::move(*saved));
-    if (binary) refuseBinary(path);
+    if (whole) store_.setLogDataFromFile(std::move(*whole), facts);
+    if (!facts.isEmpty()) {
+        showBufferColumn();
+        Q_EMIT reportOpened(path, facts);
+    }
+    if (!refusal.isEmpty()) refuse(path, refusal);
     if (read.cancelled) {
         status_.showNote(u"Stopped opening %1: showing the %2 rows read so far"_s.arg(
             QFileInfo(path).fileName(), QString::number(store_.logEventCount())));
@@ -167,9 +186,18 @@ void FileController::checkOnDisk() {
     status_.showNote(u"%1 changed on disk: open it again to see its new content"_s.arg(name));
 }
 
-void FileController::refuseBinary(const QString& path) {
+void FileController::showBufferColumn() {
+    // A report mixes buffers: say which each row came from, before the
+    // text, which runs off the window's edge.
+    QHeaderView* header = window_.logTable()->horizontalHeader();
+    header->setSectionHidden(kBufferColumn, false);
+    const int text = header->visualIndex(kTextColumn);
+    if (header->visualIndex(kBufferColumn) > text) header->moveSection(header->visualIndex(kBufferColumn), text);
+}
+
+void FileController::refuse(const QString& path, const QString& reason) {
     auto* box = new QMessageBox(QMessageBox::Warning, u"Alert"_s, u"Alert"_s, QMessageBox::Ok, &window_);
-    box->setInformativeText(u"Cannot open %1: %2"_s.arg(path, QString::fromLatin1(utf8::kBinaryFileReason)));
+    box->setInformativeText(u"Cannot open %1: %2"_s.arg(path, reason));
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setWindowModality(Qt::WindowModal);
     box->setObjectName(u"binaryFileAlert"_s);

@@ -1,11 +1,12 @@
 #pragma once
 // FileController: the viewer's files. It opens a file by its lower-cased
 // suffix ("…filters": imported into the filter library; "…vellumfox": the
-// saved log; anything else: logcat text), reads logs off the GUI thread and
+// saved log; a bugreport or its zip, told by content; anything else: logcat
+// text), reads logs off the GUI thread and
 // puts their rows into the store, and saves the log (all rows, or only the
 // visible ones) as a saved log or as text through the save panel.
 //
-// A log shows its rows as they are read, with a bar on the status line;
+// A text log shows its rows as they are read, with a bar on the status line;
 // Escape stops the reading and keeps the rows read so far. Once open, a
 // text log whose file changes on disk (cut short, replaced, written) makes
 // an alert say what changed and that opening it again shows the new
@@ -36,6 +37,7 @@ class QTimer;
 namespace vf {
 class LogDatasource;
 class MappedFile;
+struct ReportFacts;
 struct TextFileRead;
 }
 
@@ -72,15 +74,22 @@ Q_SIGNALS:
     // The file's rows are about to replace the store's: shown unfiltered,
     // following the end.
     void showingFile();
+    // A bugreport's rows were put into the store: its device and build.
+    void reportOpened(const QString& path, const vf::ReportFacts& facts);
     // A log file finished loading into the store.
     void fileOpened(const QString& path);
 
 private:
     void saveFile(const QStringList& extensions);
-    // A binary file is no log: an alert says so (window-modal, not waited for).
-    void refuseBinary(const QString& path);
-    // Back on the main thread once the reading ended.
-    void finishOpening(const QString& path, std::optional<RowList> saved, const TextFileRead& read, bool binary);
+    void showBufferColumn();
+    // A binary file or an archive is no log: an alert says why (window-modal,
+    // not waited for).
+    void refuse(const QString& path, const QString& reason);
+    // Back on the main thread once the reading ended: `whole` holds the rows
+    // of a file read in one piece (a bugreport, a saved log), `read` says
+    // how a text log's reading into the store went.
+    void finishOpening(const QString& path, std::optional<RowList> whole, const ReportFacts& facts,
+                       const TextFileRead& read, const QString& refusal);
     // Ends the reading before (stopped) and waits for its thread.
     void endLoader();
     // The file shown is watched until the store's rows are replaced.
