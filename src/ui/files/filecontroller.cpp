@@ -170,7 +170,7 @@ void FileController::checkOnDisk() {
     case FileChange::Removed: what = u"%1 was removed from disk after it was opened."_s; break;
     case FileChange::Replaced: what = u"%1 was replaced on disk by another file after it was opened."_s; break;
     case FileChange::Shrank:
-        what = u"%1 was cut short on disk after it was opened: rows past its new end show empty text."_s;
+        what = u"%1 was cut short on disk after it was opened: the rows past its new end lost their text."_s;
         break;
     case FileChange::Grew: what = u"%1 has grown on disk since it was opened."_s; break;
     case FileChange::Written: what = u"%1 was written on disk after it was opened."_s; break;

@@ -10,7 +10,7 @@
 // Escape stops the reading and keeps the rows read so far. Once open, a
 // text log whose file changes on disk (cut short, replaced, written) makes
 // an alert say what changed and that opening it again shows the new
-// content; the rows keep what was read (or read empty where the file went).
+// content; the rows keep what was read (or read zeros where the file went).
 //
 // What opening a file changes elsewhere (the device's log stops, the title,
 // the filter) it announces by its signals.

@@ -63,7 +63,7 @@ TEST_F(FileOpenTest, ALogCutShortOnDiskIsSaidOnce) {
     ASSERT_TRUE(vf::test::waitUntil(
         [&] { return (alert = app->parts().window->findChild<QMessageBox*>(u"fileChangedAlert"_s)) != nullptr; }));
     EXPECT_EQ(alert->informativeText(),
-              u"shown.log was cut short on disk after it was opened: rows past its new end show empty text. "
+              u"shown.log was cut short on disk after it was opened: the rows past its new end lost their text. "
               "Open it again to see its new content."_s);
     for (int i = 0; i < model()->rowCount(); i += 997) (void)model()->index(i, 6).data();  // reads zeros, not SIGBUS
     EXPECT_EQ(model()->rowCount(), 20000);
