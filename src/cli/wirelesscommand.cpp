@@ -1,6 +1,5 @@
 #include "cli/wirelesscommand.h"
 
-#include "core/adb/replyframing.h"
 #include "core/adb/wireless.h"
 
 using namespace Qt::StringLiterals;
@@ -66,7 +65,7 @@ int WirelessCommand::run() {
     QString request;
     if (options_.command == Command::Connect && address) request = connectRequest(*address);
     else if (options_.command == Command::Pair && address) request = pairRequest(operands.at(1), *address);
-    else request = disconnectRequest(address);
+    else request = disconnectRequest(address ? address->text() : QString());
     auto* query = new HostQuery(endpoint_, request, this);
     if (options_.command == Command::Pair) query->setReplyTimeout(kPairTimeoutSeconds);
     query->setDelegate(this);
@@ -76,25 +75,15 @@ int WirelessCommand::run() {
 }
 
 void WirelessCommand::hostQueryFinished(const QString& /*request*/, const QByteArray& reply, const AdbResult& result) {
-    const QString failure = result.error ? result.error->description : QString::fromLatin1(kUnexpectedReplyText);
-    WirelessAnswer answer;
-    switch (result.outcome) {
-        case AdbOutcome::Done:
-            answer = options_.command == Command::Connect ? readConnectReply(reply)
-                     : options_.command == Command::Pair  ? readPairReply(reply)
-                                                          : readDisconnectReply(reply);
-            break;
-        case AdbOutcome::AdbNotRunning:
-            answer.message = u"no ADB server at %1 (start it with \"adb start-server\")"_s.arg(endpoint_.display());
-            break;
-        case AdbOutcome::Refused:
-            if (options_.command == Command::Pair && isUnknownHostService(failure))
-                answer.message = serverTooOldText(std::nullopt);
-            else if (options_.command == Command::Disconnect) answer = readDisconnectReply({}, failure);
-            else answer.message = failure;
-            break;
-        case AdbOutcome::Stopped:
-        case AdbOutcome::UnexpectedReply: answer.message = failure; break;
+    const QString failure = hostQueryFailure(result, endpoint_);
+    WirelessAnswer answer{false, failure, {}};
+    if (result.outcome == AdbOutcome::Done) {
+        answer = options_.command == Command::Connect ? readConnectReply(reply)
+                 : options_.command == Command::Pair  ? readPairReply(reply)
+                                                      : readDisconnectReply(reply);
+    } else if (result.outcome == AdbOutcome::Refused) {
+        if (options_.command == Command::Pair && isUnknownHostService(failure)) answer.message = serverTooOldText(std::nullopt);
+        else if (options_.command == Command::Disconnect) answer = readDisconnectReply({}, failure);
     }
     (answer.ok ? out_ : err_) << (answer.ok ? "" : kPrefix) << answer.message.toStdString() << '\n';
     status_ = answer.ok ? kExitOk : kExitFailure;

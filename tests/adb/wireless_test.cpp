@@ -46,8 +46,6 @@ TEST(Wireless, ReadsAddressesAsTypedAndRefusesTheRest) {
     }
     const DeviceAddress address{u"10.0.0.5"_s, 41235};
     EXPECT_EQ(connectRequest(address), u"host:connect:10.0.0.5:41235"_s);
-    EXPECT_EQ(disconnectRequest(address), u"host:disconnect:10.0.0.5:41235"_s);
-    EXPECT_EQ(disconnectRequest(std::nullopt), u"host:disconnect:"_s);
     EXPECT_EQ(pairRequest(u"482913"_s, address), u"host:pair:482913:10.0.0.5:41235"_s);
     for (const char* code : {"12345", "1234567", "12a456", ""}) EXPECT_FALSE(isPairingCode(QString::fromUtf8(code)));
     EXPECT_TRUE(isPairingCode(u"012345"_s));

@@ -43,4 +43,29 @@ void HostQuery::finished(const AdbResult& result) {
     if (delegate_ != nullptr) delegate_->hostQueryFinished(request_, reply, result);
 }
 
+namespace {
+// Lives as a child of its query, so it goes with it.
+class HostQueryCallback final : public QObject, public HostQueryDelegate {
+public:
+    HostQueryCallback(HostQuery* query, HostQueryDone done) : QObject(query), query_(query), done_(std::move(done)) {}
+    void hostQueryFinished(const QString&, const QByteArray& reply, const AdbResult& result) override {
+        query_->setDelegate(nullptr);
+        query_->deleteLater();  // inside its own report
+        done_(reply, result);
+    }
+
+private:
+    HostQuery* query_;
+    HostQueryDone done_;
+};
+}  // namespace
+
+void startHostQuery(const AdbEndpoint& endpoint, const QString& request, QObject* context, HostQueryDone done,
+                    double timeoutSeconds) {
+    auto* query = new HostQuery(endpoint, request, context);
+    if (timeoutSeconds > 0) query->setReplyTimeout(timeoutSeconds);
+    query->setDelegate(new HostQueryCallback(query, std::move(done)));
+    query->start();
+}
+
 }  // namespace vf

@@ -8,6 +8,7 @@
 // Threads: a conversation (see core/adb/adbsocket.h).
 
 #include <QString>
+#include <functional>
 
 #include "core/adb/adbsocket.h"
 
@@ -44,5 +45,14 @@ private:
     HostQueryDelegate* delegate_ = nullptr;
     QByteArray reply_;
 };
+
+// One request with its answer handed to `done` (once, on the calling
+// thread, which runs an event loop): the conversation is a child of
+// `context`, goes away after `done` has run, and with `context` before then
+// (`done` is then never called). `timeoutSeconds` <= 0: the usual reply
+// timeout.
+using HostQueryDone = std::function<void(const QByteArray& reply, const AdbResult& result)>;
+void startHostQuery(const AdbEndpoint& endpoint, const QString& request, QObject* context, HostQueryDone done,
+                    double timeoutSeconds = -1.0);
 
 }  // namespace vf

@@ -3,6 +3,8 @@
 #include <QRandomGenerator>
 #include <QRegularExpression>
 
+#include "core/adb/replyframing.h"
+
 using namespace Qt::StringLiterals;
 
 namespace vf {
@@ -73,9 +75,7 @@ bool isNetworkSerial(const QString& serial) {
 
 QString connectRequest(const DeviceAddress& address) { return u"host:connect:"_s + address.text(); }
 
-QString disconnectRequest(const std::optional<DeviceAddress>& address) {
-    return u"host:disconnect:"_s + (address ? address->text() : QString());
-}
+QString disconnectRequest(const QString& serial) { return u"host:disconnect:"_s + serial; }
 
 QString pairRequest(const QString& password, const DeviceAddress& address) {
     return u"host:pair:"_s + password + u':' + address.text();
@@ -137,6 +137,13 @@ WirelessAnswer readPairReply(const QByteArray& reply) {
         why = u"wrong pairing code, or the device closed its pairing dialog"_s;
     if (why.endsWith(u'.')) why.chop(1);
     return {false, u"Pairing failed: %1."_s.arg(why.isEmpty() ? u"the server gave no reason"_s : why), {}};
+}
+
+QString hostQueryFailure(const AdbResult& result, const AdbEndpoint& endpoint) {
+    if (result.outcome == AdbOutcome::AdbNotRunning)
+        return u"No ADB server answers at %1: start it (adb start-server) and try again."_s.arg(endpoint.display());
+    if (result.error && !result.error->description.isEmpty()) return result.error->description;
+    return QString::fromLatin1(kUnexpectedReplyText);
 }
 
 std::optional<int> parseServerVersion(const QByteArray& reply) {

@@ -12,6 +12,9 @@
 #include <QtGlobal>
 #include <optional>
 
+#include "core/adb/adbsocket.h"
+#include "core/adb/endpoint.h"
+
 class QRandomGenerator;
 
 namespace vf {
@@ -43,8 +46,9 @@ AddressParse parseDeviceAddress(const QString& text, bool portRequired = false);
 bool isNetworkSerial(const QString& serial);
 
 QString connectRequest(const DeviceAddress& address);
-// Without an address: every network device.
-QString disconnectRequest(const std::optional<DeviceAddress>& address);
+// `serial` as the device list names it ("10.0.0.5:5555"); empty: every
+// network device.
+QString disconnectRequest(const QString& serial);
 // The six digits the device shows, or the password of a QR code.
 QString pairRequest(const QString& password, const DeviceAddress& address);
 // Six digits, as the device's pairing dialog shows them.
@@ -69,6 +73,10 @@ WirelessAnswer readDisconnectReply(const QByteArray& reply, const std::optional<
 // The text after "OKAY" of host:pair ("Successfully paired to X
 // [guid=NAME]", "Failed: ...").
 WirelessAnswer readPairReply(const QByteArray& reply);
+
+// A request that did not run its course, in words: no server at
+// `endpoint`, the server's own "FAIL" message, or a broken reply.
+QString hostQueryFailure(const AdbResult& result, const AdbEndpoint& endpoint);
 
 // The version in the server's answer to host:version (four hex digits).
 std::optional<int> parseServerVersion(const QByteArray& reply);
