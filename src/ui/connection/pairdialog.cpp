@@ -34,6 +34,7 @@ PairDialog::PairDialog(std::function<AdbEndpoint()> endpoint, std::function<void
     pages_->addWidget(new QLabel(u"Asking the ADB server whether it can pair devices\u2026"_s, pages_));
     serverText_->setObjectName(u"serverTooOld"_s);
     serverText_->setWordWrap(true);
+    serverText_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     serverText_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     pages_->addWidget(serverText_);
     methods_ = new QTabWidget(pages_);
@@ -54,7 +55,7 @@ PairDialog::PairDialog(std::function<AdbEndpoint()> endpoint, std::function<void
     connect(&qrPoll_, &QTimer::timeout, this, &PairDialog::lookForQrDevice);
     // The device is looked for only while its QR code is shown.
     connect(methods_, &QTabWidget::currentChanged, this, [this](int index) {
-        if (index == 1 && pages_->currentIndex() == kMethods) qrPoll_.start();
+        if (index == 1 && pages_->currentIndex() == kMethods) startQrPolling();
         else qrPoll_.stop();
     });
     checkServer();
@@ -127,7 +128,13 @@ void PairDialog::serverChecked(PairingSupport support, std::optional<int> versio
         return;
     }
     pages_->setCurrentIndex(kMethods);
-    if (methods_->currentIndex() == 1) qrPoll_.start();
+    if (methods_->currentIndex() == 1) startQrPolling();
+}
+
+void PairDialog::startQrPolling() {
+    if (pairing_) return;
+    showMessage(u"Waiting for a device to scan the code\u2026"_s);
+    qrPoll_.start();
 }
 
 void PairDialog::pairWithCode() {

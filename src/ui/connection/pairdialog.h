@@ -50,6 +50,7 @@ private:
     QWidget* buildQrPage();
     void checkServer();
     void serverChecked(PairingSupport support, std::optional<int> version);
+    void startQrPolling();
     void lookForQrDevice();
     void pair(const QString& password, const DeviceAddress& address);
     void showMessage(const QString& text);
