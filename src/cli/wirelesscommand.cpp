@@ -67,7 +67,7 @@ int WirelessCommand::run() {
     else if (options_.command == Command::Pair && address) request = pairRequest(operands.at(1), *address);
     else request = disconnectRequest(address ? address->text() : QString());
     auto* query = new HostQuery(endpoint_, request, this);
-    if (options_.command == Command::Pair) query->setReplyTimeout(kPairTimeoutSeconds);
+    if (options_.command != Command::Disconnect) query->setReplyTimeout(kWirelessReplyTimeoutSeconds);
     query->setDelegate(this);
     query->start();
     if (!done_) loop_.exec();
@@ -75,16 +75,10 @@ int WirelessCommand::run() {
 }
 
 void WirelessCommand::hostQueryFinished(const QString& /*request*/, const QByteArray& reply, const AdbResult& result) {
-    const QString failure = hostQueryFailure(result, endpoint_);
-    WirelessAnswer answer{false, failure, {}};
-    if (result.outcome == AdbOutcome::Done) {
-        answer = options_.command == Command::Connect ? readConnectReply(reply)
-                 : options_.command == Command::Pair  ? readPairReply(reply)
-                                                      : readDisconnectReply(reply);
-    } else if (result.outcome == AdbOutcome::Refused) {
-        if (options_.command == Command::Pair && isUnknownHostService(failure)) answer.message = serverTooOldText(std::nullopt);
-        else if (options_.command == Command::Disconnect) answer = readDisconnectReply({}, failure);
-    }
+    const WirelessRequest kind = options_.command == Command::Connect ? WirelessRequest::Connect
+                                 : options_.command == Command::Pair  ? WirelessRequest::Pair
+                                                                      : WirelessRequest::Disconnect;
+    const WirelessAnswer answer = readWirelessAnswer(kind, reply, result, endpoint_);
     (answer.ok ? out_ : err_) << (answer.ok ? "" : kPrefix) << answer.message.toStdString() << '\n';
     status_ = answer.ok ? kExitOk : kExitFailure;
     done_ = true;

@@ -22,9 +22,6 @@ public:
 
     int run();
 
-    // How long a pairing may take: the device checks the code first.
-    static constexpr double kPairTimeoutSeconds = 30.0;
-
 private:
     void hostQueryFinished(const QString& request, const QByteArray& reply, const AdbResult& result) override;
 

@@ -146,6 +146,21 @@ QString hostQueryFailure(const AdbResult& result, const AdbEndpoint& endpoint) {
     return QString::fromLatin1(kUnexpectedReplyText);
 }
 
+WirelessAnswer readWirelessAnswer(WirelessRequest request, const QByteArray& reply, const AdbResult& result,
+                                  const AdbEndpoint& endpoint) {
+    if (result.outcome == AdbOutcome::Done) {
+        if (request == WirelessRequest::Connect) return readConnectReply(reply);
+        return request == WirelessRequest::Pair ? readPairReply(reply) : readDisconnectReply(reply);
+    }
+    const QString failure = hostQueryFailure(result, endpoint);
+    if (result.outcome == AdbOutcome::Refused) {
+        if (request == WirelessRequest::Pair && isUnknownHostService(failure))
+            return {false, serverTooOldText(std::nullopt), {}};
+        if (request == WirelessRequest::Disconnect) return readDisconnectReply({}, failure);
+    }
+    return {false, failure, {}};
+}
+
 std::optional<int> parseServerVersion(const QByteArray& reply) {
     if (reply.size() != 4) return std::nullopt;
     bool ok = false;

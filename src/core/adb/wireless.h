@@ -19,6 +19,11 @@ class QRandomGenerator;
 
 namespace vf {
 
+// How long connect and pair requests may take: the server answers only once
+// it has reached the device (a TCP time-out on an unreachable address, a
+// pairing the device checks first).
+inline constexpr double kWirelessReplyTimeoutSeconds = 30.0;
+
 // The port a device listens on after "adb tcpip" when none is given.
 inline constexpr quint16 kDefaultDevicePort = 5555;
 
@@ -77,6 +82,13 @@ WirelessAnswer readPairReply(const QByteArray& reply);
 // A request that did not run its course, in words: no server at
 // `endpoint`, the server's own "FAIL" message, or a broken reply.
 QString hostQueryFailure(const AdbResult& result, const AdbEndpoint& endpoint);
+
+// The answer to a connect, disconnect or pair request however it ended: the
+// reply's words when it ran its course, else the failure's (a server without
+// pairing is told to be too old, see serverTooOldText).
+enum class WirelessRequest { Connect, Disconnect, Pair };
+WirelessAnswer readWirelessAnswer(WirelessRequest request, const QByteArray& reply, const AdbResult& result,
+                                  const AdbEndpoint& endpoint);
 
 // The version in the server's answer to host:version (four hex digits).
 std::optional<int> parseServerVersion(const QByteArray& reply);

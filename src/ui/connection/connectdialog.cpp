@@ -42,22 +42,17 @@ ConnectDialog::ConnectDialog(std::function<AdbEndpoint()> endpoint, QWidget* par
 
 void ConnectDialog::connectToAddress() {
     const AddressParse parsed = parseDeviceAddress(address_->text());
-    if (!parsed.address) return showMessage(parsed.error, true);
+    if (!parsed.address) return showMessage(parsed.error);
     const DeviceAddress address = *parsed.address;
     Preferences::setValue(QLatin1StringView(prefs::kConnectAddress), address.text());
     connectButton_->setEnabled(false);
-    showMessage(u"Connecting to %1\u2026"_s.arg(address.text()), false);
+    showMessage(u"Connecting to %1\u2026"_s.arg(address.text()));
     startHostQuery(endpoint_(), connectRequest(address), this, [this](const QByteArray& reply, const AdbResult& result) {
         connectButton_->setEnabled(true);
-        const WirelessAnswer answer = result.outcome == AdbOutcome::Done ? readConnectReply(reply)
-                                                                         : WirelessAnswer{false, hostQueryFailure(result, endpoint_()), {}};
-        showMessage(answer.message, !answer.ok);
-    });
+        showMessage(readWirelessAnswer(WirelessRequest::Connect, reply, result, endpoint_()).message);
+    }, kWirelessReplyTimeoutSeconds);
 }
 
-void ConnectDialog::showMessage(const QString& text, bool failed) {
-    message_->setText(text);
-    message_->setProperty("failed", failed);
-}
+void ConnectDialog::showMessage(const QString& text) { message_->setText(text); }
 
 }  // namespace vf::ui

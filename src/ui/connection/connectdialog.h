@@ -29,7 +29,7 @@ public:
     void connectToAddress();
 
 private:
-    void showMessage(const QString& text, bool failed);
+    void showMessage(const QString& text);
 
     const std::function<AdbEndpoint()> endpoint_;
     QLineEdit* address_;

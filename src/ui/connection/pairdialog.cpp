@@ -20,7 +20,6 @@ namespace vf::ui {
 
 namespace {
 enum Page { kChecking, kTooOld, kMethods };
-constexpr double kPairTimeoutSeconds = 30.0;  // the device checks the code first
 constexpr int kQrModulePixels = 5;
 }  // namespace
 
@@ -165,8 +164,7 @@ void PairDialog::pair(const QString& password, const DeviceAddress& address) {
     const auto done = [this](const QByteArray& reply, const AdbResult& result) {
         pairing_ = false;
         pairButton_->setEnabled(true);
-        WirelessAnswer answer{false, hostQueryFailure(result, endpoint_()), {}};
-        if (result.outcome == AdbOutcome::Done) answer = readPairReply(reply);
+        WirelessAnswer answer = readWirelessAnswer(WirelessRequest::Pair, reply, result, endpoint_());
         qrPoll_.stop();  // a QR code pairs once, whichever way that went
         if (answer.ok) {
             answer.message += u" It connects as soon as the network shows it."_s;
@@ -174,7 +172,7 @@ void PairDialog::pair(const QString& password, const DeviceAddress& address) {
         }
         showMessage(answer.message);
     };
-    startHostQuery(endpoint_(), pairRequest(password, address), this, done, kPairTimeoutSeconds);
+    startHostQuery(endpoint_(), pairRequest(password, address), this, done, kWirelessReplyTimeoutSeconds);
 }
 
 void PairDialog::showMessage(const QString& text) { message_->setText(text); }

@@ -73,10 +73,7 @@ void WirelessActions::disconnectDevice(const QString& serial) {
     startHostQuery(hooks_.endpoint(), disconnectRequest(serial), this,
                    [this](const QByteArray& reply, const AdbResult& result) {
                        const WirelessAnswer answer =
-                           result.outcome == AdbOutcome::Done ? readDisconnectReply(reply)
-                           : result.outcome == AdbOutcome::Refused && result.error
-                               ? readDisconnectReply({}, result.error->description)
-                               : WirelessAnswer{false, hostQueryFailure(result, hooks_.endpoint()), {}};
+                           readWirelessAnswer(WirelessRequest::Disconnect, reply, result, hooks_.endpoint());
                        if (!answer.ok && hooks_.showAlert) hooks_.showAlert(answer.message);
                        else if (answer.ok && hooks_.showNote) hooks_.showNote(answer.message);
                    });

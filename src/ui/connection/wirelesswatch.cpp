@@ -52,12 +52,12 @@ void WirelessWatch::servicesListed(const QByteArray& reply, const AdbResult& res
         VF_LOG("{} is at {} now: connecting", moved.serviceName, moved.lastAddress);
         startHostQuery(endpoint_(), connectRequest(*address.address), this,
                        [this, moved](const QByteArray& answerText, const AdbResult& connected) {
-                           WirelessAnswer answer{false, hostQueryFailure(connected, endpoint_()), {}};
-                           if (connected.outcome == AdbOutcome::Done) answer = readConnectReply(answerText);
+                           const WirelessAnswer answer =
+                               readWirelessAnswer(WirelessRequest::Connect, answerText, connected, endpoint_());
                            // Remembered only once connected: a failure is tried again on the next poll.
                            if (answer.ok) rememberPairedDevice(moved);
                            Q_EMIT reconnected(moved.serviceName, answer.message, answer.ok);
-                       });
+                       }, kWirelessReplyTimeoutSeconds);
     }
 }
 
