@@ -156,6 +156,7 @@ void VellumfoxAppDelegate::connectParts() {
     connect(files, &FileController::filtersFileOpened, filterList,
             qOverload<const QString&>(&FilterListController::importFilters));
     connect(files, &FileController::logFileOpening, connection, &ConnectionController::showingFile);
+    connect(files, &FileController::reportOpened, connection, &ConnectionController::showingReport);
     connect(files, &FileController::showingFile, filterList, &FilterListController::showAllMessages);
     connect(files, &FileController::showingFile, follower, [follower] { follower->changeScrollToBottom(true); });
 

@@ -131,6 +131,10 @@ void ConnectionController::showingFile(const QString& path) {
     window_.setWindowTitle(path);
 }
 
+void ConnectionController::showingReport(const QString& path, const ReportFacts& facts) {
+    if (!isDatasourceDevice_) window_.setWindowTitle(u"%1 \u2014 %2"_s.arg(path, facts.title()));
+}
+
 // ---------------------------------------------------------------------------
 // The session's reports
 
