@@ -17,6 +17,7 @@
 #include "core/support/crashreporter.h"
 #include "core/support/logger.h"
 #include "ui/connection/connectioncontroller.h"
+#include "ui/connection/wirelessactions.h"
 #include "ui/files/filecontroller.h"
 #include "ui/filters/filterinforce.h"
 #include "ui/filters/filterlistcontroller.h"
@@ -119,6 +120,10 @@ void VellumfoxAppDelegate::buildParts() {
     p.messages = std::make_unique<MessageActions>(*p.window, *p.model, *p.store, *p.filterList, *p.search);
     p.messages->setDeviceSerialSource([this] { return parts_.session->lastDeviceId().value_or(QString()); });
     p.crashes = new CrashesPanel(*p.window, *p.store, *this);
+    p.wireless = std::make_unique<WirelessActions>(
+        *p.window, WirelessActions::Hooks{endpointFromPreferences, [this] { return parts_.session->devices(); },
+                                          [this](const QString& text) { parts_.connection->showAlert(text); },
+                                          [this](const QString& text) { parts_.status->showNote(text, 8000); }});
 
     // A file: age counts back from its newest row; a device: from now.
     // is:crash takes the rows of the crashes the panel lists.

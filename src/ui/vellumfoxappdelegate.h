@@ -38,6 +38,7 @@ class RemoteScreenMonitorSheet;
 class SearchController;
 class StatusLine;
 class TableFollower;
+class WirelessActions;
 
 class VellumfoxAppDelegate final : public QObject, private LogDatasourceDelegate, private CrashesHost {
     Q_OBJECT
@@ -74,6 +75,7 @@ public:
         std::unique_ptr<FileController> files;
         std::unique_ptr<ConnectionController> connection;
         std::unique_ptr<MessageActions> messages;
+        std::unique_ptr<WirelessActions> wireless;  // Device menu: Connect, Disconnect, Pair
         CrashesPanel* crashes = nullptr;                  // owned by the window
         QPointer<PreferencesWindow> preferences;          // made on first use, owned by the window
         QPointer<RemoteScreenMonitorSheet> remoteScreen;  // likewise
