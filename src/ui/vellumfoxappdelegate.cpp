@@ -109,7 +109,7 @@ void VellumfoxAppDelegate::buildParts() {
     p.follower = std::make_unique<TableFollower>(*p.window, *p.model);
     p.search = std::make_unique<SearchController>(*p.window, *p.model, *p.highlight, *p.status);
     p.filterList = std::make_unique<FilterListController>(*p.window, *p.filter);
-    p.files = std::make_unique<FileController>(*p.window, *p.store, *p.model);
+    p.files = std::make_unique<FileController>(*p.window, *p.status, *p.store, *p.model);
 
     ConnectionController::Hooks hooks;
     hooks.stateChanged = [this] { updateStatus(); };

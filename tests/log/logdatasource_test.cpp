@@ -262,10 +262,14 @@ TEST_F(StoreTest, RowsArrivingDuringAFilterPassAreTestedOnce) {
     for (qsizetype i = 1; i < view.size(); ++i) ASSERT_LT(view.at(i - 1)->idx(), view.at(i)->idx());
 }
 
+// A loaded file keeps every row, and no late line of the run before, until
+// the next run; then the cap applies again.
 TEST_F(StoreTest, ALoadedFileHasNoCapUntilTheNextRun) {
     RowArena arena;
     store.setLogDataFromFile(fileRows(arena, 25000, false));
     ASSERT_TRUE(waitUntil([&] { return store.logEventCount() == 25000; }));
+    feed(line("01-01 09:59:59.000", 10, "I", "T", "late line of the run before"));
+    EXPECT_EQ(store.logEventCount(), 25000);
     start();
     feed(line("01-01 10:00:00.000", 10, "I", "T", "live"));
     EXPECT_EQ(store.logEventCount(), 24001);

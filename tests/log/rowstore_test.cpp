@@ -2,6 +2,7 @@
 
 #include <future>
 #include <thread>
+#include <utility>
 
 #include "core/log/filterpass.h"
 #include "core/log/rowstore.h"
@@ -11,39 +12,46 @@ namespace {
 
 PredicatePtr parse(const char* text) { return Predicate::parse(QString::fromUtf8(text)).predicate; }
 
-// Rows arrive on one thread while full passes of changing filters run and
-// install on another (the runner's): the view ends up as the last filter
-// over every stored row, each row once and in order. Plain threads and
-// standard locks only, so ThreadSanitizer sees every hand-over.
+// Rows arrive on one thread (a device's, one at a time, or a file's, a
+// stretch at a time) while full passes of changing filters run and install
+// on another (the runner's): the view ends up as the last filter over every
+// stored row, each row once and in order. Plain threads and standard locks
+// only, so ThreadSanitizer sees every hand-over.
 TEST(RowStore, RowsArrivingDuringOverlappingPassesLandOnceUnderTheLastFilter) {
-    RowStore store;
-    store.beginRun(0);
-    FilterRunner runner;
-    const PredicatePtr errors = parse("type == 'E'");
-    std::promise<void> lastDone;
-    std::thread producer([&] {
-        for (uint64_t i = 0; i < 15000; ++i) {
-            RowValues values{i, "01-01 00:00:00.000", "a", "1", "1", i % 3 == 0 ? "E" : "I", "n", "x"};
-            store.addLive(store.producerArena().make(values), 1000);
-        }
-    });
-    for (int i = 0; i < 20; ++i) {
-        const PredicatePtr filter = i == 19 ? errors : parse(i % 2 ? "type == 'I'" : "type == 'W'");
-        runner.start([&store, &lastDone, filter, i](const std::atomic<bool>& cancelled) {
-            const MarkedRows snapshot = store.all();
-            const QString error =
-                store.installFilter(filter, runFullPass(snapshot.rows, *filter, cancelled), snapshot.mark, cancelled);
-            EXPECT_TRUE(error.isEmpty());
-            if (i == 19) lastDone.set_value();  // nothing newer can cancel the last one
+    for (const bool file : {false, true}) {
+        RowStore store;
+        file ? store.beginFile() : store.beginRun(0);
+        FilterRunner runner;
+        const PredicatePtr errors = parse("type == 'E'");
+        std::promise<void> lastDone;
+        std::thread producer([&] {
+            RowList stretch;
+            for (uint64_t i = 0; i < 15000; ++i) {
+                RowValues values{i, "01-01 00:00:00.000", "a", "1", "1", i % 3 == 0 ? "E" : "I", "n", "x"};
+                RowPtr row = store.producerArena().make(values);
+                if (!file) store.addLive(row, 1000);
+                if (file) stretch.append(row);
+                if (file && stretch.size() == 500) store.addFileRows(std::exchange(stretch, {}));
+            }
         });
+        for (int i = 0; i < 20; ++i) {
+            const PredicatePtr filter = i == 19 ? errors : parse(i % 2 ? "type == 'I'" : "type == 'W'");
+            runner.start([&store, &lastDone, filter, i](const std::atomic<bool>& cancelled) {
+                const MarkedRows snapshot = store.all();
+                const QString error = store.installFilter(filter, runFullPass(snapshot.rows, *filter, cancelled),
+                                                          snapshot.mark, cancelled);
+                EXPECT_TRUE(error.isEmpty());
+                if (i == 19) lastDone.set_value();  // nothing newer can cancel the last one
+            });
+        }
+        producer.join();
+        ASSERT_EQ(lastDone.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+        EXPECT_EQ(store.filter(), errors);
+        // Rows after the install were tested as they came; all of them passed exactly once.
+        const MarkedRows view = store.filtered();
+        EXPECT_EQ(view.rows.size(), 5000) << (file ? "file" : "live");
+        for (qsizetype i = 0; i < view.rows.size(); ++i) ASSERT_EQ(view.rows.at(i)->idx(), RowIdx(3 * i));
     }
-    producer.join();
-    ASSERT_EQ(lastDone.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
-    EXPECT_EQ(store.filter(), errors);
-    // Rows after the install were tested as they came; all of them passed exactly once.
-    const MarkedRows view = store.filtered();
-    EXPECT_EQ(view.rows.size(), 5000);
-    for (qsizetype i = 0; i < view.rows.size(); ++i) ASSERT_EQ(view.rows.at(i)->idx(), RowIdx(3 * i));
 }
 
 // A device whose clock is an hour behind the host's (12:00) drops and

@@ -36,6 +36,13 @@ public:
         return checkCapacity();
     }
 
+    // Appends `rows` in order; returns whether the buffer pruned.
+    bool addObjects(const RowList& rows) {
+        data_.append(rows);
+        mark_.appended += uint64_t(rows.size());
+        return checkCapacity();
+    }
+
     // Replaces the whole contents (it does not append); the cap is checked once.
     bool addAllObjects(RowList rows) {
         data_ = std::move(rows);

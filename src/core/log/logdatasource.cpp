@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QTimer>
+#include <chrono>
 
 #include "core/adb/logbuffer.h"
 #include "core/log/filterpass.h"
@@ -18,6 +19,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 constexpr int kQueueTimerMs = 500;
+// Rows of a file being opened go to the table at most this often after the
+// first: each notice makes the table's copy of the list and the store's
+// part ways once, a copy of every row read so far.
+constexpr auto kFileNoticeInterval = std::chrono::milliseconds(400);
 }  // namespace
 
 struct LogDatasource::Impl {
@@ -177,9 +182,34 @@ void LogDatasource::logMessage(const QString& text, const QString& level) {
     notifyLogUpdatedFromAnyThread();
 }
 
-std::optional<RowList> LogDatasource::readTextFile(const QString& path) {
-    clearLog();
-    return vf::readTextFile(path, d->nextIndex);
+TextFileRead LogDatasource::openTextFile(const QString& path, TextFileReading how) {
+    VF_LOG("clearLog");
+    d->names.clear();
+    d->rows.beginFile();
+    postToMain([this] { d->facts = {}; });  // a text log says nothing of its device
+    cancelQueueTimer();
+    notifyLogUpdatedFromAnyThread();
+    RowList pending;
+    std::optional<std::chrono::steady_clock::time_point> handed;
+    const auto handOver = [&] {
+        if (d->rows.addFileRows(pending)) notifyDataChanged();
+        pending.clear();
+        handed = std::chrono::steady_clock::now();
+    };
+    how.rows = [&](RowList rows) {
+        pending.append(std::move(rows));
+        if (!handed || std::chrono::steady_clock::now() - *handed >= kFileNoticeInterval) handOver();
+    };
+    TextFileRead read = vf::readTextFile(path, d->nextIndex, how);
+    handOver();
+    if (read.namedLate) {
+        // The apps came after the rows were shown: every reader takes the
+        // list afresh, and the filter in force looks at the apps again.
+        d->rows.loadRows(d->rows.all().rows);
+        if (PredicatePtr filter = d->rows.filter()) setLogDataFilter(std::move(filter));
+    }
+    notifyLogUpdatedFromAnyThread();
+    return read;
 }
 
 void LogDatasource::setLogDataFromFile(RowList rows, ReportFacts facts) {

@@ -20,6 +20,7 @@
 
 #include "core/filter/predicate.h"
 #include "core/log/bugreport.h"
+#include "core/log/logparser.h"
 #include "core/log/logrow.h"
 #include "core/adb/packagelist.h"
 #include "core/adb/processtable.h"
@@ -87,8 +88,14 @@ public:
 
     void clearLog();
 
-    // Reads a saved text log (clears the store first). Any thread.
-    std::optional<RowList> readTextFile(const QString& path);
+    // Reads a saved text log into the store as it is parsed (clears the
+    // store first): the rows show a stretch at a time, uncapped until the
+    // next run, as a file given to setLogDataFromFile() would;
+    // `how.progress` hears how far it got, and `how.cancelled` stops it with
+    // the rows read so far kept (and named). `how.rows` is the store's.
+    // Blocks until the file is read: any thread but the main one, and not
+    // a thread of Qt's global pool (it waits for chunks it gives that pool).
+    TextFileRead openTextFile(const QString& path, TextFileReading how);
     // Shows `rows` (no cap) until the next run; the caller stops the run first.
     // `facts`: what the file (a bugreport) says of its device.
     void setLogDataFromFile(RowList rows, ReportFacts facts = {});

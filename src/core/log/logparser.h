@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/log/filestamp.h"
 #include "core/log/logrow.h"
 
 namespace vf {
@@ -137,6 +138,10 @@ struct TextFileRead {
     // The file the rows point into, when they do (to tell whether it
     // changed on disk since); null for files read into memory.
     std::shared_ptr<const MappedFile> mapping;
+    // The file as it was opened (to tell what became of it since).
+    std::optional<FileStamp> stamp;
+    // Rows handed to TextFileReading::rows got apps after the last stretch.
+    bool namedLate = false;
 };
 
 // readTextFile() in stretches parsed in parallel on Qt's global pool and

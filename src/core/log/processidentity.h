@@ -167,6 +167,8 @@ public:
     void take(FileChunkNotes notes);
     // `stretches` hold the rows the notes were taken of, one list per take().
     void nameRows(const std::vector<RowList>& stretches);
+    // Whether the file said anything that names rows.
+    bool namesAny() const { return !table_.empty(); }
 
 private:
     ProcessIdentityTable table_;

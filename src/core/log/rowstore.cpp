@@ -10,6 +10,7 @@ void RowStore::beginRun(qint64 nowMs) {
     replay_.startRun(nowMs);
     gapCheck_.store(replay_.awaitsFirstRow(), std::memory_order_relaxed);
     logData_.setCapacity(kLiveCapacity);
+    fileShown_.store(false, std::memory_order_relaxed);
 }
 
 std::optional<int64_t> RowStore::takeGap(std::string_view line) {
@@ -27,6 +28,7 @@ QString RowStore::resumeTime() const {
 }
 
 RowStore::Added RowStore::addLive(const RowPtr& row, qint64 nowMs) {
+    if (fileShown_.load(std::memory_order_relaxed)) return {};
     const uint64_t seen = filterVersion_.load(std::memory_order_acquire);
     const PredicatePtr current = seen != appendFilter_.version() ? filter() : appendFilter_.filter();
     bool accepted = appendFilter_.test(*row, current, seen);
@@ -83,6 +85,46 @@ void RowStore::loadRows(RowList rows) {
     logData_.addAllObjects(std::move(rows));
     replay_.forget();
     gapCheck_.store(false, std::memory_order_relaxed);
+    fileShown_.store(true, std::memory_order_relaxed);
+}
+
+void RowStore::beginFile() {
+    std::lock_guard lock(mutex_);
+    logData_.reset();
+    resetView();
+    logData_.setCapacity(0);
+    replay_.forget();
+    gapCheck_.store(false, std::memory_order_relaxed);
+    fileShown_.store(true, std::memory_order_relaxed);
+}
+
+namespace {
+RowList passing(const RowList& rows, const PredicatePtr& filter) {
+    RowList accepted;
+    for (const RowPtr& row : rows)
+        if (acceptsRow(filter, *row)) accepted.append(row);
+    return accepted;
+}
+}  // namespace
+
+bool RowStore::addFileRows(const RowList& rows) {
+    PredicatePtr tested;
+    uint64_t version = 0;
+    {
+        std::lock_guard lock(mutex_);
+        tested = filter_;
+        version = filterVersion_.load(std::memory_order_relaxed);
+    }
+    RowList accepted = tested ? passing(rows, tested) : RowList();
+    std::lock_guard lock(mutex_);
+    if (filterVersion_.load(std::memory_order_relaxed) != version) {
+        tested = filter_;
+        accepted = tested ? passing(rows, tested) : RowList();
+    }
+    logData_.addObjects(rows);
+    if (!filter_) return !rows.isEmpty();
+    viewData_.addObjects(accepted);
+    return !accepted.isEmpty();
 }
 
 int RowStore::setApp(const std::string& pid, const std::string& name) {

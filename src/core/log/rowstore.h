@@ -37,7 +37,8 @@ public:
         bool stored = false;  // false: a replayed line, dropped
         bool notify = false;  // time for a (rate-limited) table notice
     };
-    // One arriving row, tested against the filter in force. Producer only.
+    // One arriving row, tested against the filter in force; dropped while a
+    // file is shown (lines of the run before still on their way). Producer only.
     Added addLive(const RowPtr& row, qint64 nowMs);
     // Where the producer copies each line before parsing it. Producer only.
     RowArena& producerArena() { return arena_; }
@@ -60,6 +61,13 @@ public:
     // A loaded file: replaces all rows, without a cap until the next run;
     // what the device sent is forgotten.
     void loadRows(RowList rows);
+    // A file read into the store as it is parsed: no rows, and no cap until
+    // the next run; what the device sent is forgotten.
+    void beginFile();
+    // Appends rows of that file; the view takes those the filter in force
+    // passes (tested outside the lock: a filter that lands meanwhile tests
+    // them again). Returns whether the rows shown changed.
+    bool addFileRows(const RowList& rows);
     // Sets `name` as the app of every row of `pid`; returns how many.
     int setApp(const std::string& pid, const std::string& name);
 
@@ -94,6 +102,7 @@ private:
     qsizetype viewCompacted_ = 0;  // leading rows of viewData that are such copies
 
     std::atomic<bool> gapCheck_{false};  // mirrors the guard's, read without the lock
+    std::atomic<bool> fileShown_{false};  // from a file's start to the next run
 
     // The producer's own state (one producer at a time).
     RowArena arena_;

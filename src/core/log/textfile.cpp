@@ -5,7 +5,6 @@
 #include <QFile>
 #include <QStringConverter>
 #include <QThread>
-#include <QThreadPool>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
@@ -16,6 +15,7 @@
 #include <unistd.h>
 
 #include "core/adb/replyframing.h"
+#include "core/log/filestamp.h"
 #include "core/log/linecut.h"
 #include "core/log/logparser.h"
 #include "core/log/mappedfile.h"
@@ -24,6 +24,7 @@
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
 #include "core/support/text.h"
+#include "core/support/threads.h"
 
 namespace vf {
 
@@ -42,6 +43,7 @@ struct FileBytes {
     std::string_view bytes;
     std::shared_ptr<const void> owner;
     std::shared_ptr<const MappedFile> mapping;
+    std::optional<FileStamp> stamp;  // the file as it was opened
 };
 
 // Large files are faulted in as huge pages where the system allows it: a
@@ -90,7 +92,7 @@ std::optional<std::string> openFile(const QString& path, FileBytes& file) {
     std::optional<std::string> error;
     if (::fstat(fd, &st) != 0) {
         error = std::strerror(errno);
-    } else if (!S_ISREG(st.st_mode)) {
+    } else if (file.stamp = FileStamp::ofFd(fd); !S_ISREG(st.st_mode)) {
         error = "not a regular file";
     } else if (startsBinary(fd)) {
         error = utf8::kBinaryFileReason;
@@ -287,7 +289,7 @@ bool parseInStretches(const std::shared_ptr<Job>& shared, const TextFileReading&
     const auto stopped = [&] { return callerStop != nullptr && callerStop->load(); };
     const size_t count = job.stretches.size();
     const int helpers = int(std::min<size_t>(size_t(std::max(1, QThread::idealThreadCount()) - 1), count - 1));
-    for (int i = 0; i < helpers; ++i) QThreadPool::globalInstance()->start([shared] { shared->work(); });
+    for (int i = 0; i < helpers; ++i) startOnPool([shared] { shared->work(); });
     size_t next = 0;
     while (next < count) {
         while (next < count) {
@@ -350,13 +352,14 @@ TextFileRead readTextFile(const QString& path, const RowIndexSource& nextIndex, 
     }
     TextFileRead result;
     result.mapping = file.mapping;
+    result.stamp = file.stamp;
     // UTF-16 and UTF-32 files (and long-layout files) are read as a whole
     // first; everything else is read where it lies, stretch by stretch.
     bool checkUtf8 = true;
     if (marksOtherEncoding(file.bytes.substr(0, 4))) {
         VF_LOG("unable to open: {}, {}", path, "not valid UTF-8");
         auto text = std::make_shared<std::string>(utf8::fileTextAsUtf8(std::string(file.bytes)));
-        file = FileBytes{*text, text, nullptr};
+        file = FileBytes{*text, text, nullptr, file.stamp};
         checkUtf8 = false;
     }
     // A UTF-8 byte-order mark is not part of the first line.
@@ -370,7 +373,7 @@ TextFileRead readTextFile(const QString& path, const RowIndexSource& nextIndex, 
         const std::string_view whole = file.bytes;
         auto text = std::make_shared<std::string>(
             joinLongText(checkUtf8 && !utf8::isValid(whole) ? repair(whole) : std::string(whole)));
-        file = FileBytes{*text, text, file.mapping};
+        file = FileBytes{*text, text, file.mapping, file.stamp};
         checkUtf8 = false;
     }
 
@@ -394,6 +397,7 @@ TextFileRead readTextFile(const QString& path, const RowIndexSource& nextIndex, 
     VF_LOG("reading file:{}, lines:{}", path, lines + 1 - std::min(lines, joined.size()));
     namer.nameRows(joined);
     result.read = true;
+    result.namedLate = how.rows && namer.namesAny();
     result.cancelled = !whole;
     if (!how.rows) {
         qsizetype total = 0;

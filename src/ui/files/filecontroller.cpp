@@ -6,25 +6,50 @@
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QMessageBox>
+#include <QFileInfo>
 #include <QPointer>
-#include <QThreadPool>
+#include <QShortcut>
+#include <QTimer>
 
 #include "core/log/bugreport.h"
 #include "core/log/logdatasource.h"
 #include "core/log/logexport.h"
+#include "core/log/logparser.h"
+#include "core/log/mappedfile.h"
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
 #include "core/support/threads.h"
 #include "ui/table/logtablemodel.h"
 #include "ui/window/mainwindow.h"
 #include "ui/window/selectabletableview.h"
+#include "ui/window/statusline.h"
 
 using namespace Qt::StringLiterals;
 
 namespace vf::ui {
 
-FileController::FileController(MainWindow& window, LogDatasource& store, LogTableModel& model, QObject* parent)
-    : QObject(parent), window_(window), store_(store), model_(model) {}
+namespace {
+// How often the file shown is compared with what its path names now.
+constexpr int kDiskCheckMs = 1000;
+
+QString openingText(const QString& path) {
+    return u"Opening %1 (Escape stops)"_s.arg(QFileInfo(path).fileName());
+}
+}  // namespace
+
+FileController::FileController(MainWindow& window, StatusLine& status, LogDatasource& store, LogTableModel& model,
+                               QObject* parent)
+    : QObject(parent), window_(window), status_(status), store_(store), model_(model) {
+    escape_ = new QShortcut(QKeySequence(Qt::Key_Escape), &window_);
+    escape_->setContext(Qt::WindowShortcut);
+    escape_->setEnabled(false);
+    connect(escape_, &QShortcut::activated, this, &FileController::stopOpening);
+    diskCheck_ = new QTimer(this);
+    diskCheck_->setInterval(kDiskCheckMs);
+    connect(diskCheck_, &QTimer::timeout, this, &FileController::checkOnDisk);
+}
+
+FileController::~FileController() { endLoader(); }
 
 void FileController::openLogcatFile() {
     auto* dialog = new QFileDialog(&window_, u"Open Log"_s, QDir::homePath());
@@ -41,37 +66,124 @@ void FileController::openFile(const QString& path) {
         Q_EMIT filtersFileOpened(path);
         return;
     }
+    endLoader();
+    diskCheck_->stop();
     Q_EMIT logFileOpening(path);
-    // Reading a large file takes a while: off the GUI thread, then back.
+    Q_EMIT showingFile();
+    status_.showProgress(openingText(path), 0, 0);
+    escape_->setEnabled(true);
+    // Off the GUI thread, and off the pool that parses the file's chunks.
+    stop_ = std::make_shared<std::atomic<bool>>(false);
+    finished_ = false;
     QPointer<FileController> self(this);
-    LogDatasource* store = &store_;
-    QThreadPool::globalInstance()->start([self, store, path, lower] {
+    loader_ = std::thread([self, store = &store_, path, lower, stop = stop_] {
         const RowIndexSource nextIndex = [store] { return store->getIndex(); };
         // A bugreport (or an archive that is none) is told by its content.
         BugreportRead report = readBugreport(path, nextIndex);
-        std::optional<RowList> rows;
+        std::optional<RowList> whole;
         QString refusal = report.refusal;
+        TextFileRead read;
         if (report.outcome == BugreportRead::Outcome::Read) {
             store->clearLog();  // as for a text file: the device's process names go too
-            rows = std::move(report.rows);
+            whole = std::move(report.rows);
         }
         if (report.outcome == BugreportRead::Outcome::NotReport) {
-            if (lower.endsWith(u"vellumfox"_s)) rows = readVellumfoxFile(path, nextIndex);
-            if (!rows) rows = store->readTextFile(path);
-            if (!rows && utf8::fileLooksBinary(path)) refusal = QString::fromLatin1(utf8::kBinaryFileReason);
-        }
-        runOnMainThread([self, path, refusal, facts = report.facts, rows = std::move(rows)]() mutable {
-            if (self == nullptr) return;
-            Q_EMIT self->showingFile();
-            self->store_.setLogDataFromFile(rows.value_or(RowList()), facts);
-            if (!facts.isEmpty()) {
-                self->showBufferColumn();
-                Q_EMIT self->reportOpened(path, facts);
+            if (lower.endsWith(u"vellumfox"_s)) whole = readVellumfoxFile(path, nextIndex);
+            if (!whole) {
+                TextFileReading how;
+                how.cancelled = stop.get();
+                how.progress = [self, path](uint64_t done, uint64_t total) {
+                    runOnMainThread([self, path, done, total] {
+                        if (self != nullptr && !self->finished_)
+                            self->status_.showProgress(openingText(path), done, total);
+                    });
+                };
+                read = store->openTextFile(path, std::move(how));
+                if (!read.read && utf8::fileLooksBinary(path)) refusal = QString::fromLatin1(utf8::kBinaryFileReason);
             }
-            if (!refusal.isEmpty()) self->refuse(path, refusal);
-            Q_EMIT self->fileOpened(path);
+        }
+        runOnMainThread([self, path, refusal, facts = report.facts, whole = std::move(whole),
+                         read = std::move(read)]() mutable {
+            if (self != nullptr) self->finishOpening(path, std::move(whole), facts, read, refusal);
         });
     });
+}
+
+void FileController::finishOpening(const QString& path, std::optional<RowList> whole, const ReportFacts& facts,
+                                   const TextFileRead& read, const QString& refusal) {
+    finished_ = true;
+    escape_->setEnabled(false);
+    status_.hideProgress();
+    if (whole) store_.setLogDataFromFile(std::move(*whole), facts);
+    if (!facts.isEmpty()) {
+        showBufferColumn();
+        Q_EMIT reportOpened(path, facts);
+    }
+    if (!refusal.isEmpty()) refuse(path, refusal);
+    if (read.cancelled) {
+        status_.showNote(u"Stopped opening %1: showing the %2 rows read so far"_s.arg(
+            QFileInfo(path).fileName(), QString::number(store_.logEventCount())));
+    }
+    watch(read, path);
+    Q_EMIT fileOpened(path);
+}
+
+void FileController::stopOpening() {
+    if (stop_) stop_->store(true);
+}
+
+void FileController::endLoader() {
+    if (!loader_.joinable()) return;
+    stopOpening();
+    loader_.join();
+    finished_ = true;
+    escape_->setEnabled(false);
+    status_.hideProgress();
+}
+
+void FileController::watch(const TextFileRead& read, const QString& path) {
+    watchedPath_ = path;
+    watchedStamp_ = read.stamp;
+    watchedMapping_ = read.mapping;
+    watchedEpoch_ = store_.allRows().mark.epoch;
+    if (read.read && read.stamp) {
+        diskCheck_->start();
+        checkOnDisk();  // it may have changed while it was read
+    }
+}
+
+void FileController::checkOnDisk() {
+    // Another file, a device's log or a cleared log: nothing left to say.
+    if (!watchedStamp_ || store_.allRows().mark.epoch != watchedEpoch_) {
+        diskCheck_->stop();
+        return;
+    }
+    FileChange change = fileChange(*watchedStamp_, FileStamp::ofPath(QFile::encodeName(watchedPath_).toStdString()));
+    // Pages past the file's new end read as zeros already, whatever the path names now.
+    if (const auto mapping = watchedMapping_.lock(); mapping && mapping->shrankUnderReaders())
+        change = FileChange::Shrank;
+    if (change == FileChange::None) return;
+    diskCheck_->stop();  // said once
+    const QString name = QFileInfo(watchedPath_).fileName();
+    QString what;
+    switch (change) {
+    case FileChange::Removed: what = u"%1 was removed from disk after it was opened."_s; break;
+    case FileChange::Replaced: what = u"%1 was replaced on disk by another file after it was opened."_s; break;
+    case FileChange::Shrank:
+        what = u"%1 was cut short on disk after it was opened: the rows past its new end lost their text."_s;
+        break;
+    case FileChange::Grew: what = u"%1 has grown on disk since it was opened."_s; break;
+    case FileChange::Written: what = u"%1 was written on disk after it was opened."_s; break;
+    case FileChange::None: break;
+    }
+    auto* box = new QMessageBox(QMessageBox::Warning, u"Alert"_s, u"The file changed on disk"_s, QMessageBox::Ok,
+                                &window_);
+    box->setInformativeText(what.arg(name) + u" Open it again to see its new content."_s);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowModality(Qt::WindowModal);
+    box->setObjectName(u"fileChangedAlert"_s);
+    box->open();
+    status_.showNote(u"%1 changed on disk: open it again to see its new content"_s.arg(name));
 }
 
 void FileController::showBufferColumn() {

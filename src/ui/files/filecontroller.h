@@ -6,32 +6,53 @@
 // puts their rows into the store, and saves the log (all rows, or only the
 // visible ones) as a saved log or as text through the save panel.
 //
+// A text log shows its rows as they are read, with a bar on the status line;
+// Escape stops the reading and keeps the rows read so far. Once open, a
+// text log whose file changes on disk (cut short, replaced, written) makes
+// an alert say what changed and that opening it again shows the new
+// content; the rows keep what was read (or read zeros where the file went).
+//
 // What opening a file changes elsewhere (the device's log stops, the title,
 // the filter) it announces by its signals.
 //
-// Main thread only; the reading runs on the global thread pool and comes back
-// to the main thread. The window, store and model are not owned and outlive
-// the controller; whoever destroys the store first waits for the thread pool.
+// Main thread only; the reading runs on a thread of its own (it shares its
+// work with the global pool) and comes back to the main thread by queued
+// calls. A new file, or the controller's end, stops the reading before and
+// waits for its thread. The window, status line, store and model are not
+// owned and outlive the controller.
 
 #include <QObject>
 #include <QStringList>
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <thread>
 
+#include "core/log/filestamp.h"
 #include "core/log/logrow.h"
+
+class QShortcut;
+class QTimer;
 
 namespace vf {
 class LogDatasource;
+class MappedFile;
 struct ReportFacts;
+struct TextFileRead;
 }
 
 namespace vf::ui {
 
 class LogTableModel;
 class MainWindow;
+class StatusLine;
 
 class FileController final : public QObject {
     Q_OBJECT
 public:
-    FileController(MainWindow& window, LogDatasource& store, LogTableModel& model, QObject* parent = nullptr);
+    FileController(MainWindow& window, StatusLine& status, LogDatasource& store, LogTableModel& model,
+                   QObject* parent = nullptr);
+    ~FileController() override;
 
     // The open panel; the chosen file goes to openFile().
     void openLogcatFile();
@@ -40,6 +61,9 @@ public:
     // The save panel: saved log first, or text first.
     void saveDocument();
     void saveDocumentAsText();
+    // Stops the reading of a file (Escape): the rows read so far stay.
+    void stopOpening();
+    bool isOpening() const { return loader_.joinable() && !finished_; }
 
 Q_SIGNALS:
     // A "...filters" file was opened: for the filter library.
@@ -61,10 +85,33 @@ private:
     // A binary file or an archive is no log: an alert says why (window-modal,
     // not waited for).
     void refuse(const QString& path, const QString& reason);
+    // Back on the main thread once the reading ended: `whole` holds the rows
+    // of a file read in one piece (a bugreport, a saved log), `read` says
+    // how a text log's reading into the store went.
+    void finishOpening(const QString& path, std::optional<RowList> whole, const ReportFacts& facts,
+                       const TextFileRead& read, const QString& refusal);
+    // Ends the reading before (stopped) and waits for its thread.
+    void endLoader();
+    // The file shown is watched until the store's rows are replaced.
+    void watch(const TextFileRead& read, const QString& path);
+    void checkOnDisk();
 
     MainWindow& window_;
+    StatusLine& status_;
     LogDatasource& store_;
     LogTableModel& model_;
+
+    std::thread loader_;
+    std::shared_ptr<std::atomic<bool>> stop_;
+    bool finished_ = true;
+    QShortcut* escape_ = nullptr;
+
+    // The file shown, as it was opened.
+    QTimer* diskCheck_ = nullptr;
+    QString watchedPath_;
+    std::optional<FileStamp> watchedStamp_;
+    std::weak_ptr<const MappedFile> watchedMapping_;  // the rows keep it, not the watch
+    uint64_t watchedEpoch_ = 0;
 };
 
 }  // namespace vf::ui

@@ -1,6 +1,9 @@
 #include "ui/window/statusline.h"
 
+#include <QHBoxLayout>
 #include <QLabel>
+#include <QProgressBar>
+#include <algorithm>
 #include <QStatusBar>
 
 #include "ui/window/elidedlabel.h"
@@ -18,7 +21,38 @@ StatusLine::StatusLine(MainWindow& window) : window_(window) {
     bar->addWidget(viewing_);
     bar->addWidget(filter_, 1);
     showFilter(u"All Messages"_s);
+    // Permanent: a note covers the other widgets while it shows.
+    task_ = new QWidget(bar);
+    auto* layout = new QHBoxLayout(task_);
+    layout->setContentsMargins(0, 0, 0, 0);
+    taskText_ = new QLabel(task_);
+    taskBar_ = new QProgressBar(task_);
+    taskBar_->setRange(0, 1000);
+    taskBar_->setTextVisible(false);
+    taskBar_->setMaximumWidth(160);
+    taskBar_->setMaximumHeight(14);
+    layout->addWidget(taskText_);
+    layout->addWidget(taskBar_);
+    bar->addPermanentWidget(task_);
+    task_->hide();
 }
+
+void StatusLine::showProgress(const QString& text, uint64_t done, uint64_t total) {
+    taskText_->setText(text);
+    if (total == 0) {
+        taskBar_->setRange(0, 0);
+    } else {
+        taskBar_->setRange(0, 1000);
+        taskBar_->setValue(int(std::min<uint64_t>(done, total) * 1000 / total));
+    }
+    task_->show();
+}
+
+void StatusLine::hideProgress() { task_->hide(); }
+
+QString StatusLine::progressText() const { return task_->isHidden() ? QString() : taskText_->text(); }
+
+int StatusLine::progressPermille() const { return task_->isHidden() ? -1 : taskBar_->value(); }
 
 void StatusLine::showCounts(qsizetype shown, TableState state) {
     state.filter = filter_->text();

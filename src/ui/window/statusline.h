@@ -2,8 +2,8 @@
 // StatusLine: the main window's status bar, and the only code that writes
 // it: how many rows are shown ("Viewing ..."), the filter in force
 // ("Filter: ..."), passing notes (a search without a match, what a device's
-// state asks of the user, the report a crashed run left), and what the log
-// table says while it is empty.
+// state asks of the user, the report a crashed run left), what the log
+// table says while it is empty, and the bar of a long task (a file opening).
 //
 // Main thread only. The window outlives it.
 
@@ -12,6 +12,8 @@
 #include "ui/window/statustexts.h"
 
 class QLabel;
+class QProgressBar;
+class QWidget;
 
 namespace vf::ui {
 
@@ -32,7 +34,16 @@ public:
     void showNote(const QString& text, int timeoutMs = 0);
     void clearNote();
 
+    // The bar of a long task, with `text` beside it: `done` of `total`
+    // (a busy bar while `total` is 0), until hideProgress(). Notes leave it
+    // in place.
+    void showProgress(const QString& text, uint64_t done, uint64_t total);
+    void hideProgress();
+
     QString viewingText() const;
+    // The task's text and its bar's value in thousandths; -1: no bar.
+    QString progressText() const;
+    int progressPermille() const;
     QString filterText() const;
     QString note() const;
 
@@ -40,6 +51,9 @@ private:
     MainWindow& window_;
     QLabel* viewing_ = nullptr;
     QLabel* filter_ = nullptr;
+    QWidget* task_ = nullptr;  // the label and the bar, on the bar's right
+    QLabel* taskText_ = nullptr;
+    QProgressBar* taskBar_ = nullptr;
 };
 
 }  // namespace vf::ui

@@ -1,0 +1,73 @@
+// Opening a log: the bar while it reads, Escape, and the file changing on disk.
+#include <QFile>
+#include <QMessageBox>
+#include <QSignalSpy>
+#include <QTest>
+
+#include "core/log/logdatasource.h"
+#include "ui/uitestsupport.h"
+
+namespace vf::ui::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class FileOpenTest : public UiTest {
+protected:
+    QString writeLog(const QString& name, int lines) {
+        std::string text;
+        text.reserve(size_t(lines) * 64);
+        for (int i = 0; i < lines; ++i)
+            text += "03-17 16:13:38.811  1702  2395 I Tag: line " + std::to_string(i) + " of the log\n";
+        const QString path = dir.filePath(name);
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text.data(), qint64(text.size()));
+        return path;
+    }
+    StatusLine& status() const { return *app->parts().status; }
+};
+
+// Escape while a large log opens stops it: the rows read so far are shown,
+// the bar goes and the status line says what happened.
+TEST_F(FileOpenTest, EscapeStopsOpeningAndKeepsTheRowsRead) {
+    start();
+    app->parts().window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(app->parts().window.get()));
+    const QString path = writeLog(u"big.log"_s, 600000);
+    QSignalSpy opened(app->parts().files.get(), &FileController::fileOpened);
+    app->parts().files->openFile(path);
+    EXPECT_TRUE(status().progressText().startsWith(u"Opening big.log"_s));
+    EXPECT_TRUE(app->parts().files->isOpening());
+    QTest::keyClick(app->parts().window.get(), Qt::Key_Escape);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return opened.count() == 1; }, 20000));
+    EXPECT_TRUE(status().note().startsWith(u"Stopped opening big.log"_s)) << status().note().toStdString();
+    EXPECT_EQ(status().progressPermille(), -1);
+    const qsizetype kept = app->parts().store->logEventCount();
+    EXPECT_LT(kept, 600000);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == kept; }));
+}
+
+// A log cut short on disk while it is shown: an alert says so and that
+// opening it again shows the new content; the rows stay, nothing crashes.
+TEST_F(FileOpenTest, ALogCutShortOnDiskIsSaidOnce) {
+    start();
+    const QString path = writeLog(u"shown.log"_s, 20000);
+    QSignalSpy opened(app->parts().files.get(), &FileController::fileOpened);
+    app->parts().files->openFile(path);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return opened.count() == 1; }));
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 20000; }));
+    EXPECT_EQ(status().progressPermille(), -1);
+    ASSERT_TRUE(QFile::resize(path, 100));
+    QMessageBox* alert = nullptr;
+    ASSERT_TRUE(vf::test::waitUntil(
+        [&] { return (alert = app->parts().window->findChild<QMessageBox*>(u"fileChangedAlert"_s)) != nullptr; }));
+    EXPECT_EQ(alert->informativeText(),
+              u"shown.log was cut short on disk after it was opened: the rows past its new end lost their text. "
+              "Open it again to see its new content."_s);
+    for (int i = 0; i < model()->rowCount(); i += 997) (void)model()->index(i, 6).data();  // reads zeros, not SIGBUS
+    EXPECT_EQ(model()->rowCount(), 20000);
+}
+
+}  // namespace
+}  // namespace vf::ui::test
