@@ -31,6 +31,9 @@ public:
     // A note until the next one, or for `timeoutMs` when that is not 0.
     void showNote(const QString& text, int timeoutMs = 0);
     void clearNote();
+    // What every tab holds together (rows, memory); empty: nothing, one tab.
+    void showTotals(const QString& text);
+    QString totalsText() const;
 
     QString viewingText() const;
     QString filterText() const;
@@ -40,6 +43,7 @@ private:
     MainWindow& window_;
     QLabel* viewing_ = nullptr;
     QLabel* filter_ = nullptr;
+    QLabel* totals_ = nullptr;
 };
 
 }  // namespace vf::ui
