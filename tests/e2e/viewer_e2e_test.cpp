@@ -53,7 +53,10 @@ protected:
         ADD_FAILURE() << "no menu item " << text.toStdString();
         return nullptr;
     }
-    QString alert() const { return app->tab().connection->currentAlert() ? app->tab().connection->currentAlert()->informativeText() : QString(); }
+    QString alert() const {
+        const QMessageBox* box = app->tab().connection->currentAlert();
+        return box != nullptr ? box->informativeText() : QString();
+    }
 
     AdbHarness harness = makeHarness();
     std::unique_ptr<ScopedAdbPreferences> preferences;
