@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QCoreApplication>
+#include <QHeaderView>
 #include <QLineEdit>
 #include <QProcess>
 #include <QSignalBlocker>
@@ -27,6 +28,7 @@
 #include "ui/table/searchcontroller.h"
 #include "ui/table/tablecolumns.h"
 #include "ui/table/tablefollower.h"
+#include "ui/tabs/mergedfeed.h"
 #include "ui/window/mainwindow.h"
 #include "ui/window/placement.h"
 #include "ui/window/selectabletableview.h"
@@ -39,6 +41,8 @@ using namespace Qt::StringLiterals;
 namespace vf::ui {
 
 VellumfoxAppDelegate::VellumfoxAppDelegate(Options options) : options_(std::move(options)) {
+    // The real server: devices' clocks are read there too.
+    if (!options_.makeAdb && !options_.clockEndpoint) options_.clockEndpoint = endpointFromPreferences;
     if (!options_.makeAdb) options_.makeAdb = [] { return makeAdbSessionAdb(endpointFromPreferences); };
     if (!options_.connector) options_.connector = makeAdbConnector(endpointFromPreferences, logcatOptionsFromPreferences);
     if (!options_.recordEvent) options_.recordEvent = [](const QString& name) { AnalyticsHelper::recordEvent(name); };
@@ -113,6 +117,7 @@ SourceTab& VellumfoxAppDelegate::makeTab(const QString& serial, bool tracksDevic
     services.connector = options_.connector;
     services.recordEvent = options_.recordEvent;
     services.reconnectIntervalMs = options_.reconnectIntervalMs;
+    services.clockEndpoint = options_.clockEndpoint;
     services.changed = [this, table] { onTabChanged(tabOf(table)); };
     // The tab's parts bind to the window's current table as they are made:
     // it is current for that while, without telling anyone.
@@ -147,13 +152,27 @@ void VellumfoxAppDelegate::openInNewTab(const QString& path) {
     SourceTab* target = &currentTab();
     const SourceTab::Parts& current = target->parts();
     const bool empty = current.store->logEventCount() == 0 && !current.session->isLogging() &&
-                       !current.session->isWaiting();
+                       !current.session->isWaiting() && !target->isMerged();
     if (!empty) {
         target = &makeTab(QString(), false);
         parts_.window->showSource(target->parts().table);
     }
     target->parts().files->openFile(path);
     rememberDeviceTabs();
+}
+
+SourceTab& VellumfoxAppDelegate::addMergedTab() {
+    SourceTab& tab = makeTab(QString(), false);
+    new MergedFeed(tab, [this] {
+        std::vector<const SourceTab*> sources;
+        for (const std::unique_ptr<SourceTab>& each : tabs_)
+            if (!each->isMerged()) sources.push_back(each.get());
+        return sources;
+    });
+    // Where a row comes from is read first.
+    tab.parts().table->horizontalHeader()->moveSection(kSourceColumn, 0);
+    parts_.window->showSource(tab.parts().table);
+    return tab;
 }
 
 void VellumfoxAppDelegate::closeTab(SourceTab& tab) {
@@ -231,6 +250,7 @@ void VellumfoxAppDelegate::connectMenus() {
         if (SourceTab* tab = tabOf(table)) closeTab(*tab);
     });
     connect(w->newTabAction, &QAction::triggered, this, &VellumfoxAppDelegate::newTab);
+    connect(w->mergedTabAction, &QAction::triggered, this, [this] { addMergedTab(); });
     connect(w->connectAction, &QAction::triggered, this,
             on([](const SourceTab::Parts& t) { t.connection->onConnectButtonPressed(); }));
     connect(w->clearAction, &QAction::triggered, this, on([](const SourceTab::Parts& t) { t.store->clearLog(); }));

@@ -48,6 +48,9 @@ public:
         std::shared_ptr<StoreConnector> connector;
         // Usage events; empty: the analytics helper.
         std::function<void(const QString&)> recordEvent;
+        // Where devices' clocks are read (for the merged timeline); empty:
+        // the server of the preferences with the real ADB side, else none.
+        std::function<AdbEndpoint()> clockEndpoint;
         bool connectAtStart = true;       // start logging at the end of start-up
         int reconnectIntervalMs = 5000;   // the retry timer while waiting for a lost device
         bool installHooks = true;         // diagnostics outputs, crash reports, usage counters
@@ -81,6 +84,8 @@ public:
     void openInNewTab(const QString& path);
     // Stops the tab's session and removes it; the last tab stays.
     void closeTab(SourceTab& tab);
+    // A new tab merging the rows of every other tab on one timeline, made current.
+    SourceTab& addMergedTab();
     // "New Tab": the device picker with the attached devices and a file entry.
     void newTab();
 

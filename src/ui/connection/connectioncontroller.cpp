@@ -166,6 +166,7 @@ void ConnectionController::onLoggerStarted(const QString& deviceId) {
     status_.clearNote();
     resetConnectButton();
     refreshDevicesMenu();
+    if (hooks_.started) hooks_.started(deviceId);
 }
 
 void ConnectionController::onLoggerStopped() {

@@ -41,6 +41,7 @@ public:
     struct Hooks {
         std::function<void()> stateChanged;                 // the status line may change
         std::function<void(const QString&)> recordEvent;    // usage events ("error-not-authorized" ...)
+        std::function<void(const QString&)> started;        // a run started on this device
     };
 
     ConnectionController(MainWindow& window, StatusLine& status, LogSession& session, Hooks hooks,

@@ -8,6 +8,7 @@
 #include <QAbstractTableModel>
 #include <QStringList>
 #include <array>
+#include <functional>
 #include <optional>
 
 #include "core/filter/fieldsource.h"
@@ -23,6 +24,8 @@ inline constexpr std::array<RowKey, 8> kLogColumns{RowKey::Time, RowKey::App,  R
                                                    RowKey::Type, RowKey::Name, RowKey::Text, RowKey::Buffer};
 inline constexpr int kTypeColumn = 4;
 inline constexpr int kBufferColumn = 7;
+// A merged timeline's one more column: which source the row came from.
+inline constexpr int kSourceColumn = 8;
 
 class LogTableModel final : public QAbstractTableModel {
     Q_OBJECT
@@ -43,8 +46,15 @@ public:
     const LevelStyles& styles() const { return styles_; }
     // Every cell again (a value changed in place, such as an app name).
     void refreshCells();
+    // A merged timeline's rows: the Source column, named by `sourceOf`
+    // (null: no such column). Set before rows are shown.
+    void setSourceOf(std::function<QString(const Row&)> sourceOf);
+    bool hasSourceColumn() const { return sourceOf_ != nullptr; }
 
-    static RowKey keyForColumn(int column) { return kLogColumns[size_t(column)]; }
+    // The Source column is none of the row's keys: its text stands for it.
+    static RowKey keyForColumn(int column) {
+        return column >= 0 && column < int(kLogColumns.size()) ? kLogColumns[size_t(column)] : RowKey::Text;
+    }
     // The header title of `column` ("Time", "APP" ...); empty for none.
     static QString columnTitle(int column);
 
@@ -57,6 +67,7 @@ private:
     bool applyChange(RowList& rows, const StoreChange& change);
 
     LevelStyles styles_;
+    std::function<QString(const Row&)> sourceOf_;
     RowList rows_;
 };
 

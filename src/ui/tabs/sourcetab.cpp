@@ -73,6 +73,12 @@ void SourceTab::buildParts(const QString& serial, bool tracksDevices) {
     ConnectionController::Hooks hooks;
     hooks.stateChanged = services_.changed;
     hooks.recordEvent = services_.recordEvent;
+    if (services_.clockEndpoint) {
+        hooks.started = [this](const QString& deviceId) {
+            clock_.measure(services_.clockEndpoint(), deviceId,
+                           [this](std::optional<int64_t> offsetMs) { clockOffsetMs_ = offsetMs.value_or(0); });
+        };
+    }
     p.connection = std::make_unique<ConnectionController>(window, services_.status, *p.session, std::move(hooks));
     p.session->setDelegate(p.connection.get());
     connect(p.connection.get(), &ConnectionController::titleChanged, this, [this] { services_.changed(); });
@@ -105,6 +111,13 @@ void SourceTab::buildParts(const QString& serial, bool tracksDevices) {
             qOverload<const QString&>(&FilterListController::importFilters));
     connect(files, &FileController::fileOpened, this, &SourceTab::fileOpened);
     follower->changeScrollToBottom(true);
+}
+
+// Its table has a column more than the others: it keeps its own layout.
+void SourceTab::setMerged() {
+    merged_ = true;
+    parts_.columns.reset();
+    parts_.connection->showingFile(u"Merged timeline"_s);
 }
 
 bool SourceTab::isCurrent() const { return services_.window.logTable() == parts_.table; }

@@ -15,6 +15,7 @@
 #include <memory>
 
 #include "core/log/logdatasource.h"
+#include "core/session/deviceclock.h"
 #include "core/session/logsession.h"
 #include "ui/crashes/crashespanel.h"
 #include "ui/filters/filterlistcontroller.h"
@@ -46,6 +47,8 @@ struct TabServices {
     int reconnectIntervalMs = 5000;
     // The tab's rows, title or state changed (the status line, the tab's text).
     std::function<void()> changed;
+    // Where a device's clock is read when its run starts; empty: not read.
+    std::function<AdbEndpoint()> clockEndpoint;
 };
 
 class SourceTab final : public QObject, private LogDatasourceDelegate, private CrashesHost {
@@ -85,6 +88,12 @@ public:
     bool showsDevice() const;
     // The device this tab streams or waits for; empty for a file.
     QString deviceSerial() const;
+    // How far its device's clock runs ahead of the host's, as read when its
+    // last run started; 0 for a file or a clock not read.
+    int64_t clockOffsetMs() const { return clockOffsetMs_; }
+    // The tab shows the merged timeline of the other tabs (see MergedFeed).
+    bool isMerged() const { return merged_; }
+    void setMerged();
 
 Q_SIGNALS:
     // A log file opened in this tab finished loading.
@@ -107,6 +116,9 @@ private:
     TabServices services_;
     Parts parts_;
     QString filePath_;  // the file shown, for a file tab
+    DeviceClockProbe clock_;
+    int64_t clockOffsetMs_ = 0;
+    bool merged_ = false;
 };
 
 }  // namespace vf::ui
