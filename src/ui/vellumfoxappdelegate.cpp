@@ -316,6 +316,7 @@ void VellumfoxAppDelegate::applyStyles(SourceTab& tab) {
 void VellumfoxAppDelegate::onTabChanged(SourceTab* tab) {
     if (tab == nullptr) return;
     const QString text = tab->tabText();
+    tab->nameRows();
     parts_.window->setSourceText(tab->parts().table, text);
     // A device in a state other than streaming or waiting (offline,
     // unauthorized ...) is marked.

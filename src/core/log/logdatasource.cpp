@@ -180,6 +180,8 @@ std::optional<RowList> LogDatasource::readTextFile(const QString& path) {
     return vf::readTextFile(path, d->nextIndex);
 }
 
+void LogDatasource::setSourceName(const QString& name) { d->rows.setSourceLabel(name.toStdString()); }
+
 void LogDatasource::setLogDataFromFile(RowList rows) {
     VF_ASSERT_THREAD(this);
     cancelQueueTimer();

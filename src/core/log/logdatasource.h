@@ -88,6 +88,10 @@ public:
 
     // Reads a saved text log (clears the store first). Any thread.
     std::optional<RowList> readTextFile(const QString& path);
+    // Names where every row of this store was read, now and to come (the
+    // `source` key); empty: rows shown here keep the names they have. Any
+    // thread.
+    void setSourceName(const QString& name);
     // Shows `rows` (no cap) until the next run; the caller stops the run first.
     void setLogDataFromFile(RowList rows);
 

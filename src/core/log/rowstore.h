@@ -60,6 +60,8 @@ public:
     // A loaded file: replaces all rows, without a cap until the next run;
     // what the device sent is forgotten.
     void loadRows(RowList rows);
+    // Names the source of every row, now and to come (RowKey::Source).
+    void setSourceLabel(const std::string& label);
     // Sets `name` as the app of every row of `pid`; returns how many.
     int setApp(const std::string& pid, const std::string& name);
 
@@ -92,6 +94,7 @@ private:
     RowArena messageArena_;     // status rows
     RowArena viewArena_;        // copies of filtered rows that left logData
     qsizetype viewCompacted_ = 0;  // leading rows of viewData that are such copies
+    std::string sourceLabel_;      // empty: the rows' sources are not named here
 
     std::atomic<bool> gapCheck_{false};  // mirrors the guard's, read without the lock
 

@@ -46,10 +46,11 @@ void LogTableModel::setStyles(LevelStyles styles) {
     refreshCells();
 }
 
-void LogTableModel::setSourceOf(std::function<QString(const Row&)> sourceOf) {
-    beginResetModel();
-    sourceOf_ = std::move(sourceOf);
-    endResetModel();
+void LogTableModel::showSourceColumn() {
+    if (sourceColumn_) return;
+    beginInsertColumns({}, kSourceColumn, kSourceColumn);
+    sourceColumn_ = true;
+    endInsertColumns();
 }
 
 void LogTableModel::refreshCells() {
@@ -63,7 +64,7 @@ int LogTableModel::rowCount(const QModelIndex& parent) const {
 }
 
 int LogTableModel::columnCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : int(kLogColumns.size()) + (sourceOf_ ? 1 : 0);
+    return parent.isValid() ? 0 : int(kLogColumns.size()) + (sourceColumn_ ? 1 : 0);
 }
 
 QVariant LogTableModel::data(const QModelIndex& index, int role) const {
@@ -72,7 +73,6 @@ QVariant LogTableModel::data(const QModelIndex& index, int role) const {
     switch (role) {
     case Qt::DisplayRole:
     case Qt::ToolTipRole: {
-        if (index.column() == kSourceColumn) return sourceOf_ ? sourceOf_(*row) : QString();
         const std::string_view value = row->view(keyForColumn(index.column()));
         return QString::fromUtf8(value.data(), qsizetype(value.size()));
     }

@@ -8,7 +8,6 @@
 #include <QAbstractTableModel>
 #include <QStringList>
 #include <array>
-#include <functional>
 #include <optional>
 
 #include "core/filter/fieldsource.h"
@@ -46,14 +45,12 @@ public:
     const LevelStyles& styles() const { return styles_; }
     // Every cell again (a value changed in place, such as an app name).
     void refreshCells();
-    // A merged timeline's rows: the Source column, named by `sourceOf`
-    // (null: no such column). Set before rows are shown.
-    void setSourceOf(std::function<QString(const Row&)> sourceOf);
-    bool hasSourceColumn() const { return sourceOf_ != nullptr; }
+    // A merged timeline's rows: one more column, Source (the rows' `source`).
+    void showSourceColumn();
+    bool hasSourceColumn() const { return sourceColumn_; }
 
-    // The Source column is none of the row's keys: its text stands for it.
     static RowKey keyForColumn(int column) {
-        return column >= 0 && column < int(kLogColumns.size()) ? kLogColumns[size_t(column)] : RowKey::Text;
+        return column >= 0 && column < int(kLogColumns.size()) ? kLogColumns[size_t(column)] : RowKey::Source;
     }
     // The header title of `column` ("Time", "APP" ...); empty for none.
     static QString columnTitle(int column);
@@ -67,7 +64,7 @@ private:
     bool applyChange(RowList& rows, const StoreChange& change);
 
     LevelStyles styles_;
-    std::function<QString(const Row&)> sourceOf_;
+    bool sourceColumn_ = false;
     RowList rows_;
 };
 

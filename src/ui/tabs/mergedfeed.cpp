@@ -10,44 +10,26 @@ namespace vf::ui {
 MergedFeed::MergedFeed(SourceTab& merged, Sources sources, int intervalMs)
     : QObject(&merged), merged_(merged), sources_(std::move(sources)) {
     merged_.setMerged();
-    merged_.parts().model->setSourceOf([this](const Row& row) { return sourceName(row); });
+    merged_.parts().model->showSourceColumn();
     timer_.setInterval(intervalMs);
     connect(&timer_, &QTimer::timeout, this, &MergedFeed::refresh);
     timer_.start();
     refresh();
 }
 
-QString MergedFeed::sourceName(const Row& row) const {
-    for (const std::shared_ptr<Names>& names : {names_, previous_}) {
-        if (names == nullptr) continue;
-        const auto it = names->sourceOf.constFind(&row);
-        if (it != names->sourceOf.cend()) return names->names.value(*it);
-    }
-    return {};
-}
-
 void MergedFeed::refresh() {
-    const std::vector<const SourceTab*> tabs = sources_();
-    std::vector<std::pair<const SourceTab*, ListMark>> seen;
+    std::vector<std::tuple<const SourceTab*, ListMark, int64_t>> seen;
     std::vector<TimelineSource> sources;
-    auto names = std::make_shared<Names>();
-    for (const SourceTab* tab : tabs) {
+    for (const SourceTab* tab : sources_()) {
         MarkedRows all = tab->parts().store->allRows();
-        seen.emplace_back(tab, all.mark);
+        seen.emplace_back(tab, all.mark, tab->clockOffsetMs());
         sources.push_back({std::move(all.rows), tab->clockOffsetMs()});
-        names->names << tab->tabText();
     }
-    if (seen == seen_ && names_ != nullptr && names->names == names_->names) return;
+    if (mergedOnce_ && seen == seen_) return;
+    mergedOnce_ = true;
     seen_ = std::move(seen);
-    const std::vector<TimelineRow> merged = mergeByTime(sources);
     RowList rows;
-    rows.reserve(qsizetype(merged.size()));
-    names->sourceOf.reserve(qsizetype(merged.size()));
-    for (const TimelineRow& each : merged) {
-        names->sourceOf.insert(each.row.get(), each.source);
-        rows << each.row;
-    }
-    previous_ = std::exchange(names_, std::move(names));
+    for (TimelineRow& each : mergeByTime(sources)) rows << std::move(each.row);
     merged_.parts().store->setLogDataFromFile(std::move(rows));
 }
 

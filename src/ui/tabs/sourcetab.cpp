@@ -113,9 +113,20 @@ void SourceTab::buildParts(const QString& serial, bool tracksDevices) {
     follower->changeScrollToBottom(true);
 }
 
+// A merged tab's rows are the other tabs' own, named by them.
+void SourceTab::nameRows() {
+    const QString text = tabText();
+    if (merged_ || text == rowsNamed_) return;
+    rowsNamed_ = text;
+    parts_.store->setSourceName(text);
+}
+
 // Its table has a column more than the others: it keeps its own layout.
 void SourceTab::setMerged() {
     merged_ = true;
+    // Its rows stay named by their own tabs.
+    parts_.store->setSourceName(QString());
+    rowsNamed_.clear();
     parts_.columns.reset();
     parts_.connection->showingFile(u"Merged timeline"_s);
 }

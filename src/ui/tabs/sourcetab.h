@@ -91,6 +91,8 @@ public:
     // How far its device's clock runs ahead of the host's, as read when its
     // last run started; 0 for a file or a clock not read.
     int64_t clockOffsetMs() const { return clockOffsetMs_; }
+    // Names its rows' source after the tab (the `source` key), when that changed.
+    void nameRows();
     // The tab shows the merged timeline of the other tabs (see MergedFeed).
     bool isMerged() const { return merged_; }
     void setMerged();
@@ -119,6 +121,7 @@ private:
     DeviceClockProbe clock_;
     int64_t clockOffsetMs_ = 0;
     bool merged_ = false;
+    QString rowsNamed_;  // what its rows' source is named
 };
 
 }  // namespace vf::ui
