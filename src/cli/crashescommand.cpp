@@ -18,11 +18,11 @@ constexpr char16_t kCrashesHelp[] =
        vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] crashes --stream [--json]
                      [--clear] [--no-reconnect] [-b LIST] [FILTERS]
 
-Opens a saved log as "convert" does and lists the crashes and ANRs in it, as
-the viewer's Crashes panel shows them: Java and Kotlin exceptions, crashes of
-the system process, native crashes (tombstones and libc's "Fatal signal")
-and ANRs. Lines of other processes that interleave with a crash do not
-belong to it. One line per crash:
+Opens a saved log or a bugreport as "convert" does and lists the crashes and
+ANRs in it, as the viewer's Crashes panel shows them: Java and Kotlin
+exceptions, crashes of the system process, native crashes (tombstones and
+libc's "Fatal signal") and ANRs. Lines of other processes that interleave
+with a crash do not belong to it. One line per crash:
   TIME  KIND  APP (PID)  TITLE  [ROWS rows, idx FIRST-LAST]
 
   --json          one JSON object per line with the keys kind, app, pid,

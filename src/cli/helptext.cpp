@@ -20,8 +20,10 @@ Commands:
   displays       list a device's displays (id, name)
   screenshot [-d ID] -o FILE.png
                  save a screenshot of a device (of one display of several)
-  stream         stream the device log through the viewer's store
-  convert FILE   write the rows of a saved log as text, tsv or json
+  stream         stream the device log (of one or more devices) through
+                 the viewer's store
+  convert FILE   write the rows of a saved log or bugreport as text, tsv
+                 or json
   detect FILE    print the layout of a saved log ("3 threadtime")
   crashes FILE | --stream
                  list the crashes and ANRs in a saved log or the device log
@@ -35,7 +37,8 @@ Commands:
   version        print the version (also --version)
 
 ADB server and device (the names adb itself uses):
-  -s SERIAL      the device to stream from (default: $ANDROID_SERIAL)
+  -s SERIAL      the device to stream from (default: $ANDROID_SERIAL);
+                 "stream" takes several
   -H HOST        the ADB server's host (default: the viewer's "adbServer"
                  preference, else 127.0.0.1)
   -P PORT        the ADB server's port (default: the viewer's "adbPort"
@@ -144,7 +147,7 @@ device sends no image (an unknown display id) or FILE cannot be written;
 )";
 
 constexpr char16_t kStream[] =
-    uR"(usage: vellumfox-cli [-s SERIAL] [-H HOST] [-P PORT] stream [OPTIONS]
+    uR"(usage: vellumfox-cli [-s SERIAL]... [-H HOST] [-P PORT] stream [OPTIONS]
 
 Streams the device log ("logcat -v threadtime", with the uid column where
 the device has it, buffers main, system and crash unless told otherwise)
@@ -179,6 +182,14 @@ rows that the filter hides go to standard error instead.
 changed. With several devices attached, -s (or $ANDROID_SERIAL) must name
 one. Ctrl+C (SIGINT) or SIGTERM ends the stream after printing every row
 received so far, with exit status 0.
+
+Several devices: "-s A -s B" streams each device in its own session into the
+one output. Rows are printed as they arrive, those collected together in
+time order, and each names its device: a first column in text, a last
+column in tsv (after the buffer), a "device" key in json. A device that goes
+away waits to come back as one device does, or under --no-reconnect ends
+its part while the others go on; the stream ends when every device's part
+has ended (with the worst exit status among them) or on Ctrl+C.
 )";
 
 constexpr char16_t kConvert[] =
@@ -196,6 +207,12 @@ than 1 MiB are cut there and marked, as live lines are. Only regular files
 are read: a FIFO or a device is refused ("not a regular file"), and so is a
 binary file (NUL bytes near its start, without a UTF-16 or UTF-32 byte-order
 mark).
+
+A bugreport, zipped as the device writes it or its main bugreport-*.txt, is
+told by its content: the rows are those of its log sections (SYSTEM LOG,
+EVENT LOG, RADIO LOG and an older report's LAST LOGCAT), each with its log
+buffer. Other archives and compressed files (a zip without a bugreport,
+gzip, xz, tar, 7z ...) are refused, naming what they are.
 
   --filter PREDICATE  see "Filters" below (repeatable)
   --saved NAME        a filter saved in the viewer (repeatable)

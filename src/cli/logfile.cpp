@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/log/bugreport.h"
 #include "core/log/logexport.h"
 #include "core/support/plistreader.h"
 #include "core/support/terminaltext.h"
@@ -86,15 +87,19 @@ QString unreadableReason(const QString& path) {
 }
 
 SavedLog openSavedLog(const QString& path, std::ostream* progress) {
-    if (const QString reason = unreadableReason(path); !reason.isEmpty()) return {{}, reason};
+    if (const QString reason = unreadableReason(path); !reason.isEmpty()) return {{}, reason, {}};
+    // A bugreport, its zip, or another archive: told by the content.
+    BugreportRead report = readBugreport(path, rowCounter());
+    if (report.outcome == BugreportRead::Outcome::Refused) return {{}, report.refusal, {}};
+    if (report.outcome == BugreportRead::Outcome::Read) return {std::move(report.rows), {}, report.facts};
     std::optional<RowList> rows;
     {
         ProgressLine line(progress, path);
         rows = openLogFile(path, rowCounter(), [&line](uint64_t done, uint64_t total) { line(done, total); });
     }
-    if (rows) return {std::move(*rows), {}};
+    if (rows) return {std::move(*rows), {}, {}};
     const bool binary = utf8::fileLooksBinary(path);
-    return {{}, binary ? QString::fromLatin1(utf8::kBinaryFileReason) : u"cannot tell the log layout"_s};
+    return {{}, binary ? QString::fromLatin1(utf8::kBinaryFileReason) : u"cannot tell the log layout"_s, {}};
 }
 
 LayoutDetection detectLayout(const QString& path) {

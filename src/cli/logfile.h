@@ -1,12 +1,14 @@
 #pragma once
-// Saved logs as the viewer opens them: a "vellumfox" property-list file when
-// the name says so and the file holds a dictionary, logcat text otherwise.
+// Saved logs as the viewer opens them: a bugreport (its zip or its text) when
+// the content says so, a "vellumfox" property-list file when the name says so
+// and the file holds a dictionary, logcat text otherwise.
 // Any thread; blocking file I/O.
 
 #include <QString>
 #include <optional>
 #include <ostream>
 
+#include "core/log/bugreport.h"
 #include "core/log/logparser.h"
 #include "core/log/logrow.h"
 
@@ -15,6 +17,7 @@ namespace vf::cli {
 struct SavedLog {
     RowList rows;
     QString error;  // set when the file could not be read as a log
+    ReportFacts facts;  // a bugreport's device and build
 };
 
 // `progress`: a terminal to show how far the reading of a large file got

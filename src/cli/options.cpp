@@ -93,7 +93,10 @@ struct SeenOption {
 QString applyOption(CliOptions& o, const SeenOption& seen) {
     const QString& v = seen.value;
     switch (seen.def->id) {
-    case Opt::Serial: o.serial = v; break;
+    case Opt::Serial:
+        o.serial = v;
+        if (!o.serials.contains(v)) o.serials.append(v);
+        break;
     case Opt::Host: o.host = v; break;
     case Opt::Port: {
         bool ok = false;
@@ -339,6 +342,8 @@ ParsedCommandLine parseCommandLine(const QStringList& arguments) {
         if (const QString error = applyOption(o, option); !error.isEmpty()) return failure(error);
     }
     if (const QString error = takePositionals(o, positionals); !error.isEmpty()) return failure(error);
+    if (o.serials.size() > 1 && o.command != Command::Stream)
+        return failure(u"%1 takes one device: -s may be given more than once only to stream"_s.arg(commandName(o.command)));
     return {o, {}};
 }
 

@@ -26,7 +26,8 @@ struct CliOptions {
     QString helpTopic;  // "help CMD" / "CMD --help"
 
     // ADB server and device; empty when not given on the command line.
-    QString serial;
+    QString serial;       // the last -s
+    QStringList serials;  // every -s, in order: stream takes several
     QString host;
     QString port;
 

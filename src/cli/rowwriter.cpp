@@ -40,9 +40,10 @@ size_t validSequenceLength(std::string_view s, size_t i) {
 // The viewer's saved-text layout, optionally in the level's colour.
 class TextWriter final : public RowWriter {
 public:
-    TextWriter(std::ostream& out, bool color, bool terminal) : out_(out), color_(color), terminal_(terminal) {}
+    TextWriter(std::ostream& out, bool color, bool terminal, const std::string& device)
+        : out_(out), color_(color), terminal_(terminal), device_(device.empty() ? device : device + "  ") {}
     void write(const RowPtr& row) override {
-        std::string line = savedTextLine(*row);
+        std::string line = device_ + savedTextLine(*row);
         if (terminal_) line = terminalSafe(line);
         const std::string_view color = color_ ? levelColor(row->type()) : std::string_view();
         if (!color.empty()) {
@@ -57,16 +58,18 @@ private:
     std::ostream& out_;
     bool color_;
     bool terminal_;
+    std::string device_;  // with its separator
 };
 
 // The viewer's copy layout (seven tab-separated columns), then the buffer.
 class TsvWriter final : public RowWriter {
 public:
-    TsvWriter(std::ostream& out, bool terminal) : out_(out), terminal_(terminal) {}
+    TsvWriter(std::ostream& out, bool terminal, const std::string& device)
+        : out_(out), terminal_(terminal), device_(device.empty() ? QByteArray() : '\t' + QByteArray::fromStdString(device)) {}
     void write(const RowPtr& row) override {
         QByteArray line = copyText(RowList{row}).toUtf8();
         const std::string_view buffer = row->view(RowKey::Buffer);
-        line.insert(line.size() - 1, '\t' + QByteArray(buffer.data(), qsizetype(buffer.size())));
+        line.insert(line.size() - 1, '\t' + QByteArray(buffer.data(), qsizetype(buffer.size())) + device_);
         if (terminal_) {
             const std::string safe = terminalSafe(std::string_view(line.constData(), size_t(line.size())));
             out_.write(safe.data(), std::streamsize(safe.size()));
@@ -78,12 +81,17 @@ public:
 private:
     std::ostream& out_;
     bool terminal_;
+    QByteArray device_;  // with its tab
 };
 
 // One JSON object per line, keys in the row's key order.
 class JsonWriter final : public RowWriter {
 public:
-    explicit JsonWriter(std::ostream& out) : out_(out) {}
+    JsonWriter(std::ostream& out, const std::string& device) : out_(out) {
+        if (device.empty()) return;
+        device_ = ",\"device\":";
+        appendJsonString(device_, device);
+    }
     void write(const RowPtr& row) override {
         line_.assign("{\"idx\":").append(std::to_string(row->idx().value()));
         for (int k = 1; k < kRowKeyCount; ++k) {
@@ -93,13 +101,14 @@ public:
         }
         line_.append(",\"").append(kBufferKeyName).append("\":");
         appendJsonString(line_, row->view(RowKey::Buffer));
-        line_ += "}\n";
+        line_.append(device_).append("}\n");
         out_.write(line_.data(), std::streamsize(line_.size()));
     }
 
 private:
     std::ostream& out_;
     std::string line_;
+    std::string device_;  // the "device" member, when there is one
 };
 
 }  // namespace
@@ -155,13 +164,14 @@ std::string_view levelColor(std::string_view type) {
     }
 }
 
-std::unique_ptr<RowWriter> makeRowWriter(OutputFormat format, std::ostream& out, bool color, bool terminal) {
+std::unique_ptr<RowWriter> makeRowWriter(OutputFormat format, std::ostream& out, bool color, bool terminal,
+                                         const std::string& device) {
     switch (format) {
-    case OutputFormat::Tsv: return std::make_unique<TsvWriter>(out, terminal);
-    case OutputFormat::Json: return std::make_unique<JsonWriter>(out);
+    case OutputFormat::Tsv: return std::make_unique<TsvWriter>(out, terminal, device);
+    case OutputFormat::Json: return std::make_unique<JsonWriter>(out, device);
     case OutputFormat::Text: break;
     }
-    return std::make_unique<TextWriter>(out, color, terminal);
+    return std::make_unique<TextWriter>(out, color, terminal, device);
 }
 
 }  // namespace vf::cli

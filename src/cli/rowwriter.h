@@ -26,9 +26,11 @@ public:
 // tsv and json are for machines and never coloured). `terminal`: `out` is a
 // terminal, so text and tsv lines go through terminalSafe() (a device's log
 // must not drive the user's terminal; json escapes on its own). `out` must
-// outlive the writer.
+// outlive the writer. `device`: rows of several devices share the output, so
+// each carries this one's serial (a first column in text, a last one in tsv,
+// a "device" key in json); empty: no device column.
 std::unique_ptr<RowWriter> makeRowWriter(OutputFormat format, std::ostream& out, bool color = false,
-                                         bool terminal = false);
+                                         bool terminal = false, const std::string& device = {});
 
 // Appends `utf8` as a JSON string literal (with its quotes). Control
 // characters are escaped, invalid UTF-8 becomes U+FFFD.

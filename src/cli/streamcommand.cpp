@@ -1,32 +1,16 @@
 #include "cli/streamcommand.h"
 
-#include <QCoreApplication>
-#include <QPointer>
+#include <algorithm>
 
 #include "cli/filters.h"
 #include "cli/rowwriter.h"
 #include "cli/signalwatcher.h"
-#include "core/adb/devicestate.h"
-#include "core/adb/replyframing.h"
-#include "core/support/threads.h"
 
 using namespace Qt::StringLiterals;
 
 namespace vf::cli {
 
 namespace {
-
-// The store's own status rows ("Disconnected. ...", "ADB not running ...").
-bool isStatusRow(const Row& row) {
-    return row.app() == "Vellumfox" && row.pid() == "---" && row.tid() == "---" && row.name() == "---";
-}
-
-// Position of the first row appended since `seen`, which moves on.
-qsizetype firstNew(const MarkedRows& list, ListMark& seen) {
-    const StoreChange change = changeBetween(seen, list.mark);
-    seen = list.mark;
-    return change.reset ? 0 : qMax<qsizetype>(0, list.rows.size() - change.appended);
-}
 
 // The default sink: rows printed as they come.
 class RowPrinter final : public StreamRowSink {
@@ -43,172 +27,78 @@ private:
 
 StreamCommand::StreamCommand(const CliOptions& options, StreamSettings settings, AdbSetup setup,
                              std::ostream& out, std::ostream& err, StreamRowSink* sink)
-    : options_(options), settings_(settings), endpoint_(setup.endpoint), logcat_(setup.logcat), out_(out), err_(err),
-      sink_(sink) {
+    : options_(options), settings_(settings), setup_(std::move(setup)), out_(out), err_(err), sink_(sink) {
     pollTimer_.setInterval(settings_.pollIntervalMs);
     QObject::connect(&pollTimer_, &QTimer::timeout, this, &StreamCommand::printNewRows);
 }
 
-StreamCommand::~StreamCommand() {
-    if (session_) session_->setDelegate(nullptr);
-    if (store_) store_->setDelegate(nullptr);
-}
+StreamCommand::~StreamCommand() = default;
 
 int StreamCommand::run() {
     if (const auto status = prepareFilter(options_, true, err_, filter_)) return *status;
-    if (sink_ == nullptr) {
-        printer_ = std::make_unique<RowPrinter>(
-            makeRowWriter(options_.format, out_, settings_.color, settings_.terminal));
-        sink_ = printer_.get();
+    const QStringList serials = options_.serials.size() > 1 ? options_.serials : QStringList{options_.serial};
+    const bool tagged = serials.size() > 1;
+    for (const QString& serial : serials) {
+        streams_.push_back(std::make_unique<DeviceStream>(options_, serial, settings_, setup_, filter_, *this));
+        if (sink_ != nullptr && !tagged) continue;
+        const std::string device = tagged ? serial.toStdString() : std::string();
+        printers_.push_back(std::make_unique<RowPrinter>(
+            makeRowWriter(options_.format, out_, settings_.color, settings_.terminal, device)));
     }
-
-    store_ = std::make_unique<LogDatasource>();
-    store_->setDelegate(this);
-    LogSession::Settings session;
-    session.serial = options_.serial;
-    session.reconnect = !options_.noReconnect;
-    session.reconnectIntervalMs = settings_.reconnectIntervalMs;
-    const AdbEndpoint endpoint = endpoint_;
-    session_ = std::make_unique<LogSession>(*store_, makeAdbSessionAdb([endpoint] { return endpoint; }),
-                                            makeAdbConnector(endpoint_, logcat_), session);
-    session_->setDelegate(this);
-    if (!installFilter()) return status_;
+    for (const auto& stream : streams_)
+        if (!stream->installFilter()) return status_;
 
     signals_ = std::make_unique<SignalWatcher>();
     QObject::connect(signals_.get(), &SignalWatcher::terminationRequested, this, [this] { finish(kExitOk); });
     pollTimer_.start();
-    session_->startLogging();
+    for (const auto& stream : streams_) stream->start();
     if (!done_) loop_.exec();
 
     pollTimer_.stop();
-    session_->stopLogging();
+    for (const auto& stream : streams_) stream->stop();
     printNewRows();
-    sink_->streamStopped();
+    for (const auto& stream : streams_) sinkOf(*stream).streamStopped();
     signals_.reset();
     return status_;
 }
 
-bool StreamCommand::installFilter() {
-    if (!filter_) return true;
-    // The store tests each arriving row against the filter in force; a row
-    // that came before the filter landed would never be shown. So wait for
-    // the store's notice (or its report of a corrupt filter).
-    QEventLoop waiting;
-    filterLanding_ = &waiting;
-    QTimer::singleShot(10000, &waiting, [this, &waiting] {
-        message(u"the filter could not be installed"_s);
-        finish(kExitFailure);
-        waiting.quit();
-    });
-    store_->setLogDataFilter(filter_);
-    waiting.exec();
-    filterLanding_ = nullptr;
-    return !done_;
-}
-
-// ---------------------------------------------------------------------------
-// The session's reports
-
-void StreamCommand::onLoggerStarted(const QString& deviceId) {
-    if (!streamed_) message(u"streaming from %1 (ADB server %2)"_s.arg(deviceId, endpoint_.display()));
-    else message(u"reconnecting to %1"_s.arg(deviceId));
-    streamed_ = true;
-    waitingNoticeShown_ = false;
-}
-
-void StreamCommand::onLoggerStopped() {
-    printNewRows();
-    if (sink_ != nullptr) sink_->streamStopped();
-    if (done_) return;
-    const QString device = session_->lastDeviceId().value_or(QString());
-    if (options_.noReconnect) {
-        message(u"device %1 disconnected"_s.arg(device));
-        finish(kExitFailure);
-        return;
-    }
-    if (session_->isWaiting() && !waitingNoticeShown_) {
-        message(u"device %1 disconnected; waiting for it to come back (Ctrl+C ends)"_s.arg(device));
-        waitingNoticeShown_ = true;
-    }
-}
-
-void StreamCommand::chooseDevice(const DeviceList& devices) {
-    message(u"more than one device/emulator; use -s SERIAL\n%1"_s.arg(deviceLines(devices)));
-    finish(kExitFailure);
-}
-
-void StreamCommand::onDeviceModel(const QString&, const QString&) {}
-
-void StreamCommand::onSessionNotice(const SessionNotice& notice) {
-    if (done_) return;
-    const QString& id = notice.deviceId;
-    switch (notice.kind) {
-        case SessionNotice::StartingAdb:
-            return message(u"no ADB server at %1; trying to start it (adb start-server)"_s.arg(endpoint_.display()));
-        case SessionNotice::AdbStarted:
-            return message(u"ADB server started"_s);
-        case SessionNotice::AdbNotRunning:
-            message(u"the ADB server does not answer at %1"_s.arg(endpoint_.display()));
-            break;
-        case SessionNotice::NoDevice:
-            message(u"no device attached"_s);
-            break;
-        case SessionNotice::SerialNotListed:
-            message(u"device '%1' not found; attached:\n%2"_s.arg(id, deviceLines(session_->devices())));
-            break;
-        case SessionNotice::DeviceNotFound:
-            if (session_->isWaiting()) return;  // reconnecting: it may come back
-            message(u"device '%1' not found"_s.arg(id));
-            break;
-        case SessionNotice::NotAuthorized:
-            message(u"device %1 is not authorized; allow USB debugging on the device"_s.arg(id));
-            break;
-        case SessionNotice::NoPermissions:
-        case SessionNotice::NotStreamable:
-        case SessionNotice::DeviceOffline: {
-            message(deviceStateAdvice(id, notice.record));
-            if (notice.kind == SessionNotice::DeviceOffline && session_->isWaiting()) return;
-            break;
-        }
-        case SessionNotice::UnexpectedReply:
-            message(QString::fromLatin1(kUnexpectedReplyText));
-            break;
-    }
-    finish(kExitFailure);
-}
-
-void StreamCommand::onLogUpdated(const LogUpdate&) {
-    if (filterLanding_ != nullptr) {
-        if (store_->logDataFilter() == filter_) filterLanding_->quit();
-        return;
-    }
-    printNewRows();
-}
-
-void StreamCommand::onFilterCorrupt(const QString& reason) {
-    message(u"the filter cannot be evaluated: %1"_s.arg(reason));
-    finish(kExitUsage);
-    if (filterLanding_ != nullptr) filterLanding_->quit();
+StreamRowSink& StreamCommand::sinkOf(const DeviceStream& stream) {
+    if (printers_.empty()) return *sink_;
+    for (size_t i = 0; i < streams_.size(); ++i)
+        if (streams_[i].get() == &stream) return *printers_[i];
+    return *printers_.front();
 }
 
 void StreamCommand::printNewRows() {
-    if (!store_ || sink_ == nullptr) return;
-    const MarkedRows shown = filter_ ? store_->filteredRows() : store_->allRows();
-    for (qsizetype i = firstNew(shown, shownMark_); i < shown.rows.size(); ++i) {
-        const RowPtr& row = shown.rows.at(i);
-        if (lastPrinted_ && row->idx() <= *lastPrinted_) continue;
-        lastPrinted_ = row->idx();
-        if (isOfPackages(row->app(), options_.packages)) sink_->takeRow(row);
+    // The rows of every device collected now, merged by their time.
+    struct Taken {
+        RowPtr row;
+        StreamRowSink* sink;
+    };
+    std::vector<Taken> taken;
+    std::vector<RowPtr> rows;
+    for (const auto& stream : streams_) {
+        rows.clear();
+        stream->takeNewRows(rows);
+        StreamRowSink* sink = &sinkOf(*stream);
+        for (RowPtr& row : rows) taken.push_back({std::move(row), sink});
     }
-    if (filter_) {
-        // Status rows never reach the filtered view; say them on stderr.
-        const MarkedRows all = store_->allRows();
-        for (qsizetype i = firstNew(all, allMark_); i < all.rows.size(); ++i) {
-            const Row& row = *all.rows.at(i);
-            if (isStatusRow(row)) message(QString::fromUtf8(row.text().data(), qsizetype(row.text().size())));
-        }
+    if (streams_.size() > 1) {
+        std::stable_sort(taken.begin(), taken.end(),
+                         [](const Taken& a, const Taken& b) { return a.row->time() < b.row->time(); });
     }
+    for (const Taken& t : taken) t.sink->takeRow(t.row);
     out_.flush();
+}
+
+void StreamCommand::flushRows(DeviceStream& stream, bool stopped) {
+    printNewRows();
+    if (stopped) sinkOf(stream).streamStopped();
+}
+
+void StreamCommand::deviceDone(DeviceStream&, int status) {
+    status_ = std::max(status_, status);
+    if (std::all_of(streams_.begin(), streams_.end(), [](const auto& s) { return s->isDone(); })) finish(status_);
 }
 
 void StreamCommand::finish(int status) {

@@ -1,25 +1,28 @@
 #pragma once
 // "stream": the device log through the viewer's own store and logging
-// session (LogSession: the same device choice and reconnection), printed as
-// it arrives.
+// session, printed as it arrives. With several -s, each device streams in
+// its own session (a DeviceStream) into one output: the rows are
+// interleaved as they arrive, in time order within each collection, and
+// carry their device (a first column in text, a last one in tsv, a
+// "device" key in json). A device that goes away for good leaves the
+// others streaming.
 //
 // Main thread; run() spins a local event loop until Ctrl+C / SIGTERM (exit
-// 0), a fatal error (1), a filter that cannot be evaluated (2), or the
-// device going away under --no-reconnect (1).
+// 0), or until every device's stream is over: a fatal error (1), a filter
+// that cannot be evaluated (2), or the device going away under
+// --no-reconnect (1); several devices end with the worst of their statuses.
 
 #include <QEventLoop>
 #include <QObject>
 #include <QTimer>
 #include <memory>
-#include <optional>
 #include <ostream>
+#include <vector>
 
 #include "cli/adbcommon.h"
+#include "cli/devicestream.h"
 #include "cli/options.h"
-#include "core/adb/delegates.h"
 #include "core/filter/predicate.h"
-#include "core/log/logdatasource.h"
-#include "core/session/logsession.h"
 
 namespace vf::cli {
 
@@ -39,18 +42,11 @@ public:
     virtual void streamStopped() = 0;
 };
 
-struct StreamSettings {
-    bool color = false;
-    bool terminal = false;            // stdout is a terminal: control characters escaped
-    int pollIntervalMs = 50;          // how often new rows are collected
-    int reconnectIntervalMs = 5000;   // the viewer's retry period
-};
-
-class StreamCommand final : public QObject, public LogDatasourceDelegate, public LogSessionDelegate {
+class StreamCommand final : public QObject, public StreamHost {
     Q_OBJECT
 public:
-    // Rows go to `sink` when one is given, else they are printed on `out`
-    // in the format of the options.
+    // Rows go to `sink` when one is given (one device only), else they are
+    // printed on `out` in the format of the options.
     StreamCommand(const CliOptions& options, StreamSettings settings, AdbSetup setup, std::ostream& out,
                   std::ostream& err, StreamRowSink* sink = nullptr);
     ~StreamCommand() override;
@@ -58,48 +54,31 @@ public:
     int run();
 
 private:
-    // LogDatasourceDelegate
-    void onLogUpdated(const LogUpdate& update) override;
-    void onFilterCorrupt(const QString& reason) override;
-    // LogSessionDelegate
-    void onLoggerStarted(const QString& deviceId) override;
-    void onLoggerStopped() override;
-    void chooseDevice(const DeviceList& devices) override;
-    void onDeviceModel(const QString& deviceId, const QString& model) override;
-    void onSessionNotice(const SessionNotice& notice) override;
+    // StreamHost
+    void message(const QString& text) override;
+    void flushRows(DeviceStream& stream, bool stopped) override;
+    void deviceDone(DeviceStream& stream, int status) override;
 
-    bool installFilter();
     void printNewRows();
     void finish(int status);
-    void message(const QString& text);
+    StreamRowSink& sinkOf(const DeviceStream& stream);
 
     const CliOptions& options_;
     StreamSettings settings_;
-    AdbEndpoint endpoint_;
-    LogcatOptions logcat_;
+    AdbSetup setup_;
     std::ostream& out_;
     std::ostream& err_;
 
     PredicatePtr filter_;
-    std::unique_ptr<StreamRowSink> printer_;  // the default sink
-    StreamRowSink* sink_ = nullptr;
-    std::unique_ptr<LogDatasource> store_;
-    std::unique_ptr<LogSession> session_;
+    StreamRowSink* sink_ = nullptr;  // given, for one device
+    std::vector<std::unique_ptr<DeviceStream>> streams_;
+    std::vector<std::unique_ptr<StreamRowSink>> printers_;  // by default, one per device
     std::unique_ptr<SignalWatcher> signals_;
 
-    // What was printed: the marks of the lists (so only appended rows are
-    // looked at) and the last idx (so that a reset repeats no row).
-    ListMark shownMark_;
-    ListMark allMark_;
-    std::optional<RowIdx> lastPrinted_;
-
-    bool streamed_ = false;  // a run has started
-    bool waitingNoticeShown_ = false;
     bool done_ = false;
     int status_ = kExitOk;
     QTimer pollTimer_;
     QEventLoop loop_;
-    QEventLoop* filterLanding_ = nullptr;  // while the filter is being installed
 };
 
 }  // namespace vf::cli

@@ -1,10 +1,11 @@
-// Table tests of what the listing, FAIL replies, process tables and
-// property texts of today's and older devices say.
+// Table tests of what the listing, FAIL replies, process tables, package
+// listings and property texts of today's and older devices say.
 #include <gtest/gtest.h>
 
 #include "core/adb/devicelisting.h"
 #include "core/adb/devicestate.h"
 #include "core/adb/modelname.h"
+#include "core/adb/packagelist.h"
 #include "core/adb/processtable.h"
 
 namespace vf {
@@ -49,9 +50,11 @@ TEST(DeviceListing, LinesShortAndLongForm) {
             << c.line.toStdString();
     }
     // Banners and errors are not devices; every newline ends a line.
-    const DeviceList listing = parseDeviceListing(u"- x\r\nerror: no\nA\tdevice\u2028B\toffline\r\n"_s.toUtf8());
-    ASSERT_EQ(listing.size(), 2);
-    EXPECT_EQ(std::tie(listing[0].id, listing[1].id, listing[1].state), std::make_tuple(u"A"_s, u"B"_s, u"offline"_s));
+    const DeviceList listing = parseDeviceListing(
+        u"* daemon started\r\n- x\nerror: no\r\nA\tdevice\u2028B device model:Bee\rA\toffline\n"_s.toUtf8());
+    ASSERT_EQ(listing.size(), 3);
+    EXPECT_EQ(std::tie(listing[0].id, listing[1].id, listing[1].name, listing[2].id, listing[2].state),
+              std::make_tuple(u"A"_s, u"B"_s, std::optional(u"Bee"_s), u"A"_s, u"offline"_s));
 }
 
 TEST(DeviceState, AdviceAndTitles) {
@@ -133,6 +136,33 @@ TEST(ProcessTable, ReadsPidsNamesTheFlavorAndTheAbortingErrors) {
         const ProcessTable table = parseProcessTable(c.text);
         EXPECT_EQ(std::tie(table.entries, table.abort, table.flavor), std::tie(c.entries, c.abort, c.flavor))
             << c.text.constData();
+    }
+}
+
+TEST(PackageList, SharedUidsUsersAndOddLines) {
+    using Names = std::vector<std::string>;
+    const PackageListing listing = parsePackageList(
+        "package:com.android.settings uid:1000\n"
+        "package:android uid:1000\r\n"
+        "package:com.example uid:10187,1010187\n"       // installed for two users
+        "package:com.example.work uid:1010150\n"        // only in user 10
+        "package:/data/app/base.apk=com.example.f uid:10190\n"
+        "package:com.example.old\n"                     // no uid: skipped
+        "package:com.example.bad uid:x\n"
+        "WARNING: linker: something\n");
+    ASSERT_TRUE(listing.listed);
+    EXPECT_EQ(listing.packages.packagesOf(1000), (Names{"com.android.settings", "android"}));
+    EXPECT_EQ(listing.packages.packagesOf(10187), (Names{"com.example"}));
+    EXPECT_EQ(listing.packages.packagesOf(1010187), (Names{"com.example"})) << "the app id, in any user";
+    EXPECT_EQ(listing.packages.packagesOf(10150), (Names{"com.example.work"}));
+    EXPECT_EQ(listing.packages.packagesOf(10190), (Names{"com.example.f"}));
+    EXPECT_TRUE(listing.packages.packagesOf(10999).empty());
+    EXPECT_EQ(listing.packages.appIds(), 4u);
+
+    // What devices that do not understand the request answer.
+    for (const char* refusal : {"/system/bin/sh: cmd: not found\n", "Error: Unknown option: -U\nusage: pm ...\n",
+                                "package:com.example\npackage:android\n", ""}) {
+        EXPECT_FALSE(parsePackageList(refusal).listed) << refusal;
     }
 }
 

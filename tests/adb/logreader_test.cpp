@@ -112,6 +112,18 @@ TEST_F(LogReaderTest, ConversationsReportThenEndOnce) {
         {"closed inside the failure message", {}, {}, transportAnyThen("FAIL0010oops").close(), kTransportAny,
          strings({"end unexpected the ADB server sent an unexpected reply"})},
         {"no server", {}, {}, std::nullopt, {}, strings({"end not running Connection refused"})},
+        // A line without end is cut at the limit, kept as one marked row, and
+        // the stream goes on with the next line; memory stays near the limit.
+        {"endless line", {}, {},
+         transportAnyThen("OKAY")
+             .expect(kStream.size())
+             .reply("OKAYfirst\n")
+             .replyRepeated(QByteArray(64 * 1024, 'x'), 40)  // 2.5 MiB in one line
+             .reply("\xc3\xa9\nnext\n")
+             .close(),
+         kTransportAny + kStream,
+         {u"line first\n"_s, u"line "_s + QString(kMaxLineBytes, u'x') + QString::fromLatin1(kCutLineMark) + u"\n"_s,
+          u"line next\n"_s, u"end done"_s}},
     };
     int connection = 0;
     for (const auto& c : cases) {
@@ -127,27 +139,6 @@ TEST_F(LogReaderTest, ConversationsReportThenEndOnce) {
             EXPECT_EQ(server.received(connection++), c.requests);
         }
     }
-}
-
-// A line without end is cut at the limit, kept as one marked row, and the
-// stream goes on with the next line; memory stays near the limit.
-TEST_F(LogReaderTest, EndlessLineIsCutAndTheStreamGoesOn) {
-    const QByteArray chunk(64 * 1024, 'x');
-    server.addScript(transportAnyThen("OKAY")
-                         .expect(kStream.size())
-                         .reply("OKAYfirst\n")
-                         .replyRepeated(chunk, 40)  // 2.5 MiB in one line
-                         .reply("\xc3\xa9\nnext\n")
-                         .close());
-    LogReader streamOnly(server.endpoint(), LogcatOptions{{}, false, {}});
-    start(streamOnly, recorder);
-    finish(recorder);
-    ASSERT_EQ(recorder.events.size(), 4) << recorder.events.join(u'|').left(200).toStdString();
-    EXPECT_EQ(recorder.events[0], u"line first\n"_s);
-    const QString cut = recorder.events[1];
-    EXPECT_EQ(cut.size(), 5 + kMaxLineBytes + qsizetype(sizeof kCutLineMark - 1) + 1);
-    EXPECT_TRUE(cut.endsWith(QString::fromLatin1(kCutLineMark) + u"\n"_s));
-    EXPECT_EQ(recorder.events.mid(2), strings({"line next\n", "end done"}));
 }
 
 // Stopping mid-stream (twice) closes the stream connection and ends once.
@@ -176,41 +167,34 @@ TEST_F(LogReaderTest, ClearsOnItsOwnConnectionThenStreamsUntilStopped) {
 // reader asks once more on a new connection, without them. One that only
 // refuses the uid column (before Android 7) keeps the others.
 TEST_F(LogReaderTest, RefusedArgumentsAreAskedForAgainWithout) {
-    const auto framed = [](const QString& request) -> QByteArray {
-        const QByteArray bytes = request.toUtf8();
-        return QByteArray::number(bytes.size(), 16).rightJustified(4, '0') + bytes;
-    };
     const QString since = u"03-17 09:41:12.300"_s;
-    LogcatOptions options{{}, false, {u"main"_s, u"crash"_s}};
-    const QByteArray first = framed(LogReader::streamRequest({}, LogReader::logcatArguments(options, since)));
-    server.addScript(transportAnyThen("OKAY")
-                         .expect(first.size())
-                         .reply("OKAYlogcat: invalid option -- T\nUnrecognized Option\nUsage: logcat\n")
-                         .close());
-    server.addScript(transportAnyThen("OKAY").expect(kStream.size()).reply("OKAYa\n").close());
-    LogReader old(server.endpoint(), options, since);
-    start(old, recorder);
-    finish(recorder);
-    EXPECT_EQ(recorder.events, strings({"line a\n", "end done"}));
-    EXPECT_EQ(server.received(0), kTransportAny + first);
-    EXPECT_EQ(server.received(1), kTransportAny + kStream);
-    EXPECT_TRUE(old.fellBack());
-
+    const LogcatOptions options{{}, false, {u"main"_s, u"crash"_s}};
     LogcatOptions withUid = options;
     withUid.uidColumn = true;
-    const QByteArray uidFirst = framed(LogReader::streamRequest({}, LogReader::logcatArguments(withUid, since)));
-    server.addScript(transportAnyThen("OKAY")
-                         .expect(uidFirst.size())
-                         .reply("OKAYInvalid parameter uid to -v\nUsage: logcat [options]\n")
-                         .close());
-    server.addScript(transportAnyThen("OKAY").expect(first.size()).reply("OKAYb\n").close());
-    LogRecorder second;
-    LogReader older(server.endpoint(), withUid, since);
-    start(older, second);
-    finish(second);
-    EXPECT_EQ(second.events, strings({"line b\n", "end done"}));
-    EXPECT_EQ(server.received(3), kTransportAny + first);
-    EXPECT_FALSE(older.fellBack());
+    const auto request = [&](const LogcatOptions& asked) {
+        return test::framed(LogReader::streamRequest({}, LogReader::logcatArguments(asked, since)).toUtf8());
+    };
+    const struct {
+        LogcatOptions options;
+        QByteArray refusal, retry;
+        bool fellBack;
+    } cases[] = {
+        {options, "logcat: invalid option -- T\nUnrecognized Option\nUsage: logcat\n", kStream, true},
+        {withUid, "Invalid parameter uid to -v\nUsage: logcat [options]\n", request(options), false},
+    };
+    int connection = 0;
+    for (const auto& c : cases) {
+        server.addScript(transportAnyThen("OKAY").expect(request(c.options).size()).reply("OKAY" + c.refusal).close());
+        server.addScript(transportAnyThen("OKAY").expect(c.retry.size()).reply("OKAYa\n").close());
+        LogRecorder caseRecorder;
+        LogReader caseReader(server.endpoint(), c.options, since);
+        start(caseReader, caseRecorder);
+        finish(caseRecorder);
+        EXPECT_EQ(caseRecorder.events, strings({"line a\n", "end done"}));
+        EXPECT_EQ(server.received(connection++), kTransportAny + request(c.options));
+        EXPECT_EQ(server.received(connection++), kTransportAny + c.retry);
+        EXPECT_EQ(caseReader.fellBack(), c.fellBack);
+    }
 }
 
 }  // namespace

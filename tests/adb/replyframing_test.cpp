@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "core/adb/adbsocket.h"
 #include "core/adb/replyframing.h"
 
 namespace vf {
@@ -75,6 +76,16 @@ TEST(ReplyFraming, LengthPrefixedPayloadsAndTheFramers) {
     EXPECT_EQ(frameStatusReply("FAIL0002no"), 10);
     EXPECT_EQ(frameStatusReply("FAIL00"), 0);
     EXPECT_EQ(frameStatusReply("okay"), -1);
+}
+
+TEST(AdbSocket, FramesWithTheUtf8LengthInFourLowerCaseHexDigits) {
+    using namespace Qt::StringLiterals;
+    EXPECT_EQ(AdbSocket::frame(u"host:devices"_s), "000chost:devices");
+    EXPECT_EQ(AdbSocket::frame(QString(0x1234, u'x')).left(4), "1234");
+    EXPECT_EQ(AdbSocket::frame(QString(0x12345, u'x')).left(5), "12345");
+    // Two characters, four bytes; an astral character is two UTF-16 units and four bytes.
+    EXPECT_EQ(AdbSocket::frame(u"\u00e9\u00e9"_s), "0004\xc3\xa9\xc3\xa9");
+    EXPECT_EQ(AdbSocket::frame(u"\U0001F600"_s), "0004\xf0\x9f\x98\x80");
 }
 
 // A cut line ends on a whole character, without a lone CR, with the mark.

@@ -10,6 +10,7 @@
 
 #include "cli/filters.h"
 #include "clirun.h"
+#include "support/fixtures/bugreportfixture.h"
 #include "core/log/logexport.h"
 
 using namespace Qt::StringLiterals;
@@ -260,3 +261,26 @@ TEST(FilterEcho, ShowsTheTextAroundThePositionWithTheCaretUnderIt) {
 }
 
 }  // namespace
+
+// A bugreport's zip converts to its log sections' rows with their buffers,
+// and its crash is listed; other archives are refused by what they are.
+TEST_F(FileCommandsTest, BugreportZipsConvertAndListTheirCrash) {
+    const QString zip = dir_.filePath(u"bugreport.zip"_s);
+    vf::test::writeSampleReportZip(zip);
+    const auto count = runCli({u"convert"_s, zip, u"--count"_s, u"--query"_s, u"buffer:crash"_s});
+    EXPECT_EQ(count.out, "4\n") << count.err;
+    const auto crashes = runCli({u"crashes"_s, zip});
+    EXPECT_EQ(crashes.status, 0) << crashes.err;
+    EXPECT_EQ(outputLines(crashes.out),
+              QStringList{u"03-01 09:59:59.000  java  com.example.app (4321)  java.lang.IllegalStateException: boom"
+                          "  [4 rows, idx 3-6]"_s});
+
+    const QString other = dir_.filePath(u"other.zip"_s);
+    vf::test::writeZip(other, {{"readme.txt", "hello"}});
+    for (const QStringList& args : {QStringList{u"convert"_s, other}, QStringList{u"crashes"_s, other}}) {
+        const auto refused = runCli(args);
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_EQ(refused.err, "vellumfox-cli: cannot open " + other.toStdString() +
+                                   ": a zip archive without a bugreport text in it, not a log\n");
+    }
+}

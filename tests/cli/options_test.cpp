@@ -48,6 +48,11 @@ TEST(CliOptions, AdbOptionsGoAnywhereAndFiltersRepeat) {
     const CliOptions convert = parseOk({u"convert"_s, u"--count"_s, u"--"_s, u"-odd name.log"_s});
     EXPECT_EQ(convert.file, u"-odd name.log"_s);
     EXPECT_TRUE(convert.count);
+
+    // Only stream takes several devices.
+    EXPECT_EQ(parseOk({u"-s"_s, u"A"_s, u"stream"_s, u"-s"_s, u"B"_s, u"-s"_s, u"A"_s}).serials,
+              (QStringList{u"A"_s, u"B"_s}));
+    EXPECT_TRUE(parseError({u"-s"_s, u"A"_s, u"-s"_s, u"B"_s, u"devices"_s}).contains(u"only to stream"_s));
 }
 
 TEST(CliOptions, HelpAndVersionWinOverEverythingElse) {
@@ -132,6 +137,15 @@ TEST(RowWriters, TextIsColouredOnlyWhenAskedAndOnlyByLevel) {
     EXPECT_EQ(tsv.str(), "01-15 12:34:56.789\t\t1234\t-\tE\tTag\t boom \tcrash\n");
     makeRowWriter(OutputFormat::Json, json)->write(error);
     EXPECT_TRUE(json.str().ends_with(",\"uid\":\"\",\"buffer\":\"crash\"}\n")) << json.str();
+
+    // Rows of several devices name theirs.
+    std::ostringstream text, tagged, taggedJson;
+    makeRowWriter(OutputFormat::Text, text, false, false, "A1")->write(debug);
+    EXPECT_EQ(text.str(), "A1  01-15 12:34:56.789 (1234) - D Tag:  boom\n");
+    makeRowWriter(OutputFormat::Tsv, tagged, false, false, "A1")->write(error);
+    EXPECT_TRUE(tagged.str().ends_with("\tcrash\tA1\n")) << tagged.str();
+    makeRowWriter(OutputFormat::Json, taggedJson, false, false, "A\"1")->write(error);
+    EXPECT_TRUE(taggedJson.str().ends_with(",\"buffer\":\"crash\",\"device\":\"A\\\"1\"}\n")) << taggedJson.str();
 }
 
 TEST(DeviceLines, NamesComeFromTheListing) {

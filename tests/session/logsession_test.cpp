@@ -26,9 +26,7 @@ struct FrontEnd final : LogSessionDelegate {
     std::vector<N::Kind> notices;
 };
 
-DeviceRecord device(const QString& id, const QString& state = u"device"_s) {
-    return DeviceRecord{id, id, std::nullopt, std::nullopt, state};
-}
+using test::device;
 
 class SessionTest : public ::testing::Test {
 protected:
@@ -138,7 +136,7 @@ TEST_F(SessionTest, DeviceStatesAndRefusalsReachTheFrontEnd) {
     };
     for (const auto& c : cases) {
         session->startLogging();
-        adb->list({device(u"S"_s, QString::fromLatin1(c.state))});
+        adb->list({device(u"S"_s, std::nullopt, QString::fromLatin1(c.state))});
         EXPECT_EQ(front.notices.back(), c.notice) << c.state;
         EXPECT_EQ(session->isWaiting(), c.waiting) << c.state;
         EXPECT_EQ(conversations->logReaders, 0);

@@ -1,6 +1,7 @@
 #include "core/support/buildinfo.h"
 #include "core/support/crashreporter.h"
 #include "core/support/logger.h"
+#include "fixtures/files.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,10 +16,7 @@ using namespace Qt::StringLiterals;
 namespace vf {
 namespace {
 
-QString readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
+using test::readFile;
 
 TEST(CrashReporterTest, AChildDyingOfSegvLeavesAReport) {
     QTemporaryDir dir;
@@ -53,10 +51,7 @@ TEST(CrashReporterTest, AChildDyingOfSegvLeavesAReport) {
 TEST(CrashReporterTest, PendingReportUntilAcknowledged) {
     QTemporaryDir dir;
     Logger::setLogDirectory(dir.path());
-    auto writeReport = [&](const QString& name) {
-        QFile file(dir.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    };
+    const auto writeReport = [&](const QString& name) { test::writeFile(dir.filePath(name), {}); };
 
     EXPECT_EQ(CrashReporter::pendingReport(), QString());
     writeReport(u"crash-1700000000.txt"_s);

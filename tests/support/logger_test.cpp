@@ -1,7 +1,7 @@
 #include "core/support/logger.h"
 #include "core/support/logsinks.h"
+#include "fixtures/files.h"
 
-#include <QFile>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -16,10 +16,7 @@ inline void PrintTo(const QString& s, std::ostream* os) {
 namespace vf {
 namespace {
 
-QString readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
+using test::readFile;
 
 class LoggerTest : public ::testing::Test {
 protected:

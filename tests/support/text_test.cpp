@@ -2,8 +2,12 @@
 
 #include <string>
 
+#include "core/support/strings.h"
+#include "core/support/terminaltext.h"
 #include "core/support/text.h"
 #include "core/support/utf8.h"
+
+using namespace Qt::StringLiterals;
 
 namespace vf {
 namespace {
@@ -67,6 +71,37 @@ TEST(Text, TheTwoLineBreakModes) {
 TEST(Text, DeviceOutputLosesOnlyItsStrayBytes) {
     EXPECT_EQ(decodeText("caf\xE9 \xC3\xA9"), QStringLiteral(u"caf\uFFFD \u00E9"));
     EXPECT_EQ(outputLines("a\xFF\r\nb"), QStringList({QStringLiteral(u"a\uFFFD"), QString(), QStringLiteral("b")}));
+}
+
+// isInteger picks the pid column out of a process table row.
+TEST(StringsTest, IsIntegerReadsTheLeadingValue) {
+    for (const QString& yes : {u"42"_s, u"-7"_s, u" 12"_s, u"12ab"_s, u"0"_s, u"+5"_s, u"\t\n 3x"_s,
+                               u"007"_s, u"99999999999999999999"_s}) {
+        EXPECT_TRUE(isInteger(yes)) << yes.toStdString();
+    }
+    for (const QString& no : {u""_s, u"abc"_s, u"00"_s, u"0x1"_s, u"-0"_s, u" 0"_s, u"-"_s, u"- 3"_s}) {
+        EXPECT_FALSE(isInteger(no)) << no.toStdString();
+    }
+}
+
+// A device's log must not drive the terminal: an escape sequence in a row
+// ("\x1b]0;title\x07", "\x1b[2J", the C1 CSI) is shown, not obeyed.
+TEST(TerminalText, ControlCharactersAreShownNotObeyed) {
+    const struct {
+        std::string in, out;
+    } cases[] = {
+        {"plain\ttab\n", "plain\ttab\n"},
+        {"\x1b]0;pwned\x07 \x1b[2J\n", "\\x1b]0;pwned\\x07 \\x1b[2J\n"},
+        {"cr\rback\x08\x7f", "cr\\x0dback\\x08\\x7f"},
+        {"csi \xc2\x9b"
+         "31m \xc3\xa9 \xc2\xa0",
+         "csi \\u009b31m \xc3\xa9 \xc2\xa0"},
+        {"inner\nline\n", "inner\\x0aline\n"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(terminalSafe(c.in), c.out) << c.in;
+    // A name in a message: one line, tabs and line breaks shown too.
+    EXPECT_EQ(visibleControls(u"a\tb\nc\x1b[2J\u0085\u00e9"_s),
+              u"a\\x09b\\x0ac\\x1b[2J\\u0085\u00e9"_s);
 }
 
 }  // namespace

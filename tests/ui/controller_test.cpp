@@ -1,12 +1,15 @@
 // The connection cycle, driven through the controller's delegate calls.
 #include <QComboBox>
-#include <QFile>
+#include <QHeaderView>
 #include <QLabel>
 #include <QMessageBox>
-#include <QSignalSpy>
 #include <QStatusBar>
 
 #include "core/support/buildinfo.h"
+#include "support/fixtures/bugreportfixture.h"
+#include "support/fixtures/files.h"
+#include "ui/crashes/crashespanel.h"
+#include "ui/window/selectabletableview.h"
 #include "ui/connection/devicepickersheet.h"
 #include "uitestsupport.h"
 
@@ -117,17 +120,12 @@ TEST_F(ControllerTest, FailuresShowAlertsAndAdvice) {
 // A saved-log suffix in upper case still reads the property list.
 TEST_F(ControllerTest, OpensFilesByLowerCasedSuffix) {
     start();
-    const QString path = dir.filePath(u"saved.VELLUMFOX"_s);
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+    const QString path = vf::test::writeFile(dir.filePath(u"saved.VELLUMFOX"_s), R"(<?xml version="1.0" encoding="UTF-8"?>
 <plist version="1.0"><dict><key>logdata</key><array>
 <dict><key>time</key><string>01-02 03:04:05.678</string><key>app</key><string>com.example</string>
 <key>pid</key><string>12</string><key>tid</key><string>13</string><key>type</key><string>W</string>
 <key>name</key><string>Tag</string><key>text</key><string>from the property list</string></dict>
 </array></dict></plist>)");
-    file.close();
-    QSignalSpy opened(app->tab().files.get(), &FileController::fileOpened);
     app->tab().files->openFile(path);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 1; }));
     EXPECT_EQ(model()->index(0, 6).data().toString(), u"from the property list"_s);
@@ -136,27 +134,33 @@ TEST_F(ControllerTest, OpensFilesByLowerCasedSuffix) {
     EXPECT_FALSE(app->tab().connection->isDatasourceDevice());
     EXPECT_FALSE(app->tab().session->lastDeviceId().has_value());
 
-    const QString filters = dir.filePath(u"mine.FILTERS"_s);
-    QFile filterFile(filters);
-    ASSERT_TRUE(filterFile.open(QIODevice::WriteOnly));
-    filterFile.write(R"(<?xml version="1.0" encoding="UTF-8"?>
-<plist version="1.0"><dict><key>Only Tag</key><string>name == 'Tag'</string></dict></plist>)");
-    filterFile.close();
-    app->tab().files->openFile(filters);
+    app->tab().files->openFile(vf::test::writeFile(dir.filePath(u"mine.FILTERS"_s), R"(<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0"><dict><key>Only Tag</key><string>name == 'Tag'</string></dict></plist>)"));
     EXPECT_TRUE(app->parts().filterList->sortedFilterKeys().contains(u"Only Tag"_s));
     EXPECT_EQ(title(), path);  // importing filters leaves the log alone
 
     // A binary file is refused with an alert that says why.
-    const QString binary = dir.filePath(u"core.log"_s);
-    QFile binaryFile(binary);
-    ASSERT_TRUE(binaryFile.open(QIODevice::WriteOnly));
-    binaryFile.write(QByteArray(4096, '\0'));
-    binaryFile.close();
-    app->tab().files->openFile(binary);
+    app->tab().files->openFile(vf::test::writeFile(dir.filePath(u"core.log"_s), QByteArray(4096, '\0')));
     QMessageBox* alert = nullptr;
     ASSERT_TRUE(vf::test::waitUntil(
         [&] { return (alert = app->parts().window->findChild<QMessageBox*>(u"binaryFileAlert"_s)) != nullptr; }));
     EXPECT_TRUE(alert->informativeText().endsWith(u"not a text log (it holds NUL bytes)"_s));
+}
+
+// A bugreport zip opens as one log: its buffers shown, its crash in the
+// inbox, its device and build in the title.
+TEST_F(ControllerTest, OpensABugreportZipWithItsCrashAndDevice) {
+    start();
+    const QString zip = dir.filePath(u"report.zip"_s);
+    vf::test::writeSampleReportZip(zip);
+    app->tab().files->openFile(zip);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == vf::test::kSampleReportRows; }));
+    EXPECT_EQ(title(), zip + u" \u2014 Pixel 6 \u00b7 "_s + QLatin1String(vf::test::kSampleFingerprint));
+    const QHeaderView* header = app->parts().window->logTable()->horizontalHeader();
+    EXPECT_FALSE(header->isSectionHidden(kBufferColumn));
+    EXPECT_LT(header->visualIndex(kBufferColumn), header->visualIndex(kTextColumn));
+    EXPECT_EQ(model()->index(3, kBufferColumn).data().toString(), u"crash"_s);
+    EXPECT_EQ(app->tab().crashes->detector().crashes().size(), 1u);
 }
 
 }  // namespace

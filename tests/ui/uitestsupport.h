@@ -90,9 +90,6 @@ protected:
     std::unique_ptr<VellumfoxAppDelegate> app;
 };
 
-inline DeviceRecord device(const QString& id, std::optional<QString> name = std::nullopt,
-                           const QString& state = QStringLiteral("device")) {
-    return DeviceRecord{id, id, std::move(name), std::nullopt, state};
-}
+using vf::test::device;
 
 }  // namespace vf::ui::test

@@ -77,7 +77,8 @@ DeviceList parseDeviceListing(QByteArrayView listing) {
     DeviceList devices;
     for (const QString& line : outputLines(listing)) {
         if (line.isEmpty()) continue;
-        if (line.startsWith(u'-') || line.startsWith(u"error:"_s)) {
+        // "* daemon started…" banners, "- waiting…" notes and errors.
+        if (line.startsWith(u'*') || line.startsWith(u'-') || line.startsWith(u"error:"_s)) {
             VF_LOG("invalid: {}", line);
             continue;
         }

@@ -33,6 +33,7 @@ struct LogDatasource::Impl {
 
     // Main thread only.
     QTimer* queueTimer = nullptr;  // a child of the store
+    ReportFacts facts;
     ListMark lastNotice;
 
     std::atomic<bool> updatePending{false};
@@ -68,6 +69,7 @@ RowIdx LogDatasource::getIndex() { return RowIdx(d->counter.fetch_add(1, std::me
 void LogDatasource::beginRun() {
     VF_ASSERT_THREAD(this);
     d->rows.beginRun(d->clock());
+    d->facts = {};
     d->liveBuffer.store(LogBuffer::None, std::memory_order_relaxed);
     d->queueTimer->start();
 }
@@ -182,11 +184,17 @@ std::optional<RowList> LogDatasource::readTextFile(const QString& path) {
 
 void LogDatasource::setSourceName(const QString& name) { d->rows.setSourceLabel(name.toStdString()); }
 
-void LogDatasource::setLogDataFromFile(RowList rows) {
+void LogDatasource::setLogDataFromFile(RowList rows, ReportFacts facts) {
     VF_ASSERT_THREAD(this);
     cancelQueueTimer();
+    d->facts = std::move(facts);
     d->rows.loadRows(std::move(rows));  // the list is moved, not copied
     postToMain([this] { notifyLogUpdated(); });
+}
+
+const ReportFacts& LogDatasource::reportFacts() const {
+    VF_ASSERT_THREAD(this);
+    return d->facts;
 }
 
 RowList LogDatasource::getDataFiltered() const { return d->rows.filtered().rows; }

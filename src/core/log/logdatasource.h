@@ -19,6 +19,7 @@
 #include <string_view>
 
 #include "core/filter/predicate.h"
+#include "core/log/bugreport.h"
 #include "core/log/logrow.h"
 #include "core/adb/packagelist.h"
 #include "core/adb/processtable.h"
@@ -93,7 +94,11 @@ public:
     // thread.
     void setSourceName(const QString& name);
     // Shows `rows` (no cap) until the next run; the caller stops the run first.
-    void setLogDataFromFile(RowList rows);
+    // `facts`: what the file (a bugreport) says of its device.
+    void setLogDataFromFile(RowList rows, ReportFacts facts = {});
+    // Main thread: the facts of the file shown, empty for a device's log
+    // and for files that are no report.
+    const ReportFacts& reportFacts() const;
 
     // Any thread; returns at once, the pass runs on the runner's thread. A
     // new request cancels the pass before: the filter requested last stays.

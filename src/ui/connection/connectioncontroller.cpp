@@ -154,6 +154,10 @@ void ConnectionController::showingFile(const QString& path) {
     setTitle(path);
 }
 
+void ConnectionController::showingReport(const QString& path, const ReportFacts& facts) {
+    if (!isDatasourceDevice_) setTitle(u"%1 \u2014 %2"_s.arg(path, facts.title()));
+}
+
 // ---------------------------------------------------------------------------
 // The session's reports
 

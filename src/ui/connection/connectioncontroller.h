@@ -16,6 +16,7 @@
 #include <functional>
 #include <optional>
 
+#include "core/log/bugreport.h"
 #include "core/session/logsession.h"
 
 class QMenu;
@@ -58,6 +59,8 @@ public:
     // The file `path` is shown instead of a device: logging stops, the window
     // is named after the file, and the next device starts afresh.
     void showingFile(const QString& path);
+    // The file shown is a bugreport: its title adds the report's device and build.
+    void showingReport(const QString& path, const ReportFacts& facts);
     bool isDatasourceDevice() const { return isDatasourceDevice_; }
 
     // Shows `box` (or an "Alert" with `text`) as the one alert of the window.

@@ -4,10 +4,12 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QGridLayout>
+#include <QHeaderView>
 #include <QMessageBox>
 #include <QPointer>
 #include <QThreadPool>
 
+#include "core/log/bugreport.h"
 #include "core/log/logdatasource.h"
 #include "core/log/logexport.h"
 #include "core/log/utf8.h"
@@ -15,6 +17,7 @@
 #include "core/support/threads.h"
 #include "ui/table/logtablemodel.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
 
 using namespace Qt::StringLiterals;
 
@@ -49,23 +52,46 @@ void FileController::openFile(const QString& path) {
     QPointer<FileController> self(this);
     LogDatasource* store = &store_;
     QThreadPool::globalInstance()->start([self, store, path, lower] {
+        const RowIndexSource nextIndex = [store] { return store->getIndex(); };
+        // A bugreport (or an archive that is none) is told by its content.
+        BugreportRead report = readBugreport(path, nextIndex);
         std::optional<RowList> rows;
-        if (lower.endsWith(u"vellumfox"_s)) rows = readVellumfoxFile(path, [store] { return store->getIndex(); });
-        if (!rows) rows = store->readTextFile(path);
-        const bool binary = !rows && utf8::fileLooksBinary(path);
-        runOnMainThread([self, path, binary, rows = std::move(rows)]() mutable {
+        QString refusal = report.refusal;
+        if (report.outcome == BugreportRead::Outcome::Read) {
+            store->clearLog();  // as for a text file: the device's process names go too
+            rows = std::move(report.rows);
+        }
+        if (report.outcome == BugreportRead::Outcome::NotReport) {
+            if (lower.endsWith(u"vellumfox"_s)) rows = readVellumfoxFile(path, nextIndex);
+            if (!rows) rows = store->readTextFile(path);
+            if (!rows && utf8::fileLooksBinary(path)) refusal = QString::fromLatin1(utf8::kBinaryFileReason);
+        }
+        runOnMainThread([self, path, refusal, facts = report.facts, rows = std::move(rows)]() mutable {
             if (self == nullptr) return;
             Q_EMIT self->showingFile();
-            self->store_.setLogDataFromFile(rows.value_or(RowList()));
-            if (binary) self->refuseBinary(path);
+            self->store_.setLogDataFromFile(rows.value_or(RowList()), facts);
+            if (!facts.isEmpty()) {
+                self->showBufferColumn();
+                Q_EMIT self->reportOpened(path, facts);
+            }
+            if (!refusal.isEmpty()) self->refuse(path, refusal);
             Q_EMIT self->fileOpened(path);
         });
     });
 }
 
-void FileController::refuseBinary(const QString& path) {
+void FileController::showBufferColumn() {
+    // A report mixes buffers: say which each row came from, before the
+    // text, which runs off the window's edge.
+    QHeaderView* header = window_.logTable()->horizontalHeader();
+    header->setSectionHidden(kBufferColumn, false);
+    const int text = header->visualIndex(kTextColumn);
+    if (header->visualIndex(kBufferColumn) > text) header->moveSection(header->visualIndex(kBufferColumn), text);
+}
+
+void FileController::refuse(const QString& path, const QString& reason) {
     auto* box = new QMessageBox(QMessageBox::Warning, u"Alert"_s, u"Alert"_s, QMessageBox::Ok, &window_);
-    box->setInformativeText(u"Cannot open %1: %2"_s.arg(path, QString::fromLatin1(utf8::kBinaryFileReason)));
+    box->setInformativeText(u"Cannot open %1: %2"_s.arg(path, reason));
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setWindowModality(Qt::WindowModal);
     box->setObjectName(u"binaryFileAlert"_s);

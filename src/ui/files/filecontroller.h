@@ -1,7 +1,8 @@
 #pragma once
 // FileController: the viewer's files. It opens a file by its lower-cased
 // suffix ("…filters": imported into the filter library; "…vellumfox": the
-// saved log; anything else: logcat text), reads logs off the GUI thread and
+// saved log; a bugreport or its zip, told by content; anything else: logcat
+// text), reads logs off the GUI thread and
 // puts their rows into the store, and saves the log (all rows, or only the
 // visible ones) as a saved log or as text through the save panel.
 //
@@ -21,6 +22,7 @@
 
 namespace vf {
 class LogDatasource;
+struct ReportFacts;
 }
 
 namespace vf::ui {
@@ -52,13 +54,17 @@ Q_SIGNALS:
     // The file's rows are about to replace the store's: shown unfiltered,
     // following the end.
     void showingFile();
+    // A bugreport's rows were put into the store: its device and build.
+    void reportOpened(const QString& path, const vf::ReportFacts& facts);
     // A log file finished loading into the store.
     void fileOpened(const QString& path);
 
 private:
     void saveFile(const QStringList& extensions);
-    // A binary file is no log: an alert says so (window-modal, not waited for).
-    void refuseBinary(const QString& path);
+    void showBufferColumn();
+    // A binary file or an archive is no log: an alert says why (window-modal,
+    // not waited for).
+    void refuse(const QString& path, const QString& reason);
 
     MainWindow& window_;
     LogDatasource& store_;

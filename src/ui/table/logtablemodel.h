@@ -18,10 +18,11 @@
 namespace vf::ui {
 
 // Columns in their default order; each is one row key. The buffer column
-// comes last and is hidden until the user shows it.
+// comes last and is hidden until the user shows it (or a bugreport opens).
 inline constexpr std::array<RowKey, 8> kLogColumns{RowKey::Time, RowKey::App,  RowKey::Pid,  RowKey::Tid,
                                                    RowKey::Type, RowKey::Name, RowKey::Text, RowKey::Buffer};
 inline constexpr int kTypeColumn = 4;
+inline constexpr int kTextColumn = 6;
 inline constexpr int kBufferColumn = 7;
 // A merged timeline's one more column: which source the row came from.
 inline constexpr int kSourceColumn = 8;

@@ -100,12 +100,18 @@ void SourceTab::buildParts(const QString& serial, bool tracksDevices) {
     TableFollower* follower = p.follower.get();
     connect(files, &FileController::logFileOpening, this, [this, connection](const QString& path) {
         filePath_ = path;
+        reportFacts_.clear();
         connection->showingFile(path);
     });
     connect(files, &FileController::showingFile, this, [this, follower] {
         if (isCurrent()) services_.filterList.showAllMessages();
         else parts_.filter->set(nullptr);
         follower->changeScrollToBottom(true);
+    });
+    connect(files, &FileController::reportOpened, this, [this, connection](const QString& path, const ReportFacts& facts) {
+        reportFacts_ = facts.title();
+        connection->showingReport(path, facts);
+        services_.changed();
     });
     connect(files, &FileController::filtersFileOpened, &services_.filterList,
             qOverload<const QString&>(&FilterListController::importFilters));
@@ -136,6 +142,11 @@ bool SourceTab::isCurrent() const { return services_.window.logTable() == parts_
 bool SourceTab::showsDevice() const { return parts_.connection->isDatasourceDevice(); }
 
 QString SourceTab::deviceSerial() const { return showsDevice() ? parts_.connection->titleSerial() : QString(); }
+
+QString SourceTab::toolTip() const {
+    if (showsDevice() || filePath_.isEmpty()) return tabText();
+    return reportFacts_.isEmpty() ? filePath_ : filePath_ + u"\n"_s + reportFacts_;
+}
 
 QString SourceTab::tabText() const {
     if (!showsDevice() && !filePath_.isEmpty()) return QFileInfo(filePath_).fileName();

@@ -85,6 +85,8 @@ public:
 
     // The tab's text: the device's title (with its state) or the file's name.
     QString tabText() const;
+    // The file's path and, for a bugreport, its device and build; else the text.
+    QString toolTip() const;
     bool showsDevice() const;
     // The device this tab streams or waits for; empty for a file.
     QString deviceSerial() const;
@@ -118,6 +120,7 @@ private:
     TabServices services_;
     Parts parts_;
     QString filePath_;  // the file shown, for a file tab
+    QString reportFacts_;  // a bugreport's device and build
     DeviceClockProbe clock_;
     int64_t clockOffsetMs_ = 0;
     bool merged_ = false;

@@ -2,7 +2,6 @@
 // one, copying it, clearing, and the mark on the count while following.
 #include <QAction>
 #include <QListWidget>
-#include <QSignalSpy>
 
 #include "ui/crashes/crashespanel.h"
 #include "ui/uitestsupport.h"
@@ -19,7 +18,6 @@ protected:
 
 TEST_F(CrashesPanelTest, ChoosingACrashShowsExactlyItsRowsAndSelectsTheFirst) {
     start();
-    QSignalSpy opened(app->tab().files.get(), &FileController::fileOpened);
     app->tab().files->openFile(QStringLiteral(VF_TEST_DATA_DIR "/crashes/java-threadtime.log"));
     ASSERT_TRUE(vf::test::waitUntil([&] { return panel()->list()->count() == 2; }));
     EXPECT_EQ(panel()->countAction()->text(), u"Crashes: 2"_s);

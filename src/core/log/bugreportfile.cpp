@@ -1,0 +1,219 @@
+// Reading a report from disk: the text mapped where it lies, or a zip's
+// main text inflated as a stream through the scanner, so that only its log
+// sections are ever held.
+#include <QFile>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zip.h>
+
+#include "core/adb/replyframing.h"
+#include "core/log/bugreport.h"
+#include "core/log/linecut.h"
+#include "core/log/mappedfile.h"
+#include "core/log/namelist.h"
+#include "core/log/processidentity.h"
+#include "core/support/logger.h"
+#include "core/support/text.h"
+#include "core/support/utf8.h"
+
+using namespace Qt::StringLiterals;
+
+namespace vf {
+
+namespace {
+
+// Enough for the banner and for tar's magic.
+constexpr size_t kHeadBytes = 4096;
+// How much of a zip entry is inflated at a time.
+constexpr size_t kInflateBytes = 1 << 20;
+
+// Rows made from a report's lines as the scanner sorts them.
+class ReportRows final {
+public:
+    explicit ReportRows(const RowIndexSource& nextIndex) : nextIndex_(nextIndex) {}
+
+    // `line` lies in the arena's text when `inArena`; otherwise it is copied.
+    void take(std::string_view line, bool inArena) {
+        if (scanner_.take(line) != BugreportScanner::Line::Log || line.empty()) return;
+        if (line.size() > size_t(kMaxLineBytes)) {
+            line = arena_.copyLine(cutLongLine(std::string(line)));
+        } else if (!utf8::isValid(line)) {
+            line = arena_.copyLine(utf8::replaceInvalid(line));
+        } else if (!inArena) {
+            line = arena_.copyLine(line);
+        }
+        RowPtr row = parseThreadTimeLine(arena_, line, LogLineFormat::ThreadTimeUid, nextIndex_);
+        if (!row) return;
+        row->setUnsharedBuffer(scanner_.buffer());
+        notes_.observe(*row);
+        rows_.append(std::move(row));
+    }
+    std::string_view adopt(std::string_view bytes, std::shared_ptr<const void> owner) {
+        return arena_.adopt(bytes, std::move(owner));
+    }
+
+    BugreportRead finish() {
+        FileRowNamer namer;
+        namer.take(std::move(notes_));
+        std::vector<RowList> stretches{rows_};
+        namer.nameRows(stretches);
+        VF_LOG("bugreport sections:{}, rows:{}", scanner_.sections(), rows_.size());
+        BugreportRead read;
+        read.outcome = BugreportRead::Outcome::Read;
+        read.rows = std::move(rows_);
+        read.facts = scanner_.facts();
+        return read;
+    }
+
+private:
+    const RowIndexSource& nextIndex_;
+    RowArena arena_{std::make_shared<NameList>()};
+    BugreportScanner scanner_;
+    FileChunkNotes notes_;
+    RowList rows_;
+};
+
+BugreportRead refused(const QString& why) {
+    BugreportRead read;
+    read.outcome = BugreportRead::Outcome::Refused;
+    read.refusal = why;
+    return read;
+}
+
+BugreportRead readReportText(int fd, size_t size, const RowIndexSource& nextIndex) {
+    ReportRows rows(nextIndex);
+    std::shared_ptr<const MappedFile> mapping = MappedFile::map(fd, size);
+    std::string_view text;
+    if (mapping) {
+        text = rows.adopt(mapping->bytes(), mapping);
+    } else {
+        auto copy = std::make_shared<std::string>(size, '\0');
+        const ssize_t n = ::pread(fd, copy->data(), size, 0);
+        copy->resize(n > 0 ? size_t(n) : 0);
+        text = rows.adopt(*copy, copy);
+    }
+    LineSplitter lines(text, LineBreaks::LfCr);
+    std::string_view line;
+    while (lines.next(line)) rows.take(line, true);
+    BugreportRead read = rows.finish();
+    read.mapping = std::move(mapping);
+    return read;
+}
+
+struct ZipCloser {
+    void operator()(zip_t* archive) const { zip_discard(archive); }
+};
+struct ZipFileCloser {
+    void operator()(zip_file_t* file) const { zip_fclose(file); }
+};
+using ZipArchive = std::unique_ptr<zip_t, ZipCloser>;
+using ZipFile = std::unique_ptr<zip_file_t, ZipFileCloser>;
+
+bool isReportTextName(std::string_view name) {
+    const size_t slash = name.rfind('/');
+    const std::string_view base = slash == std::string_view::npos ? name : name.substr(slash + 1);
+    return base.starts_with("bugreport") && base.ends_with(".txt");
+}
+
+// The report's main text: the entry main_entry.txt names, else the largest
+// bugreport*.txt; -1 when there is none.
+zip_int64_t mainEntry(zip_t* archive) {
+    const zip_int64_t named = zip_name_locate(archive, "main_entry.txt", 0);
+    if (named >= 0) {
+        if (ZipFile file{zip_fopen_index(archive, zip_uint64_t(named), 0)}) {
+            std::array<char, 512> name{};
+            const zip_int64_t n = zip_fread(file.get(), name.data(), name.size() - 1);
+            std::string entry(name.data(), n > 0 ? size_t(n) : 0);
+            while (!entry.empty() && std::isspace(static_cast<unsigned char>(entry.back()))) entry.pop_back();
+            const zip_int64_t index = zip_name_locate(archive, entry.c_str(), 0);
+            if (index >= 0) return index;
+        }
+    }
+    zip_int64_t best = -1;
+    zip_uint64_t bestSize = 0;
+    const zip_int64_t count = zip_get_num_entries(archive, 0);
+    for (zip_int64_t i = 0; i < count; ++i) {
+        zip_stat_t st;
+        if (zip_stat_index(archive, zip_uint64_t(i), 0, &st) != 0 || st.name == nullptr) continue;
+        if (!isReportTextName(st.name) || (best >= 0 && st.size <= bestSize)) continue;
+        best = i;
+        bestSize = st.size;
+    }
+    return best;
+}
+
+BugreportRead readReportZip(const QString& path, const RowIndexSource& nextIndex) {
+    const QString kind = archiveKindText(ArchiveKind::Zip);
+    int error = 0;
+    const ZipArchive archive{zip_open(QFile::encodeName(path).constData(), ZIP_RDONLY, &error)};
+    if (!archive) {
+        zip_error_t why;
+        zip_error_init_with_code(&why, error);
+        const QString text = QString::fromUtf8(zip_error_strerror(&why));
+        zip_error_fini(&why);
+        return refused(u"%1 that cannot be read (%2)"_s.arg(kind, text));
+    }
+    const zip_int64_t entry = mainEntry(archive.get());
+    if (entry < 0) return refused(u"%1 without a bugreport text in it, not a log"_s.arg(kind));
+    const ZipFile file{zip_fopen_index(archive.get(), zip_uint64_t(entry), 0)};
+    if (!file) return refused(u"%1 whose bugreport cannot be read (%2)"_s.arg(kind, QString::fromUtf8(zip_strerror(archive.get()))));
+
+    // Lines are cut from each inflated piece; the unfinished last one is
+    // carried into the next.
+    ReportRows rows(nextIndex);
+    std::string piece;
+    std::string carried;
+    std::vector<char> inflated(kInflateBytes);
+    zip_int64_t n = 0;
+    while ((n = zip_fread(file.get(), inflated.data(), inflated.size())) > 0) {
+        std::string_view bytes(inflated.data(), size_t(n));
+        size_t start = 0;
+        for (size_t end; (end = bytes.find_first_of("\r\n", start)) != std::string_view::npos; start = end + 1) {
+            std::string_view line = bytes.substr(start, end - start);
+            if (!carried.empty()) {
+                carried.append(line);
+                line = piece.assign(std::move(carried));
+                carried.clear();
+            }
+            rows.take(line, false);
+        }
+        carried.append(bytes.substr(start));
+    }
+    if (n < 0) return refused(u"%1 whose bugreport cannot be read (%2)"_s.arg(kind, QString::fromUtf8(zip_file_strerror(file.get()))));
+    if (!carried.empty()) rows.take(carried, false);
+    return rows.finish();
+}
+
+}  // namespace
+
+BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex) {
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return {};
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(fd);
+        return {};
+    }
+    std::string head(kHeadBytes, '\0');
+    const ssize_t n = ::pread(fd, head.data(), head.size(), 0);
+    head.resize(n > 0 ? size_t(n) : 0);
+    BugreportRead read;
+    const ArchiveKind kind = archiveKindOf(head);
+    if (kind == ArchiveKind::Zip) {
+        read = readReportZip(path, nextIndex);
+    } else if (kind != ArchiveKind::None) {
+        read = refused(u"%1, not a log"_s.arg(archiveKindText(kind)));
+    } else if (startsBugreportText(head)) {
+        read = readReportText(fd, size_t(st.st_size), nextIndex);
+    }
+    ::close(fd);
+    if (read.outcome == BugreportRead::Outcome::Refused) VF_LOG("refused {}: {}", path, read.refusal);
+    return read;
+}
+
+}  // namespace vf
