@@ -76,12 +76,12 @@ void VellumfoxAppDelegate::applicationDidFinishLaunching() {
     const QStringList remembered = Preferences::value(QLatin1String(kDeviceTabsKey)).toStringList();
     SourceTab& first = makeTab(remembered.value(0), true);
     shown_ = &first;
-    p.filterList->showFor(*first.tab().filter, first.choice);
+    p.filterList->showFor(*first.parts().filter, first.choice);
     readSettings();
     p.filterList->showAllMessages();
     connectMenus();
 
-    if (options_.connectAtStart) first.tab().connection->startLogging();
+    if (options_.connectAtStart) first.parts().connection->startLogging();
     for (qsizetype i = 1; i < remembered.size(); ++i) addDeviceTab(remembered.at(i));
     p.window->showSource(first.parts().table);
     updateStatus();
@@ -138,7 +138,7 @@ SourceTab& VellumfoxAppDelegate::makeTab(const QString& serial, bool tracksDevic
 SourceTab& VellumfoxAppDelegate::addDeviceTab(const QString& serial) {
     SourceTab& tab = makeTab(serial, true);
     parts_.window->showSource(tab.parts().table);
-    if (options_.connectAtStart || !serial.isEmpty()) tab.tab().connection->startLogging();
+    if (options_.connectAtStart || !serial.isEmpty()) tab.parts().connection->startLogging();
     rememberDeviceTabs();
     return tab;
 }
@@ -157,7 +157,7 @@ void VellumfoxAppDelegate::openInNewTab(const QString& path) {
         target = &makeTab(QString(), false);
         parts_.window->showSource(target->parts().table);
     }
-    target->tab().files->openFile(path);
+    target->parts().files->openFile(path);
     rememberDeviceTabs();
 }
 
@@ -194,7 +194,7 @@ void VellumfoxAppDelegate::closeTab(SourceTab& tab) {
 void VellumfoxAppDelegate::newTab() {
     QList<DeviceRecord> devices;
     for (const std::unique_ptr<SourceTab>& tab : tabs_)
-        if (devices.isEmpty()) devices = tab->tab().session->devices();
+        if (devices.isEmpty()) devices = tab->parts().session->devices();
     QStringList titles;
     for (const DeviceRecord& record : devices) titles << deviceTitle(record);
     titles << u"Log File…"_s;
@@ -342,7 +342,7 @@ void VellumfoxAppDelegate::updateStatus() {
     size_t bytes = 0;
     if (tabs_.size() > 1) {
         for (const std::unique_ptr<SourceTab>& each : tabs_) {
-            const RowList all = each->tab().store->getDataAll();
+            const RowList all = each->parts().store->getDataAll();
             rows += all.size();
             bytes += estimateRowBytes(all);
         }

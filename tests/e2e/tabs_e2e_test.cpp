@@ -31,7 +31,7 @@ protected:
         preferences = std::make_unique<ScopedAdbPreferences>(harness.serverPort());
     }
     static bool shows(const ui::SourceTab& tab, const QString& text) {
-        const ui::LogTableModel* model = tab.tab().model;
+        const ui::LogTableModel* model = tab.parts().model;
         for (int row = model->rowCount() - 1; row >= 0; --row)
             if (model->index(row, 6).data().toString().contains(text)) return true;
         return false;
@@ -69,13 +69,13 @@ TEST_F(E2eTabs, TwoDevicesStreamInTabsOfTheirOwn) {
               (QStringList{modern->serial(), legacy->serial()}));
 
     modern->unplug();
-    ASSERT_TRUE(waitUntil([&] { return !first.tab().session->isLogging(); }, 15000));
-    const qsizetype before = second.tab().store->logEventCount();
-    EXPECT_TRUE(waitUntil([&] { return second.tab().store->logEventCount() > before; }, 15000));
-    EXPECT_TRUE(second.tab().session->isLogging());
+    ASSERT_TRUE(waitUntil([&] { return !first.parts().session->isLogging(); }, 15000));
+    const qsizetype before = second.parts().store->logEventCount();
+    EXPECT_TRUE(waitUntil([&] { return second.parts().store->logEventCount() > before; }, 15000));
+    EXPECT_TRUE(second.parts().session->isLogging());
     modern->replug();
 
-    const QPointer<LogSession> session = second.tab().session.get();
+    const QPointer<LogSession> session = second.parts().session.get();
     app->closeTab(second);
     EXPECT_TRUE(session.isNull());
     EXPECT_EQ(Preferences::value(QLatin1String(ui::kDeviceTabsKey)).toStringList(), QStringList{modern->serial()});
@@ -106,7 +106,7 @@ TEST_F(E2eTabs, TheMergedTabPutsTwoClocksOnOneTimeLine) {
     EXPECT_LT(qAbs(first.clockOffsetMs()), 1000);
 
     const ui::SourceTab& merged = app->addMergedTab();
-    const ui::LogTableModel* model = merged.tab().model;
+    const ui::LogTableModel* model = merged.parts().model;
     const QString today = QDate::currentDate().toString(u"MM-dd"_s);
     // The live rows (today's, not the replayed ones) by host time, and how
     // often the source changes between neighbours.

@@ -10,7 +10,7 @@ namespace vf::ui {
 MergedFeed::MergedFeed(SourceTab& merged, Sources sources, int intervalMs)
     : QObject(&merged), merged_(merged), sources_(std::move(sources)) {
     merged_.setMerged();
-    merged_.tab().model->showSourceColumn();
+    merged_.parts().model->showSourceColumn();
     timer_.setInterval(intervalMs);
     connect(&timer_, &QTimer::timeout, this, &MergedFeed::refresh);
     timer_.start();
@@ -21,7 +21,7 @@ void MergedFeed::refresh() {
     std::vector<std::tuple<const SourceTab*, ListMark, int64_t>> seen;
     std::vector<TimelineSource> sources;
     for (const SourceTab* tab : sources_()) {
-        MarkedRows all = tab->tab().store->allRows();
+        MarkedRows all = tab->parts().store->allRows();
         seen.emplace_back(tab, all.mark, tab->clockOffsetMs());
         sources.push_back({std::move(all.rows), tab->clockOffsetMs()});
     }
@@ -30,7 +30,7 @@ void MergedFeed::refresh() {
     seen_ = std::move(seen);
     RowList rows;
     for (TimelineRow& each : mergeByTime(sources)) rows << std::move(each.row);
-    merged_.tab().store->setLogDataFromFile(std::move(rows));
+    merged_.parts().store->setLogDataFromFile(std::move(rows));
 }
 
 }  // namespace vf::ui
