@@ -10,6 +10,7 @@
 #include "cli/adbcommon.h"
 #include "cli/screencommands.h"
 #include "cli/streamcommand.h"
+#include "cli/wirelesscommand.h"
 
 #include <iostream>
 
@@ -46,12 +47,18 @@ int CliApplication::run(const QStringList& arguments) {
     case Command::Devices:
     case Command::Displays:
     case Command::Screenshot:
+    case Command::Connect:
+    case Command::Disconnect:
+    case Command::Pair:
     case Command::Stream: break;
     }
 
     if (options.serial.isEmpty()) options.serial = environment_.androidSerial;
     const AdbSetup setup = adbSetupFor(options);
     if (options.command == Command::Devices) return DevicesCommand(options, setup.endpoint, out_, err_).run();
+    if (options.command == Command::Connect || options.command == Command::Disconnect ||
+        options.command == Command::Pair)
+        return WirelessCommand(options, setup.endpoint, out_, err_).run();
     if (options.command == Command::Displays || options.command == Command::Screenshot)
         return ScreenCommand(options, setup.endpoint, out_, err_, environment_.stdoutIsTerminal).run();
     StreamSettings settings;

@@ -1,6 +1,7 @@
 #include "cli/helptext.h"
 
 #include "cli/crashescommand.h"
+#include "cli/wirelesscommand.h"
 #include "core/support/buildinfo.h"
 
 using namespace Qt::StringLiterals;
@@ -20,6 +21,12 @@ Commands:
   displays       list a device's displays (id, name)
   screenshot [-d ID] -o FILE.png
                  save a screenshot of a device (of one display of several)
+  connect HOST[:PORT]
+                 connect to a device on the network
+  disconnect [HOST[:PORT]]
+                 drop a network device (every one without an address)
+  pair HOST:PORT CODE
+                 pair with a device for Wireless debugging
   stream         stream the device log (of one or more devices) through
                  the viewer's store
   convert FILE   write the rows of a saved log or bugreport as text, tsv
@@ -291,6 +298,7 @@ QString helpText(const QString& topic) {
     if (topic == u"detect"_s) return QString::fromUtf16(kDetect);
     if (topic == u"check-filter"_s) return QString::fromUtf16(kCheckFilter);
     if (topic == u"crashes"_s) return crashesHelpText();
+    if (const QString wireless = wirelessHelpText(topic); !wireless.isEmpty()) return wireless;
     if (topic == u"filters"_s) return QString::fromUtf16(kFiltersCommand);
     if (topic == u"pretty"_s) return QString::fromUtf16(kPretty);
     if (topic == u"version"_s) return u"usage: vellumfox-cli version\n\nPrints the version.\n"_s;

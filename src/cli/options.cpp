@@ -5,6 +5,7 @@
 #include <initializer_list>
 
 #include "core/adb/logbuffer.h"
+#include "core/adb/wireless.h"
 
 using namespace Qt::StringLiterals;
 
@@ -23,6 +24,8 @@ constexpr std::array kCommands{
     CommandEntry{Command::Version, "version"},   CommandEntry{Command::Crashes, "crashes"},
     CommandEntry{Command::Filters, "filters"},   CommandEntry{Command::Pretty, "pretty"},
     CommandEntry{Command::Displays, "displays"}, CommandEntry{Command::Screenshot, "screenshot"},
+    CommandEntry{Command::Connect, "connect"},   CommandEntry{Command::Disconnect, "disconnect"},
+    CommandEntry{Command::Pair, "pair"},
 };
 
 enum class Opt {
@@ -186,6 +189,24 @@ QString takeAction(CliOptions& o, const QStringList& positionals) {
     return u"%1: unknown action '%2'"_s.arg(name, positionals.first());
 }
 
+// "connect HOST[:PORT]", "disconnect [HOST[:PORT]]", "pair HOST:PORT CODE":
+// addresses and codes are checked here, before anything is sent.
+QString takeWirelessOperands(CliOptions& o, const QStringList& positionals) {
+    const QString name = commandName(o.command);
+    const qsizetype wanted = o.command == Command::Pair ? 2 : 1;
+    if (positionals.size() > wanted) return u"%1: unexpected argument '%2'"_s.arg(name, positionals.at(wanted));
+    if (positionals.size() < wanted && o.command != Command::Disconnect)
+        return u"%1: missing %2"_s.arg(name, o.command == Command::Pair ? u"HOST:PORT CODE"_s : u"HOST[:PORT]"_s);
+    if (!positionals.isEmpty()) {
+        const AddressParse address = parseDeviceAddress(positionals.first(), o.command == Command::Pair);
+        if (!address.address) return name + u": "_s + address.error;
+    }
+    if (o.command == Command::Pair && !isPairingCode(positionals.at(1)))
+        return u"pair: '%1' is not a pairing code (the six digits the device shows)"_s.arg(positionals.at(1));
+    o.arguments = positionals;
+    return {};
+}
+
 // Checks the positional arguments of the command and stores them.
 QString takePositionals(CliOptions& o, const QStringList& positionals) {
     const auto expectOne = [&](const char* what, QString& into) -> QString {
@@ -209,6 +230,9 @@ QString takePositionals(CliOptions& o, const QStringList& positionals) {
     case Command::CheckFilter: return expectOne("PREDICATE", o.predicate);
     case Command::Filters:
     case Command::Pretty: return takeAction(o, positionals);
+    case Command::Connect:
+    case Command::Disconnect:
+    case Command::Pair: return takeWirelessOperands(o, positionals);
     case Command::Screenshot:
         if (!positionals.isEmpty()) return u"screenshot: unexpected argument '%1'"_s.arg(positionals.first());
         if (o.output.isEmpty()) return u"screenshot: missing -o FILE.png (or -o - for standard output)"_s;

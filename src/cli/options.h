@@ -11,7 +11,8 @@
 namespace vf::cli {
 
 enum class Command {
-    Help, Version, Devices, Stream, Convert, Detect, CheckFilter, Crashes, Filters, Pretty, Displays, Screenshot
+    Help, Version, Devices, Stream, Convert, Detect, CheckFilter, Crashes, Filters, Pretty, Displays, Screenshot,
+    Connect, Disconnect, Pair
 };
 
 enum class OutputFormat { Text, Tsv, Json };
@@ -59,7 +60,7 @@ struct CliOptions {
     QString file;       // convert, detect, crashes
     QString predicate;  // check-filter
     QString action;          // filters: list, show, import, export; pretty: json, xml, base64
-    QStringList arguments;   // what follows the action
+    QStringList arguments;   // what follows the action; connect, disconnect, pair: their operands
 };
 
 struct ParsedCommandLine {

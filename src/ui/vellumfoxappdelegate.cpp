@@ -18,6 +18,7 @@
 #include "core/support/preferences.h"
 #include "ui/connection/connectioncontroller.h"
 #include "ui/connection/devicepickersheet.h"
+#include "ui/connection/wirelessactions.h"
 #include "ui/files/filecontroller.h"
 #include "ui/filters/filterinforce.h"
 #include "ui/filters/filterlistcontroller.h"
@@ -71,6 +72,10 @@ void VellumfoxAppDelegate::applicationDidFinishLaunching() {
     p.status = std::make_unique<StatusLine>(*p.window);
     p.filterList = std::make_unique<FilterListController>(*p.window);
     p.filterList->setRowSource([this] { return tab().store->getDataAll(); });
+    p.wireless = std::make_unique<WirelessActions>(
+        *p.window, WirelessActions::Hooks{endpointFromPreferences, [this] { return tab().session->devices(); },
+                                          [this](const QString& text) { tab().connection->showAlert(text); },
+                                          [this](const QString& text) { parts_.status->showNote(text, 8000); }});
     registerDefaults();
 
     const QStringList remembered = Preferences::value(QLatin1String(kDeviceTabsKey)).toStringList();

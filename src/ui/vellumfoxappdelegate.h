@@ -33,6 +33,7 @@ class PreferencesWindow;
 class RemoteScreenMonitorSheet;
 class SelectableTableView;
 class StatusLine;
+class WirelessActions;
 
 inline constexpr char kDeviceTabsKey[] = "deviceTabs";
 
@@ -61,6 +62,7 @@ public:
         std::unique_ptr<MainWindow> window;
         std::unique_ptr<StatusLine> status;
         std::unique_ptr<FilterListController> filterList;
+        std::unique_ptr<WirelessActions> wireless;  // Device menu: Connect, Disconnect, Pair
         QPointer<PreferencesWindow> preferences;          // made on first use, owned by the window
         QPointer<RemoteScreenMonitorSheet> remoteScreen;  // likewise
     };

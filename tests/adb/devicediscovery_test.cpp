@@ -3,7 +3,7 @@
 #include <QStringList>
 
 #include "core/adb/devicelistdatasource.h"
-#include "core/adb/devicelistreader.h"
+#include "core/adb/hostquery.h"
 #include "core/adb/devicetracker.h"
 #include "core/support/threads.h"
 #include "support/fixtures/scriptedadbserver.h"
@@ -17,9 +17,9 @@ using test::Script;
 using test::ScriptedAdbServer;
 using test::waitUntil;
 
-class ListRecorder final : public DeviceListReaderDelegate {
+class ListRecorder final : public HostQueryDelegate {
 public:
-    void deviceListFinished(const QByteArray& listing, const AdbResult& result) override {
+    void hostQueryFinished(const QString&, const QByteArray& listing, const AdbResult& result) override {
         listings.append(listing);
         outcomes.append(result.outcome);
     }
@@ -27,7 +27,7 @@ public:
     QList<AdbOutcome> outcomes;
 };
 
-TEST(DeviceListReader, AsksForTheListAndReportsItOnceWithHowItEnded) {
+TEST(HostQuery, AsksForTheListAndReportsItOnceWithHowItEnded) {
     ScriptedAdbServer server;
     using O = AdbOutcome;
     const struct {
@@ -48,7 +48,7 @@ TEST(DeviceListReader, AsksForTheListAndReportsItOnceWithHowItEnded) {
     for (const auto& c : cases) {
         if (!c.reply.isEmpty()) server.addScript(Script().expect(16).replyBytewise(c.reply).close());
         ListRecorder recorder;
-        DeviceListReader reader(c.reply.isEmpty() ? ScriptedAdbServer::nowhere() : server.endpoint());
+        HostQuery reader(c.reply.isEmpty() ? ScriptedAdbServer::nowhere() : server.endpoint(), u"host:devices"_s);
         reader.setDelegate(&recorder);
         reader.start();
         ASSERT_TRUE(test::waitThenDrain([&] { return !recorder.outcomes.isEmpty(); }));

@@ -87,6 +87,11 @@ TEST(CliOptions, MistakesAreNamed) {
     EXPECT_TRUE(parseError({u"screenshot"_s}).contains(u"missing -o FILE.png"_s));
     EXPECT_TRUE(parseError({u"screenshot"_s, u"-d"_s, u"0x1"_s, u"-o"_s, u"a.png"_s}).contains(u"invalid display id '0x1'"_s));
     EXPECT_TRUE(parseError({u"displays"_s, u"-o"_s, u"a.png"_s}).contains(u"does not apply"_s));
+    EXPECT_TRUE(parseError({u"connect"_s}).contains(u"missing HOST[:PORT]"_s));
+    EXPECT_TRUE(parseError({u"connect"_s, u"a b"_s}).contains(u"not a host name"_s));
+    EXPECT_TRUE(parseError({u"pair"_s, u"10.0.0.5"_s, u"123456"_s}).contains(u"Give the port too"_s));
+    EXPECT_TRUE(parseError({u"pair"_s, u"10.0.0.5:37099"_s, u"12345"_s}).contains(u"not a pairing code"_s));
+    EXPECT_EQ(parseOk({u"disconnect"_s}).arguments, QStringList());
     const CliOptions shot = parseOk({u"screenshot"_s, u"-d"_s, u"4619827551948147201"_s, u"-o"_s, u"-"_s});
     EXPECT_EQ(shot.display, u"4619827551948147201"_s);
     EXPECT_EQ(shot.output, u"-"_s);

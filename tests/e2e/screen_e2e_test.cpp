@@ -4,6 +4,8 @@
 // send the PNG untouched, legacy ones through a terminal (CR LF).
 #include <gtest/gtest.h>
 
+#include <QElapsedTimer>
+
 #ifdef VF_HAVE_UI
 #include <QApplication>
 #include <QComboBox>
@@ -11,6 +13,7 @@
 #include <QTest>
 #include <memory>
 
+#include "core/screen/touchwriter.h"
 #include "e2e.h"
 #include "support/fixtures/wait.h"
 #include "ui/screen/remotescreenmonitorsheet.h"
@@ -101,7 +104,7 @@ TEST_P(E2eRemoteScreen, ShowsTheDeviceAndSendsTouchesAndKeys) {
 }
 
 // A foldable: the chooser lists both displays, starts on the first and
-// captures the one chosen (the cover screen is smaller).
+// captures the one chosen (the cover screen is smaller), where taps go too.
 TEST_P(E2eRemoteScreen, ChoosesADisplayOfAFoldable) {
     SimulatedDevice* device = startDevice({QStringLiteral("--displays"), QStringLiteral("2")});
     ASSERT_TRUE(device) << harness.lastError().toStdString();
@@ -117,6 +120,17 @@ TEST_P(E2eRemoteScreen, ChoosesADisplayOfAFoldable) {
     EXPECT_EQ(window.screenSource()->displayId(), chooser->itemData(1).toString());
     EXPECT_TRUE(waitUntil([&] { return window.imageView()->image().size() == QSize(216, 480); }, 15000))
         << "image " << window.imageView()->image().width() << "x" << window.imageView()->image().height();
+    // Input numbers the cover screen 2 (the listing's id is another number).
+    const QString tap = GetParam() ? u"input tap 10 20"_s : u"input -d 2 tap 10 20"_s;
+    // Tapped again every half second until one lands: the window learns input's number on its own time.
+    QElapsedTimer sinceTap;
+    EXPECT_TRUE(waitUntil([&] {
+        if (!sinceTap.isValid() || sinceTap.elapsed() > 500) {
+            window.screenSource()->touchWriter().sendTouchForPoint(QPointF(10, 20));
+            sinceTap.start();
+        }
+        return device->recorded().contains(tap);
+    }, 15000)) << device->recorded().toStdString();
     window.close();
 }
 

@@ -69,7 +69,15 @@ QByteArray Device::banner() const {
         .toUtf8();
 }
 
-QByteArray Device::input(const QStringList& argv, const QString& commandLine) {
+QByteArray Device::input(const QStringList& given, const QString& commandLine) {
+    QStringList argv = given;
+    // "-d N" (Android 10 and later): one of the displays as input numbers them.
+    if (argv.value(1) == u"-d" && options_.sdk >= 29) {
+        bool known = false;
+        for (int i = 0; i < options_.displays; ++i) known = known || argv.value(2) == QString::number(inputDisplay(i));
+        if (!known) return QByteArray("Error: display ") + argv.value(2).toUtf8() + " not found\n";
+        argv.remove(1, 2);
+    }
     const QString verb = argv.value(1);
     const auto number = [&](int i, bool& ok) {
         bool one = false;

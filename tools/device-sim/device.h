@@ -50,6 +50,10 @@ public:
     static QString displayId(int display);
     // "dumpsys SurfaceFlinger --display-id".
     QByteArray displayListing() const;
+    // How input numbers display `display` ("input -d"): 0, then 2, 3 ...
+    static int inputDisplay(int display);
+    // "dumpsys display": each display's input number beside its id.
+    QByteArray displayDump() const;
 
 private:
     QList<QPair<QString, QString>> properties() const;

@@ -45,6 +45,27 @@ QByteArray Device::displayListing() const {
     return out;
 }
 
+int Device::inputDisplay(int display) { return display == 0 ? 0 : display + 1; }
+
+QByteArray Device::displayDump() const {
+    // The lines of "dumpsys display" that name each display both ways.
+    QByteArray out = "DISPLAY MANAGER (dumpsys display)\n\nLogical Displays: size=" +
+                     QByteArray::number(options_.displays) + '\n';
+    for (int i = 0; i < options_.displays; ++i) {
+        const QSize size = displaySize(i);
+        out += QStringLiteral("Display %1:\n  mDisplayId=%1\n  mBaseDisplayInfo=DisplayInfo{\"Display %2\", displayId "
+                              "%1, displayGroupId 0, FLAG_SECURE, real %3 x %4, uniqueId \"local:%5\", rotation 0}\n")
+                   .arg(inputDisplay(i))
+                   .arg(i)
+                   .arg(size.width())
+                   .arg(size.height())
+                   // Before Android 10 the unique id held the built-in display's number.
+                   .arg(options_.sdk >= 29 ? displayId(i) : QString::number(i))
+                   .toUtf8();
+    }
+    return out;
+}
+
 QByteArray Device::screenshot(int display) const {
     const QSize size = displaySize(display);
     QImage image(size, QImage::Format_RGB32);

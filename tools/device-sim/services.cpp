@@ -199,6 +199,7 @@ QByteArray dumpsys(Device& device, const QStringList& args) {
         if (args.value(1) == u"--display-id") return device.displayListing();
         return "Build configuration: [sf PRESENT_TIME_OFFSET=0] [simulated]\n";
     }
+    if (args.value(0) == u"display") return device.displayDump();
     if (args.value(0) == u"power") {
         return "POWER MANAGER (dumpsys power)\n\nPower Manager State:\n  mDirty=0x0\n  mWakefulness=Awake\n"
                "  mWakefulnessChanging=false\n  mIsPowered=true\n";

@@ -2,7 +2,7 @@
 
 #include <QTimer>
 
-#include "core/adb/devicelistreader.h"
+#include "core/adb/hostquery.h"
 #include "core/adb/devicetracker.h"
 #include "core/adb/modelname.h"
 #include "core/adb/shellcommandreader.h"
@@ -18,7 +18,7 @@ constexpr int kTrackingRetryMs = 2000;
 // The conversations, on the list's I/O thread. A new request replaces the
 // conversation of its kind; results go back as queued signals.
 class DeviceListWorker final : public QObject,
-                               private DeviceListReaderDelegate,
+                               private HostQueryDelegate,
                                private ShellCommandDelegate,
                                private DeviceTrackerDelegate {
     Q_OBJECT
@@ -27,7 +27,7 @@ public:
 
     void list() {
         delete listReader_;  // not inside its own report: this is a queued call
-        listReader_ = new DeviceListReader(endpoint_, this);
+        listReader_ = new HostQuery(endpoint_, QStringLiteral("host:devices"), this);
         listReader_->setDelegate(this);
         listReader_->start();
     }
@@ -53,7 +53,9 @@ Q_SIGNALS:
     void trackingEnded(const vf::AdbResult& result);
 
 private:
-    void deviceListFinished(const QByteArray& listing, const AdbResult& result) override { Q_EMIT listed(listing, result); }
+    void hostQueryFinished(const QString&, const QByteArray& listing, const AdbResult& result) override {
+        Q_EMIT listed(listing, result);
+    }
     void shellCommandFinished(const QString& deviceId, const QByteArray& output, const AdbResult&) override {
         Q_EMIT modelRead(deviceId, output);
     }
@@ -61,7 +63,7 @@ private:
     void trackingFinished(const AdbResult& result) override { Q_EMIT trackingEnded(result); }
 
     const AdbEndpoint endpoint_;
-    DeviceListReader* listReader_ = nullptr;  // children
+    HostQuery* listReader_ = nullptr;  // children
     ShellCommandReader* nameReader_ = nullptr;
     DeviceTracker* tracker_ = nullptr;
 };

@@ -113,6 +113,24 @@ void DeviceScreenDatasource::setDeviceId(const QString& deviceId) {
     QMetaObject::invokeMethod(typeWriter_, [w = typeWriter_, deviceId] { w->setDeviceId(deviceId); });
 }
 
+void DeviceScreenDatasource::setDisplayId(const QString& displayId) {
+    VF_ASSERT_THREAD(this);
+    displayId_ = displayId;
+    const auto useInputDisplay = [touch = touchWriter_, type = typeWriter_](const QString& inputDisplay) {
+        touch->setInputDisplay(inputDisplay);
+        type->setInputDisplay(inputDisplay);
+    };
+    QMetaObject::invokeMethod(capture_, [capture = capture_, deviceId = deviceId_, displayId, useInputDisplay] {
+        if (displayId.isEmpty()) return useInputDisplay({});
+        // The writers live on this thread too.
+        capture->runShell(deviceId, QString::fromLatin1(kInputDisplayRequest), [displayId, useInputDisplay](const QByteArray& out) {
+            const QString inputDisplay = inputDisplayFor(out, displayId);
+            if (inputDisplay.isEmpty()) VF_LOG("no input display for display {}: input goes to the default one", displayId);
+            useInputDisplay(inputDisplay);
+        });
+    });
+}
+
 DeviceScreenDatasource::Stats DeviceScreenDatasource::stats() const {
     QMutexLocker lock(&mutex_);
     return stats_;

@@ -84,8 +84,11 @@ public:
     void setDeviceId(const QString& deviceId);
 
     QString displayId() const { return displayId_; }
-    // The display captured from the next start on (empty: the device's default).
-    void setDisplayId(const QString& displayId) { displayId_ = displayId; }
+    // The display captured from the next start on, and the one taps and
+    // keys go to from as soon as the device has said how input names it
+    // ("dumpsys display"; where it does not, they go to the default
+    // display). Empty: the device's default.
+    void setDisplayId(const QString& displayId);
 
     // Asks the device for its displays ("dumpsys SurfaceFlinger
     // --display-id"); the answer comes through onDisplaysListed.

@@ -28,6 +28,22 @@ QString displayLabel(const DisplayInfo& display) {
     return display.name.isEmpty() ? u"Display %1"_s.arg(display.hwcIndex) : display.name;
 }
 
+QString inputDisplayFor(QByteArrayView displayDump, const QString& displayId) {
+    static const QRegularExpression logical(uR"(\bdisplayId (\d+)\b)"_s);
+    static const QRegularExpression physical(uR"re(\buniqueId "local:(\d+)")re"_s);
+    if (displayId.isEmpty()) return {};
+    for (const QString& raw : outputLines(displayDump)) {
+        const auto unique = physical.match(raw);
+        if (!unique.hasMatch() || unique.captured(1) != displayId) continue;
+        if (const auto id = logical.match(raw); id.hasMatch()) return id.captured(1);
+    }
+    return {};
+}
+
+QString inputCommandPrefix(const QString& inputDisplay) {
+    return inputDisplay.isEmpty() ? u"shell:input "_s : u"shell:input -d "_s + inputDisplay + u' ';
+}
+
 std::optional<bool> parseWakefulness(QByteArrayView text) {
     static const QRegularExpression wakefulness(uR"(\bmWakefulness=(\w+))"_s);
     static const QRegularExpression screenOn(uR"(\bmScreenOn=(true|false))"_s);

@@ -35,6 +35,20 @@ QList<DisplayInfo> parseDisplayListing(QByteArrayView text);
 // number.
 QString displayLabel(const DisplayInfo& display);
 
+// The request that lists the displays as input knows them.
+inline constexpr char kInputDisplayRequest[] = "shell:dumpsys display";
+
+// The display id that "input -d" takes for the display `displayId` of the
+// listing above: input counts displays its own way (0 for the built-in
+// screen, then as displays were added), while screencap takes the physical
+// id. Read from the display service's dump, whose DisplayInfo lines name
+// both ("displayId 2" ... "uniqueId \"local:4619827259835644673\"");
+// empty when none names it.
+QString inputDisplayFor(QByteArrayView displayDump, const QString& displayId);
+// The start of every input command: "shell:input -d N " for an input
+// display (Android 10 and later), else "shell:input " (the default display).
+QString inputCommandPrefix(const QString& inputDisplay);
+
 // The request that tells whether the device is awake.
 inline constexpr char kWakefulnessRequest[] = "shell:dumpsys power";
 

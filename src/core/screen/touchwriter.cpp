@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "core/screen/screenfacts.h"
 #include "core/support/logger.h"
 
 namespace vf {
@@ -12,10 +13,11 @@ namespace {
 enum Tag : long { kTransportStatus = 0, kCommandStatus = 4 };
 }  // namespace
 
-QString TouchWriter::commandFor(const PointWrapper& item) {
-    if (!item.isSwipe) return QString::asprintf("shell:input tap %.0f %.0f", item.point.x(), item.point.y());
-    return QString::asprintf("shell:input swipe %.0f %.0f %.0f %.0f %d", item.point.x(), item.point.y(),
-                             item.destPoint.x(), item.destPoint.y(), kSwipeMillis);
+QString TouchWriter::commandFor(const PointWrapper& item, const QString& inputDisplay) {
+    const QString prefix = inputCommandPrefix(inputDisplay);
+    if (!item.isSwipe) return prefix + QString::asprintf("tap %.0f %.0f", item.point.x(), item.point.y());
+    return prefix + QString::asprintf("swipe %.0f %.0f %.0f %.0f %d", item.point.x(), item.point.y(),
+                                      item.destPoint.x(), item.destPoint.y(), kSwipeMillis);
 }
 
 void TouchWriter::sendTouchForPoint(QPointF point) {
@@ -44,7 +46,7 @@ void TouchWriter::connected() {
 }
 
 void TouchWriter::processTouchEvent(const PointWrapper& item) {
-    const QString command = commandFor(item);
+    const QString command = commandFor(item, inputDisplay_);
     VF_LOG("Sending: {}", command);
     sendExpectOkay(command, kCommandStatus);
 }

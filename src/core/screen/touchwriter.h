@@ -40,8 +40,13 @@ public:
     void sendTouchForPoint(QPointF point);
     void sendSwipeFrom(QPointF from, QPointF to);
 
-    // The shell request of a gesture, coordinates rounded ("%.0f"). Pure.
-    static QString commandFor(const PointWrapper& item);
+    // The display, as input counts them, that gestures go to (empty: the
+    // default display). The writer's thread.
+    void setInputDisplay(const QString& inputDisplay) { inputDisplay_ = inputDisplay; }
+
+    // The shell request of a gesture, coordinates rounded ("%.0f"), on
+    // `inputDisplay` (see inputCommandPrefix). Pure.
+    static QString commandFor(const PointWrapper& item, const QString& inputDisplay = {});
 
     void socketDidReadData(AsyncSocket* socket, const QByteArray& data, long tag) override;
 
@@ -52,6 +57,7 @@ private:
     void processTouchEvent(const PointWrapper& item);
 
     QList<PointWrapper> pointQueue_;  // writer's thread only
+    QString inputDisplay_;
     bool tookGesture_ = false;  // the current connection has taken its gesture
 };
 

@@ -3,6 +3,7 @@
 #include <QTimer>
 #include <utility>
 
+#include "core/screen/screenfacts.h"
 #include "core/support/logger.h"
 
 namespace vf {
@@ -200,7 +201,7 @@ void TypeWriter::sendData() {
         while (!inputs_.isEmpty() && !inputs_.first().isText) {
             codes += QString::number(inputs_.takeFirst().keyCode) + u' ';
         }
-        const QString request = u"shell:input keyevent "_s + codes;
+        const QString request = inputCommandPrefix(inputDisplay_) + u"keyevent "_s + codes;
         VF_LOG("Sending: {}", request);
         sendExpectOkay(request, kCommandStatus, kCommandReplyTimeout);
         return;
@@ -209,7 +210,7 @@ void TypeWriter::sendData() {
         VF_LOG("Already have text to process to process send text now: \"{}\"", text);
     }
     if (text.isEmpty()) return;
-    const QString request = u"shell:input text "_s + escapeText(text);
+    const QString request = inputCommandPrefix(inputDisplay_) + u"text "_s + escapeText(text);
     VF_LOG("Sending: \"{}\"", request);
     sendExpectOkay(request, kCommandStatus, kCommandReplyTimeout);
 }

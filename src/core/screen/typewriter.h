@@ -56,6 +56,9 @@ public:
     bool addInput(const InputWrapper& input);
 
     qsizetype pendingInputs() const;
+    // The display, as input counts them, that keys and text go to (empty:
+    // the default display). The writer's thread.
+    void setInputDisplay(const QString& inputDisplay) { inputDisplay_ = inputDisplay; }
 
     // Pure helpers.
     // The device characters of a key press: each typed ASCII character,
@@ -81,6 +84,7 @@ private:
 
     mutable QMutex mutex_;  // guards inputs_
     QList<InputWrapper> inputs_;
+    QString inputDisplay_;  // writer's thread
     // The writer's thread.
     bool processingInputs_ = false;  // a batch's connection is under way
     bool reachedServer_ = false;     // the current connection was made

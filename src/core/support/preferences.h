@@ -19,6 +19,8 @@ inline constexpr char kLogBuffers[] = "logBuffers";  // "main,system,crash" and 
 inline constexpr char kMyApps[] = "myApps";  // the user's own package names, separated by blanks or commas
 inline constexpr char kDefaultFontSize[] = "defaultFontSize";
 inline constexpr char kPredicates[] = "predicates";
+inline constexpr char kPairedDevices[] = "pairedDevices";  // paired network devices: service name -> last address
+inline constexpr char kConnectAddress[] = "connectAddress";  // the address last connected to by hand
 inline constexpr char kQueryHistory[] = "queryHistory";  // the quick-filter field's last queries, newest last
 }  // namespace prefs
 

@@ -24,7 +24,8 @@ struct ColumnEntry {
     const char16_t* key;
 };
 constexpr ColumnEntry kColumns[] = {{u"APP", u"app"}, {u"PID", u"pid"},   {u"TID", u"tid"},
-                                    {u"Type", u"type"}, {u"Tag", u"name"}, {u"Text", u"text"}};
+                                    {u"Type", u"type"}, {u"Tag", u"name"}, {u"Text", u"text"},
+                                    {u"Buffer", u"buffer"}};
 
 }  // namespace
 

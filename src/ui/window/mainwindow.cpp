@@ -129,6 +129,7 @@ void MainWindow::createMenus() {
     view->addAction(wrapAction);
     view->addAction(remoteScreenAction);
     QMenu* device = menuBar()->addMenu(u"&Device"_s);
+    device->setObjectName(u"deviceMenu"_s);
     device->addAction(connectAction);
     addHelpMenu(this);
 }
