@@ -72,16 +72,17 @@ void VellumfoxAppDelegate::applicationDidFinishLaunching() {
     p.status = std::make_unique<StatusLine>(*p.window);
     p.filterList = std::make_unique<FilterListController>(*p.window);
     p.filterList->setRowSource([this] { return tab().store->getDataAll(); });
-    p.wireless = std::make_unique<WirelessActions>(
-        *p.window, WirelessActions::Hooks{endpointFromPreferences, [this] { return tab().session->devices(); },
-                                          [this](const QString& text) { tab().connection->showAlert(text); },
-                                          [this](const QString& text) { parts_.status->showNote(text, 8000); }});
     registerDefaults();
 
     const QStringList remembered = Preferences::value(QLatin1String(kDeviceTabsKey)).toStringList();
     SourceTab& first = makeTab(remembered.value(0), true);
     shown_ = &first;
     p.filterList->showFor(*first.parts().filter, first.choice);
+    // The Device menu's wireless entries act on the current tab's session.
+    p.wireless = std::make_unique<WirelessActions>(
+        *p.window, WirelessActions::Hooks{endpointFromPreferences, [this] { return tab().session->devices(); },
+                                          [this](const QString& text) { tab().connection->showAlert(text); },
+                                          [this](const QString& text) { parts_.status->showNote(text, 8000); }});
     readSettings();
     p.filterList->showAllMessages();
     connectMenus();
