@@ -87,8 +87,8 @@ void BM_GuiDelayUnderFlood(benchmark::State& state) {
         options.connector = std::make_shared<SilentConnector>();
         vf::ui::VellumfoxAppDelegate app(options);
         app.applicationDidFinishLaunching();
-        vf::LogDatasource* store = app.parts().store.get();
-        app.parts().connection->startLogging();
+        vf::LogDatasource* store = app.tab().store.get();
+        app.tab().connection->startLogging();
 
         std::atomic<bool> running{true};
         std::atomic<long> fed{0};
@@ -133,7 +133,7 @@ void BM_GuiDelayUnderFlood(benchmark::State& state) {
         running = false;
         feeder.join();
         tick.stop();
-        app.parts().connection->stopLogging();
+        app.tab().connection->stopLogging();
 
         std::sort(delays.begin(), delays.end());
         const double maxDelay = delays.empty() ? 0 : delays.back();
@@ -141,13 +141,13 @@ void BM_GuiDelayUnderFlood(benchmark::State& state) {
         state.counters["lines_per_s"] = double(fed.load()) / (clock.elapsed() / 1000.0);
         state.counters["max_delay_ms"] = maxDelay;
         state.counters["p99_delay_ms"] = p99;
-        state.counters["rows_shown"] = app.parts().model->rowCount();
+        state.counters["rows_shown"] = app.tab().model->rowCount();
         std::printf("\n%-28s %12s\n", "figure", "value");
         std::printf("%-28s %12.0f\n", "lines fed per second", double(fed.load()) / (clock.elapsed() / 1000.0));
         std::printf("%-28s %12.1f\n", "max event-loop delay (ms)", maxDelay);
         std::printf("%-28s %12.1f\n", "p99 event-loop delay (ms)", p99);
         std::printf("%-28s %12s\n", "goal (ms)", "< 50");
-        std::printf("%-28s %12d\n\n", "rows in the table", app.parts().model->rowCount());
+        std::printf("%-28s %12d\n\n", "rows in the table", app.tab().model->rowCount());
     }
     vf::Preferences::setStorageFile(QString());
 }

@@ -57,7 +57,7 @@ int main(int argc, char** argv) {
         options.connectAtStart = files.isEmpty();
         vf::ui::VellumfoxAppDelegate controller(options);
         controller.applicationDidFinishLaunching();
-        if (!files.isEmpty()) controller.parts().files->openFile(files.first());
+        for (const QString& file : files) controller.openInNewTab(file);
         status = QApplication::exec();
         vf::AnalyticsHelper::recordStop();
     }

@@ -5,31 +5,31 @@
 #include <QCoreApplication>
 #include <QHeaderView>
 #include <QLineEdit>
-#include <QMessageBox>
-#include <QPalette>
 #include <QProcess>
-#include <QThreadPool>
+#include <QSignalBlocker>
+#include <QStyle>
+#include <QTabWidget>
 
+#include "core/log/rowmemory.h"
 #include "core/session/sessionpreferences.h"
-#include "core/support/preferences.h"
 #include "core/support/analytics.h"
-#include "core/log/querycontext.h"
 #include "core/support/crashreporter.h"
 #include "core/support/logger.h"
+#include "core/support/preferences.h"
 #include "ui/connection/connectioncontroller.h"
+#include "ui/connection/devicepickersheet.h"
 #include "ui/connection/wirelessactions.h"
 #include "ui/files/filecontroller.h"
 #include "ui/filters/filterinforce.h"
 #include "ui/filters/filterlistcontroller.h"
-#include "ui/message/messageactions.h"
 #include "ui/preferences/preferenceswindow.h"
 #include "ui/screen/remotescreenmonitorsheet.h"
-#include "ui/table/highlightdelegate.h"
 #include "ui/table/levelstyles.h"
 #include "ui/table/logtablemodel.h"
 #include "ui/table/searchcontroller.h"
 #include "ui/table/tablecolumns.h"
 #include "ui/table/tablefollower.h"
+#include "ui/tabs/mergedfeed.h"
 #include "ui/window/mainwindow.h"
 #include "ui/window/placement.h"
 #include "ui/window/selectabletableview.h"
@@ -41,16 +41,21 @@ using namespace Qt::StringLiterals;
 
 namespace vf::ui {
 
-VellumfoxAppDelegate::VellumfoxAppDelegate(Options options) : options_(std::move(options)) {}
+VellumfoxAppDelegate::VellumfoxAppDelegate(Options options) : options_(std::move(options)) {
+    // The real server: devices' clocks are read there too.
+    if (!options_.makeAdb && !options_.clockEndpoint) options_.clockEndpoint = endpointFromPreferences;
+    if (!options_.makeAdb) options_.makeAdb = [] { return makeAdbSessionAdb(endpointFromPreferences); };
+    if (!options_.connector) options_.connector = makeAdbConnector(endpointFromPreferences, logcatOptionsFromPreferences);
+    if (!options_.recordEvent) options_.recordEvent = [](const QString& name) { AnalyticsHelper::recordEvent(name); };
+}
 
 VellumfoxAppDelegate::~VellumfoxAppDelegate() {
-    if (parts_.store) parts_.store->setDelegate(nullptr);
-    // The session's conversations report to the connection: drop them first.
-    if (parts_.session) parts_.session->setDelegate(nullptr);
-    parts_.session.reset();
-    // A file still loading holds the store.
-    QThreadPool::globalInstance()->waitForDone();
-    parts_.store.reset();
+    shown_ = nullptr;
+    // Newest first; each tab stops its session and waits for its threads.
+    while (!tabs_.empty()) {
+        std::unique_ptr<SourceTab> gone = std::move(tabs_.back());
+        tabs_.pop_back();
+    }
 }
 
 void VellumfoxAppDelegate::applicationDidFinishLaunching() {
@@ -62,124 +67,219 @@ void VellumfoxAppDelegate::applicationDidFinishLaunching() {
     }
     VF_LOG("{}", QCoreApplication::arguments().join(u' '));
 
-    buildParts();
+    Parts& p = parts_;
+    p.window = std::make_unique<MainWindow>();
+    p.status = std::make_unique<StatusLine>(*p.window);
+    p.filterList = std::make_unique<FilterListController>(*p.window);
+    p.filterList->setRowSource([this] { return tab().store->getDataAll(); });
     registerDefaults();
+
+    const QStringList remembered = Preferences::value(QLatin1String(kDeviceTabsKey)).toStringList();
+    SourceTab& first = makeTab(remembered.value(0), true);
+    shown_ = &first;
+    p.filterList->showFor(*first.parts().filter, first.choice);
+    // The Device menu's wireless entries act on the current tab's session.
+    p.wireless = std::make_unique<WirelessActions>(
+        *p.window, WirelessActions::Hooks{endpointFromPreferences, [this] { return tab().session->devices(); },
+                                          [this](const QString& text) { tab().connection->showAlert(text); },
+                                          [this](const QString& text) { parts_.status->showNote(text, 8000); }});
     readSettings();
-    parts_.follower->changeScrollToBottom(true);
-    parts_.filterList->showAllMessages();
-    connectParts();
+    p.filterList->showAllMessages();
     connectMenus();
 
-    if (options_.connectAtStart) parts_.connection->startLogging();
+    if (options_.connectAtStart) first.parts().connection->startLogging();
+    for (qsizetype i = 1; i < remembered.size(); ++i) addDeviceTab(remembered.at(i));
+    p.window->showSource(first.parts().table);
     updateStatus();
-    MainWindow* window = parts_.window.get();
+    MainWindow* window = p.window.get();
     window->show();
     window->raise();
     window->activateWindow();
     if (options_.installHooks) {
         const QString report = CrashReporter::pendingReport();
         if (!report.isEmpty()) {
-            parts_.status->showNote(u"The last run ended in a crash; its report is in "_s + report, 15000);
+            p.status->showNote(u"The last run ended in a crash; its report is in "_s + report, 15000);
             CrashReporter::acknowledge();
         }
     }
 }
 
-void VellumfoxAppDelegate::buildParts() {
-    Parts& p = parts_;
-    p.store = std::make_unique<LogDatasource>();
-    p.store->setDelegate(this);
-    LogSession::Settings settings;
-    settings.reconnectIntervalMs = options_.reconnectIntervalMs;
-    settings.trackDevices = true;
-    p.session = std::make_unique<LogSession>(
-        *p.store, options_.makeAdb ? options_.makeAdb() : makeAdbSessionAdb(endpointFromPreferences),
-        options_.connector ? options_.connector : makeAdbConnector(endpointFromPreferences, logcatOptionsFromPreferences),
-        settings);
-
-    p.window = std::make_unique<MainWindow>();
-    SelectableTableView* table = p.window->logTable();
-    p.model = new LogTableModel(p.window.get());
-    p.highlight = new HighlightDelegate(table);
-    table->setModel(p.model);
-    table->setItemDelegate(p.highlight);
-    p.columns = std::make_unique<ColumnLayoutSaver>(table->horizontalHeader());
-    p.status = std::make_unique<StatusLine>(*p.window);
-    p.filter = std::make_unique<FilterInForce>(*p.store, *p.status);
-    p.follower = std::make_unique<TableFollower>(*p.window, *p.model);
-    p.search = std::make_unique<SearchController>(*p.window, *p.model, *p.highlight, *p.status);
-    p.filterList = std::make_unique<FilterListController>(*p.window, *p.filter);
-    p.files = std::make_unique<FileController>(*p.window, *p.status, *p.store, *p.model);
-
-    ConnectionController::Hooks hooks;
-    hooks.stateChanged = [this] { updateStatus(); };
-    hooks.recordEvent = options_.recordEvent ? options_.recordEvent
-                                             : [](const QString& name) { AnalyticsHelper::recordEvent(name); };
-    p.connection = std::make_unique<ConnectionController>(*p.window, *p.status, *p.session, std::move(hooks));
-    p.session->setDelegate(p.connection.get());
-    p.messages = std::make_unique<MessageActions>(*p.window, *p.model, *p.store, *p.filterList, *p.search);
-    p.messages->setDeviceSerialSource([this] { return parts_.session->lastDeviceId().value_or(QString()); });
-    p.crashes = new CrashesPanel(*p.window, *p.store, *this);
-    p.wireless = std::make_unique<WirelessActions>(
-        *p.window, WirelessActions::Hooks{endpointFromPreferences, [this] { return parts_.session->devices(); },
-                                          [this](const QString& text) { parts_.connection->showAlert(text); },
-                                          [this](const QString& text) { parts_.status->showNote(text, 8000); }});
-
-    // A file: age counts back from its newest row; a device: from now.
-    // is:crash takes the rows of the crashes the panel lists.
-    p.filter->setQueryContext([this] {
-        const Parts& parts = parts_;
-        QueryContext context;
-        if (!parts.connection->isDatasourceDevice()) context = fileQueryContext(parts.store->getDataAll(), 0);
-        context.crashRows = crashRowsOf(parts.crashes->detector());
-        return context;
-    });
-    p.filterList->setRowSource([store = p.store.get()] { return store->getDataAll(); });
+SourceTab& VellumfoxAppDelegate::currentTab() const {
+    SourceTab* current = tabOf(parts_.window->logTable());
+    return current != nullptr ? *current : *tabs_.front();
 }
 
-// What one part does that another follows.
-void VellumfoxAppDelegate::connectParts() {
-    const Parts& p = parts_;
-    TableFollower* follower = p.follower.get();
-    FilterListController* filterList = p.filterList.get();
-    ConnectionController* connection = p.connection.get();
-    LogSession* session = p.session.get();
-
-    connect(filterList, &FilterListController::filterChanging, follower, &TableFollower::onFilterUpdating);
-    connect(filterList, &FilterListController::filterChosen, follower, [follower] { follower->changeScrollToBottom(true); });
-    // Only the stream stops: the reconnect brings it back.
-    connect(filterList, &FilterListController::importStarting, connection, [connection, session] {
-        if (session->isLogging()) connection->interruptRun();
-    });
-
-    FileController* files = p.files.get();
-    connect(files, &FileController::filtersFileOpened, filterList,
-            qOverload<const QString&>(&FilterListController::importFilters));
-    connect(files, &FileController::logFileOpening, connection, &ConnectionController::showingFile);
-    connect(files, &FileController::reportOpened, connection, &ConnectionController::showingReport);
-    connect(files, &FileController::showingFile, filterList, &FilterListController::showAllMessages);
-    connect(files, &FileController::showingFile, follower, [follower] { follower->changeScrollToBottom(true); });
-
-    // The desktop switching between light and dark, or the preferences, change the styles.
-    onPaletteChange(p.window.get(), [this] { readSettings(); });
+SourceTab* VellumfoxAppDelegate::tabOf(const QWidget* table) const {
+    for (const std::unique_ptr<SourceTab>& tab : tabs_)
+        if (tab->parts().table == table) return tab.get();
+    return nullptr;
 }
 
+SourceTab& VellumfoxAppDelegate::makeTab(const QString& serial, bool tracksDevices) {
+    MainWindow& window = *parts_.window;
+    SelectableTableView* table = tabs_.empty() ? window.logTable() : window.addLogTable(serial);
+    TabServices services{window, *parts_.status, *parts_.filterList};
+    services.makeAdb = options_.makeAdb;
+    services.connector = options_.connector;
+    services.recordEvent = options_.recordEvent;
+    services.reconnectIntervalMs = options_.reconnectIntervalMs;
+    services.clockEndpoint = options_.clockEndpoint;
+    services.changed = [this, table] { onTabChanged(tabOf(table)); };
+    // The tab's parts bind to the window's current table as they are made:
+    // it is current for that while, without telling anyone.
+    QTabWidget* tabs = window.sourceTabs();
+    const int before = tabs->currentIndex();
+    {
+        const QSignalBlocker quiet(tabs);
+        window.showSource(table);
+        tabs_.push_back(std::make_unique<SourceTab>(services, table, serial, tracksDevices));
+        tabs->setCurrentIndex(before);
+    }
+    SourceTab& tab = *tabs_.back();
+    applyStyles(tab);
+    onTabChanged(&tab);
+    return tab;
+}
+
+SourceTab& VellumfoxAppDelegate::addDeviceTab(const QString& serial) {
+    SourceTab& tab = makeTab(serial, true);
+    parts_.window->showSource(tab.parts().table);
+    if (options_.connectAtStart || !serial.isEmpty()) tab.parts().connection->startLogging();
+    rememberDeviceTabs();
+    return tab;
+}
+
+void VellumfoxAppDelegate::openInNewTab(const QString& path) {
+    if (path.toLower().endsWith(u"filters"_s)) {
+        parts_.filterList->importFilters(path);
+        return;
+    }
+    // A tab with nothing in it (no device yet, no rows) takes the file itself.
+    SourceTab* target = &currentTab();
+    const SourceTab::Parts& current = target->parts();
+    const bool empty = current.store->logEventCount() == 0 && !current.session->isLogging() &&
+                       !current.session->isWaiting() && !target->isMerged();
+    if (!empty) {
+        target = &makeTab(QString(), false);
+        parts_.window->showSource(target->parts().table);
+    }
+    target->parts().files->openFile(path);
+    rememberDeviceTabs();
+}
+
+SourceTab& VellumfoxAppDelegate::addMergedTab() {
+    SourceTab& tab = makeTab(QString(), false);
+    new MergedFeed(tab, [this] {
+        std::vector<const SourceTab*> sources;
+        for (const std::unique_ptr<SourceTab>& each : tabs_)
+            if (!each->isMerged()) sources.push_back(each.get());
+        return sources;
+    });
+    // Where a row comes from is read first.
+    tab.parts().table->horizontalHeader()->moveSection(kSourceColumn, 0);
+    parts_.window->showSource(tab.parts().table);
+    return tab;
+}
+
+void VellumfoxAppDelegate::closeTab(SourceTab& tab) {
+    if (tabs_.size() < 2) return;
+    const auto it = std::find_if(tabs_.begin(), tabs_.end(), [&tab](const auto& each) { return each.get() == &tab; });
+    if (it == tabs_.end()) return;
+    if (&tab == shown_) {
+        const auto next = it + 1 != tabs_.end() ? it + 1 : it - 1;
+        parts_.window->showSource((*next)->parts().table);
+    }
+    VF_LOG("closing tab: {}", tab.tabText());
+    std::unique_ptr<SourceTab> gone = std::move(*it);
+    tabs_.erase(it);
+    gone.reset();  // stops its session and waits for its threads
+    rememberDeviceTabs();
+    updateStatus();
+}
+
+void VellumfoxAppDelegate::newTab() {
+    QList<DeviceRecord> devices;
+    for (const std::unique_ptr<SourceTab>& tab : tabs_)
+        if (devices.isEmpty()) devices = tab->parts().session->devices();
+    QStringList titles;
+    for (const DeviceRecord& record : devices) titles << deviceTitle(record);
+    titles << u"Log File…"_s;
+    auto* picker = new DevicePickerSheet(parts_.window.get());
+    picker->setObjectName(u"newTabPicker"_s);
+    picker->setWindowTitle(u"New Tab"_s);
+    picker->setAttribute(Qt::WA_DeleteOnClose);
+    picker->setDeviceTitles(titles);
+    connect(picker, &QDialog::finished, this, [this, picker, devices](int code) {
+        const int index = picker->selectedIndex();
+        if (code == 0 || index < 0) return;
+        if (index < devices.size()) {
+            addDeviceTab(devices.at(index).id);
+            return;
+        }
+        FileController::askForLog(parts_.window.get(), [self = QPointer(this)](const QString& path) {
+            if (self != nullptr) self->openInNewTab(path);
+        });
+    });
+    picker->open();
+}
+
+void VellumfoxAppDelegate::onCurrentTabChanged() {
+    SourceTab* next = tabOf(parts_.window->logTable());
+    if (next == nullptr || next == shown_) return;
+    if (shown_ != nullptr) shown_->choice = parts_.filterList->choice();
+    shown_ = next;
+    const SourceTab::Parts& p = next->parts();
+    parts_.filterList->showFor(*p.filter, next->choice);
+    parts_.window->searchField()->setText(p.search->searchText());
+    p.filter->show();
+    updateStatus();
+}
+
+// What one part does that another follows, and the menus: every action
+// acts on the current tab.
 void VellumfoxAppDelegate::connectMenus() {
-    const Parts& p = parts_;
-    MainWindow* w = p.window.get();
-    connect(w->connectAction, &QAction::triggered, p.connection.get(), &ConnectionController::onConnectButtonPressed);
-    connect(w->clearAction, &QAction::triggered, p.store.get(), &LogDatasource::clearLog);
-    connect(w->followAction, &QAction::triggered, p.follower.get(), &TableFollower::toggleAutoFollow);
-    connect(w->copyAction, &QAction::triggered, p.follower.get(), &TableFollower::copySelection);
-    connect(w->openAction, &QAction::triggered, p.files.get(), &FileController::openLogcatFile);
-    connect(w->saveAction, &QAction::triggered, p.files.get(), &FileController::saveDocument);
-    connect(w->saveTextAction, &QAction::triggered, p.files.get(), &FileController::saveDocumentAsText);
-    connect(w, &MainWindow::fileDropped, p.files.get(), &FileController::openFile);
-    connect(w->findAction, &QAction::triggered, p.search.get(), &SearchController::find);
-    connect(w->findNextAction, &QAction::triggered, p.search.get(), &SearchController::findNext);
-    connect(w->findPreviousAction, &QAction::triggered, p.search.get(), &SearchController::findPrevious);
-    connect(w->searchField(), &QLineEdit::textEdited, p.search.get(), &SearchController::search);
-    connect(w->searchField(), &QLineEdit::returnPressed, p.search.get(), &SearchController::findNext);
+    MainWindow* w = parts_.window.get();
+    FilterListController* filterList = parts_.filterList.get();
+    const auto on = [this](auto act) { return [this, act] { act(tab()); }; };
+
+    connect(filterList, &FilterListController::filterChanging, this,
+            on([](const SourceTab::Parts& t) { t.follower->onFilterUpdating(); }));
+    connect(filterList, &FilterListController::filterChosen, this,
+            on([](const SourceTab::Parts& t) { t.follower->changeScrollToBottom(true); }));
+    // Only the stream stops: the reconnect brings it back.
+    connect(filterList, &FilterListController::importStarting, this, on([](const SourceTab::Parts& t) {
+                if (t.session->isLogging()) t.connection->interruptRun();
+            }));
+
+    connect(w, &MainWindow::currentSourceChanged, this, &VellumfoxAppDelegate::onCurrentTabChanged);
+    connect(w, &MainWindow::closeRequested, this, [this](SelectableTableView* table) {
+        if (SourceTab* tab = tabOf(table)) closeTab(*tab);
+    });
+    connect(w->newTabAction, &QAction::triggered, this, &VellumfoxAppDelegate::newTab);
+    connect(w->mergedTabAction, &QAction::triggered, this, [this] { addMergedTab(); });
+    connect(w->connectAction, &QAction::triggered, this,
+            on([](const SourceTab::Parts& t) { t.connection->onConnectButtonPressed(); }));
+    connect(w->clearAction, &QAction::triggered, this, on([](const SourceTab::Parts& t) { t.store->clearLog(); }));
+    connect(w->followAction, &QAction::triggered, this,
+            on([](const SourceTab::Parts& t) { t.follower->toggleAutoFollow(); }));
+    connect(w->copyAction, &QAction::triggered, this,
+            on([](const SourceTab::Parts& t) { t.follower->copySelection(); }));
+    connect(w->openAction, &QAction::triggered, this, [this] {
+        FileController::askForLog(parts_.window.get(), [self = QPointer(this)](const QString& path) {
+            if (self != nullptr) self->openInNewTab(path);
+        });
+    });
+    connect(w->saveAction, &QAction::triggered, this, on([](const SourceTab::Parts& t) { t.files->saveDocument(); }));
+    connect(w->saveTextAction, &QAction::triggered, this,
+            on([](const SourceTab::Parts& t) { t.files->saveDocumentAsText(); }));
+    connect(w, &MainWindow::fileDropped, this, &VellumfoxAppDelegate::openInNewTab);
+    connect(w->findAction, &QAction::triggered, this, on([](const SourceTab::Parts& t) { t.search->find(); }));
+    connect(w->findNextAction, &QAction::triggered, this, on([](const SourceTab::Parts& t) { t.search->findNext(); }));
+    connect(w->findPreviousAction, &QAction::triggered, this,
+            on([](const SourceTab::Parts& t) { t.search->findPrevious(); }));
+    connect(w->searchField(), &QLineEdit::textEdited, this, [this](const QString& text) { tab().search->search(text); });
+    connect(w->searchField(), &QLineEdit::returnPressed, this,
+            on([](const SourceTab::Parts& t) { t.search->findNext(); }));
     connect(w->biggerFontAction, &QAction::triggered, this, [this] {
         stepFontSize(true);
         readSettings();
@@ -191,33 +291,85 @@ void VellumfoxAppDelegate::connectMenus() {
     connect(w->preferencesAction, &QAction::triggered, this, &VellumfoxAppDelegate::showPreferences);
     connect(w->remoteScreenAction, &QAction::triggered, this, &VellumfoxAppDelegate::toggleRemoteScreen);
     w->wrapAction->setChecked(Preferences::boolean(QLatin1String(kWrapLongMessagesKey)));
-    setWrapLongMessages(w->logTable(), w->wrapAction->isChecked());
-    connect(w->wrapAction, &QAction::toggled, this, [w](bool on) {
+    connect(w->wrapAction, &QAction::toggled, this, [this](bool on) {
         Preferences::setValue(QLatin1String(kWrapLongMessagesKey), on);
-        setWrapLongMessages(w->logTable(), on);
+        for (const std::unique_ptr<SourceTab>& each : tabs_) setWrapLongMessages(each->parts().table, on);
     });
+    for (const std::unique_ptr<SourceTab>& each : tabs_) setWrapLongMessages(each->parts().table, w->wrapAction->isChecked());
     connect(w->newWindowAction, &QAction::triggered, this,
             [] { QProcess::startDetached(QCoreApplication::applicationFilePath(), {}); });
     // Quit ends the program, whichever of its windows are open.
     connect(w->quitAction, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    // The desktop switching between light and dark, or the preferences, change the styles.
+    onPaletteChange(w, [this] { readSettings(); });
 }
 
 void VellumfoxAppDelegate::readSettings() {
     applyTheme();
-    parts_.model->setStyles(readLevelStyles(QApplication::font(), isDarkPalette()));
-    followStyles(parts_.window->logTable(), parts_.model->styles());
+    for (const std::unique_ptr<SourceTab>& each : tabs_) applyStyles(*each);
     parts_.filterList->loadFilters();
 }
 
+void VellumfoxAppDelegate::applyStyles(SourceTab& tab) {
+    const SourceTab::Parts& p = tab.parts();
+    p.model->setStyles(readLevelStyles(QApplication::font(), isDarkPalette()));
+    followStyles(p.table, p.model->styles());
+    if (parts_.window->wrapAction->isChecked()) setWrapLongMessages(p.table, true);
+}
+
+// A tab's rows, title or state changed: its text, the status line (the
+// counts are the current tab's, the totals every tab's).
+void VellumfoxAppDelegate::onTabChanged(SourceTab* tab) {
+    if (tab == nullptr) return;
+    const QString text = tab->tabText();
+    tab->nameRows();
+    parts_.window->setSourceText(tab->parts().table, text, tab->toolTip());
+    // A device in a state other than streaming or waiting (offline,
+    // unauthorized ...) is marked.
+    QTabWidget* tabs = parts_.window->sourceTabs();
+    const int index = tabs->indexOf(tab->parts().table);
+    const bool marked = text.endsWith(u']') && !text.endsWith(u"[PAUSED]"_s);
+    tabs->setTabIcon(index, marked ? tabs->style()->standardIcon(QStyle::SP_MessageBoxWarning) : QIcon());
+    updateStatus();
+    rememberDeviceTabs();
+}
+
 void VellumfoxAppDelegate::updateStatus() {
-    const Parts& p = parts_;
+    if (tabs_.empty()) return;
+    const SourceTab::Parts& p = tab();
     TableState state;
     state.total = p.store->logEventCount();
     state.filtered = p.filter->predicate() != nullptr;
     state.fromDevice = p.connection->isDatasourceDevice();
     state.logging = p.session->isLogging();
     state.seeking = p.session->isSeeking();
-    p.status->showCounts(p.model->rowCount(), state);
+    parts_.status->showCounts(p.model->rowCount(), state);
+    qsizetype rows = 0;
+    size_t bytes = 0;
+    if (tabs_.size() > 1) {
+        for (const std::unique_ptr<SourceTab>& each : tabs_) {
+            const RowList all = each->parts().store->getDataAll();
+            rows += all.size();
+            bytes += estimateRowBytes(all);
+        }
+    }
+    parts_.status->showTotals(totalsText(qsizetype(tabs_.size()), rows, bytes));
+}
+
+// The device tabs by serial, in their order, for the next start.
+void VellumfoxAppDelegate::rememberDeviceTabs() {
+    if (shown_ == nullptr) return;  // still starting: nothing to remember yet
+    QStringList serials;
+    QTabWidget* tabs = parts_.window->sourceTabs();
+    for (int i = 0; i < tabs->count(); ++i) {
+        const SourceTab* tab = tabOf(tabs->widget(i));
+        if (tab == nullptr) continue;
+        const QString serial = tab->deviceSerial();
+        if (!serial.isEmpty() && !serials.contains(serial)) serials << serial;
+    }
+    if (serials == rememberedTabs_) return;
+    rememberedTabs_ = serials;
+    Preferences::setValue(QLatin1String(kDeviceTabsKey), serials);
 }
 
 void VellumfoxAppDelegate::showPreferences() {
@@ -240,37 +392,11 @@ void VellumfoxAppDelegate::toggleRemoteScreen() {
         screen->close();
         return;
     }
-    VF_LOG("opening mirror window: {}", parts_.session->deviceId());
-    screen->setDeviceId(parts_.session->deviceId());
+    const QString deviceId = tab().session->deviceId();
+    VF_LOG("opening mirror window: {}", deviceId);
+    screen->setDeviceId(deviceId);
     placeOnScreenOf(screen, parts_.window.get());
     screen->showWindow();
 }
-
-void VellumfoxAppDelegate::onLogUpdated(const LogUpdate& update) {
-    const Parts& p = parts_;
-    p.follower->showRows(update, p.filter->hasLanded());
-    updateStatus();
-    p.crashes->onLogUpdated(p.connection->isDatasourceDevice() && p.follower->scrollToBottom());
-    p.filter->crashesChanged(p.crashes->detector().revision());
-}
-
-void VellumfoxAppDelegate::onFilterCorrupt(const QString& reason) {
-    auto* box = new QMessageBox(QMessageBox::Critical, u"Filter is corrupt"_s, u"Filter is corrupt"_s,
-                                QMessageBox::Ok, parts_.window.get());
-    box->setInformativeText(reason);
-    box->setWindowModality(Qt::ApplicationModal);
-    parts_.connection->showBox(box);
-}
-
-void VellumfoxAppDelegate::showOnly(PredicatePtr filter, const QString& description) {
-    parts_.filterList->clearChoice();
-    parts_.filter->set(std::move(filter), description);
-}
-
-PredicatePtr VellumfoxAppDelegate::filterInForce() const { return parts_.filter->predicate(); }
-
-bool VellumfoxAppDelegate::filterShown() const { return parts_.filter->hasLanded(); }
-
-bool VellumfoxAppDelegate::selectRowAtTop(RowIdx idx) { return parts_.follower->selectRowAtTop(idx); }
 
 }  // namespace vf::ui

@@ -59,5 +59,23 @@ TEST(DeviceTime, ShapeLeadingTimeAndSpans) {
     for (const auto& s : spans) EXPECT_EQ(deviceTimeSpanMs(s.from, s.to), s.ms) << s.from << " -> " << s.to;
 }
 
+// The device read its clock halfway between the host's request and reply.
+TEST(DeviceTime, ClockOffsetFromTheDateReply) {
+    const struct {
+        const char* reply;
+        int64_t before, after;
+        std::optional<int64_t> offset;
+    } cases[] = {
+        {"1700000000.250000000\n", 1'700'000'000'000, 1'700'000'000'100, 200},
+        {"1700003600.050123456\r\n", 1'700'000'000'000, 1'700'000'000'100, 3'600'000},  // an hour ahead
+        {"1699999999.000000000\n", 1'700'000'000'000, 1'700'000'000'000, -1'000},
+        {"1700000000.N\n", 0, 0, std::nullopt},  // a date without %N
+        {"Tue Nov 14 22:13:20 UTC 2023\n", 0, 0, std::nullopt},
+        {".500\n", 0, 0, std::nullopt},
+        {"", 0, 0, std::nullopt},
+    };
+    for (const auto& c : cases) EXPECT_EQ(deviceClockOffsetMs(c.reply, c.before, c.after), c.offset) << c.reply;
+}
+
 }  // namespace
 }  // namespace vf

@@ -53,7 +53,10 @@ protected:
         ADD_FAILURE() << "no menu item " << text.toStdString();
         return nullptr;
     }
-    QString alert() const { return app->parts().connection->currentAlert() ? app->parts().connection->currentAlert()->informativeText() : QString(); }
+    QString alert() const {
+        const QMessageBox* box = app->tab().connection->currentAlert();
+        return box != nullptr ? box->informativeText() : QString();
+    }
 
     AdbHarness harness = makeHarness();
     std::unique_ptr<ScopedAdbPreferences> preferences;
@@ -71,7 +74,7 @@ TEST_P(E2eViewer, ShowsModelAndAppNamesWithoutTheModelInBuildProp) {
     // known when the run started).
     ASSERT_TRUE(waitUntil([&] { return title().contains(u"Pixel Test"_s) && title().contains(device->serial()); }, 15000))
         << title().toStdString();
-    ui::LogTableModel* model = app->parts().model;
+    ui::LogTableModel* model = app->tab().model;
     const auto named = [&] {
         for (int row = 0; row < model->rowCount(); ++row)
             if (model->index(row, 6).data().toString().contains(u"replayed line 199"_s))
@@ -103,7 +106,7 @@ TEST_P(E2eViewer, AnOfflineDeviceIsWaitedForOnTheStatusLine) {
     ASSERT_TRUE(offline) << harness.lastError().toStdString();
     launch();
     EXPECT_TRUE(waitUntil([&] { return app->parts().status->note().contains(u"offline"_s); }, 15000));
-    EXPECT_TRUE(app->parts().session->isWaiting());
+    EXPECT_TRUE(app->tab().session->isWaiting());
     EXPECT_EQ(alert(), QString());
 }
 
@@ -119,11 +122,12 @@ TEST_P(E2eViewer, RunThenThePickerChoosesTheDeviceAndTheMenuActsOnItsLog) {
     ASSERT_TRUE(second) << harness.lastError().toStdString();
     launch(false);
     const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
+    const ui::SourceTab::Parts& tab = app->tab();
 
     QTest::mouseClick(parts.window->toolBar()->widgetForAction(parts.window->connectAction), Qt::LeftButton);
-    ASSERT_TRUE(waitUntil([&] { return parts.connection->devicePicker() && parts.connection->devicePicker()->isVisible(); },
+    ASSERT_TRUE(waitUntil([&] { return tab.connection->devicePicker() && tab.connection->devicePicker()->isVisible(); },
                           15000));
-    ui::DevicePickerSheet* picker = parts.connection->devicePicker();
+    ui::DevicePickerSheet* picker = tab.connection->devicePicker();
     EXPECT_EQ(picker->deviceButton()->count(), 2);
     const int chosen = picker->deviceButton()->findText(second->serial(), Qt::MatchContains);
     ASSERT_GE(chosen, 0);
@@ -131,26 +135,26 @@ TEST_P(E2eViewer, RunThenThePickerChoosesTheDeviceAndTheMenuActsOnItsLog) {
     QTest::mouseClick(picker->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok), Qt::LeftButton);
     int replayed = -1;  // a row of the replayed log
     ASSERT_TRUE(waitUntil([&] {
-        for (int row = 0; row < parts.model->rowCount() && replayed < 0; ++row)
-            if (parts.model->index(row, 6).data().toString().contains(u"replayed line"_s)) replayed = row;
+        for (int row = 0; row < tab.model->rowCount() && replayed < 0; ++row)
+            if (tab.model->index(row, 6).data().toString().contains(u"replayed line"_s)) replayed = row;
         return replayed >= 0;
     }, 15000));
-    EXPECT_EQ(parts.session->deviceId(), second->serial());
+    EXPECT_EQ(tab.session->deviceId(), second->serial());
     EXPECT_TRUE(title().contains(second->serial())) << title().toStdString();
     EXPECT_EQ(parts.window->connectAction->text(), u"Stop"_s);
 
     parts.window->logTable()->selectRowAlone(replayed);
     // Copied as one line: line breaks in the text become blanks.
-    const QString text = parts.model->index(replayed, 6).data().toString().replace(u'\r', u' ');
+    const QString text = tab.model->index(replayed, 6).data().toString().replace(u'\r', u' ');
     menuItem(u"&Edit"_s, u"Copy"_s)->trigger();
     EXPECT_TRUE(QApplication::clipboard()->text().endsWith(u'\t' + text + u'\n'))
         << QApplication::clipboard()->text().toStdString();
 
     menuItem(u"&Edit"_s, u"Clear"_s)->trigger();
-    EXPECT_EQ(parts.model->rowCount(), 0);
+    EXPECT_EQ(tab.model->rowCount(), 0);
     // The device's log goes on after the clear.
-    EXPECT_TRUE(waitUntil([&] { return parts.model->rowCount() > 0; }, 15000));
-    EXPECT_EQ(parts.session->deviceId(), second->serial());
+    EXPECT_TRUE(waitUntil([&] { return tab.model->rowCount() > 0; }, 15000));
+    EXPECT_EQ(tab.session->deviceId(), second->serial());
 }
 
 INSTANTIATE_TEST_SUITE_P(BothKinds, E2eViewer, ::testing::Values(false, true),

@@ -58,7 +58,7 @@ protected:
     void launch(bool connectAtStart) { app = launchViewer(connectAtStart); }
     // The app column of the first row whose text holds `text`; null when none does.
     std::optional<QString> appOf(const QString& text) const {
-        const ui::LogTableModel* model = app->parts().model;
+        const ui::LogTableModel* model = app->tab().model;
         for (int row = 0; row < model->rowCount(); ++row)
             if (model->index(row, 6).data().toString().contains(text)) return model->index(row, 1).data().toString();
         return std::nullopt;
@@ -77,16 +77,17 @@ TEST_F(E2eWindow, OpenThenRunListsEachCrashOnce) {
     ASSERT_TRUE(harness.startDevice(fastDevice(log)));
     launch(false);
     const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
-    parts.files->openFile(log);
-    ASSERT_TRUE(waitUntil([&] { return parts.crashes->list()->count() == 1 && shows(u"the end of the replay"_s); }, 15000));
+    const ui::SourceTab::Parts& tab = app->tab();
+    tab.files->openFile(log);
+    ASSERT_TRUE(waitUntil([&] { return tab.crashes->list()->count() == 1 && shows(u"the end of the replay"_s); }, 15000));
 
     parts.window->connectAction->trigger();
-    ASSERT_TRUE(waitUntil([&] { return parts.session->isLogging(); }, 15000));
-    ASSERT_TRUE(waitUntil([&] { return shows(u"the end of the replay"_s) && parts.crashes->list()->count() > 0; }, 15000));
+    ASSERT_TRUE(waitUntil([&] { return tab.session->isLogging(); }, 15000));
+    ASSERT_TRUE(waitUntil([&] { return shows(u"the end of the replay"_s) && tab.crashes->list()->count() > 0; }, 15000));
     pumpEvents(1500);
-    ASSERT_EQ(parts.crashes->list()->count(), 1);
-    EXPECT_TRUE(parts.crashes->list()->item(0)->text().contains(u"org.example.fieldnotes ("_s))
-        << parts.crashes->list()->item(0)->text().toStdString();
+    ASSERT_EQ(tab.crashes->list()->count(), 1);
+    EXPECT_TRUE(tab.crashes->list()->item(0)->text().contains(u"org.example.fieldnotes ("_s))
+        << tab.crashes->list()->item(0)->text().toStdString();
     EXPECT_EQ(appOf(u"line 29"_s), u"org.example.fieldnotes"_s);
 }
 
@@ -96,20 +97,21 @@ TEST_F(E2eWindow, OpenThenRunListsEachCrashOnce) {
 TEST_F(E2eWindow, ALateDeviceIsPickedUpWithoutInput) {
     launch(true);
     const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
+    const ui::SourceTab::Parts& tab = app->tab();
     ASSERT_TRUE(waitUntil([&] { return parts.window->logTable()->placeholderText().contains(u"picked up"_s); }, 15000));
-    EXPECT_EQ(parts.connection->currentAlert(), nullptr);
+    EXPECT_EQ(tab.connection->currentAlert(), nullptr);
 
     const QString log = writeCrashingLog(harness);
     SimulatedDevice* device = harness.startDevice(fastDevice(log));
     ASSERT_NE(device, nullptr) << harness.lastError().toStdString();
     // Listed offline first while the server connects it, then ready.
     ASSERT_TRUE(waitUntil([&] { return parts.window->connectAction->text() == u"Stop"_s; }, 15000));
-    EXPECT_EQ(parts.session->deviceId(), device->serial());
+    EXPECT_EQ(tab.session->deviceId(), device->serial());
     EXPECT_TRUE(parts.window->windowTitle().endsWith(device->serial())) << parts.window->windowTitle().toStdString();
-    const QList<QAction*> entries = parts.connection->devicesMenu()->actions();
+    const QList<QAction*> entries = tab.connection->devicesMenu()->actions();
     ASSERT_EQ(entries.size(), 1);
     EXPECT_TRUE(entries.first()->isChecked());
-    EXPECT_EQ(parts.connection->currentAlert(), nullptr);
+    EXPECT_EQ(tab.connection->currentAlert(), nullptr);
 }
 
 // Quit from the message viewer ends the application, not just the main window.
@@ -117,10 +119,11 @@ TEST_F(E2eWindow, QuitFromTheMessageViewerEndsTheApplication) {
     const QString log = writeCrashingLog(harness);
     launch(false);
     const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
-    parts.files->openFile(log);
+    const ui::SourceTab::Parts& tab = app->tab();
+    tab.files->openFile(log);
     ASSERT_TRUE(waitUntil([&] { return shows(u"the end of the replay"_s); }, 15000));
     parts.window->logTable()->selectRow(0);
-    parts.messages->onViewText();
+    tab.messages->onViewText();
     QWidget* viewer = QApplication::activeWindow();
     ASSERT_TRUE(waitUntil([&] {
         viewer = QApplication::activeWindow();

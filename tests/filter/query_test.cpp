@@ -15,6 +15,8 @@ namespace {
 // Rows 1-13 (idx 0-12). Tags are padded as logcat pads them; the crash
 // detector finds the Java crash (rows 7-12) and the native one (row 13).
 // Rows 7-12 came from the crash buffer, row 4 from system, the rest from main.
+// The rows of com.other (5, 6, 13) were read from a saved file, the others
+// from a device.
 constexpr const char* kLog[] = {
     "01-15 10:00:00.000 com.example.app(100) 100 D Net     : connect to host",
     "01-15 10:00:01.000 com.example.app:remote(101) 105 I Http    : GET /index 200",
@@ -35,8 +37,12 @@ class Query : public ::testing::Test {
 protected:
     Query() {
         const RowIndexSource next = rowCounter();
-        for (const char* line : kLog)
-            rows.append(parseThreadTimeLine(arena, arena.copyLine(line), LogLineFormat::ThreadTimeApp, next));
+        for (const char* line : kLog) {
+            RowArena& from = std::string_view(line).find("com.other") != std::string_view::npos ? saved : arena;
+            rows.append(parseThreadTimeLine(from, from.copyLine(line), LogLineFormat::ThreadTimeApp, next));
+        }
+        arena.setSourceLabel("Pixel 7 \xE2\x80\x94 0A1B");
+        saved.setSourceLabel("saved.log");
         for (qsizetype i = 0; i < rows.size(); ++i)
             rows[i]->setUnsharedBuffer(i >= 6 && i <= 11 ? LogBuffer::Crash : i == 3 ? LogBuffer::System : LogBuffer::Main);
         context = fileQueryContext(rows, kQueryUsesCrashes);
@@ -52,7 +58,7 @@ protected:
         return result.predicate ? count(result.predicate) : -1;
     }
 
-    RowArena arena;
+    RowArena arena, saved;
     RowList rows;
     QueryContext context;
 };
@@ -75,6 +81,8 @@ TEST_F(Query, EveryFormKeyAndCombiningRuleCountsItsRows) {
         {"age:1m", 8}, {"age:30s", 7}, {"age:2h", 13}, {"is:crash", 7}, {"is:stacktrace", 3},
         // The log buffer a row came from.
         {"buffer:crash", 6}, {"buffer=:SYSTEM", 1}, {"-buffer:main", 7}, {"buffer:crash level:F", 0},
+        // Where a row was read (the tab's name).
+        {"source:pixel", 10}, {"source=:SAVED.LOG", 3}, {"-source:0a1b level:E", 2}, {"source:\"7 \xE2\x80\x94\"", 10},
         // Without | & ( ): one key ORs, different keys, negations and words AND.
         {"tag:Net tag:Http", 4}, {"tag:Net level:E", 1}, {"tag:Net tag:Http -level:W", 2},
         {"is:crash is:stacktrace", 7}, {"is:crash -is:stacktrace", 4}, {"age:1m level:E heartbeat", 0},
@@ -148,6 +156,8 @@ TEST_F(Query, PrintsTheFilterLanguageWhereItCanAndReadsBackWhereItCannot) {
     EXPECT_EQ(count(nested), 13);
     EXPECT_EQ(count(bindQueryContext(nested, context)), 7);
     EXPECT_EQ(count(Predicate::parse(u"QUERY \"is:crash\""_s).predicate), 0) << "no crashes known before binding";
+    // The filter language names the source as the query does.
+    EXPECT_EQ(count(Predicate::parse(u"source CONTAINS[c] 'SAVED' AND type == 'E'"_s).predicate), 1);
 }
 
 TEST(QueryAge, CountsBackOverTheTurnOfTheYear) {

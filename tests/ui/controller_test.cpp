@@ -27,14 +27,14 @@ TEST_F(ControllerTest, StartUpWithoutDeviceStaysIdleAndQuiet) {
     EXPECT_EQ(app->parts().status->viewingText(), u"No Data       v(%1)"_s.arg(QLatin1String(build::kVersion)));
     EXPECT_EQ(title(), u"Vellumfox"_s);
     EXPECT_EQ(button(), u"Run"_s);
-    EXPECT_EQ(app->parts().connection->currentAlert(), nullptr);
+    EXPECT_EQ(app->tab().connection->currentAlert(), nullptr);
     EXPECT_EQ(conversations->logReaders, 0);
 }
 
 TEST_F(ControllerTest, TwoDevicesOpenThePickerAndCancelLeavesIdle) {
     start();
     adb->list({device(u"A1"_s, u"Pixel"_s), device(u"B2"_s, std::nullopt, u"offline"_s)});
-    DevicePickerSheet* picker = app->parts().connection->devicePicker();
+    DevicePickerSheet* picker = app->tab().connection->devicePicker();
     ASSERT_NE(picker, nullptr);
     EXPECT_TRUE(picker->isVisible());
     EXPECT_EQ(picker->deviceButton()->count(), 2);
@@ -49,7 +49,7 @@ TEST_F(ControllerTest, TwoDevicesOpenThePickerAndCancelLeavesIdle) {
     picker->deviceButton()->setCurrentIndex(1);
     picker->startLogForDevice();
     ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"B2"_s; }));
-    EXPECT_EQ(app->parts().session->lastDeviceId(), u"B2"_s);
+    EXPECT_EQ(app->tab().session->lastDeviceId(), u"B2"_s);
     EXPECT_EQ(button(), u"Stop"_s);
 }
 
@@ -67,44 +67,44 @@ TEST_F(ControllerTest, TitleAndButtonFollowTheRun) {
     conversations->endStream();
     ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"Pixel \u2014 A1 [PAUSED]"_s; }));
     EXPECT_EQ(button(), u"Run"_s);
-    EXPECT_TRUE(app->parts().session->reconnectTimer()->isActive());
+    EXPECT_TRUE(app->tab().session->reconnectTimer()->isActive());
     app->parts().window->connectAction->trigger();  // Run: no more waiting for A1, whichever device is listed
     EXPECT_EQ(title(), u"Pixel \u2014 A1 [OFFLINE]"_s);
     EXPECT_EQ(button(), u"Run"_s);
-    EXPECT_FALSE(app->parts().session->autoReconnect());
+    EXPECT_FALSE(app->tab().session->autoReconnect());
 }
 
 TEST_F(ControllerTest, FailuresShowAlertsAndAdvice) {
     start();
     adb->list({device(u"X9"_s, std::nullopt, u"unauthorized"_s)});
-    ASSERT_NE(app->parts().connection->currentAlert(), nullptr);
-    EXPECT_EQ(app->parts().connection->currentAlert()->text(), u"Alert"_s);
-    EXPECT_EQ(app->parts().connection->currentAlert()->informativeText(), u"Device Not Authorized\n\nAllow USB debugging from device X9"_s);
-    EXPECT_EQ(app->parts().connection->currentAlert()->windowModality(), Qt::WindowModal);
+    ASSERT_NE(app->tab().connection->currentAlert(), nullptr);
+    EXPECT_EQ(app->tab().connection->currentAlert()->text(), u"Alert"_s);
+    EXPECT_EQ(app->tab().connection->currentAlert()->informativeText(), u"Device Not Authorized\n\nAllow USB debugging from device X9"_s);
+    EXPECT_EQ(app->tab().connection->currentAlert()->windowModality(), Qt::WindowModal);
     EXPECT_EQ(conversations->logReaders, 0);
     EXPECT_TRUE(events.contains(u"error-not-authorized"_s));
 
     DeviceRecord denied = device(u"P1"_s, std::nullopt, u"no permissions"_s);
     denied.usbVendorId = u"18d1"_s;
     adb->list({denied});
-    EXPECT_TRUE(app->parts().connection->currentAlert()->informativeText().contains(u"plugdev"_s));
-    EXPECT_TRUE(app->parts().connection->currentAlert()->informativeText().contains(u"18d1"_s));
+    EXPECT_TRUE(app->tab().connection->currentAlert()->informativeText().contains(u"plugdev"_s));
+    EXPECT_TRUE(app->tab().connection->currentAlert()->informativeText().contains(u"18d1"_s));
 
     // The device went away between the listing and the stream (adb 29 words it so).
     adb->list({device(u"G1"_s)});
     ASSERT_TRUE(vf::test::waitUntil([&] { return title() == u"G1"_s; }));
     conversations->refuse(u"device 'G1' not found"_s);
-    ASSERT_TRUE(vf::test::waitUntil([&] { return app->parts().connection->currentAlert()->informativeText().startsWith(u"No Android"_s); }));
-    app->parts().connection->stopLogging();
+    ASSERT_TRUE(vf::test::waitUntil([&] { return app->tab().connection->currentAlert()->informativeText().startsWith(u"No Android"_s); }));
+    app->tab().connection->stopLogging();
 
     adb->list({device(u"O1"_s, std::nullopt, u"offline"_s)});  // stopped: news for the Device menu only
     EXPECT_FALSE(app->parts().status->note().contains(u"offline"_s));
-    app->parts().connection->startLogging();
+    app->tab().connection->startLogging();
     adb->list({device(u"O1"_s, std::nullopt, u"offline"_s)});
     EXPECT_TRUE(app->parts().status->note().contains(u"offline"_s));
-    app->parts().connection->stopLogging();
+    app->tab().connection->stopLogging();
 
-    app->parts().connection->startLogging();
+    app->tab().connection->startLogging();
     adb->lister->onDeviceListFailed(DeviceListFailure::NoDevice);  // no device: the table says what to do, no alert
     EXPECT_TRUE(app->parts().status->note().startsWith(u"No Android"_s));
 
@@ -114,7 +114,7 @@ TEST_F(ControllerTest, FailuresShowAlertsAndAdvice) {
     EXPECT_TRUE(events.contains(u"error-adb-not-running"_s));
     adb->adbCompletion(false);
     EXPECT_EQ(title(), u"O1 [OFFLINE]"_s);  // the last device waited for, not streaming
-    EXPECT_TRUE(app->parts().connection->currentAlert()->informativeText().startsWith(u"ADB not running"_s));
+    EXPECT_TRUE(app->tab().connection->currentAlert()->informativeText().startsWith(u"ADB not running"_s));
 }
 
 // A saved-log suffix in upper case still reads the property list.
@@ -126,21 +126,21 @@ TEST_F(ControllerTest, OpensFilesByLowerCasedSuffix) {
 <key>pid</key><string>12</string><key>tid</key><string>13</string><key>type</key><string>W</string>
 <key>name</key><string>Tag</string><key>text</key><string>from the property list</string></dict>
 </array></dict></plist>)");
-    app->parts().files->openFile(path);
+    app->tab().files->openFile(path);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 1; }));
     EXPECT_EQ(model()->index(0, 6).data().toString(), u"from the property list"_s);
     EXPECT_EQ(model()->index(0, 1).data().toString(), u"com.example"_s);
     EXPECT_EQ(title(), path);
-    EXPECT_FALSE(app->parts().connection->isDatasourceDevice());
-    EXPECT_FALSE(app->parts().session->lastDeviceId().has_value());
+    EXPECT_FALSE(app->tab().connection->isDatasourceDevice());
+    EXPECT_FALSE(app->tab().session->lastDeviceId().has_value());
 
-    app->parts().files->openFile(vf::test::writeFile(dir.filePath(u"mine.FILTERS"_s), R"(<?xml version="1.0" encoding="UTF-8"?>
+    app->tab().files->openFile(vf::test::writeFile(dir.filePath(u"mine.FILTERS"_s), R"(<?xml version="1.0" encoding="UTF-8"?>
 <plist version="1.0"><dict><key>Only Tag</key><string>name == 'Tag'</string></dict></plist>)"));
     EXPECT_TRUE(app->parts().filterList->sortedFilterKeys().contains(u"Only Tag"_s));
     EXPECT_EQ(title(), path);  // importing filters leaves the log alone
 
     // A binary file is refused with an alert that says why.
-    app->parts().files->openFile(vf::test::writeFile(dir.filePath(u"core.log"_s), QByteArray(4096, '\0')));
+    app->tab().files->openFile(vf::test::writeFile(dir.filePath(u"core.log"_s), QByteArray(4096, '\0')));
     QMessageBox* alert = nullptr;
     ASSERT_TRUE(vf::test::waitUntil(
         [&] { return (alert = app->parts().window->findChild<QMessageBox*>(u"binaryFileAlert"_s)) != nullptr; }));
@@ -153,14 +153,14 @@ TEST_F(ControllerTest, OpensABugreportZipWithItsCrashAndDevice) {
     start();
     const QString zip = dir.filePath(u"report.zip"_s);
     vf::test::writeSampleReportZip(zip);
-    app->parts().files->openFile(zip);
+    app->tab().files->openFile(zip);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == vf::test::kSampleReportRows; }));
     EXPECT_EQ(title(), zip + u" \u2014 Pixel 6 \u00b7 "_s + QLatin1String(vf::test::kSampleFingerprint));
     const QHeaderView* header = app->parts().window->logTable()->horizontalHeader();
     EXPECT_FALSE(header->isSectionHidden(kBufferColumn));
     EXPECT_LT(header->visualIndex(kBufferColumn), header->visualIndex(kTextColumn));
     EXPECT_EQ(model()->index(3, kBufferColumn).data().toString(), u"crash"_s);
-    EXPECT_EQ(app->parts().crashes->detector().crashes().size(), 1u);
+    EXPECT_EQ(app->tab().crashes->detector().crashes().size(), 1u);
 }
 
 }  // namespace

@@ -73,11 +73,11 @@ protected:
 
     // Puts `rows` into the store as a loaded file and waits for the table.
     void show(const RowList& rows) {
-        app->parts().store->setLogDataFromFile(rows);
+        app->tab().store->setLogDataFromFile(rows);
         ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == rows.size(); }));
     }
 
-    LogTableModel* model() const { return app->parts().model; }
+    LogTableModel* model() const { return app->tab().model; }
     SelectableTableView* table() const { return app->parts().window->logTable(); }
     QString title() const { return app->parts().window->windowTitle(); }
     QString button() const { return app->parts().window->connectAction->text(); }

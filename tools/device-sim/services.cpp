@@ -1,6 +1,7 @@
 // The shell commands the simulated device knows. Each runs on its own
 // stream; one-shot commands write their output and finish, logcat follows
 // the device's log buffer until the host closes the stream.
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QPointer>
 #include <QSet>
@@ -206,6 +207,18 @@ QByteArray dumpsys(Device& device, const QStringList& args) {
     return "Can't find service: " + args.value(0).toUtf8() + '\n';
 }
 
+// "date" on the device's clock: "+%s.%N" (seconds and nanoseconds since the
+// epoch, what the viewer measures the clock by) or the plain form.
+QByteArray deviceDate(const Device& device, const QString& format) {
+    const QDateTime now = QDateTime::currentDateTime().addSecs(device.options().clockOffsetSeconds);
+    if (format == u"+%s.%N") {
+        const qint64 ms = now.toMSecsSinceEpoch();
+        return QByteArray::number(ms / 1000) + '.' + QByteArray::number(ms % 1000 * 1000000).rightJustified(9, '0') +
+               '\n';
+    }
+    return now.toString(QStringLiteral("ddd MMM d HH:mm:ss yyyy")).toUtf8() + '\n';
+}
+
 // Runs the statement of `line` whose words are `line.argv`. Returns true when
 // it became a stream that outlives the call (logcat following the log).
 bool runCommand(const ShellLine& line, const QString& command, Stream* stream, Device& device, QByteArray& out) {
@@ -242,6 +255,8 @@ bool runCommand(const ShellLine& line, const QString& command, Stream* stream, D
         out = dumpsys(device, line.argv.mid(1));
     } else if (program == u"input") {
         out = device.input(line.argv, command);
+    } else if (program == u"date") {
+        out = deviceDate(device, line.argv.value(1));
     } else if (program == u"echo") {
         out = (line.argv.mid(1).join(u' ') + u'\n').toUtf8();
     } else {

@@ -42,6 +42,27 @@ std::optional<std::string_view> leadingDeviceTime(std::string_view line) {
     return head;
 }
 
+std::optional<int64_t> deviceTimeOfYearMs(std::string_view time) {
+    if (!isDeviceTime(time)) return std::nullopt;
+    return msInYear(time);
+}
+
+std::optional<int64_t> deviceClockOffsetMs(std::string_view reply, int64_t hostBeforeMs, int64_t hostAfterMs) {
+    while (!reply.empty() && (reply.back() == '\n' || reply.back() == '\r' || reply.back() == ' ')) reply.remove_suffix(1);
+    const size_t dot = reply.find('.');
+    if (dot == 0 || dot == std::string_view::npos || dot > 12 || reply.size() - dot - 1 < 3) return std::nullopt;
+    int64_t seconds = 0;
+    for (const char c : reply.substr(0, dot)) {
+        if (c < '0' || c > '9') return std::nullopt;
+        seconds = seconds * 10 + (c - '0');
+    }
+    const std::string_view fraction = reply.substr(dot + 1);
+    for (const char c : fraction)
+        if (c < '0' || c > '9') return std::nullopt;
+    const int64_t deviceMs = seconds * 1000 + number(fraction, 0, 3);
+    return deviceMs - (hostBeforeMs + (hostAfterMs - hostBeforeMs) / 2);
+}
+
 std::optional<int64_t> deviceTimeSpanMs(std::string_view from, std::string_view to) {
     if (!isDeviceTime(from) || !isDeviceTime(to)) return std::nullopt;
     constexpr int64_t kYearMs = int64_t(365) * 86400 * 1000;

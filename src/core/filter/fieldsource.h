@@ -19,6 +19,7 @@ enum class RowKey : uint8_t {
     Idx, Time, App, Pid, Tid, Type, Name, Text, Uid,
     Package,  // computed, after every stored key: see kPackageKeyName
     Buffer,   // not a piece of the line: see kBufferKeyName
+    Source,   // not a piece of the line: see kSourceKeyName
 };
 
 // The keys a row stores, Idx .. Uid.
@@ -36,15 +37,21 @@ inline constexpr std::string_view kPackageKeyName = "package";
 // The row's log buffer.
 inline constexpr std::string_view kBufferKeyName = "buffer";
 
+// Where the row was read: the device (model and serial) or the file's name,
+// as the viewer's tab names it; empty when nobody named it.
+inline constexpr std::string_view kSourceKeyName = "source";
+
 inline constexpr std::string_view rowKeyName(RowKey key) {
     if (key == RowKey::Package) return kPackageKeyName;
     if (key == RowKey::Buffer) return kBufferKeyName;
+    if (key == RowKey::Source) return kSourceKeyName;
     return kRowKeyNames[size_t(key)];
 }
 
 inline std::optional<RowKey> rowKeyFromName(std::string_view name) {
     if (name == kPackageKeyName) return RowKey::Package;
     if (name == kBufferKeyName) return RowKey::Buffer;
+    if (name == kSourceKeyName) return RowKey::Source;
     for (size_t i = 0; i < kRowKeyNames.size(); ++i)
         if (kRowKeyNames[i] == name) return RowKey(i);
     return std::nullopt;

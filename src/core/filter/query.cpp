@@ -189,6 +189,7 @@ private:
             case Field::Age: return age(term);
             case Field::Is: return is(term);
             case Field::Buffer: return text(term, RowKey::Buffer, 1);
+            case Field::Source: return text(term, RowKey::Source, 1);
         }
         return {};
     }

@@ -15,7 +15,7 @@
 
 namespace vf::query {
 
-enum class Field : uint8_t { Tag, Message, Package, Process, Pid, Tid, Level, Age, Is, Buffer };
+enum class Field : uint8_t { Tag, Message, Package, Process, Pid, Tid, Level, Age, Is, Buffer, Source };
 enum class Op : uint8_t { Contains, Equals, Regex };
 
 struct KeyEntry {
@@ -25,7 +25,7 @@ struct KeyEntry {
 inline constexpr KeyEntry kKeys[] = {
     {u"tag", Field::Tag},         {u"message", Field::Message}, {u"msg", Field::Message}, {u"package", Field::Package},
     {u"process", Field::Process}, {u"pid", Field::Pid},         {u"tid", Field::Tid},     {u"level", Field::Level},
-    {u"age", Field::Age},         {u"is", Field::Is},           {u"buffer", Field::Buffer}};
+    {u"age", Field::Age},         {u"is", Field::Is},           {u"buffer", Field::Buffer}, {u"source", Field::Source}};
 
 // The level words, in rank order (fatal and assert share a rank).
 inline constexpr QStringView kLevelWords[] = {u"verbose", u"debug", u"info", u"warn", u"error", u"fatal", u"assert"};

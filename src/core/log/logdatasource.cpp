@@ -212,6 +212,8 @@ TextFileRead LogDatasource::openTextFile(const QString& path, TextFileReading ho
     return read;
 }
 
+void LogDatasource::setSourceName(const QString& name) { d->rows.setSourceLabel(name.toStdString()); }
+
 void LogDatasource::setLogDataFromFile(RowList rows, ReportFacts facts) {
     VF_ASSERT_THREAD(this);
     cancelQueueTimer();

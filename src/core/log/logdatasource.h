@@ -96,6 +96,10 @@ public:
     // Blocks until the file is read: any thread but the main one, and not
     // a thread of Qt's global pool (it waits for chunks it gives that pool).
     TextFileRead openTextFile(const QString& path, TextFileReading how);
+    // Names where every row of this store was read, now and to come (the
+    // `source` key); empty: rows shown here keep the names they have. Any
+    // thread.
+    void setSourceName(const QString& name);
     // Shows `rows` (no cap) until the next run; the caller stops the run first.
     // `facts`: what the file (a bugreport) says of its device.
     void setLogDataFromFile(RowList rows, ReportFacts facts = {});

@@ -158,7 +158,8 @@ std::string& RowValues::operator[](RowKey key) {
         case RowKey::Text:
         case RowKey::Idx:
         case RowKey::Package:
-        case RowKey::Buffer: break;
+        case RowKey::Buffer:
+        case RowKey::Source: break;
     }
     return text;
 }
@@ -191,6 +192,7 @@ std::string_view Row::view(RowKey key) const noexcept {
     if (key == RowKey::Idx) return {};
     if (key == RowKey::Package) return packageOf(view(RowKey::App));
     if (key == RowKey::Buffer) return logBufferName(buffer());
+    if (key == RowKey::Source) return RowSegment::of(this)->names->label();
     const uint8_t flags = flags_.load(std::memory_order_acquire);
     if ((flags & kHasExtra) != 0) {
         const int k = int(key) - 1;
@@ -217,7 +219,8 @@ std::string_view Row::view(RowKey key) const noexcept {
         case RowKey::Uid: return slice(uidOff_, uidLen_);
         case RowKey::Idx:
         case RowKey::Package:
-        case RowKey::Buffer: break;
+        case RowKey::Buffer:
+        case RowKey::Source: break;
     }
     return {};
 }
@@ -237,7 +240,7 @@ RowValues Row::values() const {
 }
 
 void Row::setOverride(RowKey key, std::string_view value) {
-    if (key == RowKey::Idx || key == RowKey::Package || key == RowKey::Buffer) return;
+    if (key == RowKey::Idx || key == RowKey::Package || key == RowKey::Buffer || key == RowKey::Source) return;
     const int k = int(key) - 1;
     RowSegment* segment = RowSegment::of(this);
     {
@@ -484,6 +487,18 @@ std::optional<ViewPos> positionOf(const RowList& rows, RowIdx idx) {
                                      [](const RowPtr& row, RowIdx wanted) { return row->idx() < wanted; });
     if (at == rows.end() || (*at)->idx() != idx) return std::nullopt;
     return ViewPos(at - rows.begin());
+}
+
+void RowArena::setSourceLabel(std::string_view label) { names_->setLabel(label); }
+
+void labelSources(const RowList& rows, std::string_view label) {
+    const NameList* last = nullptr;
+    for (const RowPtr& row : rows) {
+        NameList* names = RowSegment::of(row.get())->names.get();
+        if (names == last) continue;  // neighbours mostly share their arena
+        names->setLabel(label);
+        last = names;
+    }
 }
 
 }  // namespace vf

@@ -191,6 +191,10 @@ private:
 
 // Makes rows. One arena per producer (the live stream, one chunk of a file
 // being read); an arena is not thread-safe, the rows it makes are.
+// Names the source of every row of `rows` and of the rows that share their
+// arenas (RowKey::Source).
+void labelSources(const RowList& rows, std::string_view label);
+
 class RowArena final {
 public:
     RowArena();
@@ -219,6 +223,8 @@ public:
     RowPtr make(const RowValues& values);
     // A copy of `row` in this arena's text (the row's own text may then go).
     RowPtr copy(const Row& row);
+    // Names the source of this arena's rows, past and future (RowKey::Source).
+    void setSourceLabel(std::string_view label);
 
 private:
     Row* allocate(RowIdx idx);

@@ -33,6 +33,14 @@ public:
     // is full.
     uint16_t add(std::string_view name);
     // The name numbered `number` (1 up). Any thread.
+    // The name of the source every row of the list's arenas was read from
+    // (see RowKey::Source); a new label replaces the old for every row. Any
+    // thread.
+    void setLabel(std::string_view label) { label_.store(add(label), std::memory_order_release); }
+    std::string_view label() const noexcept {
+        const uint16_t number = label_.load(std::memory_order_acquire);
+        return number == 0 ? std::string_view() : at(number);
+    }
     std::string_view at(uint16_t number) const noexcept {
         const Block* block = blocks_[number >> kBlockShift].load(std::memory_order_acquire);
         return block->names[number & (kBlockSize - 1)];
@@ -53,6 +61,7 @@ private:
     std::mutex mutex_;   // guards the two below
     uint32_t size_ = 0;  // numbers 1..size_ are taken
     std::unordered_map<std::string, uint16_t, Hash, std::equal_to<>> numbers_;
+    std::atomic<uint16_t> label_{0};
 };
 
 }  // namespace vf

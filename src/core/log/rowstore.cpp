@@ -79,8 +79,19 @@ void RowStore::clear() {
     gapCheck_.store(false, std::memory_order_relaxed);
 }
 
+void RowStore::setSourceLabel(const std::string& label) {
+    std::lock_guard lock(mutex_);
+    sourceLabel_ = label;
+    // The arenas' lists take their own locks; the producer's is safe to label meanwhile.
+    arena_.setSourceLabel(label);
+    messageArena_.setSourceLabel(label);
+    viewArena_.setSourceLabel(label);
+    labelSources(logData_.dataArray(), label);
+}
+
 void RowStore::loadRows(RowList rows) {
     std::lock_guard lock(mutex_);
+    if (!sourceLabel_.empty()) labelSources(rows, sourceLabel_);
     logData_.setCapacity(0);
     logData_.addAllObjects(std::move(rows));
     replay_.forget();

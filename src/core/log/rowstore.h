@@ -68,6 +68,8 @@ public:
     // passes (tested outside the lock: a filter that lands meanwhile tests
     // them again). Returns whether the rows shown changed.
     bool addFileRows(const RowList& rows);
+    // Names the source of every row, now and to come (RowKey::Source).
+    void setSourceLabel(const std::string& label);
     // Sets `name` as the app of every row of `pid`; returns how many.
     int setApp(const std::string& pid, const std::string& name);
 
@@ -100,6 +102,7 @@ private:
     RowArena messageArena_;     // status rows
     RowArena viewArena_;        // copies of filtered rows that left logData
     qsizetype viewCompacted_ = 0;  // leading rows of viewData that are such copies
+    std::string sourceLabel_;      // empty: the rows' sources are not named here
 
     std::atomic<bool> gapCheck_{false};  // mirrors the guard's, read without the lock
     std::atomic<bool> fileShown_{false};  // from a file's start to the next run

@@ -13,6 +13,7 @@
 #include "ui/connection/devicepickersheet.h"
 #include "ui/window/icons.h"
 #include "ui/window/mainwindow.h"
+#include "ui/window/selectabletableview.h"
 #include "ui/window/statusline.h"
 
 using namespace Qt::StringLiterals;
@@ -32,9 +33,31 @@ QString deviceTitle(const DeviceRecord& record) {
 
 ConnectionController::ConnectionController(MainWindow& window, StatusLine& status, LogSession& session, Hooks hooks,
                                            QObject* parent)
-    : QObject(parent), window_(window), status_(status), session_(session), hooks_(std::move(hooks)) {
-    window_.setWindowTitle(u"Vellumfox"_s);
+    : QObject(parent), window_(window), table_(window.logTable()), status_(status), session_(session),
+      hooks_(std::move(hooks)) {
+    setTitle(u"Vellumfox"_s);
     buildDevicesMenu();
+    connect(&window_, &MainWindow::currentSourceChanged, this, &ConnectionController::showIfCurrent);
+}
+
+bool ConnectionController::isCurrent() const { return window_.logTable() == table_; }
+
+// Only the current tab's controller writes the window's title, the Run
+// button and the Switch Device menu; the others keep their state for when
+// their tab comes back.
+void ConnectionController::showIfCurrent() {
+    const bool current = isCurrent();
+    devicesMenu_->menuAction()->setVisible(current);
+    if (!current) return;
+    window_.setWindowTitle(title_);
+    resetConnectButton();
+}
+
+void ConnectionController::setTitle(const QString& title) {
+    if (title_ == title) return;
+    title_ = title;
+    if (isCurrent()) window_.setWindowTitle(title);
+    Q_EMIT titleChanged(title);
 }
 
 // "Switch Device" sits under Run/Stop in the menu that holds it.
@@ -128,11 +151,11 @@ void ConnectionController::showingFile(const QString& path) {
     stopLogging();
     isDatasourceDevice_ = false;
     session_.forgetLastDevice();
-    window_.setWindowTitle(path);
+    setTitle(path);
 }
 
 void ConnectionController::showingReport(const QString& path, const ReportFacts& facts) {
-    if (!isDatasourceDevice_) window_.setWindowTitle(u"%1 \u2014 %2"_s.arg(path, facts.title()));
+    if (!isDatasourceDevice_) setTitle(u"%1 \u2014 %2"_s.arg(path, facts.title()));
 }
 
 // ---------------------------------------------------------------------------
@@ -147,6 +170,7 @@ void ConnectionController::onLoggerStarted(const QString& deviceId) {
     status_.clearNote();
     resetConnectButton();
     refreshDevicesMenu();
+    if (hooks_.started) hooks_.started(deviceId);
 }
 
 void ConnectionController::onLoggerStopped() {
@@ -180,7 +204,7 @@ void ConnectionController::onSessionNotice(const SessionNotice& notice) {
     switch (notice.kind) {
         case SessionNotice::StartingAdb:
             if (hooks_.recordEvent) hooks_.recordEvent(u"error-adb-not-running"_s);
-            window_.setWindowTitle(u"Starting ADB server.."_s);
+            setTitle(u"Starting ADB server.."_s);
             break;
         case SessionNotice::AdbStarted:
             setOfflineTitle();
@@ -264,18 +288,20 @@ void ConnectionController::onPickerClosed(int code) {
 
 void ConnectionController::resetConnectButton() {
     const bool stop = session_.isLogging();
-    window_.connectAction->setText(stop ? u"Stop"_s : u"Run"_s);
-    window_.connectAction->setIcon(bundledIcon(stop ? u"stop"_s : u"start"_s));
+    if (isCurrent()) {
+        window_.connectAction->setText(stop ? u"Stop"_s : u"Run"_s);
+        window_.connectAction->setIcon(bundledIcon(stop ? u"stop"_s : u"start"_s));
+    }
     if (hooks_.stateChanged) hooks_.stateChanged();
 }
 
 void ConnectionController::setOfflineTitle() {
-    if (titleSerial_.isEmpty()) window_.setWindowTitle(u"No devices connected"_s);
+    if (titleSerial_.isEmpty()) setTitle(u"No devices connected"_s);
     else showDeviceTitle(session_.autoReconnect() ? u"PAUSED"_s : u"OFFLINE"_s);
 }
 
 void ConnectionController::showDeviceTitle(const QString& tag) {
-    window_.setWindowTitle(deviceTitle(titleSerial_, titleModel_, tag));
+    setTitle(deviceTitle(titleSerial_, titleModel_, tag));
 }
 
 void ConnectionController::showAlert(const QString& text) {

@@ -3,7 +3,7 @@
 // It drives the session from the Run/Stop button and the device picker, and
 // turns the session's reports into the window's title, the button, notes on
 // the status line and the alerts. The session decides; this class words it.
-// It is the only writer of the window's title ("model — serial [STATE]"),
+// Each tab has one; the current tab's is the only writer of the window's title ("model — serial [STATE]"),
 // of the Run/Stop action (Stop only while a device streams) and of the
 // Device menu's list of devices to switch to.
 //
@@ -42,6 +42,7 @@ public:
     struct Hooks {
         std::function<void()> stateChanged;                 // the status line may change
         std::function<void(const QString&)> recordEvent;    // usage events ("error-not-authorized" ...)
+        std::function<void(const QString&)> started;        // a run started on this device
     };
 
     ConnectionController(MainWindow& window, StatusLine& status, LogSession& session, Hooks hooks,
@@ -80,18 +81,28 @@ public:
     // menu's Switch Device entries).
     void switchToDevice(const QString& deviceId);
     QMenu* devicesMenu() const { return devicesMenu_; }
+    // What its tab is called: the device's title or the file's path.
+    const QString& title() const { return title_; }
+    const QString& titleSerial() const { return titleSerial_; }
+
+Q_SIGNALS:
+    void titleChanged(const QString& title);
 
 private:
     void onPickerClosed(int code);
     void buildDevicesMenu();
     void refreshDevicesMenu();
     void resetConnectButton();
+    bool isCurrent() const;
+    void showIfCurrent();
+    void setTitle(const QString& title);
     void setOfflineTitle();
     // The title for the device of the last run, tagged.
     void showDeviceTitle(const QString& tag);
     QString stateAdvice(const SessionNotice& notice) const;
 
     MainWindow& window_;
+    const QWidget* table_;  // its tab's log table
     StatusLine& status_;
     LogSession& session_;
     Hooks hooks_;
@@ -103,7 +114,8 @@ private:
     QString titleSerial_;
     std::optional<QString> titleModel_;
     QMenu* devicesMenu_ = nullptr;  // "Switch Device", in the Device menu
-    QString pendingSwitch_;         // the device to stream once the run has stopped
+    QString pendingSwitch_;
+    QString title_;         // the device to stream once the run has stopped
 };
 
 }  // namespace vf::ui

@@ -9,6 +9,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QSplitter>
+#include <QStackedWidget>
 #include <QStyle>
 #include <QTabWidget>
 #include <QToolBar>
@@ -66,20 +67,29 @@ CrashesPanel::CrashesPanel(MainWindow& window, const LogDatasource& store, Crash
     layout->addWidget(list_, 1);
     layout->addLayout(buttons);
 
-    // The filter list and this panel share the left side as two tabs.
+    // The filter list and the crashes share the left side as two tabs; the
+    // first panel makes them, each source's panel is a page of "Crashes".
     QSplitter* splitter = window.splitter();
-    const QList<int> sizes = splitter->sizes();
-    tabs_ = new QTabWidget(splitter);
-    tabs_->setObjectName(u"sideTabs"_s);
-    tabs_->setDocumentMode(true);
-    splitter->insertWidget(0, tabs_);
-    // The filter list may sit in a pane of its own (with its + / - buttons).
-    QWidget* filterSide = window.filterListTable();
-    if (filterSide->parentWidget() != splitter) filterSide = filterSide->parentWidget();
-    tabs_->addTab(filterSide, u"Filters"_s);
-    tabs_->addTab(this, u"Crashes"_s);
-    splitter->setStretchFactor(0, 0);
-    splitter->setSizes(sizes);
+    tabs_ = splitter->findChild<QTabWidget*>(u"sideTabs"_s, Qt::FindDirectChildrenOnly);
+    if (tabs_ == nullptr) {
+        const QList<int> sizes = splitter->sizes();
+        tabs_ = new QTabWidget(splitter);
+        tabs_->setObjectName(u"sideTabs"_s);
+        tabs_->setDocumentMode(true);
+        splitter->insertWidget(0, tabs_);
+        // The filter list may sit in a pane of its own (with its + / - buttons).
+        QWidget* filterSide = window.filterListTable();
+        if (filterSide->parentWidget() != splitter) filterSide = filterSide->parentWidget();
+        tabs_->addTab(filterSide, u"Filters"_s);
+        auto* stack = new QStackedWidget(tabs_);
+        stack->setObjectName(u"crashStack"_s);
+        tabs_->addTab(stack, u"Crashes"_s);
+        splitter->setStretchFactor(0, 0);
+        splitter->setSizes(sizes);
+    }
+    stack_ = tabs_->findChild<QStackedWidget*>(u"crashStack"_s);
+    stack_->addWidget(this);
+    stack_->setCurrentWidget(this);
 
     countAction_ = new QAction(QString(), &window);
     countAction_->setObjectName(u"crashCountAction"_s);
@@ -90,7 +100,16 @@ CrashesPanel::CrashesPanel(MainWindow& window, const LogDatasource& store, Crash
     toolBar->insertAction(follow >= 0 && follow + 1 < actions.size() ? actions.at(follow + 1) : nullptr, countAction_);
     updateCount();
 
-    connect(countAction_, &QAction::triggered, this, [this] { tabs_->setCurrentWidget(this); });
+    connect(countAction_, &QAction::triggered, this, [this] { tabs_->setCurrentWidget(stack_); });
+    const auto showIfCurrent = [this, &window, table = window.logTable()] {
+        const bool current = window.logTable() == table;
+        countAction_->setVisible(current);
+        if (!current) return;
+        stack_->setCurrentWidget(this);
+        updateCount();
+        onTabChanged();
+    };
+    connect(&window, &MainWindow::currentSourceChanged, this, showIfCurrent);
     connect(tabs_, &QTabWidget::currentChanged, this, &CrashesPanel::onTabChanged);
     connect(list_, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) { chooseCrash(list_->row(item)); });
     connect(list_, &QListWidget::itemActivated, this, [this](QListWidgetItem* item) { chooseCrash(list_->row(item)); });
@@ -99,8 +118,10 @@ CrashesPanel::CrashesPanel(MainWindow& window, const LogDatasource& store, Crash
 
 // The side keeps the width the user gave it (the titles wrap): the log
 // table beside it keeps its room.
+bool CrashesPanel::isLookedAt() const { return tabs_->currentWidget() == stack_ && stack_->currentWidget() == this; }
+
 void CrashesPanel::onTabChanged() {
-    if (tabs_->currentWidget() == this) setMarked(false);
+    if (isLookedAt()) setMarked(false);
 }
 
 void CrashesPanel::onLogUpdated(bool following) {
@@ -131,7 +152,7 @@ void CrashesPanel::feedNewRows(bool following) {
     if (count == 0) return;
     const uint64_t before = detector_.detectedCount();
     for (qsizetype i = all.rows.size() - count; i < all.rows.size(); ++i) detector_.feed(*all.rows.at(i));
-    if (detector_.detectedCount() != before && following && tabs_->currentWidget() != this) setMarked(true);
+    if (detector_.detectedCount() != before && following && !isLookedAt()) setMarked(true);
     updateCount();
 }
 
@@ -188,7 +209,7 @@ void CrashesPanel::updateCount() {
                                                .arg(n)
                                                .arg(dropped)
                                          : u"Crashes and ANRs found in the log"_s);
-    tabs_->setTabText(tabs_->indexOf(this), n == 0 ? u"Crashes"_s : u"Crashes (%1)"_s.arg(n));
+    if (stack_->currentWidget() == this) tabs_->setTabText(tabs_->indexOf(stack_), n == 0 ? u"Crashes"_s : u"Crashes (%1)"_s.arg(n));
 }
 
 QString CrashesPanel::summaryText() const { return hint_->text(); }

@@ -25,6 +25,7 @@ class QAction;
 class QLabel;
 class QListWidget;
 class QPushButton;
+class QStackedWidget;
 class QTabWidget;
 
 namespace vf {
@@ -54,8 +55,9 @@ public:
 class CrashesPanel final : public QWidget {
     Q_OBJECT
 public:
-    // Builds the panel into `window` (a tab beside the filter list, an action
-    // in the toolbar), reading the rows of `store`. The window owns it; the
+    // Builds the panel into `window` (a page of the tab beside the filter
+    // list, an action in the toolbar) for the window's current log table's
+    // source, reading the rows of `store`; both show while that table is current. The window owns it; the
     // store and the host outlive it.
     CrashesPanel(MainWindow& window, const LogDatasource& store, CrashesHost& host);
 
@@ -82,6 +84,8 @@ public:
 private:
     void clear();
     void onTabChanged();
+    // Its page of the side tabs is the one shown.
+    bool isLookedAt() const;
     void feedNewRows(bool following);
     void refreshList();
     void updateCount();
@@ -93,6 +97,7 @@ private:
     CrashesHost& host_;
     CrashDetector detector_;
     QTabWidget* tabs_ = nullptr;
+    QStackedWidget* stack_ = nullptr;  // one page per source
     QListWidget* list_ = nullptr;
     QPushButton* copyButton_ = nullptr;
     QLabel* hint_ = nullptr;

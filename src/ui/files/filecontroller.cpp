@@ -52,10 +52,16 @@ FileController::FileController(MainWindow& window, StatusLine& status, LogDataso
 FileController::~FileController() { endLoader(); }
 
 void FileController::openLogcatFile() {
-    auto* dialog = new QFileDialog(&window_, u"Open Log"_s, QDir::homePath());
+    askForLog(&window_, [self = QPointer<FileController>(this)](const QString& path) {
+        if (self != nullptr) self->openFile(path);
+    });
+}
+
+void FileController::askForLog(QWidget* parent, std::function<void(const QString&)> chosen) {
+    auto* dialog = new QFileDialog(parent, u"Open Log"_s, QDir::homePath());
     dialog->setFileMode(QFileDialog::ExistingFile);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    connect(dialog, &QFileDialog::fileSelected, this, &FileController::openFile);
+    connect(dialog, &QFileDialog::fileSelected, dialog, std::move(chosen));
     dialog->open();
 }
 

@@ -23,7 +23,9 @@
 
 #include <QObject>
 #include <QStringList>
+#include <QWidget>
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -56,6 +58,8 @@ public:
 
     // The open panel; the chosen file goes to openFile().
     void openLogcatFile();
+    // The open panel over `parent`; the chosen file goes to `chosen`.
+    static void askForLog(QWidget* parent, std::function<void(const QString&)> chosen);
     // Opens `path` by its suffix; a log is read off the GUI thread.
     void openFile(const QString& path);
     // The save panel: saved log first, or text first.

@@ -14,7 +14,11 @@ void FilterInForce::set(PredicatePtr predicate, const QString& description) {
     predicate_ = std::move(predicate);
     description_ = description;
     store_.setLogDataFilter(predicate_);
-    if (!description.isEmpty()) status_.showFilter(description);
+    show();
+}
+
+void FilterInForce::show() const {
+    if (!description_.isEmpty()) status_.showFilter(description_);
     else status_.showFilter(predicate_ ? predicate_->format() : u"All Messages"_s);
 }
 

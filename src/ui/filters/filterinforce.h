@@ -37,6 +37,8 @@ public:
     // bound again, so that it shows the crashes listed now.
     void crashesChanged(uint64_t revision);
     const PredicatePtr& predicate() const { return predicate_; }
+    // Names it on the status line again (its tab became the current one).
+    void show() const;
     // Whether the store filters by it yet (its pass has landed).
     bool hasLanded() const;
 

@@ -32,8 +32,8 @@ namespace {
 constexpr char16_t kSamplePredicate[] = u"(app ==[cd] 'YOUR_APP_NAME') AND ((type ==[cd] 'E') OR (type ==[cd] 'W'))";
 }  // namespace
 
-FilterListController::FilterListController(MainWindow& window, FilterInForce& filter, QObject* parent)
-    : QObject(parent), window_(window), filter_(filter), library_(store_) {
+FilterListController::FilterListController(MainWindow& window, QObject* parent)
+    : QObject(parent), window_(window), library_(store_) {
     model_ = new QStringListModel(this);
     SelectableTableView* list = window_.filterListTable();
     list->setModel(model_);
@@ -144,7 +144,7 @@ void FilterListController::onSelectionChanged(const QItemSelection& selected) {
     for (const QModelIndex& index : selected.indexes()) (index.row() == 0 ? allMessages : filterRow) = true;
     updatingSelection_ = true;
     if (allMessages) {
-        filter_.set(nullptr);
+        if (filter_ != nullptr) filter_->set(nullptr);
         VF_LOG("Clear Filter");
         list->selectRowAlone(0);
     } else if (filterRow) {
@@ -169,7 +169,7 @@ void FilterListController::applySelectedFilters() {
     const QString description =
         quick.error ? u"quick filter not understood (%1 at %2)"_s.arg(quick.error->message).arg(quick.error->position)
                     : filterInWords(selectedFilterNames(), quickText, byLevel ? levels->currentText() : QString());
-    filter_.set(combineFilters(parts, quick.predicate), description);
+    if (filter_ != nullptr) filter_->set(combineFilters(parts, quick.predicate), description);
     assist_->showError(quick.error);
     Q_EMIT filterChanging();
 }
@@ -186,8 +186,27 @@ void FilterListController::showAllMessages() {
         window_.quickFilterField()->clear();
         window_.levelSelector()->setCurrentIndex(0);
     }
-    filter_.set(nullptr);
+    if (filter_ != nullptr) filter_->set(nullptr);
     window_.filterListTable()->selectRowAlone(0);
+}
+
+FilterListController::Choice FilterListController::choice() const {
+    return {selectedFilterNames(), selectedRow() == 0, window_.quickFilterField()->text(),
+            window_.levelSelector()->currentIndex()};
+}
+
+void FilterListController::showFor(FilterInForce& filter, const Choice& choice) {
+    filter_ = &filter;
+    const QSignalBlocker quiet(window_.quickFilterField());
+    const QSignalBlocker quietLevels(window_.levelSelector());
+    window_.quickFilterField()->setText(choice.quickText);
+    window_.levelSelector()->setCurrentIndex(choice.level);
+    updatingSelection_ = true;
+    window_.filterListTable()->clearSelection();
+    if (choice.allMessages) window_.filterListTable()->selectRowAlone(0);
+    selectNames(choice.names);
+    updatingSelection_ = false;
+    assist_->showError(quickFilterPredicate(choice.quickText).error);
 }
 
 void FilterListController::clearChoice() { window_.filterListTable()->clearSelection(); }
@@ -295,7 +314,7 @@ void FilterListController::updateFilterWithSelected(bool include, const QString&
     VF_LOG("col:{}, value:{}, include:{}, predicate:{}", key, value, int(include), updated->format());
     library_.setFilter(name, updated);
     reloadFilterList();
-    filter_.set(updated);
+    if (filter_ != nullptr) filter_->set(updated);
     Q_EMIT filterChanging();
 }
 
@@ -325,7 +344,7 @@ void FilterListController::showPredicateEditor() {
 void FilterListController::applyPredicate() {
     if (sheet_ == nullptr || !sheet_->predicate()) return;
     VF_LOG("applyPredicate: {}", sheet_->predicate()->format());
-    filter_.set(sheet_->predicate());
+    if (filter_ != nullptr) filter_->set(sheet_->predicate());
 }
 
 void FilterListController::closePredicateSheet() {

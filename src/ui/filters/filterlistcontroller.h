@@ -10,8 +10,8 @@
 // only writer of the list's selection, the level selector and the
 // quick-filter field.
 //
-// Main thread only. The window and the filter in force are not owned and
-// outlive the controller.
+// Main thread only. The window and every filter in force it is given are not
+// owned and outlive the controller (or are handed over before they go).
 
 #include <QObject>
 #include <QPointer>
@@ -37,7 +37,8 @@ class QuickFilterAssist;
 class FilterListController final : public QObject, public TableViewMenuDelegate {
     Q_OBJECT
 public:
-    FilterListController(MainWindow& window, FilterInForce& filter, QObject* parent = nullptr);
+    // Its choices go nowhere until showFor() gives it the current tab's filter.
+    explicit FilterListController(MainWindow& window, QObject* parent = nullptr);
     ~FilterListController() override;
 
     FilterLibrary& library() { return library_; }
@@ -57,6 +58,19 @@ public:
     QuickFilterAssist* quickFilterAssist() const { return assist_; }
     // Every row: "All Messages" chosen, the quick filter empty, every level.
     void showAllMessages();
+    // What the list, the level selector and the quick filter say, kept by
+    // each tab while another is current.
+    struct Choice {
+        QStringList names;         // the saved filters chosen
+        bool allMessages = true;   // "All Messages" chosen
+        QString quickText;
+        int level = 0;             // the level selector's index
+    };
+    Choice choice() const;
+    // Another tab is current: from now on its `filter` takes the choices,
+    // and the widgets show the `choice` that tab had. Nothing is applied
+    // again (the tab's filter stays in force as it is).
+    void showFor(FilterInForce& filter, const Choice& choice);
     // No row of the list chosen (a filter chosen elsewhere is in force).
     void clearChoice();
     // The selected list rows >= 1 in ascending order, and their names.
@@ -107,7 +121,7 @@ private:
     void saveFromSheet(const QString& name, const PredicatePtr& predicate);
 
     MainWindow& window_;
-    FilterInForce& filter_;
+    FilterInForce* filter_ = nullptr;  // the current tab's
     PreferencesFilterStore store_;
     FilterLibrary library_;
     QStringListModel* model_ = nullptr;

@@ -72,9 +72,10 @@ QString messageDetails(const RowList& rows) {
 
 MessageActions::MessageActions(MainWindow& window, LogTableModel& model, LogDatasource& store,
                                FilterListController& filters, SearchController& search, QObject* parent)
-    : QObject(parent), window_(window), model_(model), store_(store), filters_(filters), search_(search) {
+    : QObject(parent), window_(window), table_(*window.logTable()), model_(model), store_(store), filters_(filters),
+      search_(search) {
     addMenuBarItems();
-    window_.logTable()->setMenuDelegate(this);
+    table_.setMenuDelegate(this);
 }
 
 MessageActions::~MessageActions() { delete textViewer_; }
@@ -106,10 +107,16 @@ void MessageActions::addMenuBarItems() {
         file->insertAction(at + 1 < actions.size() ? actions.at(at + 1) : nullptr, import);
     }
     if (QMenu* deviceMenu = menuHolding(window_.connectAction)) deviceMenu->addAction(terminal);
+    // Every tab adds its own; only the current tab's are there to choose.
+    const auto showIfCurrent = [this, items = QList<QAction*>{copyMessage, viewMessage, import, terminal}] {
+        for (QAction* item : items) item->setVisible(window_.logTable() == &table_);
+    };
+    showIfCurrent();
+    connect(&window_, &MainWindow::currentSourceChanged, this, showIfCurrent);
 }
 
 RowList MessageActions::selectedRows() const {
-    QModelIndexList indexes = window_.logTable()->selectionModel()->selectedRows();
+    QModelIndexList indexes = table_.selectionModel()->selectedRows();
     std::sort(indexes.begin(), indexes.end());
     RowList rows;
     for (const QModelIndex& index : std::as_const(indexes))
@@ -125,8 +132,8 @@ QString MessageActions::cellValue(int column, int row) const {
 
 RowMenuContext MessageActions::menuContext(int column, int row) const {
     RowMenuContext c;
-    c.selectedRows = int(window_.logTable()->selectionModel()->selectedRows().size());
-    c.column = placeOnScreen(*window_.logTable()->horizontalHeader(), column);
+    c.selectedRows = int(table_.selectionModel()->selectedRows().size());
+    c.column = placeOnScreen(*table_.horizontalHeader(), column);
     if (column >= 0 && column < model_.columnCount()) {
         c.columnKey = QString::fromLatin1(rowKeyName(LogTableModel::keyForColumn(column)));
         c.columnTitle = columnTitle(model_, column);
@@ -155,7 +162,7 @@ void MessageActions::onDoubleClick(SelectableTableView*, int) { onViewText(); }
 QMenu* MessageActions::menuForRow(int column, int row) {
     column_ = column;
     row_ = row;
-    auto* menu = new QMenu(window_.logTable());
+    auto* menu = new QMenu(&table_);
     menu->setToolTipsVisible(true);
     addItems(menu, rowMenuItems(menuContext(column, row)));
     return menu;

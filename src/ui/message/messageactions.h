@@ -79,6 +79,7 @@ private:
     void trigger(RowMenuAction action);
 
     MainWindow& window_;
+    SelectableTableView& table_;  // the window's log table when it was made: its tab's
     LogTableModel& model_;
     LogDatasource& store_;
     FilterListController& filters_;

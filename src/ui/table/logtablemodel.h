@@ -24,6 +24,8 @@ inline constexpr std::array<RowKey, 8> kLogColumns{RowKey::Time, RowKey::App,  R
 inline constexpr int kTypeColumn = 4;
 inline constexpr int kTextColumn = 6;
 inline constexpr int kBufferColumn = 7;
+// A merged timeline's one more column: which source the row came from.
+inline constexpr int kSourceColumn = 8;
 
 class LogTableModel final : public QAbstractTableModel {
     Q_OBJECT
@@ -44,8 +46,13 @@ public:
     const LevelStyles& styles() const { return styles_; }
     // Every cell again (a value changed in place, such as an app name).
     void refreshCells();
+    // A merged timeline's rows: one more column, Source (the rows' `source`).
+    void showSourceColumn();
+    bool hasSourceColumn() const { return sourceColumn_; }
 
-    static RowKey keyForColumn(int column) { return kLogColumns[size_t(column)]; }
+    static RowKey keyForColumn(int column) {
+        return column >= 0 && column < int(kLogColumns.size()) ? kLogColumns[size_t(column)] : RowKey::Source;
+    }
     // The header title of `column` ("Time", "APP" ...); empty for none.
     static QString columnTitle(int column);
 
@@ -58,6 +65,7 @@ private:
     bool applyChange(RowList& rows, const StoreChange& change);
 
     LevelStyles styles_;
+    bool sourceColumn_ = false;
     RowList rows_;
 };
 

@@ -42,7 +42,8 @@ bool isNavigationKey(int key) {
 
 SearchController::SearchController(MainWindow& window, LogTableModel& model, HighlightDelegate& highlight,
                                    StatusLine& status, QObject* parent)
-    : QObject(parent), window_(window), model_(model), highlight_(highlight), status_(status) {
+    : QObject(parent), window_(window), table_(*window.logTable()), model_(model), highlight_(highlight),
+      status_(status) {
     connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state != Qt::ApplicationActive) isLiveSearching_ = false;
     });
@@ -52,13 +53,17 @@ SearchController::SearchController(MainWindow& window, LogTableModel& model, Hig
     clear->setShortcutContext(Qt::WidgetShortcut);
     connect(clear, &QAction::triggered, this, &SearchController::clearSearch);
     window_.searchField()->addAction(clear);
+    // One tab's Escape at a time: the field is shared by every tab.
+    const auto showIfCurrent = [this, clear] { clear->setEnabled(window_.logTable() == &table_); };
+    showIfCurrent();
+    connect(&window_, &MainWindow::currentSourceChanged, this, showIfCurrent);
 }
 
 void SearchController::clearSearch() {
     isLiveSearching_ = false;
     setSearchText(QString());
     status_.clearNote();
-    window_.logTable()->setFocus(Qt::ShortcutFocusReason);
+    table_.setFocus(Qt::ShortcutFocusReason);
 }
 
 void SearchController::search(const QString& text) { doSearch(text, 0); }
@@ -77,7 +82,8 @@ void SearchController::findNext() {
 void SearchController::findPrevious() { doSearch(window_.searchField()->text(), -1); }
 
 void SearchController::doSearch(const QString& text, int direction) {
-    SelectableTableView* table = window_.logTable();
+    SelectableTableView* table = &table_;
+    searchText_ = text;
     highlight_.setSearchText(text);
     const RowList& rows = model_.rows();
     if (rows.isEmpty() || text.isEmpty()) {

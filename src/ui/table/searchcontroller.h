@@ -21,6 +21,7 @@ namespace vf::ui {
 class HighlightDelegate;
 class LogTableModel;
 class MainWindow;
+class SelectableTableView;
 class StatusLine;
 
 class SearchController final : public QObject {
@@ -42,16 +43,20 @@ public:
     // it. False for keys the table handles itself.
     bool onTableKey(QKeyEvent* event);
     bool isLiveSearching() const { return isLiveSearching_; }
+    // The text this tab searched for last (the field is shared by the tabs).
+    const QString& searchText() const { return searchText_; }
 
 private:
     void doSearch(const QString& text, int direction);
     void setSearchText(const QString& text);
 
     MainWindow& window_;
+    SelectableTableView& table_;  // the window's log table when it was made: its tab's
     LogTableModel& model_;
     HighlightDelegate& highlight_;
     StatusLine& status_;
     bool isLiveSearching_ = false;
+    QString searchText_;
 };
 
 }  // namespace vf::ui

@@ -25,15 +25,16 @@ int selectedRowOf(const QTableView& table) {
 }
 
 TableFollower::TableFollower(MainWindow& window, LogTableModel& model, QObject* parent)
-    : QObject(parent), window_(window), model_(model) {
-    SelectableTableView* table = window_.logTable();
+    : QObject(parent), window_(window), table_(*window.logTable()), model_(model) {
+    SelectableTableView* table = &table_;
     connect(table->verticalScrollBar(), &QScrollBar::valueChanged, this, &TableFollower::onScrollChanged);
     connect(table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &TableFollower::onSelectionChanged);
+    connect(&window_, &MainWindow::currentSourceChanged, this, &TableFollower::showFollowMode);
 }
 
 void TableFollower::showRows(const LogUpdate& update, bool filterInForce) {
-    SelectableTableView* table = window_.logTable();
+    SelectableTableView* table = &table_;
     const std::optional<RowIdx> anchor = scrollToBottom_ ? std::nullopt : firstVisibleIdx();
     isReloading_ = true;
     // An update posted before the new filter's pass landed is not the one
@@ -54,13 +55,13 @@ void TableFollower::showRows(const LogUpdate& update, bool filterInForce) {
 void TableFollower::onFilterUpdating() { filterUpdating_ = true; }
 
 std::optional<RowIdx> TableFollower::firstVisibleIdx() const {
-    const Row* row = model_.rowAt(ViewPos(window_.logTable()->rowAt(0)));
+    const Row* row = model_.rowAt(ViewPos(table_.rowAt(0)));
     return row != nullptr ? std::optional(row->idx()) : std::nullopt;
 }
 
 // Old rows dropped from the front must not move the rows the user is reading.
 void TableFollower::keepFirstVisible(RowIdx idx) {
-    SelectableTableView* table = window_.logTable();
+    SelectableTableView* table = &table_;
     const Row* first = model_.rowAt(ViewPos(table->rowAt(0)));
     if (first != nullptr && first->idx() == idx) return;
     const std::optional<ViewPos> row = model_.rowOfIdx(idx);
@@ -70,19 +71,25 @@ void TableFollower::keepFirstVisible(RowIdx idx) {
 }
 
 void TableFollower::followLog() {
-    if (scrollToBottom_) window_.logTable()->scrollToBottom();
+    if (scrollToBottom_) table_.scrollToBottom();
 }
 
 void TableFollower::changeScrollToBottom(bool follow) {
     if (scrollToBottom_ == follow) return;
     scrollToBottom_ = follow;
-    window_.followAction->setChecked(follow);
+    if (isCurrent()) window_.followAction->setChecked(follow);
 }
 
 void TableFollower::toggleAutoFollow() {
     changeScrollToBottom(!scrollToBottom_);
-    window_.followAction->setChecked(scrollToBottom_);
+    showFollowMode();
     followLog();
+}
+
+bool TableFollower::isCurrent() const { return window_.logTable() == &table_; }
+
+void TableFollower::showFollowMode() {
+    if (isCurrent()) window_.followAction->setChecked(scrollToBottom_);
 }
 
 void TableFollower::onScrollChanged() {
@@ -90,7 +97,7 @@ void TableFollower::onScrollChanged() {
 }
 
 bool TableFollower::nearEnd() const {
-    SelectableTableView* table = window_.logTable();
+    SelectableTableView* table = &table_;
     const int lastVisible = table->rowAt(table->viewport()->height() - 1);
     // Unsigned on purpose: "no row" (-1) counts as the end, and with fewer
     // than five rows any real row is "above" it.
@@ -101,7 +108,7 @@ bool TableFollower::nearEnd() const {
 
 void TableFollower::onSelectionChanged() {
     if (filterUpdating_ || isReloading_) return;
-    const int row = selectedRowOf(*window_.logTable());
+    const int row = selectedRowOf(table_);
     const Row* selected = model_.rowAt(ViewPos(row));
     if (selected == nullptr) {
         selectedLogMessage_.reset();
@@ -116,7 +123,7 @@ void TableFollower::restoreRowSelections() {
     if (model_.rowCount() == 0 || !selectedLogMessage_) return;
     const std::optional<ViewPos> row = model_.rowOfIdx(*selectedLogMessage_);
     if (!row) return;
-    SelectableTableView* table = window_.logTable();
+    SelectableTableView* table = &table_;
     QWidget* focused = QApplication::focusWidget();
     table->selectRowAlone(row->row());
     table->scrollTo(model_.index(row->row(), 0), QAbstractItemView::PositionAtCenter);
@@ -128,14 +135,14 @@ void TableFollower::restoreRowSelections() {
 bool TableFollower::selectRowAtTop(RowIdx idx) {
     const std::optional<ViewPos> row = model_.rowOfIdx(idx);
     if (!row) return false;
-    SelectableTableView* table = window_.logTable();
+    SelectableTableView* table = &table_;
     table->selectRowAlone(row->row());
     table->scrollTo(model_.index(row->row(), 0), QAbstractItemView::PositionAtTop);
     return true;
 }
 
 void TableFollower::copySelection() const {
-    QModelIndexList indexes = window_.logTable()->selectionModel()->selectedRows();
+    QModelIndexList indexes = table_.selectionModel()->selectedRows();
     std::sort(indexes.begin(), indexes.end());
     RowList rows;
     rows.reserve(indexes.size());

@@ -23,6 +23,7 @@ namespace vf::ui {
 
 class LogTableModel;
 class MainWindow;
+class SelectableTableView;
 
 // The row to act on: the current row if it is selected, else the last
 // selected row; -1 without a selection.
@@ -31,7 +32,9 @@ int selectedRowOf(const QTableView& table);
 class TableFollower final : public QObject {
     Q_OBJECT
 public:
-    // Listens to the log table's scroll bar and selection from here on.
+    // Listens to the window's log table of the moment (its tab's table) from
+    // here on; the Follow action mirrors this follower while that table is
+    // the current one.
     TableFollower(MainWindow& window, LogTableModel& model, QObject* parent = nullptr);
 
     bool scrollToBottom() const { return scrollToBottom_; }
@@ -42,6 +45,8 @@ public:
     void changeScrollToBottom(bool follow);
     // Flips follow mode and, when it is now on, goes to the end.
     void toggleAutoFollow();
+    // Its tab became the current one: the Follow action shows its mode.
+    void showFollowMode();
     // A new filter is on its way: the refresh that brings it restores the
     // selection, and selection changes until then are the table's own.
     void onFilterUpdating();
@@ -57,6 +62,7 @@ public:
 
 private:
     void followLog();
+    bool isCurrent() const;
     void onScrollChanged();
     bool nearEnd() const;
     void onSelectionChanged();
@@ -65,6 +71,7 @@ private:
     void keepFirstVisible(RowIdx idx);
 
     MainWindow& window_;
+    SelectableTableView& table_;
     LogTableModel& model_;
     bool scrollToBottom_ = false;
     bool isReloading_ = false;

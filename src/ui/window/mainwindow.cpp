@@ -9,6 +9,7 @@
 #include <QMenuBar>
 #include <QMimeData>
 #include <QSplitter>
+#include <QTabWidget>
 #include <QToolBar>
 #include <QUrl>
 #include <utility>
@@ -78,6 +79,11 @@ void MainWindow::createActions() {
                               QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
     wrapAction = make(u"Wrap Long Messages"_s, QIcon(), QKeySequence());
     wrapAction->setCheckable(true);
+    newTabAction = make(u"New Tab…"_s, themedIcon(u"tab-new"_s, u"newwindow"_s), QKeySequence(Qt::CTRL | Qt::Key_T));
+    newTabAction->setToolTip(u"Log another device, or open a file, in a tab of its own"_s);
+    mergedTabAction = make(u"New Merged Tab"_s, QIcon(), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_T));
+    mergedTabAction->setToolTip(u"One timeline of the rows of every other tab"_s);
+    closeTabAction = make(u"Close Tab"_s, themedIcon(u"tab-close"_s, u"stop"_s), QKeySequence(Qt::CTRL | Qt::Key_W));
     quitAction = make(u"Quit"_s, themedIcon(u"application-exit"_s, u"stop"_s), QKeySequence::Quit);
     quitAction->setMenuRole(QAction::QuitRole);
     // The message viewer and the remote screen are windows of their own: Quit works there too.
@@ -103,9 +109,9 @@ void MainWindow::createActions() {
 
 void MainWindow::createMenus() {
     QMenu* file = menuBar()->addMenu(u"&File"_s);
-    file->addActions({openAction, saveAction, saveTextAction});
+    file->addActions({newTabAction, mergedTabAction, openAction, saveAction, saveTextAction});
     file->addSeparator();
-    file->addAction(newWindowAction);
+    file->addActions({newWindowAction, closeTabAction});
     file->addSeparator();
     file->addAction(quitAction);
     QMenu* edit = menuBar()->addMenu(u"&Edit"_s);
@@ -174,29 +180,75 @@ void MainWindow::createCentralArea() {
     filterList_->verticalHeader()->hide();
     filterList_->setShowGrid(false);
 
-    logTable_ = new SelectableTableView(this);
-    logTable_->setObjectName(u"logDataTable"_s);
-    logTable_->setSelectionBehavior(QAbstractItemView::SelectRows);
-    logTable_->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    logTable_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    logTable_->setShowGrid(false);
-    logTable_->setWordWrap(false);
-    logTable_->setAlternatingRowColors(true);
-    logTable_->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
-    logTable_->verticalHeader()->hide();
-    logTable_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    logTable_->horizontalHeader()->setSectionsMovable(true);
-    logTable_->horizontalHeader()->setStretchLastSection(true);
-    logTable_->horizontalHeader()->setHighlightSections(false);
+    // One log table per source, each a tab; the first is there from the start.
+    sourceTabs_ = new QTabWidget(this);
+    sourceTabs_->setObjectName(u"sourceTabs"_s);
+    sourceTabs_->setDocumentMode(true);
+    sourceTabs_->setTabsClosable(true);
+    sourceTabs_->setMovable(true);
+    sourceTabs_->setElideMode(Qt::ElideMiddle);
+    addLogTable(u"Vellumfox"_s);
+    connect(sourceTabs_, &QTabWidget::currentChanged, this, &MainWindow::currentSourceChanged);
+    connect(sourceTabs_, &QTabWidget::tabCloseRequested, this, [this](int index) {
+        if (auto* table = qobject_cast<SelectableTableView*>(sourceTabs_->widget(index))) Q_EMIT closeRequested(table);
+    });
+    connect(closeTabAction, &QAction::triggered, this, [this] {
+        if (SelectableTableView* table = logTable()) Q_EMIT closeRequested(table);
+    });
 
     splitter_ = new QSplitter(Qt::Horizontal, this);
     splitter_->addWidget(filterList_);
-    splitter_->addWidget(logTable_);
+    splitter_->addWidget(sourceTabs_);
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     splitter_->setSizes({190, 1010});
     splitter_->setChildrenCollapsible(false);
     setCentralWidget(splitter_);
+}
+
+SelectableTableView* MainWindow::logTable() const {
+    return qobject_cast<SelectableTableView*>(sourceTabs_->currentWidget());
+}
+
+SelectableTableView* MainWindow::addLogTable(const QString& text) {
+    auto* table = new SelectableTableView(sourceTabs_);
+    table->setObjectName(u"logDataTable"_s);
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->setShowGrid(false);
+    table->setWordWrap(false);
+    table->setAlternatingRowColors(true);
+    table->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+    table->verticalHeader()->hide();
+    table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    table->horizontalHeader()->setSectionsMovable(true);
+    table->horizontalHeader()->setStretchLastSection(true);
+    table->horizontalHeader()->setHighlightSections(false);
+    // Quiet while it is added: its tab's parts are bound to the current
+    // table, so the caller makes it current once they are built.
+    const QSignalBlocker quiet(sourceTabs_);
+    sourceTabs_->addTab(table, text);
+    return table;
+}
+
+void MainWindow::showSource(const SelectableTableView* table) {
+    const int index = sourceTabs_->indexOf(table);
+    if (index >= 0) sourceTabs_->setCurrentIndex(index);
+}
+
+void MainWindow::setSourceText(const SelectableTableView* table, const QString& text, const QString& toolTip) {
+    const int index = sourceTabs_->indexOf(table);
+    if (index < 0) return;
+    sourceTabs_->setTabText(index, text);
+    sourceTabs_->setTabToolTip(index, toolTip.isEmpty() ? text : toolTip);
+}
+
+QList<SelectableTableView*> MainWindow::logTables() const {
+    QList<SelectableTableView*> tables;
+    for (int i = 0; i < sourceTabs_->count(); ++i)
+        if (auto* table = qobject_cast<SelectableTableView*>(sourceTabs_->widget(i))) tables << table;
+    return tables;
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {

@@ -15,6 +15,7 @@ class QAction;
 class QComboBox;
 class QLineEdit;
 class QSplitter;
+class QTabWidget;
 class QToolBar;
 
 namespace vf::ui {
@@ -31,7 +32,14 @@ class MainWindow final : public QMainWindow {
 public:
     explicit MainWindow(QWidget* parent = nullptr);
 
-    SelectableTableView* logTable() const { return logTable_; }
+    // The log table of the current tab (every source is a tab of its own).
+    SelectableTableView* logTable() const;
+    QList<SelectableTableView*> logTables() const;
+    // A new tab named `text` holding a new log table; the current tab stays.
+    SelectableTableView* addLogTable(const QString& text);
+    void showSource(const SelectableTableView* table);
+    void setSourceText(const SelectableTableView* table, const QString& text, const QString& toolTip = {});
+    QTabWidget* sourceTabs() const { return sourceTabs_; }
     SelectableTableView* filterListTable() const { return filterList_; }
     QLineEdit* searchField() const { return searchField_; }
     QLineEdit* quickFilterField() const { return quickFilter_; }
@@ -59,10 +67,17 @@ public:
     QAction* remoteScreenAction = nullptr;  // shows / hides the remote screen
     QAction* wrapAction = nullptr;          // checkable: long messages wrap in the table
     QAction* quitAction = nullptr;
+    QAction* newTabAction = nullptr;     // a device or a file in a new tab
+    QAction* mergedTabAction = nullptr;  // one timeline of the other tabs
+    QAction* closeTabAction = nullptr;
 
 Q_SIGNALS:
     // A local file was dropped on the window.
     void fileDropped(const QString& path);
+    // Another tab became the current one (logTable() is its table).
+    void currentSourceChanged();
+    // The user closes the tab of `table` (its button or Close Tab).
+    void closeRequested(SelectableTableView* table);
 
 protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
@@ -74,7 +89,7 @@ private:
     void createToolBar();
     void createCentralArea();
 
-    SelectableTableView* logTable_ = nullptr;
+    QTabWidget* sourceTabs_ = nullptr;
     SelectableTableView* filterList_ = nullptr;
     QLineEdit* searchField_ = nullptr;
     QLineEdit* quickFilter_ = nullptr;

@@ -20,6 +20,10 @@ StatusLine::StatusLine(MainWindow& window) : window_(window) {
     filter_ = new ElidedLabel(QString(), bar);
     bar->addWidget(viewing_);
     bar->addWidget(filter_, 1);
+    totals_ = new QLabel(bar);
+    totals_->setObjectName(u"tabTotals"_s);
+    bar->addPermanentWidget(totals_);
+    totals_->hide();
     showFilter(u"All Messages"_s);
     // Permanent: a note covers the other widgets while it shows.
     task_ = new QWidget(bar);
@@ -63,6 +67,13 @@ void StatusLine::showCounts(qsizetype shown, TableState state) {
 void StatusLine::showFilter(const QString& description) { filter_->setText(u"Filter: "_s + description); }
 
 void StatusLine::showNote(const QString& text, int timeoutMs) { window_.statusBar()->showMessage(text, timeoutMs); }
+
+void StatusLine::showTotals(const QString& text) {
+    totals_->setText(text);
+    totals_->setVisible(!text.isEmpty());
+}
+
+QString StatusLine::totalsText() const { return totals_->text(); }
 
 void StatusLine::clearNote() { window_.statusBar()->clearMessage(); }
 

@@ -33,6 +33,9 @@ public:
     // A note until the next one, or for `timeoutMs` when that is not 0.
     void showNote(const QString& text, int timeoutMs = 0);
     void clearNote();
+    // What every tab holds together (rows, memory); empty: nothing, one tab.
+    void showTotals(const QString& text);
+    QString totalsText() const;
 
     // The bar of a long task, with `text` beside it: `done` of `total`
     // (a busy bar while `total` is 0), until hideProgress(). Notes leave it
@@ -54,6 +57,7 @@ private:
     QWidget* task_ = nullptr;  // the label and the bar, on the bar's right
     QLabel* taskText_ = nullptr;
     QProgressBar* taskBar_ = nullptr;
+    QLabel* totals_ = nullptr;
 };
 
 }  // namespace vf::ui

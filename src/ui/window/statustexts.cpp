@@ -1,5 +1,7 @@
 #include "ui/window/statustexts.h"
 
+#include <QLocale>
+
 #include "core/support/buildinfo.h"
 
 using namespace Qt::StringLiterals;
@@ -45,6 +47,12 @@ QString emptyTableHint(qsizetype shown, const TableState& state) {
                u"soon as it is ready.\nNo device at hand? scripts/run.sh in the source tree starts the simulated device."_s;
     return u"No device connected.\n\nConnect an Android device with USB debugging turned on, then press Run "
            u"(Ctrl+R).\nNo device at hand? scripts/run.sh in the source tree starts the simulated device."_s;
+}
+
+QString totalsText(qsizetype tabs, qsizetype rows, size_t bytes) {
+    if (tabs < 2) return {};
+    const QLocale locale(QLocale::English);
+    return u"%1 tabs: %2 rows, %3"_s.arg(tabs).arg(locale.toString(rows), locale.formattedDataSize(qint64(bytes), 1, QLocale::DataSizeSIFormat));
 }
 
 }  // namespace vf::ui

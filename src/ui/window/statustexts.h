@@ -26,6 +26,10 @@ QString viewingText(qsizetype shown, const TableState& state);
 // "All Messages" when none applies.
 QString filterInWords(const QStringList& savedNames, const QString& quickText, const QString& level);
 
+// What all the tabs hold together, "3 tabs: 45,210 rows, 12.4 MB"; empty
+// for a single tab (its own count says it all).
+QString totalsText(qsizetype tabs, qsizetype rows, size_t bytes);
+
 // What an empty log table says to do; empty when the table has rows.
 QString emptyTableHint(qsizetype shown, const TableState& state);
 

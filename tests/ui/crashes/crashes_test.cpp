@@ -13,12 +13,12 @@ namespace {
 
 class CrashesPanelTest : public UiTest {
 protected:
-    CrashesPanel* panel() const { return app->parts().crashes; }
+    CrashesPanel* panel() const { return app->tab().crashes; }
 };
 
 TEST_F(CrashesPanelTest, ChoosingACrashShowsExactlyItsRowsAndSelectsTheFirst) {
     start();
-    app->parts().files->openFile(QStringLiteral(VF_TEST_DATA_DIR "/crashes/java-threadtime.log"));
+    app->tab().files->openFile(QStringLiteral(VF_TEST_DATA_DIR "/crashes/java-threadtime.log"));
     ASSERT_TRUE(vf::test::waitUntil([&] { return panel()->list()->count() == 2; }));
     EXPECT_EQ(panel()->countAction()->text(), u"Crashes: 2"_s);
     // Newest first: the app that died first is the second item.
@@ -42,7 +42,7 @@ TEST_F(CrashesPanelTest, ChoosingACrashShowsExactlyItsRowsAndSelectsTheFirst) {
 
 TEST_F(CrashesPanelTest, ANewCrashWhileFollowingMarksTheCountUntilThePanelIsShown) {
     start();
-    ASSERT_TRUE(app->parts().follower->scrollToBottom());
+    ASSERT_TRUE(app->tab().follower->scrollToBottom());
     RowList rows = levelRows(10);
     rows << arena.make(RowValues{10, "01-01 00:00:01.000", "", "77", "78", "F", "libc",
                                  "Fatal signal 11 (SIGSEGV), code 1 (SEGV_MAPERR), fault addr 0x0 in tid 78 (T), pid 77 (x)"});
@@ -69,7 +69,7 @@ TEST_F(CrashesPanelTest, SaysHowManyCrashesTheLimitDropped) {
 
 TEST_F(CrashesPanelTest, TheShownCrashKeepsShowingTheRowsItGains) {
     start();
-    LogDatasource& store = *app->parts().store;
+    LogDatasource& store = *app->tab().store;
     store.beginRun();  // live rows, as a device's stream brings them
     const auto line = [&](const std::string& text) {
         store.addLiveLine("01-01 00:00:01.000    55    55 E AndroidRuntime: " + text + "\n");

@@ -50,12 +50,12 @@ TEST_F(FiltersTest, SelectedFiltersNarrowEachOtherAndAllMessagesClearsThem) {
     EXPECT_FALSE(selection->isRowSelected(0, {}));
     EXPECT_EQ(shownTypes(), (QSet<QString>{u"E"_s, u"F"_s}));
     EXPECT_TRUE(app->parts().status->filterText().startsWith(u"Filter: "_s));
-    EXPECT_TRUE(app->parts().follower->scrollToBottom());
+    EXPECT_TRUE(app->tab().follower->scrollToBottom());
 
     selection->select(list->index(0, 0), QItemSelectionModel::Select);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 60; }));
     EXPECT_EQ(selection->selectedRows().size(), 1);
-    EXPECT_EQ(app->parts().filter->predicate(), nullptr);
+    EXPECT_EQ(app->tab().filter->predicate(), nullptr);
     EXPECT_EQ(app->parts().status->filterText(), u"Filter: All Messages"_s);
 }
 

@@ -20,7 +20,7 @@ protected:
     }
     bool key(int code, const QString& text = {}, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
         QKeyEvent event(QEvent::KeyPress, code, modifiers, text);
-        return app->parts().messages->onKeyEventForTableView(table(), &event);
+        return app->tab().messages->onKeyEventForTableView(table(), &event);
     }
     QString searchText() const { return app->parts().window->searchField()->text(); }
 };
@@ -28,13 +28,13 @@ protected:
 TEST_F(SearchTest, FindsFromTheSelectionOrBackwardsFromTheEnd) {
     start();
     show({row(1, "I", "abc"), row(2, "I", "nothing"), row(3, "I", "abc again"), row(4, "I", "zzz")});
-    app->parts().search->search(u"abc"_s);  // nothing selected: backward from the last row
+    app->tab().search->search(u"abc"_s);  // nothing selected: backward from the last row
     EXPECT_EQ(selected(), 2);
-    EXPECT_EQ(app->parts().highlight->searchText(), u"abc"_s);
+    EXPECT_EQ(app->tab().highlight->searchText(), u"abc"_s);
     app->parts().window->searchField()->setText(u"abc"_s);
-    app->parts().search->findNext();
+    app->tab().search->findNext();
     EXPECT_EQ(selected(), 0);  // wrapped
-    app->parts().search->findPrevious();
+    app->tab().search->findPrevious();
     EXPECT_EQ(selected(), 2);
 }
 
@@ -42,7 +42,7 @@ TEST_F(SearchTest, TypingIntoTheTableRunsALiveSearch) {
     start();
     show({row(1, "I", "alpha"), row(2, "I", "beta"), row(3, "I", "alps")});
     EXPECT_TRUE(key(Qt::Key_A, u"a"_s));
-    EXPECT_TRUE(app->parts().search->isLiveSearching());
+    EXPECT_TRUE(app->tab().search->isLiveSearching());
     EXPECT_TRUE(key(Qt::Key_L, u"l"_s));
     EXPECT_TRUE(key(Qt::Key_P, u"p"_s));
     EXPECT_EQ(searchText(), u"alp"_s);
@@ -57,7 +57,7 @@ TEST_F(SearchTest, TypingIntoTheTableRunsALiveSearch) {
     EXPECT_EQ(searchText(), QString());
     EXPECT_TRUE(key(Qt::Key_B, u"b"_s));
     EXPECT_TRUE(key(Qt::Key_Escape));
-    EXPECT_FALSE(app->parts().search->isLiveSearching());
+    EXPECT_FALSE(app->tab().search->isLiveSearching());
     EXPECT_EQ(searchText(), QString());
     EXPECT_TRUE(key(Qt::Key_E, u"e"_s));  // a new live search starts fresh
     EXPECT_EQ(searchText(), u"e"_s);
@@ -76,7 +76,7 @@ TEST_F(SearchTest, FindNextWithAnEmptyFieldFocusesIt) {
     app->parts().window->show();
     app->parts().window->activateWindow();
     show({row(1, "I", "x")});
-    app->parts().search->findNext();
+    app->tab().search->findNext();
     ASSERT_TRUE(vf::test::waitUntil([&] { return app->parts().window->searchField()->hasFocus(); }, 2000));
 }
 

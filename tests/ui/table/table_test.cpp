@@ -25,8 +25,8 @@ TEST_F(TableTest, FontSizeOutsideItsRangeFallsBackToEleven) {
     app->parts().window->smallerFontAction->trigger();
     EXPECT_EQ(Preferences::number(QLatin1String(prefs::kDefaultFontSize)), 11.0);
     app->parts().window->biggerFontAction->trigger();
-    EXPECT_EQ(app->parts().model->styles().fonts[0].pointSizeF(), 12.0);
-    EXPECT_EQ(table()->verticalHeader()->defaultSectionSize(), app->parts().model->styles().rowHeight);
+    EXPECT_EQ(app->tab().model->styles().fonts[0].pointSizeF(), 12.0);
+    EXPECT_EQ(table()->verticalHeader()->defaultSectionSize(), app->tab().model->styles().rowHeight);
 }
 
 TEST_F(TableTest, EmptyTypeUsesTheDebugFontAndNoColour) {
@@ -35,7 +35,7 @@ TEST_F(TableTest, EmptyTypeUsesTheDebugFontAndNoColour) {
     show({row(1, "", "no level"), row(2, "E", "error"), row(3, "X", "odd level")});
     const QFont empty = model()->index(0, 6).data(Qt::FontRole).value<QFont>();
     EXPECT_TRUE(empty.bold());
-    EXPECT_EQ(empty, app->parts().model->styles().fonts[1]);
+    EXPECT_EQ(empty, app->tab().model->styles().fonts[1]);
     EXPECT_FALSE(model()->index(0, 6).data(Qt::ForegroundRole).isValid());
     EXPECT_EQ(model()->index(1, 6).data(Qt::ForegroundRole).value<QBrush>().color(), QColor(Qt::red));
     EXPECT_FALSE(model()->index(2, 6).data(Qt::FontRole).value<QFont>().bold());
@@ -45,7 +45,7 @@ TEST_F(TableTest, ScrollingSixRowsUpStopsFollowing) {
     start();
     app->parts().window->show();
     show(levelRows(300));
-    ASSERT_TRUE(app->parts().follower->scrollToBottom());
+    ASSERT_TRUE(app->tab().follower->scrollToBottom());
     const int count = model()->rowCount();
     QScrollBar* bar = table()->verticalScrollBar();
     const auto scrollUntilLastVisible = [&](int row) {
@@ -56,12 +56,12 @@ TEST_F(TableTest, ScrollingSixRowsUpStopsFollowing) {
         return false;
     };
     ASSERT_TRUE(scrollUntilLastVisible(count - 5));
-    EXPECT_TRUE(app->parts().follower->scrollToBottom());
+    EXPECT_TRUE(app->tab().follower->scrollToBottom());
     ASSERT_TRUE(scrollUntilLastVisible(count - 6));
-    EXPECT_FALSE(app->parts().follower->scrollToBottom());
+    EXPECT_FALSE(app->tab().follower->scrollToBottom());
     EXPECT_FALSE(app->parts().window->followAction->isChecked());
     ASSERT_TRUE(scrollUntilLastVisible(count - 5));
-    EXPECT_TRUE(app->parts().follower->scrollToBottom());
+    EXPECT_TRUE(app->tab().follower->scrollToBottom());
     EXPECT_TRUE(app->parts().window->followAction->isChecked());
 }
 
@@ -70,7 +70,7 @@ TEST_F(TableTest, SelectionComesBackCentredAfterAFilterChange) {
     app->parts().window->show();
     show(levelRows(600));
     table()->selectRowAlone(100);  // an "E" row (100 % 6 == 4)
-    ASSERT_EQ(app->parts().follower->selectedLogMessage(), RowIdx(100));
+    ASSERT_EQ(app->tab().follower->selectedLogMessage(), RowIdx(100));
     const QStringList names = app->parts().filterList->sortedFilterKeys();
     const int error = int(names.indexOf(u"LogLevel Error"_s)) + 1;
     app->parts().window->filterListTable()->selectRowAlone(error);
@@ -78,7 +78,7 @@ TEST_F(TableTest, SelectionComesBackCentredAfterAFilterChange) {
     const QModelIndexList selected = table()->selectionModel()->selectedRows();
     ASSERT_EQ(selected.size(), 1);
     EXPECT_EQ(model()->rowAt(ViewPos(selected.first().row()))->idx(), RowIdx(100));
-    EXPECT_FALSE(app->parts().follower->scrollToBottom());
+    EXPECT_FALSE(app->tab().follower->scrollToBottom());
     const auto centred = [&] {
         const QRect rect = table()->visualRect(selected.first());
         // The table scrolls by whole rows, so "centred" is within a row and a half.
@@ -90,7 +90,7 @@ TEST_F(TableTest, SelectionComesBackCentredAfterAFilterChange) {
     app->parts().window->filterListTable()->selectRowAlone(int(names.indexOf(u"LogLevel Warn"_s)) + 1);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 300; }));
     table()->selectRowAlone(0);  // idx 3, a warning
-    ASSERT_EQ(app->parts().follower->selectedLogMessage(), RowIdx(3));
+    ASSERT_EQ(app->tab().follower->selectedLogMessage(), RowIdx(3));
     app->parts().window->filterListTable()->selectRowAlone(error);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 200; }));
     EXPECT_TRUE(table()->selectionModel()->selectedRows().isEmpty());
@@ -122,16 +122,16 @@ TEST_F(TableTest, LiveRefreshIsSentAsRemovalsAndInsertsKeepingTheSelection) {
 TEST_F(TableTest, ClearAndStatusLine) {
     start();
     adb->list({device(u"A1"_s)});  // streaming
-    ASSERT_TRUE(vf::test::waitUntil([&] { return app->parts().session->isLogging() && title() == u"A1"_s; }));
+    ASSERT_TRUE(vf::test::waitUntil([&] { return app->tab().session->isLogging() && title() == u"A1"_s; }));
     show(levelRows(12));
     EXPECT_EQ(app->parts().status->viewingText(), u"Viewing: 12"_s);
     app->parts().window->filterListTable()->selectRowAlone(int(app->parts().filterList->sortedFilterKeys().indexOf(u"LogLevel Error"_s)) + 1);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 4; }));
     EXPECT_EQ(app->parts().status->viewingText(), u"Viewing 4 of 12 so far"_s);
     QKeyEvent clear(QEvent::KeyPress, Qt::Key_Backspace, Qt::ControlModifier);
-    EXPECT_TRUE(app->parts().messages->onKeyEventForTableView(table(), &clear));
+    EXPECT_TRUE(app->tab().messages->onKeyEventForTableView(table(), &clear));
     EXPECT_EQ(model()->rowCount(), 0);
-    EXPECT_EQ(app->parts().store->logEventCount(), 0);
+    EXPECT_EQ(app->tab().store->logEventCount(), 0);
     EXPECT_TRUE(table()->placeholderText().startsWith(u"Connected."_s));
 }
 

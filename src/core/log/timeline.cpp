@@ -1,0 +1,46 @@
+#include "core/log/timeline.h"
+
+#include <queue>
+
+#include "core/adb/devicetime.h"
+
+namespace vf {
+
+std::vector<TimelineRow> mergeByTime(const std::vector<TimelineSource>& sources) {
+    struct Head {
+        int64_t hostMs;
+        int source;
+        qsizetype at;
+        // The queue's top is its greatest: the earliest time, then the first source.
+        bool operator<(const Head& other) const {
+            return hostMs != other.hostMs ? hostMs > other.hostMs : source > other.source;
+        }
+    };
+    // A row without a readable time takes the time of the row before it.
+    std::vector<int64_t> lastMs(sources.size(), INT64_MIN);
+    const auto headAt = [&](int source, qsizetype at) {
+        const Row& row = *sources[size_t(source)].rows.at(at);
+        const std::optional<int64_t> ms = deviceTimeOfYearMs(row.time());
+        if (ms) lastMs[size_t(source)] = *ms - sources[size_t(source)].clockOffsetMs;
+        return Head{lastMs[size_t(source)], source, at};
+    };
+
+    size_t total = 0;
+    std::priority_queue<Head> heads;
+    for (size_t s = 0; s < sources.size(); ++s) {
+        total += size_t(sources[s].rows.size());
+        if (!sources[s].rows.isEmpty()) heads.push(headAt(int(s), 0));
+    }
+    std::vector<TimelineRow> merged;
+    merged.reserve(total);
+    while (!heads.empty()) {
+        const Head head = heads.top();
+        heads.pop();
+        const RowList& rows = sources[size_t(head.source)].rows;
+        merged.push_back({rows.at(head.at), head.source});
+        if (head.at + 1 < rows.size()) heads.push(headAt(head.source, head.at + 1));
+    }
+    return merged;
+}
+
+}  // namespace vf

@@ -1,0 +1,32 @@
+#pragma once
+// One timeline of the rows of several sources (devices, files), each on its
+// own clock: rows are placed by their time less their source's clock offset,
+// so that two devices logging the same moment land together.
+//
+// Pure; any thread (the rows are only read).
+
+#include <cstdint>
+#include <vector>
+
+#include "core/log/logrow.h"
+
+namespace vf {
+
+struct TimelineSource {
+    RowList rows;                // in the source's own order
+    int64_t clockOffsetMs = 0;   // the source's clock ahead of the host's (negative: behind)
+};
+
+struct TimelineRow {
+    RowPtr row;
+    int source = 0;  // its index in the sources
+};
+
+// The rows of every source by host time. It is a merge, not a sort: each
+// source's own order is kept, a row whose time does not read goes right
+// after the row before it in its source, and equal times keep the order of
+// the sources. Times are taken within one year (a log that runs over New
+// Year is not ordered across it).
+std::vector<TimelineRow> mergeByTime(const std::vector<TimelineSource>& sources);
+
+}  // namespace vf
