@@ -1,5 +1,6 @@
 #include "ui/files/filecontroller.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QDir>
 #include <QFileDialog>
@@ -7,8 +8,8 @@
 #include <QHeaderView>
 #include <QMessageBox>
 #include <QFileInfo>
+#include <QKeyEvent>
 #include <QPointer>
-#include <QShortcut>
 #include <QTimer>
 
 #include "core/log/bugreport.h"
@@ -40,10 +41,6 @@ QString openingText(const QString& path) {
 FileController::FileController(MainWindow& window, StatusLine& status, LogDatasource& store, LogTableModel& model,
                                QObject* parent)
     : QObject(parent), window_(window), status_(status), store_(store), model_(model) {
-    escape_ = new QShortcut(QKeySequence(Qt::Key_Escape), &window_);
-    escape_->setContext(Qt::WindowShortcut);
-    escape_->setEnabled(false);
-    connect(escape_, &QShortcut::activated, this, &FileController::stopOpening);
     diskCheck_ = new QTimer(this);
     diskCheck_->setInterval(kDiskCheckMs);
     connect(diskCheck_, &QTimer::timeout, this, &FileController::checkOnDisk);
@@ -77,7 +74,7 @@ void FileController::openFile(const QString& path) {
     Q_EMIT logFileOpening(path);
     Q_EMIT showingFile();
     status_.showProgress(openingText(path), 0, 0);
-    escape_->setEnabled(true);
+    qApp->installEventFilter(this);  // Escape stops it
     // Off the GUI thread, and off the pool that parses the file's chunks.
     stop_ = std::make_shared<std::atomic<bool>>(false);
     finished_ = false;
@@ -118,7 +115,7 @@ void FileController::openFile(const QString& path) {
 void FileController::finishOpening(const QString& path, std::optional<RowList> whole, const ReportFacts& facts,
                                    const TextFileRead& read, const QString& refusal) {
     finished_ = true;
-    escape_->setEnabled(false);
+    qApp->removeEventFilter(this);
     status_.hideProgress();
     if (whole) store_.setLogDataFromFile(std::move(*whole), facts);
     if (!facts.isEmpty()) {
@@ -134,6 +131,20 @@ void FileController::finishOpening(const QString& path, std::optional<RowList> w
     Q_EMIT fileOpened(path);
 }
 
+// While a file opens, Escape anywhere in the window stops it, before any
+// shortcut (the search field has its own Escape) and only in the tab that
+// shows the file.
+bool FileController::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::ShortcutOverride && event->type() != QEvent::KeyPress) return false;
+    const auto* key = static_cast<QKeyEvent*>(event);
+    if (key->key() != Qt::Key_Escape || key->modifiers() != Qt::NoModifier) return false;
+    const auto* widget = qobject_cast<QWidget*>(watched);
+    if (widget == nullptr || widget->window() != &window_ || window_.logTable()->model() != &model_) return false;
+    event->accept();  // an accepted override keeps shortcuts out
+    if (event->type() == QEvent::KeyPress) stopOpening();
+    return true;
+}
+
 void FileController::stopOpening() {
     if (stop_) stop_->store(true);
 }
@@ -143,7 +154,7 @@ void FileController::endLoader() {
     stopOpening();
     loader_.join();
     finished_ = true;
-    escape_->setEnabled(false);
+    qApp->removeEventFilter(this);
     status_.hideProgress();
 }
 

@@ -33,7 +33,6 @@
 #include "core/log/filestamp.h"
 #include "core/log/logrow.h"
 
-class QShortcut;
 class QTimer;
 
 namespace vf {
@@ -83,6 +82,9 @@ Q_SIGNALS:
     // A log file finished loading into the store.
     void fileOpened(const QString& path);
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void saveFile(const QStringList& extensions);
     void showBufferColumn();
@@ -108,7 +110,6 @@ private:
     std::thread loader_;
     std::shared_ptr<std::atomic<bool>> stop_;
     bool finished_ = true;
-    QShortcut* escape_ = nullptr;
 
     // The file shown, as it was opened.
     QTimer* diskCheck_ = nullptr;
