@@ -157,8 +157,8 @@ void VellumfoxAppDelegate::openInNewTab(const QString& path) {
     // A tab with nothing in it (no device yet, no rows) takes the file itself.
     SourceTab* target = &currentTab();
     const SourceTab::Parts& current = target->parts();
-    const bool empty = current.store->logEventCount() == 0 && !current.session->isLogging() &&
-                       !current.session->isWaiting() && !target->isMerged();
+    const bool empty = current.store->logEventCount() == 0 && !current.files->isOpening() &&
+                       !current.session->isLogging() && !current.session->isWaiting() && !target->isMerged();
     if (!empty) {
         target = &makeTab(QString(), false);
         parts_.window->showSource(target->parts().table);

@@ -123,6 +123,7 @@ bool RowStore::addFileRows(const RowList& rows) {
     uint64_t version = 0;
     {
         std::lock_guard lock(mutex_);
+        if (!sourceLabel_.empty()) labelSources(rows, sourceLabel_);  // before `source` is tested
         tested = filter_;
         version = filterVersion_.load(std::memory_order_relaxed);
     }

@@ -6,6 +6,7 @@
 #include <QTest>
 
 #include "core/log/logdatasource.h"
+#include "ui/tabs/sourcetab.h"
 #include "ui/uitestsupport.h"
 
 namespace vf::ui::test {
@@ -70,6 +71,23 @@ TEST_F(FileOpenTest, ALogCutShortOnDiskIsSaidOnce) {
               "Open it again to see its new content."_s);
     for (int i = 0; i < model()->rowCount(); i += 997) (void)model()->index(i, 6).data();  // reads zeros, not SIGBUS
     EXPECT_EQ(model()->rowCount(), 20000);
+}
+
+// Files opened one after another (as from the command line) each get a tab,
+// even while the first is still opening; the merged tab names their rows.
+TEST_F(FileOpenTest, FilesOpenedTogetherGetATabEachAndNameTheirRows) {
+    start();
+    app->openInNewTab(writeLog(u"first.log"_s, 20000));
+    app->openInNewTab(writeLog(u"second.log"_s, 300));
+    ASSERT_EQ(app->tabs().size(), 2u);
+    const auto count = [&](size_t i) { return app->tabs()[i]->parts().store->logEventCount(); };
+    ASSERT_TRUE(vf::test::waitUntil([&] { return count(0) == 20000 && count(1) == 300; }, 20000));
+    const ui::SourceTab& merged = app->addMergedTab();
+    LogTableModel* mergedModel = merged.parts().model;
+    ASSERT_TRUE(vf::test::waitUntil([&] { return mergedModel->rowCount() == 20300; }, 20000));
+    QSet<QString> sources;
+    for (int i = 0; i < mergedModel->rowCount(); ++i) sources.insert(mergedModel->index(i, kSourceColumn).data().toString());
+    EXPECT_EQ(sources, (QSet<QString>{u"first.log"_s, u"second.log"_s}));
 }
 
 }  // namespace
