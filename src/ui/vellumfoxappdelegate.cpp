@@ -348,6 +348,7 @@ void VellumfoxAppDelegate::updateStatus() {
     size_t bytes = 0;
     if (tabs_.size() > 1) {
         for (const std::unique_ptr<SourceTab>& each : tabs_) {
+            if (each->isMerged()) continue;  // its rows are the other tabs' own
             const RowList all = each->parts().store->getDataAll();
             rows += all.size();
             bytes += estimateRowBytes(all);

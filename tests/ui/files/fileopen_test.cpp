@@ -88,6 +88,9 @@ TEST_F(FileOpenTest, FilesOpenedTogetherGetATabEachAndNameTheirRows) {
     QSet<QString> sources;
     for (int i = 0; i < mergedModel->rowCount(); ++i) sources.insert(mergedModel->index(i, kSourceColumn).data().toString());
     EXPECT_EQ(sources, (QSet<QString>{u"first.log"_s, u"second.log"_s}));
+    // The merged tab's rows are the others' own: counted once.
+    ASSERT_TRUE(vf::test::waitUntil([&] { return status().totalsText().startsWith(u"3 tabs: 20,300 rows, "_s); }))
+        << status().totalsText().toStdString();
 }
 
 }  // namespace
