@@ -7,6 +7,7 @@
 #include <QThread>
 #include <cerrno>
 #include <condition_variable>
+#include <deque>
 #include <cstring>
 #include <fcntl.h>
 #include <mutex>
@@ -180,24 +181,45 @@ std::string joinLongText(std::string_view text) {
     return joined;
 }
 
-// Stretches of about `first`, then twice as much each up to `most` bytes,
-// each ending after the first line break from its nominal end on.
-std::vector<std::pair<size_t, size_t>> cutIntoStretches(std::string_view text, size_t first, size_t most) {
-    std::vector<std::pair<size_t, size_t>> stretches;
-    size_t want = std::max<size_t>(first, 1);
-    const char* end = text.data() + text.size();
-    for (size_t begin = 0; begin < text.size();) {
-        size_t stop = text.size();
-        if (begin + want - 1 < text.size()) {
-            const char* hit = findLfCr(text.data() + begin + want - 1, end);
-            if (hit != end) stop = size_t(hit - text.data()) + 1;
+// Where the file is cut for parsing: stretches of about `first` bytes, then
+// twice as much each up to `most`, each ending after the first line break
+// from its nominal end on. Each cut is found only when its stretch is
+// claimed: cutting a cold file up front would read a page every few
+// megabytes of it before the first rows could show.
+class Cutter final {
+public:
+    Cutter(std::string_view text, size_t first, size_t most)
+        : text_(text), want_(std::max<size_t>(first, 1)), most_(most) {}
+
+    // The next stretch, [begin, end); false when the text is all cut.
+    bool next(size_t& begin, size_t& end) {
+        if (at_ >= text_.size()) return false;
+        begin = at_;
+        end = text_.size();
+        if (at_ + want_ - 1 < text_.size()) {
+            const char* stop = text_.data() + text_.size();
+            const char* hit = findLfCr(text_.data() + at_ + want_ - 1, stop);
+            if (hit != stop) end = size_t(hit - text_.data()) + 1;
         }
-        stretches.emplace_back(begin, stop);
-        begin = stop;
-        want = std::min(want * 2, std::max(most, want));
+        at_ = end;
+        want_ = std::min(want_ * 2, std::max(most_, want_));
+        return true;
     }
-    return stretches;
-}
+
+    // How many stretches a text of `size` bytes is cut into, at most (lines
+    // longer than a stretch make fewer); without looking at the text.
+    size_t mostStretches() const {
+        size_t count = 0, want = want_;
+        for (size_t at = at_; at < text_.size(); at += want, want = std::min(want * 2, std::max(most_, want))) ++count;
+        return count;
+    }
+
+private:
+    std::string_view text_;
+    size_t at_ = 0;
+    size_t want_;
+    size_t most_;
+};
 
 // One stretch: its bytes and, once parsed, its rows and what they say of
 // processes.
@@ -213,28 +235,43 @@ struct Stretch {
 // What the joining thread and the pool's helpers share; the helpers keep it
 // alive for as long as they run, which may be past the join's end.
 struct Job {
-    Job(FileBytes text, LogLineFormat format, bool checkUtf8, std::string_view whole)
-        : text(std::move(text)), format(format), checkUtf8(checkUtf8), repair(whole) {}
+    Job(FileBytes text, LogLineFormat format, bool checkUtf8, std::string_view whole, const TextFileReading& how)
+        : text(std::move(text)), format(format), checkUtf8(checkUtf8), repair(whole),
+          cutter(this->text.bytes, how.firstChunkBytes, how.chunkBytes) {}
 
     const FileBytes text;
     const LogLineFormat format;
     const bool checkUtf8;  // false: the text is UTF-8 already
     Repair repair;
     const std::shared_ptr<NameList> names = std::make_shared<NameList>();
-    std::vector<Stretch> stretches;
-    std::atomic<size_t> nextToParse{0};
     std::atomic<bool> stop{false};
     std::atomic<bool> sawInvalid{false};
     std::mutex mutex;
     std::condition_variable parsedOne;
+    // Under `mutex`: the stretches cut so far, in file order (a deque, so
+    // that a stretch stays where it is while more are cut), and the cutter.
+    std::deque<Stretch> stretches;
+    Cutter cutter;
+    bool allCut = false;
 
+    // Cuts the next stretch for the caller to parse; null when none is left.
+    Stretch* claim() {
+        std::lock_guard lock(mutex);
+        size_t begin = 0, end = 0;
+        if (stop || allCut) return nullptr;
+        if (!cutter.next(begin, end)) {
+            allCut = true;
+            return nullptr;
+        }
+        return &stretches.emplace_back(Stretch{begin, end, {}, {}, 0, 0, false});
+    }
     void parse(Stretch& stretch, const std::atomic<bool>* callerStop);
     // Parses stretches until none is left to start.
     void work() {
         while (!stop) {
-            const size_t i = nextToParse.fetch_add(1);
-            if (i >= stretches.size()) return;
-            parse(stretches[i], nullptr);
+            Stretch* stretch = claim();
+            if (stretch == nullptr) return;
+            parse(*stretch, nullptr);
         }
     }
 };
@@ -287,31 +324,43 @@ bool parseInStretches(const std::shared_ptr<Job>& shared, const TextFileReading&
     Job& job = *shared;
     const std::atomic<bool>* callerStop = how.cancelled;
     const auto stopped = [&] { return callerStop != nullptr && callerStop->load(); };
-    const size_t count = job.stretches.size();
-    const int helpers = int(std::min<size_t>(size_t(std::max(1, QThread::idealThreadCount()) - 1), count - 1));
+    const size_t most = job.cutter.mostStretches();
+    const int helpers = int(std::min<size_t>(size_t(std::max(1, QThread::idealThreadCount()) - 1), most > 0 ? most - 1 : 0));
     for (int i = 0; i < helpers; ++i) startOnPool([shared] { shared->work(); });
     size_t next = 0;
-    while (next < count) {
-        while (next < count) {
-            {
-                std::lock_guard lock(job.mutex);
-                if (!job.stretches[next].parsed) break;
-            }
+    // The next stretch to join once it is parsed; null when none is cut yet.
+    const auto nextParsed = [&]() -> Stretch* {
+        std::lock_guard lock(job.mutex);
+        return next < job.stretches.size() && job.stretches[next].parsed ? &job.stretches[next] : nullptr;
+    };
+    const auto finished = [&] {
+        std::lock_guard lock(job.mutex);
+        return job.allCut && next == job.stretches.size();
+    };
+    bool whole = false;
+    while (!stopped()) {
+        while (Stretch* stretch = nextParsed()) {
             if (stopped()) break;
-            joined(job.stretches[next++]);
+            joined(*stretch);
+            ++next;
         }
-        if (next == count || stopped()) break;
+        if (stopped()) break;
+        if (finished()) {
+            whole = true;
+            break;
+        }
         // Parse one more here, or wait for one a helper has started.
-        const size_t own = job.nextToParse.fetch_add(1);
-        if (own < count) {
-            job.parse(job.stretches[own], callerStop);
+        if (Stretch* own = job.claim()) {
+            job.parse(*own, callerStop);
             continue;
         }
         std::unique_lock lock(job.mutex);
-        job.parsedOne.wait_for(lock, kStopCheckWait, [&] { return job.stretches[next].parsed; });
+        job.parsedOne.wait_for(lock, kStopCheckWait, [&] {
+            return next == job.stretches.size() ? job.allCut : job.stretches[next].parsed;
+        });
     }
     job.stop = true;  // helpers still running give up
-    return next == count;
+    return whole;
 }
 
 }  // namespace
@@ -377,13 +426,11 @@ TextFileRead readTextFile(const QString& path, const RowIndexSource& nextIndex, 
         checkUtf8 = false;
     }
 
-    const auto job = std::make_shared<Job>(file, format, checkUtf8, file.bytes);
-    for (const auto& [begin, end] : cutIntoStretches(file.bytes, how.firstChunkBytes, how.chunkBytes))
-        job->stretches.push_back(Stretch{begin, end, {}, {}, 0, 0, false});
+    const auto job = std::make_shared<Job>(file, format, checkUtf8, file.bytes, how);
     FileRowNamer namer;
     std::vector<RowList> joined;
     size_t lines = 0, cut = 0;
-    const bool whole = job->stretches.empty() || parseInStretches(job, how, [&](Stretch& stretch) {
+    const bool whole = parseInStretches(job, how, [&](Stretch& stretch) {
         numberRows(stretch.rows, 0, stretch.rows.size(), nextIndex);
         namer.take(std::move(stretch.notes));
         lines += stretch.lines;
