@@ -4,6 +4,7 @@
 #include <random>
 
 #include "core/log/logparser.h"
+#include "core/log/threadtimescan.h"
 #include "helpers.h"
 
 namespace vf {
@@ -125,6 +126,55 @@ TEST(LogParser, ArbitraryLinesStayInsideTheLine) {
         }
         // The level letter is kept in the row itself; it must still be a piece of the line.
         EXPECT_NE(stored.find(row->view(RowKey::Type)), std::string_view::npos) << line;
+    }
+}
+
+// The one-walk scan of file lines gives the lines it takes the parser's
+// fields and finds their ends; the hand-picked lines show which shapes it
+// leaves to the parser, the mutated ones hunt for a disagreement.
+TEST(LogParser, OneWalkScanAgreesWithTheParser) {
+    struct Case {
+        std::string_view line;
+        bool plain;
+    };
+    const Case cases[] = {
+        {"01-15 12:34:56.789  1234  5678 I ActivityManager:  Start proc", true},
+        {"01-15 12:34:56.789   999   999 W Tag \t : x: y", true},
+        {"01-15 12:34:56.789 com.app:svc(1234) 1234 E T\xC3\xA4g: boom", true},
+        {"01-15 12:34:56.789 (12) 12 E Tag: x", true},
+        {"01-15 12:34:56.789 com.app(12)x 7 E Tag: boom", true},
+        {"01-15 12:34:56.789  1234  5678 I Tag: ", false},             // no text
+        {"01-15  12:34:56.789  1 2 I T: x", false},                     // time rebuilt
+        {"01-15 12:34:56.789  1234  5678 I Tag without colon", false},  // no row
+        {"01-15 12:34:56.789\t1234  5678 I Tag: x", false},
+        {"01-15 12:34:56.789  1234  5678 II Tag: x", false},
+        {"01-15 12:34:56.789  1234  5678 I \xE2\x80\x83Tag: x", false},
+        {"--------- beginning of main", false},
+    };
+    RowArena arena;
+    std::string text;
+    const auto check = [&](std::string_view raw, F format) -> std::optional<bool> {
+        text.assign(raw).append("\r\nnext line");
+        const std::string_view stored = arena.copyLine(text);
+        const ScannedLine scanned = scanThreadTimeLine(stored.data(), stored.data() + stored.size(), format == F::ThreadTimeApp);
+        const std::string_view line = stored.substr(0, stored.find_first_of("\r\n"));
+        EXPECT_EQ(scanned.end, line.data() + line.size()) << raw;
+        if (!scanned.plain) return false;
+        const RowPtr parsed = parseThreadTimeLine(arena, line, format, rowCounter());
+        if (!parsed) return std::nullopt;
+        EXPECT_EQ(test::fields(*arena.makeSliced(RowIdx(), line, scanned.slices)), test::fields(*parsed)) << raw;
+        return true;
+    };
+    for (const auto& [line, plain] : cases) {
+        EXPECT_EQ(check(line, F::ThreadTime), plain) << line;
+        EXPECT_EQ(check(line, F::ThreadTimeApp), plain) << line;
+    }
+    std::mt19937 rng(7);
+    const std::string_view alphabet = " :()-\t\r1a\xC2\xA0";
+    for (int n = 0; n < 20000; ++n) {
+        std::string line(cases[rng() % 5].line);
+        for (int k = int(rng() % 4); k >= 0; --k) line[rng() % line.size()] = alphabet[rng() % alphabet.size()];
+        EXPECT_NE(check(line, rng() % 2 != 0 ? F::ThreadTime : F::ThreadTimeApp), std::nullopt) << line;
     }
 }
 

@@ -460,6 +460,36 @@ void RowArena::setFields(Row* row, std::string_view line, bool inArena, const Ro
     row->flags_.store(flags, std::memory_order_relaxed);
 }
 
+RowFields LineSlices::fields(std::string_view line) const {
+    const auto slice = [line](size_t off, size_t len) { return len == 0 ? std::string_view() : line.substr(off, len); };
+    RowFields fields;
+    fields[size_t(RowKey::Time) - 1] = slice(0, timeLen);
+    fields[size_t(RowKey::App) - 1] = slice(appOff, appLen);
+    fields[size_t(RowKey::Pid) - 1] = slice(pidOff, pidLen);
+    fields[size_t(RowKey::Tid) - 1] = tidDash ? std::string_view("-") : slice(tidOff, tidLen);
+    fields[size_t(RowKey::Type) - 1] = level == 0 ? std::string_view() : std::string_view(&kLetters[uint8_t(level)], 1);
+    fields[size_t(RowKey::Name) - 1] = slice(nameOff, nameLen);
+    fields[size_t(RowKey::Text) - 1] = line.substr(textOff);
+    return fields;
+}
+
+RowPtr RowArena::makeSliced(RowIdx idx, std::string_view line, const LineSlices& slices) {
+    TextChunk* chunk = chunkHolding(line);
+    if (chunk == nullptr || line.size() > kMaxSpan || slices.textOff >= line.size()) return make(idx, line, slices.fields(line));
+    Row* row = allocate(idx);
+    useChunk(chunk);
+    row->line_ = line.data();
+    row->timeLen_ = slices.timeLen;
+    row->appOff_ = slices.appOff, row->appLen_ = slices.appLen;
+    row->pidOff_ = slices.pidOff, row->pidLen_ = slices.pidLen;
+    row->tidOff_ = slices.tidOff, row->tidLen_ = slices.tidLen;
+    row->nameOff_ = slices.nameOff, row->nameLen_ = slices.nameLen;
+    row->textOff_ = slices.textOff;
+    row->spanAndType_ = uint32_t(line.size()) | (uint32_t(uint8_t(slices.level)) << 24);
+    row->flags_.store(slices.tidDash ? Row::kTidDash : 0, std::memory_order_relaxed);
+    return RowPtr(row);
+}
+
 // Plain values become one line of arena text, time first and text last, so
 // that every field that fits is an offset like those of a parsed line.
 RowPtr RowArena::make(const RowValues& values) {

@@ -214,23 +214,30 @@ void ProcessIdentityTable::clear() {
 }
 
 void FileChunkNotes::observe(const Row& row) {
+    RowFields fields;
+    for (int k = 0; k < kRowFieldCount; ++k) fields[size_t(k)] = row.view(RowKey(k + 1));
+    observe(fields);
+}
+
+void FileChunkNotes::observe(const RowFields& fields) {
+    const auto field = [&fields](RowKey key) { return fields[size_t(key) - 1]; };
     const uint64_t at = pids_.size();
-    const auto pid = pidNumber(row.pid());
-    pids_.push_back(row.app().empty() ? pid.value_or(0) : 0);
-    const std::string_view type = row.type();
+    const auto pid = pidNumber(field(RowKey::Pid));
+    pids_.push_back(field(RowKey::App).empty() ? pid.value_or(0) : 0);
+    const std::string_view type = field(RowKey::Type);
     // Start and death lines are written at level I, a crash's "Process:" at E.
     if (type == "I" || type == "E") {
-        if (const auto event = processEventOf(row.name(), row.text())) {
+        if (const auto event = processEventOf(field(RowKey::Name), field(RowKey::Text))) {
             using Kind = Event::Kind;
             const Kind kind = event->kind == ProcessEvent::Kind::Start   ? Kind::Start
                               : event->kind == ProcessEvent::Kind::Crash ? Kind::Crash
                                                                          : Kind::Died;
             events_.push_back(Event{kind, event->pid, event->uid, std::string(event->process),
-                                    kind == Kind::Start ? std::string(row.time()) : std::string(), at});
+                                    kind == Kind::Start ? std::string(field(RowKey::Time)) : std::string(), at});
             lastUid_.erase(event->pid);
         }
     }
-    const std::string_view uidText = row.uid();
+    const std::string_view uidText = field(RowKey::Uid);
     if (uidText.empty() || !pid) return;
     const auto uid = parseUidColumn(uidText);
     if (!uid) return;

@@ -137,6 +137,9 @@ public:
     // The stretch's rows, in order, as they are made (their lines are still
     // in the cache then).
     void observe(const Row& row);
+    // The same from the fields a row is made of (RowArena::make's), before
+    // or after it is made.
+    void observe(const RowFields& fields);
     size_t rowCount() const { return pids_.size(); }
 
 private:

@@ -22,6 +22,7 @@
 #include "core/log/mappedfile.h"
 #include "core/log/namelist.h"
 #include "core/log/processidentity.h"
+#include "core/log/threadtimescan.h"
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
 #include "core/support/text.h"
@@ -291,23 +292,36 @@ void Job::parse(Stretch& stretch, const std::atomic<bool>* callerStop) {
     static const RowIndexSource placeholder = [] { return RowIdx(); };
     RowList rows;
     rows.reserve(qsizetype(bytes.size() / 96 + 16));
-    LineSplitter splitter(bytes, LineBreaks::LfCr);
-    std::string_view line;
-    for (size_t n = 1; splitter.next(line); ++n) {
-        if (n % kStopCheckLines == 0 && (stop || (callerStop != nullptr && *callerStop))) break;
-        ++stretch.lines;
-        if (!isLongEnough(line)) continue;
-        if (line.size() > size_t(kMaxLineBytes)) {
-            // Held to the live lines' limit: the cut copy becomes arena text.
-            std::string cut(line);
-            cutLongLinesInPlace(cut);
-            line = arena.copyLine(cut);
-            ++stretch.cut;
+    // Threadtime lines of the plain shape are split and parsed in one walk;
+    // the others, and every line of other layouts, line by line.
+    const bool scan = format == LogLineFormat::ThreadTime || format == LogLineFormat::ThreadTimeApp;
+    const char* const end = bytes.data() + bytes.size();
+    for (const char* at = bytes.data();; ++at) {
+        if (++stretch.lines % kStopCheckLines == 0 && (stop || (callerStop != nullptr && *callerStop))) {
+            --stretch.lines;
+            break;
         }
-        if (RowPtr row = parseThreadTimeLine(arena, line, format, placeholder)) {
-            stretch.notes.observe(*row);
-            rows.append(std::move(row));
+        const ScannedLine scanned = scan ? scanThreadTimeLine(at, end, format == LogLineFormat::ThreadTimeApp)
+                                         : ScannedLine{findLfCr(at, end), false, {}};
+        std::string_view line(at, size_t(scanned.end - at));
+        at = scanned.end;
+        if (scanned.plain && line.size() <= size_t(kMaxLineBytes)) {
+            rows.append(arena.makeSliced(RowIdx(), line, scanned.slices));
+            stretch.notes.observe(scanned.slices.fields(line));
+        } else if (isLongEnough(line)) {
+            if (line.size() > size_t(kMaxLineBytes)) {
+                // Held to the live lines' limit: the cut copy becomes arena text.
+                std::string cut(line);
+                cutLongLinesInPlace(cut);
+                line = arena.copyLine(cut);
+                ++stretch.cut;
+            }
+            if (RowPtr row = parseThreadTimeLine(arena, line, format, placeholder)) {
+                stretch.notes.observe(*row);
+                rows.append(std::move(row));
+            }
         }
+        if (at == end) break;
     }
     stretch.rows = std::move(rows);
     {
