@@ -35,7 +35,8 @@ int CliApplication::run(const QStringList& arguments) {
     case Command::Help: out_ << helpText(options.helpTopic).toStdString(); return kExitOk;
     case Command::Version: out_ << versionText().toStdString(); return kExitOk;
     case Command::Convert:
-        return runConvert(options, out_, err_, environment_.stdoutIsTerminal, environment_.stderrIsTerminal);
+        return runConvert(options, out_, err_, environment_.stdoutIsTerminal, environment_.stderrIsTerminal,
+                          environment_.exitsAfter);
     case Command::Detect: return runDetect(options, out_, err_);
     case Command::CheckFilter: return runCheckFilter(options, out_, err_);
     case Command::Crashes:

@@ -19,6 +19,7 @@ struct CliEnvironment {
     bool stderrIsTerminal = false;  // progress of long file reads only on a terminal
     bool noColor = false;           // $NO_COLOR is set
     std::istream* in = nullptr;     // "pretty" reads it; null: standard input
+    bool exitsAfter = false;        // the process ends after the command: large memory is left to the system
 };
 
 class CliApplication final {

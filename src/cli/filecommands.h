@@ -11,8 +11,10 @@ namespace vf::cli {
 
 // `terminal`: `out` is a terminal (control characters in rows are escaped);
 // `progress`: `err` is one (reading a large file shows how far it got).
+// `exitsAfter`: the process ends when the command returns, so the rows read
+// are left to the system instead of being freed.
 int runConvert(const CliOptions& options, std::ostream& out, std::ostream& err, bool terminal = false,
-               bool progress = false);
+               bool progress = false, bool exitsAfter = false);
 int runDetect(const CliOptions& options, std::ostream& out, std::ostream& err);
 int runCheckFilter(const CliOptions& options, std::ostream& out, std::ostream& err);
 

@@ -16,6 +16,7 @@ int main(int argc, char** argv) {
     environment.stdoutIsTerminal = ::isatty(STDOUT_FILENO) == 1 && qEnvironmentVariable("TERM") != u"dumb";
     environment.stderrIsTerminal = ::isatty(STDERR_FILENO) == 1 && qEnvironmentVariable("TERM") != u"dumb";
     environment.noColor = qEnvironmentVariableIsSet("NO_COLOR");
+    environment.exitsAfter = true;
 
     QStringList arguments = QCoreApplication::arguments();
     arguments.removeFirst();
