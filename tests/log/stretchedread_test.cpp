@@ -59,6 +59,30 @@ TEST(StretchedRead, CutsAnywhereReadAsOne) {
     }
 }
 
+// The UTF-8 check runs in 64 KiB blocks alongside the parsing: a character
+// cut by a block's end is still valid (the rows stay in the mapped file),
+// and a stray byte just before such a cut, or further on, is still repaired.
+TEST(StretchedRead, Utf8CheckedAcrossItsBlocks) {
+    QTemporaryDir dir;
+    const std::string cjk = "\xE6\x97\xA5";
+    std::string valid;
+    while (valid.size() < 300 * 1024) valid += "03-17 16:13:38.811  1702  2395 D Tag: caf\xC3\xA9 " + cjk + " x\n";
+    const size_t cut = 64 * 1024 - 1;  // where a character shall start, one byte before the first block ends
+    valid.insert(40, cut - valid.rfind(cjk, cut), 'p');
+    ASSERT_EQ(valid.substr(cut, 3), cjk);
+    const TextFileRead read = readCut(test::writeFile(dir, u"valid.log"_s, valid), valid.size());
+    ASSERT_TRUE(read.mapping);
+    const std::string_view mapped = read.mapping->bytes();
+    for (const RowPtr& row : read.rows)
+        ASSERT_TRUE(row->text().data() >= mapped.data() && row->text().data() < mapped.data() + mapped.size());
+    for (const size_t at : {cut - 1, valid.find("\xC3\xA9", 200 * 1024)}) {
+        std::string stray = valid;
+        stray[at] = '\xFF';
+        const TextFileRead repaired = readCut(test::writeFile(dir, u"stray.log"_s, stray), stray.size());
+        EXPECT_NE(dump(repaired.rows).find("\xEF\xBF\xBD"), std::string::npos) << at;
+    }
+}
+
 std::string manyLines(int count) {
     std::string text;
     for (int i = 0; i < count; ++i)

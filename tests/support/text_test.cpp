@@ -30,6 +30,7 @@ TEST(Utf8, StrayBytesBecomeReplacementCharacters) {
     for (const auto& [in, out] : cases) {
         EXPECT_EQ(utf8::replaceInvalid(in), out) << in;
         EXPECT_EQ(utf8::isValid(in), in == out) << in;
+        EXPECT_EQ(utf8::validPrefix(in), std::min(out.find(fffd), in.size())) << in;
         EXPECT_TRUE(utf8::isValid(utf8::replaceInvalid(in))) << in;
     }
 }

@@ -36,6 +36,9 @@ namespace {
 constexpr size_t kDetectionLines = 40;
 // A stretch being parsed looks at the stop flag this often.
 constexpr size_t kStopCheckLines = 4096;
+// The UTF-8 check runs ahead of the parsing by this much: what it read is
+// still in the core's cache when the parser reads it.
+constexpr ptrdiff_t kUtf8CheckBytes = 64 * 1024;
 // How long the joining thread waits for a stretch before it looks at the
 // caller's stop flag again.
 constexpr auto kStopCheckWait = std::chrono::milliseconds(50);
@@ -222,6 +225,14 @@ private:
     size_t most_;
 };
 
+// The rows of some bytes and what they say of processes.
+struct Parsed {
+    RowList rows;
+    FileChunkNotes notes;
+    size_t lines = 0;  // as the splitter gives them (its last one may be an empty piece)
+    size_t cut = 0;    // lines longer than the limit, cut
+};
+
 // One stretch: its bytes and, once parsed, its rows and what they say of
 // processes.
 struct Stretch {
@@ -267,6 +278,10 @@ struct Job {
         return &stretches.emplace_back(Stretch{begin, end, {}, {}, 0, 0, false});
     }
     void parse(Stretch& stretch, const std::atomic<bool>* callerStop);
+    // Parses `bytes` (kept alive by `owner`); nullopt when `checkUtf8` finds
+    // them not UTF-8.
+    std::optional<Parsed> parseBytes(std::string_view bytes, std::shared_ptr<const void> owner, bool checkUtf8,
+                                     const std::atomic<bool>* callerStop);
     // Parses stretches until none is left to start.
     void work() {
         while (!stop) {
@@ -278,57 +293,79 @@ struct Job {
 };
 
 void Job::parse(Stretch& stretch, const std::atomic<bool>* callerStop) {
-    std::string_view bytes = text.bytes.substr(stretch.begin, stretch.end - stretch.begin);
-    std::shared_ptr<const void> owner = text.owner;
-    if (checkUtf8 && !utf8::isValid(bytes)) {
+    const std::string_view bytes = text.bytes.substr(stretch.begin, stretch.end - stretch.begin);
+    std::optional<Parsed> parsed = parseBytes(bytes, text.owner, checkUtf8, callerStop);
+    if (!parsed) {
         auto repaired = std::make_shared<std::string>(repair(bytes));
-        bytes = *repaired;
-        owner = std::move(repaired);
         sawInvalid = true;
+        parsed = parseBytes(*repaired, repaired, false, callerStop);
     }
+    stretch.rows = std::move(parsed->rows);
+    stretch.notes = std::move(parsed->notes);
+    stretch.lines = parsed->lines;
+    stretch.cut = parsed->cut;
+    {
+        std::lock_guard lock(mutex);
+        stretch.parsed = true;
+    }
+    parsedOne.notify_all();
+}
+
+std::optional<Parsed> Job::parseBytes(std::string_view bytes, std::shared_ptr<const void> owner, bool checkUtf8,
+                                      const std::atomic<bool>* callerStop) {
     RowArena arena(names);
     bytes = arena.adopt(bytes, std::move(owner));
     // Indices are given when the stretches are joined, in order.
     static const RowIndexSource placeholder = [] { return RowIdx(); };
-    RowList rows;
-    rows.reserve(qsizetype(bytes.size() / 96 + 16));
+    Parsed out;
+    out.rows.reserve(qsizetype(bytes.size() / 96 + 16));
     // Threadtime lines of the plain shape are split and parsed in one walk;
     // the others, and every line of other layouts, line by line.
     const bool scan = format == LogLineFormat::ThreadTime || format == LogLineFormat::ThreadTimeApp;
     const char* const end = bytes.data() + bytes.size();
+    // The UTF-8 check keeps a block ahead of the parsing, so that the bytes
+    // come from memory once for both.
+    const char* checked = checkUtf8 ? bytes.data() : end;  // what lies before is UTF-8
+    const auto checkTo = [&](const char* to) {
+        while (checked < to) {
+            const char* block = end - checked > kUtf8CheckBytes ? checked + kUtf8CheckBytes : end;
+            const char* valid = checked + utf8::validPrefix(std::string_view(checked, size_t(block - checked)));
+            // A sequence cut by the block's end is checked whole with the next block.
+            if (valid < block && (block == end || block - valid >= 4)) return false;
+            checked = valid;
+        }
+        return true;
+    };
     for (const char* at = bytes.data();; ++at) {
-        if (++stretch.lines % kStopCheckLines == 0 && (stop || (callerStop != nullptr && *callerStop))) {
-            --stretch.lines;
+        if (++out.lines % kStopCheckLines == 0 && (stop || (callerStop != nullptr && *callerStop))) {
+            --out.lines;
             break;
         }
+        if (at >= checked && at < end && !checkTo(at + 1)) return std::nullopt;
         const ScannedLine scanned = scan ? scanThreadTimeLine(at, end, format == LogLineFormat::ThreadTimeApp)
                                          : ScannedLine{findLfCr(at, end), false, {}};
         std::string_view line(at, size_t(scanned.end - at));
         at = scanned.end;
         if (scanned.plain && line.size() <= size_t(kMaxLineBytes)) {
-            rows.append(arena.makeSliced(RowIdx(), line, scanned.slices));
-            stretch.notes.observe(scanned.slices.fields(line));
+            out.rows.append(arena.makeSliced(RowIdx(), line, scanned.slices));
+            out.notes.observe(scanned.slices.fields(line));
         } else if (isLongEnough(line)) {
             if (line.size() > size_t(kMaxLineBytes)) {
                 // Held to the live lines' limit: the cut copy becomes arena text.
                 std::string cut(line);
                 cutLongLinesInPlace(cut);
                 line = arena.copyLine(cut);
-                ++stretch.cut;
+                ++out.cut;
             }
             if (RowPtr row = parseThreadTimeLine(arena, line, format, placeholder)) {
-                stretch.notes.observe(*row);
-                rows.append(std::move(row));
+                out.notes.observe(*row);
+                out.rows.append(std::move(row));
             }
         }
         if (at == end) break;
     }
-    stretch.rows = std::move(rows);
-    {
-        std::lock_guard lock(mutex);
-        stretch.parsed = true;
-    }
-    parsedOne.notify_all();
+    if (!checkTo(end)) return std::nullopt;
+    return out;
 }
 
 // Parses `text` in stretches and hands them to `joined` in order; returns

@@ -53,16 +53,19 @@ const unsigned char* begin(std::string_view s) { return reinterpret_cast<const u
 
 }  // namespace
 
-bool isValid(std::string_view bytes) noexcept {
-    const unsigned char* p = begin(bytes);
-    const unsigned char* const end = p + bytes.size();
+size_t validPrefix(std::string_view bytes) noexcept {
+    const unsigned char* const start = begin(bytes);
+    const unsigned char* const end = start + bytes.size();
+    const unsigned char* p = start;
     while ((p = skipAscii(p, end)) < end) {
         const size_t n = sequenceAt(p, end);
-        if (n == 0) return false;
+        if (n == 0) break;
         p += n;
     }
-    return true;
+    return size_t(p - start);
 }
+
+bool isValid(std::string_view bytes) noexcept { return validPrefix(bytes) == bytes.size(); }
 
 bool hasMultiByteSequence(std::string_view bytes) noexcept {
     const unsigned char* p = begin(bytes);

@@ -11,6 +11,10 @@ namespace vf::utf8 {
 // Well-formed UTF-8: no overlongs, no surrogates, nothing above U+10FFFF.
 // Runs of ASCII are checked sixteen or eight bytes at a time.
 bool isValid(std::string_view bytes) noexcept;
+// How many of the first bytes are well-formed: the offset of the first byte
+// that starts no well-formed sequence (a sequence cut by the end counts as
+// not), or the size when all are.
+size_t validPrefix(std::string_view bytes) noexcept;
 
 // True when the bytes hold at least one well-formed multi-byte sequence: text
 // that is mostly UTF-8 with a stray byte, as opposed to a single-byte
