@@ -10,7 +10,6 @@
 
 #include "core/support/preferences.h"
 #include "e2e.h"
-#include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 #include "ui/connection/connectioncontroller.h"
 #include "ui/crashes/crashespanel.h"
@@ -48,14 +47,8 @@ QString writeCrashingLog(const AdbHarness& harness) {
     return path;
 }
 
-class E2eWindow : public ::testing::Test {
+class E2eWindow : public E2eViewerTest {
 protected:
-    void SetUp() override {
-        VF_REQUIRE_ADB(harness);
-        ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-        preferences = std::make_unique<ScopedAdbPreferences>(harness.serverPort());
-    }
-    void launch(bool connectAtStart) { app = launchViewer(connectAtStart); }
     // The app column of the first row whose text holds `text`; null when none does.
     std::optional<QString> appOf(const QString& text) const {
         const ui::LogTableModel* model = app->tab().model;
@@ -64,17 +57,13 @@ protected:
         return std::nullopt;
     }
     bool shows(const QString& text) const { return appOf(text).has_value(); }
-
-    AdbHarness harness = makeHarness();
-    std::unique_ptr<ScopedAdbPreferences> preferences;
-    std::unique_ptr<ui::VellumfoxAppDelegate> app;
 };
 
 // The saved log of a device and then the device itself: the crash they
 // share is listed once, and the rows of the process that died keep its name.
 TEST_F(E2eWindow, OpenThenRunListsEachCrashOnce) {
     const QString log = writeCrashingLog(harness);
-    ASSERT_TRUE(harness.startDevice(fastDevice(log)));
+    ASSERT_TRUE(startDevice(fastDevice(log)));
     launch(false);
     const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
     const ui::SourceTab::Parts& tab = app->tab();
@@ -102,8 +91,8 @@ TEST_F(E2eWindow, ALateDeviceIsPickedUpWithoutInput) {
     EXPECT_EQ(tab.connection->currentAlert(), nullptr);
 
     const QString log = writeCrashingLog(harness);
-    SimulatedDevice* device = harness.startDevice(fastDevice(log));
-    ASSERT_NE(device, nullptr) << harness.lastError().toStdString();
+    SimulatedDevice* device = startDevice(fastDevice(log));
+    ASSERT_NE(device, nullptr);
     // Listed offline first while the server connects it, then ready.
     ASSERT_TRUE(waitUntil([&] { return parts.window->connectAction->text() == u"Stop"_s; }, 15000));
     EXPECT_EQ(tab.session->deviceId(), device->serial());
