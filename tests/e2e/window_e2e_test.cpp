@@ -1,6 +1,6 @@
 // The viewer's window through the real adb server, where the behaviour is
-// the window's own: a saved log opened and a device run after it, a device
-// that comes after the viewer, and quitting with a second window open.
+// the window's own: a saved log opened and a device run after it, then
+// quitting with a second window open; a device that comes after the viewer.
 #ifdef VF_HAVE_UI
 #include <QApplication>
 #include <QListWidget>
@@ -61,7 +61,9 @@ protected:
 
 // The saved log of a device and then the device itself: the crash they
 // share is listed once, and the rows of the process that died keep its name.
-TEST_F(E2eWindow, OpenThenRunListsEachCrashOnce) {
+// Quit from the message viewer then ends the application, not just the
+// main window.
+TEST_F(E2eWindow, OpenThenRunListsEachCrashOnceAndQuitEndsTheApplication) {
     const QString log = writeCrashingLog(harness);
     ASSERT_TRUE(startDevice(fastDevice(log)));
     launch(false);
@@ -78,6 +80,17 @@ TEST_F(E2eWindow, OpenThenRunListsEachCrashOnce) {
     EXPECT_TRUE(tab.crashes->list()->item(0)->text().contains(u"org.example.fieldnotes ("_s))
         << tab.crashes->list()->item(0)->text().toStdString();
     EXPECT_EQ(appOf(u"line 29"_s), u"org.example.fieldnotes"_s);
+
+    parts.window->logTable()->selectRow(0);
+    tab.messages->onViewText();
+    QWidget* viewer = QApplication::activeWindow();
+    ASSERT_TRUE(waitUntil([&] {
+        viewer = QApplication::activeWindow();
+        return qobject_cast<ui::TextViewerWindow*>(viewer) != nullptr;
+    }, 5000));
+    QTimer::singleShot(0, viewer, [viewer] { QTest::keyClick(viewer, Qt::Key_Q, Qt::ControlModifier); });
+    QTimer::singleShot(10000, qApp, [] { QCoreApplication::exit(1); });  // never reached when Quit works
+    EXPECT_EQ(QApplication::exec(), 0);
 }
 
 // Started with no device: no alert over the table, which says what to do;
@@ -101,26 +114,6 @@ TEST_F(E2eWindow, ALateDeviceIsPickedUpWithoutInput) {
     ASSERT_EQ(entries.size(), 1);
     EXPECT_TRUE(entries.first()->isChecked());
     EXPECT_EQ(tab.connection->currentAlert(), nullptr);
-}
-
-// Quit from the message viewer ends the application, not just the main window.
-TEST_F(E2eWindow, QuitFromTheMessageViewerEndsTheApplication) {
-    const QString log = writeCrashingLog(harness);
-    launch(false);
-    const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
-    const ui::SourceTab::Parts& tab = app->tab();
-    tab.files->openFile(log);
-    ASSERT_TRUE(waitUntil([&] { return shows(u"the end of the replay"_s); }, 15000));
-    parts.window->logTable()->selectRow(0);
-    tab.messages->onViewText();
-    QWidget* viewer = QApplication::activeWindow();
-    ASSERT_TRUE(waitUntil([&] {
-        viewer = QApplication::activeWindow();
-        return qobject_cast<ui::TextViewerWindow*>(viewer) != nullptr;
-    }, 5000));
-    QTimer::singleShot(0, viewer, [viewer] { QTest::keyClick(viewer, Qt::Key_Q, Qt::ControlModifier); });
-    QTimer::singleShot(10000, qApp, [] { QCoreApplication::exit(1); });  // never reached when Quit works
-    EXPECT_EQ(QApplication::exec(), 0);
 }
 
 }  // namespace
