@@ -91,9 +91,10 @@ inline qsizetype rowsWith(const LogDatasource& store, const QString& text, const
 }
 
 // Writes a threadtime log: pid 4120 is the app "org.example.fieldnotes"
-// (named by a "Start proc" line), every line's text is "`word` line N".
+// (named by a "Start proc" line), every line's text is "`word` line N"
+// (times 09:41:10.000 on, ten lines a second); then the lines of `tail`.
 inline QString writeReplayLog(const AdbHarness& harness, int count = 40,
-                              const QString& word = QStringLiteral("replayed")) {
+                              const QString& word = QStringLiteral("replayed"), const QByteArray& tail = {}) {
     const QString path = harness.scratchPath(word + QStringLiteral(".log"));
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) return {};
@@ -113,6 +114,7 @@ inline QString writeReplayLog(const AdbHarness& harness, int count = 40,
                        .arg(i)
                        .toUtf8());
     }
+    file.write(tail);
     return path;
 }
 

@@ -26,25 +26,16 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-// A threadtime log of one app that crashes once, among ordinary lines.
+// A threadtime log of one app that crashes once, after 30 ordinary lines.
 QString writeCrashingLog(const AdbHarness& harness) {
-    const QString path = harness.scratchPath(u"crashing.log"_s);
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) return {};
-    file.write("03-17 09:41:02.100  1102  1133 I ActivityManager: Start proc 4120:org.example.fieldnotes/u0a121 "
-               "for activity org.example.fieldnotes/.ui.MainActivity\n");
-    for (int i = 0; i < 30; ++i)
-        file.write(QStringLiteral("03-17 09:41:03.%1  4120  4133 D Notes: line %2\n")
-                       .arg(i * 10, 3, 10, QLatin1Char('0'))
-                       .arg(i)
-                       .toUtf8());
-    file.write("03-17 09:41:04.000  4120  4120 E AndroidRuntime: FATAL EXCEPTION: main\n"
-               "03-17 09:41:04.000  4120  4120 E AndroidRuntime: Process: org.example.fieldnotes, PID: 4120\n"
-               "03-17 09:41:04.000  4120  4120 E AndroidRuntime: java.lang.IllegalStateException: boom\n"
-               "03-17 09:41:04.000  4120  4120 E AndroidRuntime: \tat org.example.Notes.save(Notes.java:9)\n"
-               "03-17 09:41:04.100  1102  1133 I ActivityManager: Process org.example.fieldnotes (pid 4120) has died: fg TOP\n"
-               "03-17 09:41:05.000  1102  1133 I ActivityManager: the end of the replay\n");
-    return path;
+    return writeReplayLog(
+        harness, 30, u"crashing"_s,
+        "03-17 09:41:14.000  4120  4120 E AndroidRuntime: FATAL EXCEPTION: main\n"
+        "03-17 09:41:14.000  4120  4120 E AndroidRuntime: Process: org.example.fieldnotes, PID: 4120\n"
+        "03-17 09:41:14.000  4120  4120 E AndroidRuntime: java.lang.IllegalStateException: boom\n"
+        "03-17 09:41:14.000  4120  4120 E AndroidRuntime: \tat org.example.Notes.save(Notes.java:9)\n"
+        "03-17 09:41:14.100  1102  1133 I ActivityManager: Process org.example.fieldnotes (pid 4120) has died: fg TOP\n"
+        "03-17 09:41:15.000  1102  1133 I ActivityManager: the end of the replay\n");
 }
 
 class E2eWindow : public E2eViewerTest {
