@@ -134,9 +134,49 @@ Searcher::Result Searcher::scan(std::string_view text) const {
     return nonAscii ? Result::AbsentNonAscii : Result::Absent;
 }
 
-size_t Searcher::find(std::string_view text) const {
-    bool nonAscii = false;
-    return findNoting(text, nonAscii);
+size_t Searcher::findOrNonAscii(std::string_view text, bool& nonAscii) const {
+    const size_t n = needle_.size();
+    nonAscii = false;
+    if (n == 0) return 0;
+    const size_t size = text.size();
+#if defined(__SSE2__)
+    // As findNoting(), stopping at the first 16 starting points that hold a
+    // byte >= 0x80: an ASCII needle cannot match across it, so a match before
+    // it is the answer, else that byte. The last n - 1 bytes start no match
+    // and are looked at on their own.
+    if (size >= n + 15) {
+        const char* s = text.data();
+        const __m128i first = _mm_set1_epi8(char(first_)), last = _mm_set1_epi8(char(last_));
+        const __m128i firstMask = _mm_set1_epi8(char(firstMask_)), lastMask = _mm_set1_epi8(char(lastMask_));
+        const size_t lastStep = size - n - 15;
+        for (size_t i = 0;; i += 16) {
+            if (i > lastStep) i = lastStep;
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i + n - 1));
+            const auto high = unsigned(_mm_movemask_epi8(a));
+            const __m128i eq = _mm_and_si128(_mm_cmpeq_epi8(_mm_or_si128(a, firstMask), first),
+                                             _mm_cmpeq_epi8(_mm_or_si128(b, lastMask), last));
+            for (unsigned m = unsigned(_mm_movemask_epi8(eq)); m != 0; m &= m - 1) {
+                const unsigned at = unsigned(__builtin_ctz(m));
+                if (high != 0 && at > unsigned(__builtin_ctz(high))) break;
+                if (matchesAt(s + i + at)) return i + at;
+            }
+            if (high != 0) {
+                nonAscii = true;
+                return i + unsigned(__builtin_ctz(high));
+            }
+            if (i == lastStep) break;
+        }
+        const size_t tail = firstNonAscii(text.substr(size - n + 1));
+        if (tail == std::string_view::npos) return tail;
+        nonAscii = true;
+        return size - n + 1 + tail;
+    }
+#endif
+    const size_t q = firstNonAscii(text);
+    const size_t hit = findScalar(text.substr(0, q));
+    nonAscii = hit == std::string_view::npos && q != std::string_view::npos;
+    return nonAscii ? q : hit;
 }
 
 size_t Searcher::findNoting(std::string_view text, bool& nonAscii) const {

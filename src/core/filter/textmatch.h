@@ -57,14 +57,15 @@ public:
     // then still find it after folding the text the slow way).
     Result scan(std::string_view text) const;
 
-    // The offset of the needle's first occurrence in `text`; npos when
-    // there is none (an empty needle is at 0).
-    size_t find(std::string_view text) const;
+    // The offset of whichever comes first in `text`: the needle's first
+    // occurrence, or a byte >= 0x80 (then `nonAscii` is set); npos when
+    // neither is there. One look at each byte.
+    size_t findOrNonAscii(std::string_view text, bool& nonAscii) const;
 
 private:
     bool matchesAt(const char* p) const;
-    // find(), also telling (when nothing is found) whether `text` holds a
-    // byte >= 0x80.
+    // Where the needle first occurs in `text` (npos: nowhere), also telling
+    // (when nothing is found) whether `text` holds a byte >= 0x80.
     size_t findNoting(std::string_view text, bool& nonAscii) const;
     size_t findScalar(std::string_view text) const;
 

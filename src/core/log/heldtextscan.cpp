@@ -29,14 +29,15 @@ bool HeldTextScan::spanMayHold(const Row& row) {
     const char* end = begin + span.size();
     if (begin < region->from || end > region->to) {
         search(*region, begin, std::max(end, begin + std::min(kLookAhead, size_t(region->text.end() - begin))));
-    } else if ((region->hit != nullptr && region->hit < begin) ||
-               (region->nonAscii != nullptr && region->nonAscii < begin)) {
+    } else if (region->found != nullptr && region->found < begin) {
         // What was found lies before this row (in a row before, or across
         // a line end): look again from here.
         search(*region, begin, region->to);
     }
-    if (region->nonAscii != nullptr && region->nonAscii < end) return true;
-    return region->hit != nullptr && region->hit + held_.needle().size() <= end;
+    if (region->found == nullptr || region->found >= end) return false;
+    // A match running past the line's end leaves the line without one, and
+    // ASCII up to it (it is the first thing found from the line's start).
+    return region->nonAscii || region->found + held_.needle().size() <= end;
 }
 
 HeldTextScan::Region* HeldTextScan::regionOf(const Row& row, std::string_view span) {
@@ -53,19 +54,13 @@ HeldTextScan::Region* HeldTextScan::regionOf(const Row& row, std::string_view sp
     return &region;
 }
 
-// A row holding a byte other than ASCII may hold the text whatever its
-// bytes say, so the needle is looked for only before the first such byte:
-// rows ending there are answered by the hit, the row holding it by that
-// byte, and rows after it search again. A text full of such bytes so costs
-// about one look at each row, not one at the stretch ahead of each.
 void HeldTextScan::search(Region& region, const char* from, const char* end) {
-    const std::string_view stretch(from, size_t(end - from));
-    const size_t nonAscii = textmatch::firstNonAscii(stretch);
-    const size_t hit = held_.find(stretch.substr(0, nonAscii));
+    bool nonAscii = false;
+    const size_t found = held_.findOrNonAscii(std::string_view(from, size_t(end - from)), nonAscii);
     region.from = from;
     region.to = end;
-    region.hit = hit == std::string_view::npos ? nullptr : from + hit;
-    region.nonAscii = nonAscii == std::string_view::npos ? nullptr : from + nonAscii;
+    region.found = found == std::string_view::npos ? nullptr : from + found;
+    region.nonAscii = nonAscii;
 }
 
 // Rows of a file share a few hundred names: each is scanned once.

@@ -34,14 +34,14 @@ public:
 
 private:
     // A stretch of an adopted text searched so far: [from, to) was looked
-    // at; `hit` is the needle's first occurrence there and `nonAscii` the
-    // first byte >= 0x80 (null: none).
+    // at; `found` is where the needle first occurs there or, when
+    // `nonAscii`, the first byte >= 0x80 before it (null: neither).
     struct Region {
         std::string_view text;
         const char* from = nullptr;
         const char* to = nullptr;
-        const char* hit = nullptr;
-        const char* nonAscii = nullptr;
+        const char* found = nullptr;
+        bool nonAscii = false;
     };
     struct AppAnswer {
         const char* name = nullptr;
