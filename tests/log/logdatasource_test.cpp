@@ -340,7 +340,6 @@ TEST_F(StoreTest, ALongPassShowsAPrefixOfItsResultAndStopsConsistently) {
         delegate.progress.clear();
         store.setLogDataFilter(gated);
         ASSERT_TRUE(waitUntil([&] { return !delegate.progress.empty(); }));
-        EXPECT_EQ(delegate.progress.front().state, FilterProgress::State::Running);
         const RowList partial = store.getDataFiltered();
         EXPECT_EQ(partial.size(), 17500);
         if (stop) store.cancelFilter();
