@@ -28,7 +28,7 @@ bool HeldTextScan::spanMayHold(const Row& row) {
     const char* begin = span.data();
     const char* end = begin + span.size();
     if (begin < region->from || end > region->to) {
-        search(*region, begin, std::max(end, begin + std::min(kLookAhead, size_t(region->text.end() - begin))));
+        search(*region, begin, std::max(end, begin + std::min(kLookAhead, size_t(region->text.data() + region->text.size() - begin))));
     } else if (region->found != nullptr && region->found < begin) {
         // What was found lies before this row (in a row before, or across
         // a line end): look again from here.
@@ -45,7 +45,8 @@ HeldTextScan::Region* HeldTextScan::regionOf(const Row& row, std::string_view sp
     const char* begin = span.data();
     const char* end = begin + span.size();
     for (Region& region : regions_)
-        if (begin >= region.text.begin() && end <= region.text.end() && !region.text.empty()) return &region;
+        if (!region.text.empty() && begin >= region.text.data() && end <= region.text.data() + region.text.size())
+            return &region;
     const std::string_view text = adoptedText(row);
     if (text.empty()) return nullptr;
     Region& region = regions_[nextRegion_];
