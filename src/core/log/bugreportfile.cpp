@@ -2,6 +2,7 @@
 // main text inflated as a stream through the scanner, so that only its log
 // sections are ever held.
 #include <QFile>
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
@@ -32,14 +33,29 @@ constexpr size_t kHeadBytes = 4096;
 // How much of a zip entry is inflated at a time.
 constexpr size_t kInflateBytes = 1 << 20;
 
-// Rows made from a report's lines as the scanner sorts them.
+// A stretch being read looks at the stop flag this often.
+constexpr size_t kStopCheckLines = 4096;
+// Progress is told at most this many times over a report.
+constexpr uint64_t kProgressSteps = 200;
+
+// Rows made from a report's lines as the scanner sorts them, kept whole or
+// handed on a stretch at a time, and the layout of the report's sections.
 class ReportRows final {
 public:
-    explicit ReportRows(const RowIndexSource& nextIndex) : nextIndex_(nextIndex) {}
+    // `rows` false: only the layout is wanted (one row per section is made
+    // to tell its layout).
+    ReportRows(const RowIndexSource& nextIndex, const TextFileReading& how, bool rows = true)
+        : nextIndex_(nextIndex), how_(how), wantRows_(rows), want_(std::max<size_t>(how.firstChunkBytes, 1)) {}
 
     // `line` lies in the arena's text when `inArena`; otherwise it is copied.
     void take(std::string_view line, bool inArena) {
-        if (scanner_.take(line) != BugreportScanner::Line::Log || line.empty()) return;
+        const BugreportScanner::Line kind = scanner_.take(line);
+        if (kind == BugreportScanner::Line::SectionStart)
+            layout_.sections.push_back({QString::fromLatin1(scanner_.section()), LogLineFormat::None, 0});
+        if (kind != BugreportScanner::Line::Log || line.empty()) return;
+        ReportLayout::Section& section = layout_.sections.back();
+        ++section.lines;
+        if (!wantRows_ && section.format != LogLineFormat::None) return;
         if (line.size() > size_t(kMaxLineBytes)) {
             line = arena_.copyLine(cutLongLine(std::string(line)));
         } else if (!utf8::isValid(line)) {
@@ -49,6 +65,9 @@ public:
         }
         RowPtr row = parseThreadTimeLine(arena_, line, LogLineFormat::ThreadTimeUid, nextIndex_);
         if (!row) return;
+        if (section.format == LogLineFormat::None)
+            section.format = row->uid().empty() ? LogLineFormat::ThreadTime : LogLineFormat::ThreadTimeUid;
+        if (!wantRows_) return;
         row->setUnsharedBuffer(scanner_.buffer());
         notes_.observe(*row);
         rows_.append(std::move(row));
@@ -57,25 +76,64 @@ public:
         return arena_.adopt(bytes, std::move(owner));
     }
 
-    BugreportRead finish() {
-        FileRowNamer namer;
-        namer.take(std::move(notes_));
-        std::vector<RowList> stretches{rows_};
-        namer.nameRows(stretches);
+    // The reading got to `done` of `total` bytes: the rows made since the
+    // last stretch go on when enough bytes went by. False: stop reading.
+    bool reached(uint64_t done, uint64_t total) {
+        if (how_.rows && done - handedAt_ >= want_) {
+            handOver();
+            handedAt_ = done;
+            want_ = std::min(want_ * 2, std::max(how_.chunkBytes, want_));
+        }
+        if (how_.progress && total != 0 && (done - toldAt_) * kProgressSteps >= total) {
+            how_.progress(done, total);
+            toldAt_ = done;
+        }
+        return !(how_.cancelled != nullptr && how_.cancelled->load());
+    }
+
+    BugreportRead finish(ReportLayout::Kind kind, bool stopped) {
+        if (how_.rows) {
+            handOver();
+        } else {
+            namer_.take(std::move(notes_));
+            stretches_.push_back(rows_);
+        }
+        namer_.nameRows(stretches_);
         VF_LOG("bugreport sections:{}, rows:{}", scanner_.sections(), rows_.size());
         BugreportRead read;
         read.outcome = BugreportRead::Outcome::Read;
-        read.rows = std::move(rows_);
+        read.cancelled = stopped;
+        read.namedLate = how_.rows && namer_.namesAny();
+        if (!how_.rows) read.rows = std::move(rows_);
         read.facts = scanner_.facts();
+        layout_.kind = kind;
+        read.facts.layout = std::move(layout_);
         return read;
     }
+    void setEntry(const QString& entry) { layout_.entry = entry; }
 
 private:
+    void handOver() {
+        if (rows_.isEmpty()) return;
+        namer_.take(std::move(notes_));
+        notes_ = {};
+        stretches_.push_back(rows_);
+        how_.rows(std::move(rows_));
+        rows_ = {};
+    }
+
     const RowIndexSource& nextIndex_;
+    const TextFileReading& how_;
+    const bool wantRows_;
     RowArena arena_{std::make_shared<NameList>()};
     BugreportScanner scanner_;
     FileChunkNotes notes_;
-    RowList rows_;
+    RowList rows_;  // since the last stretch
+    ReportLayout layout_;
+    FileRowNamer namer_;
+    std::vector<RowList> stretches_;  // handed on, for the names found later
+    uint64_t handedAt_ = 0, toldAt_ = 0;
+    size_t want_;
 };
 
 BugreportRead refused(const QString& why) {
@@ -85,8 +143,7 @@ BugreportRead refused(const QString& why) {
     return read;
 }
 
-BugreportRead readReportText(int fd, size_t size, const RowIndexSource& nextIndex) {
-    ReportRows rows(nextIndex);
+BugreportRead readReportText(int fd, size_t size, ReportRows& rows) {
     std::shared_ptr<const MappedFile> mapping = MappedFile::map(fd, size);
     std::string_view text;
     if (mapping) {
@@ -99,8 +156,13 @@ BugreportRead readReportText(int fd, size_t size, const RowIndexSource& nextInde
     }
     LineSplitter lines(text, LineBreaks::LfCr);
     std::string_view line;
-    while (lines.next(line)) rows.take(line, true);
-    BugreportRead read = rows.finish();
+    bool stopped = false;
+    for (size_t n = 1; !stopped && lines.next(line); ++n) {
+        rows.take(line, true);
+        if (n % kStopCheckLines == 0) stopped = !rows.reached(uint64_t(line.data() + line.size() - text.data()), text.size());
+    }
+    if (!stopped) rows.reached(text.size(), text.size());
+    BugreportRead read = rows.finish(ReportLayout::Kind::Text, stopped);
     read.mapping = std::move(mapping);
     return read;
 }
@@ -147,7 +209,7 @@ zip_int64_t mainEntry(zip_t* archive) {
     return best;
 }
 
-BugreportRead readReportZip(const QString& path, const RowIndexSource& nextIndex) {
+BugreportRead readReportZip(const QString& path, ReportRows& rows) {
     const QString kind = archiveKindText(ArchiveKind::Zip);
     int error = 0;
     const ZipArchive archive{zip_open(QFile::encodeName(path).constData(), ZIP_RDONLY, &error)};
@@ -162,15 +224,21 @@ BugreportRead readReportZip(const QString& path, const RowIndexSource& nextIndex
     if (entry < 0) return refused(u"%1 without a bugreport text in it, not a log"_s.arg(kind));
     const ZipFile file{zip_fopen_index(archive.get(), zip_uint64_t(entry), 0)};
     if (!file) return refused(u"%1 whose bugreport cannot be read (%2)"_s.arg(kind, QString::fromUtf8(zip_strerror(archive.get()))));
+    zip_stat_t st;
+    zip_stat_init(&st);
+    const bool sized = zip_stat_index(archive.get(), zip_uint64_t(entry), 0, &st) == 0 && (st.valid & ZIP_STAT_SIZE) != 0;
+    const uint64_t total = sized ? st.size : 0;
+    if ((st.valid & ZIP_STAT_NAME) != 0 && st.name != nullptr) rows.setEntry(QString::fromUtf8(st.name));
 
     // Lines are cut from each inflated piece; the unfinished last one is
     // carried into the next.
-    ReportRows rows(nextIndex);
     std::string piece;
     std::string carried;
     std::vector<char> inflated(kInflateBytes);
     zip_int64_t n = 0;
-    while ((n = zip_fread(file.get(), inflated.data(), inflated.size())) > 0) {
+    uint64_t done = 0;
+    bool stopped = false;
+    while (!stopped && (n = zip_fread(file.get(), inflated.data(), inflated.size())) > 0) {
         std::string_view bytes(inflated.data(), size_t(n));
         size_t start = 0;
         for (size_t end; (end = bytes.find_first_of("\r\n", start)) != std::string_view::npos; start = end + 1) {
@@ -183,15 +251,16 @@ BugreportRead readReportZip(const QString& path, const RowIndexSource& nextIndex
             rows.take(line, false);
         }
         carried.append(bytes.substr(start));
+        done += uint64_t(n);
+        stopped = !rows.reached(done, std::max(total, done));
     }
     if (n < 0) return refused(u"%1 whose bugreport cannot be read (%2)"_s.arg(kind, QString::fromUtf8(zip_file_strerror(file.get()))));
-    if (!carried.empty()) rows.take(carried, false);
-    return rows.finish();
+    if (!carried.empty() && !stopped) rows.take(carried, false);
+    return rows.finish(ReportLayout::Kind::Zip, stopped);
 }
 
-}  // namespace
-
-BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex) {
+// Looks at `path` and reads it through `rows` when it is a report.
+BugreportRead readReport(const QString& path, ReportRows& rows) {
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return {};
     struct stat st {};
@@ -205,15 +274,34 @@ BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex
     BugreportRead read;
     const ArchiveKind kind = archiveKindOf(head);
     if (kind == ArchiveKind::Zip) {
-        read = readReportZip(path, nextIndex);
+        read = readReportZip(path, rows);
     } else if (kind != ArchiveKind::None) {
         read = refused(u"%1, not a log"_s.arg(archiveKindText(kind)));
     } else if (startsBugreportText(head)) {
-        read = readReportText(fd, size_t(st.st_size), nextIndex);
+        read = readReportText(fd, size_t(st.st_size), rows);
     }
     ::close(fd);
     if (read.outcome == BugreportRead::Outcome::Refused) VF_LOG("refused {}: {}", path, read.refusal);
     return read;
+}
+
+}  // namespace
+
+BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex) {
+    return readBugreport(path, nextIndex, TextFileReading{});
+}
+
+BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex, const TextFileReading& how) {
+    ReportRows rows(nextIndex, how);
+    return readReport(path, rows);
+}
+
+ReportProbe probeBugreport(const QString& path) {
+    const RowIndexSource counter = rowCounter();
+    const TextFileReading how;
+    ReportRows rows(counter, how, false);
+    BugreportRead read = readReport(path, rows);
+    return {std::move(read.facts.layout), std::move(read.facts), read.refusal};
 }
 
 }  // namespace vf
