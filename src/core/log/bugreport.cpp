@@ -177,11 +177,11 @@ BugreportScanner::Line BugreportScanner::take(std::string_view line) {
 
 void BugreportScanner::takeFact(std::string_view line) {
     if (facts_.fingerprint.isEmpty()) {
-        if (const auto value = quotedAfter(line, "Build fingerprint:"sv, '\'', '\''))
+        if (const auto value = quotedAfter(line, factPrefixes()[0], '\'', '\''))
             facts_.fingerprint = fromUtf8(*value);
     }
     if (facts_.device.isEmpty()) {
-        if (const auto value = quotedAfter(line, "[ro.product.model]:"sv, '[', ']')) facts_.device = fromUtf8(*value);
+        if (const auto value = quotedAfter(line, factPrefixes()[1], '[', ']')) facts_.device = fromUtf8(*value);
     }
 }
 

@@ -8,10 +8,12 @@
 // Archives that hold no report, and compressed files of other kinds, are
 // told apart by their first bytes and refused, never read as text.
 //
-// Pure functions and a scanner used by one thread at a time; the reader
-// blocks on file I/O (call it off the GUI thread).
+// Pure functions and a scanner used by one thread at a time; the readers
+// block on file I/O and parse a report's text on Qt's global pool too (call
+// them off the GUI thread, and not on a thread of that pool).
 
 #include <QString>
+#include <array>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -84,6 +86,14 @@ public:
     // section whose name does not tell it).
     LogBuffer buffer() const { return buffer_; }
     const ReportFacts& facts() const { return facts_; }
+    // The starts of the lines outside the log sections that give facts, and
+    // whether the fact a start names is known (later such lines change nothing).
+    static constexpr std::array<std::string_view, 2> factPrefixes() {
+        return {std::string_view("Build fingerprint:"), std::string_view("[ro.product.model]:")};
+    }
+    bool knows(std::string_view factPrefix) const {
+        return factPrefix == factPrefixes()[0] ? !facts_.fingerprint.isEmpty() : !facts_.device.isEmpty();
+    }
     int sections() const { return sections_; }
 
 private:

@@ -18,6 +18,7 @@
 #include "core/log/mappedfile.h"
 #include "core/log/namelist.h"
 #include "core/log/processidentity.h"
+#include "core/log/reportrows.h"
 #include "core/support/logger.h"
 #include "core/support/text.h"
 #include "core/support/utf8.h"
@@ -33,137 +34,10 @@ constexpr size_t kHeadBytes = 4096;
 // How much of a zip entry is inflated at a time.
 constexpr size_t kInflateBytes = 1 << 20;
 
-// A stretch being read looks at the stop flag this often.
-constexpr size_t kStopCheckLines = 4096;
-// Progress is told at most this many times over a report.
-constexpr uint64_t kProgressSteps = 200;
-
-// Rows made from a report's lines as the scanner sorts them, kept whole or
-// handed on a stretch at a time, and the layout of the report's sections.
-class ReportRows final {
-public:
-    // `rows` false: only the layout is wanted (one row per section is made
-    // to tell its layout).
-    ReportRows(const RowIndexSource& nextIndex, const TextFileReading& how, bool rows = true)
-        : nextIndex_(nextIndex), how_(how), wantRows_(rows), want_(std::max<size_t>(how.firstChunkBytes, 1)) {}
-
-    // `line` lies in the arena's text when `inArena`; otherwise it is copied.
-    void take(std::string_view line, bool inArena) {
-        const BugreportScanner::Line kind = scanner_.take(line);
-        if (kind == BugreportScanner::Line::SectionStart)
-            layout_.sections.push_back({QString::fromLatin1(scanner_.section()), LogLineFormat::None, 0});
-        if (kind != BugreportScanner::Line::Log || line.empty()) return;
-        ReportLayout::Section& section = layout_.sections.back();
-        ++section.lines;
-        if (!wantRows_ && section.format != LogLineFormat::None) return;
-        if (line.size() > size_t(kMaxLineBytes)) {
-            line = arena_.copyLine(cutLongLine(std::string(line)));
-        } else if (!utf8::isValid(line)) {
-            line = arena_.copyLine(utf8::replaceInvalid(line));
-        } else if (!inArena) {
-            line = arena_.copyLine(line);
-        }
-        RowPtr row = parseThreadTimeLine(arena_, line, LogLineFormat::ThreadTimeUid, nextIndex_);
-        if (!row) return;
-        if (section.format == LogLineFormat::None)
-            section.format = row->uid().empty() ? LogLineFormat::ThreadTime : LogLineFormat::ThreadTimeUid;
-        if (!wantRows_) return;
-        row->setUnsharedBuffer(scanner_.buffer());
-        notes_.observe(*row);
-        rows_.append(std::move(row));
-    }
-    std::string_view adopt(std::string_view bytes, std::shared_ptr<const void> owner) {
-        return arena_.adopt(bytes, std::move(owner));
-    }
-
-    // The reading got to `done` of `total` bytes: the rows made since the
-    // last stretch go on when enough bytes went by. False: stop reading.
-    bool reached(uint64_t done, uint64_t total) {
-        if (how_.rows && done - handedAt_ >= want_) {
-            handOver();
-            handedAt_ = done;
-            want_ = std::min(want_ * 2, std::max(how_.chunkBytes, want_));
-        }
-        if (how_.progress && total != 0 && (done - toldAt_) * kProgressSteps >= total) {
-            how_.progress(done, total);
-            toldAt_ = done;
-        }
-        return !(how_.cancelled != nullptr && how_.cancelled->load());
-    }
-
-    BugreportRead finish(ReportLayout::Kind kind, bool stopped) {
-        if (how_.rows) {
-            handOver();
-        } else {
-            namer_.take(std::move(notes_));
-            stretches_.push_back(rows_);
-        }
-        namer_.nameRows(stretches_);
-        VF_LOG("bugreport sections:{}, rows:{}", scanner_.sections(), rows_.size());
-        BugreportRead read;
-        read.outcome = BugreportRead::Outcome::Read;
-        read.cancelled = stopped;
-        read.namedLate = how_.rows && namer_.namesAny();
-        if (!how_.rows) read.rows = std::move(rows_);
-        read.facts = scanner_.facts();
-        layout_.kind = kind;
-        read.facts.layout = std::move(layout_);
-        return read;
-    }
-    void setEntry(const QString& entry) { layout_.entry = entry; }
-
-private:
-    void handOver() {
-        if (rows_.isEmpty()) return;
-        namer_.take(std::move(notes_));
-        notes_ = {};
-        stretches_.push_back(rows_);
-        how_.rows(std::move(rows_));
-        rows_ = {};
-    }
-
-    const RowIndexSource& nextIndex_;
-    const TextFileReading& how_;
-    const bool wantRows_;
-    RowArena arena_{std::make_shared<NameList>()};
-    BugreportScanner scanner_;
-    FileChunkNotes notes_;
-    RowList rows_;  // since the last stretch
-    ReportLayout layout_;
-    FileRowNamer namer_;
-    std::vector<RowList> stretches_;  // handed on, for the names found later
-    uint64_t handedAt_ = 0, toldAt_ = 0;
-    size_t want_;
-};
-
 BugreportRead refused(const QString& why) {
     BugreportRead read;
     read.outcome = BugreportRead::Outcome::Refused;
     read.refusal = why;
-    return read;
-}
-
-BugreportRead readReportText(int fd, size_t size, ReportRows& rows) {
-    std::shared_ptr<const MappedFile> mapping = MappedFile::map(fd, size);
-    std::string_view text;
-    if (mapping) {
-        text = rows.adopt(mapping->bytes(), mapping);
-    } else {
-        auto copy = std::make_shared<std::string>(size, '\0');
-        const ssize_t n = ::pread(fd, copy->data(), size, 0);
-        copy->resize(n > 0 ? size_t(n) : 0);
-        text = rows.adopt(*copy, copy);
-    }
-    LineSplitter lines(text, LineBreaks::LfCr);
-    std::string_view line;
-    bool stopped = false;
-    for (size_t n = 1; !stopped && lines.next(line); ++n) {
-        rows.take(line, true);
-        if (n % kStopCheckLines == 0) stopped = !rows.reached(uint64_t(line.data() + line.size() - text.data()), text.size());
-    }
-    if (!stopped) rows.reached(text.size(), text.size());
-    BugreportRead read = rows.finish(ReportLayout::Kind::Text, stopped);
-    read.mapping = std::move(mapping);
     return read;
 }
 
@@ -260,7 +134,7 @@ BugreportRead readReportZip(const QString& path, ReportRows& rows) {
 }
 
 // Looks at `path` and reads it through `rows` when it is a report.
-BugreportRead readReport(const QString& path, ReportRows& rows) {
+BugreportRead readReport(const QString& path, ReportRows& rows, const TextFileReading& how) {
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return {};
     struct stat st {};
@@ -278,7 +152,7 @@ BugreportRead readReport(const QString& path, ReportRows& rows) {
     } else if (kind != ArchiveKind::None) {
         read = refused(u"%1, not a log"_s.arg(archiveKindText(kind)));
     } else if (startsBugreportText(head)) {
-        read = readReportText(fd, size_t(st.st_size), rows);
+        read = readReportText(fd, size_t(st.st_size), rows, how);
     }
     ::close(fd);
     if (read.outcome == BugreportRead::Outcome::Refused) VF_LOG("refused {}: {}", path, read.refusal);
@@ -293,14 +167,14 @@ BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex
 
 BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex, const TextFileReading& how) {
     ReportRows rows(nextIndex, how);
-    return readReport(path, rows);
+    return readReport(path, rows, how);
 }
 
 ReportProbe probeBugreport(const QString& path) {
     const RowIndexSource counter = rowCounter();
     const TextFileReading how;
     ReportRows rows(counter, how, false);
-    BugreportRead read = readReport(path, rows);
+    BugreportRead read = readReport(path, rows, how);
     return {std::move(read.facts.layout), std::move(read.facts), read.refusal};
 }
 
