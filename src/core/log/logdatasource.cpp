@@ -1,9 +1,9 @@
 #include "core/log/logdatasource.h"
 
 #include <QDateTime>
-#include <utility>
 #include <QTimer>
 #include <chrono>
+#include <utility>
 
 #include "core/adb/logbuffer.h"
 #include "core/log/filterpass.h"
