@@ -74,6 +74,14 @@ int runDetect(const CliOptions& options, std::ostream& out, std::ostream& err) {
         fail(err, u"cannot open %1: %2"_s.arg(options.file, detection.error));
         return kExitFailure;
     }
+    if (const ReportLayout& report = detection.report; report.kind != ReportLayout::Kind::None) {
+        out << "- " << utf8(report.kindText());
+        if (!report.entry.isEmpty()) out << ": " << utf8(report.entry);
+        out << '\n';
+        for (const ReportLayout::Section& section : report.sections)
+            out << "  " << utf8(ReportLayout::sectionText(section)) << '\n';
+        return kExitOk;
+    }
     if (detection.propertyList) {
         out << "- vellumfox\n";
         return kExitOk;

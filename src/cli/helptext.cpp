@@ -239,7 +239,11 @@ constexpr char16_t kDetect[] =
 
 Prints the layout the viewer detects for a saved log, as its code and name,
 for example "3 threadtime" or "5 brief". A vellumfox property-list file
-prints "- vellumfox". A file whose layout cannot be told prints "0 none" and
+prints "- vellumfox". A bugreport prints "- bugreport (zip): ENTRY" (the
+zip's entry that holds its text), or for its text alone - bugreport (text),
+then a line for each of its log sections: its name, the layout of its first log line and
+how many log lines it holds ("  SYSTEM LOG: threadtime with uid, 912 lines").
+Other archives and compressed files are refused, naming what they are. A file whose layout cannot be told prints "0 none" and
 exits with status 1. FIFOs, devices and binary files are refused as by
 "convert" (exit status 1).
 )";

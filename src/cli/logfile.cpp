@@ -88,14 +88,16 @@ QString unreadableReason(const QString& path) {
 
 SavedLog openSavedLog(const QString& path, std::ostream* progress) {
     if (const QString reason = unreadableReason(path); !reason.isEmpty()) return {{}, reason, {}};
-    // A bugreport, its zip, or another archive: told by the content.
-    BugreportRead report = readBugreport(path, rowCounter());
-    if (report.outcome == BugreportRead::Outcome::Refused) return {{}, report.refusal, {}};
-    if (report.outcome == BugreportRead::Outcome::Read) return {std::move(report.rows), {}, report.facts};
     std::optional<RowList> rows;
     {
         ProgressLine line(progress, path);
-        rows = openLogFile(path, rowCounter(), [&line](uint64_t done, uint64_t total) { line(done, total); });
+        TextFileReading how;
+        how.progress = [&line](uint64_t done, uint64_t total) { line(done, total); };
+        // A bugreport, its zip, or another archive: told by the content.
+        BugreportRead report = readBugreport(path, rowCounter(), how);
+        if (report.outcome == BugreportRead::Outcome::Refused) return {{}, report.refusal, {}};
+        if (report.outcome == BugreportRead::Outcome::Read) return {std::move(report.rows), {}, report.facts};
+        rows = openLogFile(path, rowCounter(), how.progress);
     }
     if (rows) return {std::move(*rows), {}, {}};
     const bool binary = utf8::fileLooksBinary(path);
@@ -106,6 +108,15 @@ LayoutDetection detectLayout(const QString& path) {
     LayoutDetection result;
     if (const QString reason = unreadableReason(path); !reason.isEmpty()) {
         result.error = reason;
+        return result;
+    }
+    ReportProbe probe = probeBugreport(path);
+    if (!probe.refusal.isEmpty()) {
+        result.error = probe.refusal;
+        return result;
+    }
+    if (probe.layout.kind != ReportLayout::Kind::None) {
+        result.report = std::move(probe.layout);
         return result;
     }
     if (hasVellumfoxSuffix(path)) {

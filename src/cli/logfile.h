@@ -26,6 +26,7 @@ SavedLog openSavedLog(const QString& path, std::ostream* progress = nullptr);
 
 struct LayoutDetection {
     bool propertyList = false;  // a vellumfox property-list file (no layout code)
+    ReportLayout report;  // a bugreport's (its kind None for other files)
     LogLineFormat format = LogLineFormat::None;
     QString error;  // set when the file could not be read
 };

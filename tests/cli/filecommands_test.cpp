@@ -284,3 +284,34 @@ TEST_F(FileCommandsTest, BugreportZipsConvertAndListTheirCrash) {
                                    ": a zip archive without a bugreport text in it, not a log\n");
     }
 }
+
+// detect names a report, zipped or not, and the layout of each log section;
+// archives that hold none are refused by what they are.
+TEST_F(FileCommandsTest, DetectDescribesReportsBySection) {
+    const QString zip = dir_.filePath(u"bugreport.zip"_s);
+    vf::test::writeSampleReportZip(zip);
+    const QString other = dir_.filePath(u"other.zip"_s);
+    vf::test::writeZip(other, {{"readme.txt", "hello"}});
+    const std::string sections = "  SYSTEM LOG: threadtime with uid, 7 lines\n"
+                                 "  EVENT LOG: threadtime with uid, 1 line\n"
+                                 "  RADIO LOG: threadtime with uid, 1 line\n"
+                                 "  LAST LOGCAT: threadtime, 2 lines\n";
+    const struct {
+        QString path;
+        int status;
+        std::string out, err;
+    } cases[] = {
+        {zip, 0, "- bugreport (zip): bugreport-oriole-UQ1A-2024-03-01-10-00-00.txt\n" + sections, ""},
+        {write(u"bugreport.txt"_s, vf::test::sampleReportText()), 0, "- bugreport (text)\n" + sections, ""},
+        {write(u"head.txt"_s, "== dumpstate: 2024\n------ SYSTEM LOG (logcat -d) ------\n"), 0,
+         "- bugreport (text)\n  SYSTEM LOG: no log lines\n", ""},
+        {other, 1, "", ": a zip archive without a bugreport text in it, not a log\n"},
+        {write(u"log.gz"_s, QByteArray("\x1f\x8b\x08\0\0\0\0\0", 8)), 1, "", ": a gzip-compressed file, not a log\n"},
+    };
+    for (const auto& c : cases) {
+        const auto result = runCli({u"detect"_s, c.path});
+        EXPECT_EQ(result.status, c.status) << c.path.toStdString();
+        EXPECT_EQ(result.out, c.out);
+        EXPECT_TRUE(result.err.ends_with(c.err)) << result.err;
+    }
+}

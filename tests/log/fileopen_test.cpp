@@ -3,9 +3,11 @@
 #include <QFile>
 #include <thread>
 
+#include "core/log/bugreport.h"
 #include "core/log/filestamp.h"
 #include "core/log/logdatasource.h"
 #include "helpers.h"
+#include "support/fixtures/bugreportfixture.h"
 #include "support/fixtures/wait.h"
 
 namespace vf {
@@ -25,13 +27,14 @@ std::string fieldsOf(const RowList& rows) {
     return all;
 }
 
-// Opens `path` into `store` on a thread of its own, as the viewer does,
-// while this thread takes the store's notices.
-TextFileRead openInto(LogDatasource& store, const QString& path, TextFileReading how) {
-    TextFileRead read;
+// Opens a file into a store with `open` on a thread of its own, as the
+// viewer does, while this thread takes the store's notices.
+template <typename Open>
+auto openInto(Open open) {
+    decltype(open()) read;
     std::atomic<bool> done{false};
     std::thread loader([&] {
-        read = store.openTextFile(path, std::move(how));
+        read = open();
         done = true;
     });
     EXPECT_TRUE(test::waitUntil([&] { return done.load(); }, 20000));
@@ -69,7 +72,7 @@ TEST(FileOpen, RowsShownWhileOpeningAreTheFinalRows) {
         TextFileReading how;
         how.firstChunkBytes = 512;
         how.chunkBytes = 4096;
-        const TextFileRead read = openInto(store, path, how);
+        const TextFileRead read = openInto([&] { return store.openTextFile(path, how); });
         EXPECT_TRUE(read.read && !read.cancelled);
         const RowList final = store.getDataAll();
         EXPECT_EQ(fieldsOf(final), fieldsOf(*whole)) << lines;
@@ -79,6 +82,98 @@ TEST(FileOpen, RowsShownWhileOpeningAreTheFinalRows) {
         for (const RowList& update : shown.updates) {
             ASSERT_LE(update.size(), final.size());
             for (qsizetype i = 0; i < update.size(); ++i) ASSERT_EQ(update[i], final[i]) << lines;
+        }
+    }
+}
+
+// A report with `filler` more lines in its system log, so that it reads
+// in many stretches (and a zip of it in more than one inflated piece). The
+// filler's process is named by no line, so that rows read before a stop are
+// named as they are in the whole reading.
+QByteArray bigReport(int filler) {
+    QByteArray text = test::sampleReportText();
+    const QByteArray at = "--------- beginning of main\n";
+    QByteArray block;
+    for (int i = 0; i < filler; ++i) {
+        if (i % 1000 == 999) block += "-- a log line that starts with a dash\n";
+        else block += "03-01 09:59:58.150  2000   777   777 D Filler: line " + QByteArray::number(i) + "\n";
+    }
+    return text.insert(text.indexOf(at) + at.size(), block);
+}
+
+// A saved document of `count` rows, numbered from 100 up but for every
+// seventh, which takes the store's next number: so the file is numbered afresh
+// before its first stretch goes on.
+QByteArray bigDocument(int count) {
+    QByteArray xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>logdata</key><array>\n";
+    for (int i = 0; i < count; ++i) {
+        xml += "<dict>";
+        if (i % 7 != 0) xml += "<key>idx</key><integer>" + QByteArray::number(100 + i) + "</integer>";
+        xml += "<key>time</key><string>01-15 12:34:56.789</string><key>app</key><string>com.app</string>"
+               "<key>pid</key><string>12</string><key>type</key><string>I</string><key>name</key><string>Tag </string>"
+               "<key>text</key><string> row " + QByteArray::number(i) + "</string></dict>\n";
+    }
+    return xml + "</array></dict></plist>\n";
+}
+
+std::string fieldsAndBuffers(const RowList& rows, qsizetype count) {
+    std::string all;
+    for (qsizetype i = 0; i < std::min(count, rows.size()); ++i)
+        all += test::fields(*rows[i]) + '|' + std::string(rows[i]->view(RowKey::Buffer)) + '\n';
+    return all;
+}
+
+// Reports (zip and text) and saved documents come in stretches as text logs
+// do. Read to the end, the store holds the rows of a reading in one piece and
+// the table was shown the first rows of them on the way; stopped half way, it
+// holds the rows before the stop, numbered in order, and shows them all.
+TEST(FileOpen, ReportsAndDocumentsComeInStretchesAndStopConsistently) {
+    QTemporaryDir dir;
+    const QByteArray report = bigReport(30000);
+    const QString text = test::writeFile(dir, u"bugreport-big.txt"_s, report);
+    const QString zip = dir.filePath(u"bugreport-big.zip"_s);
+    test::writeZip(zip, {{"bugreport-big.txt", report}});
+    const QString document = test::writeFile(dir, u"saved.vellumfox"_s, bigDocument(10000));
+    for (const QString& path : {text, zip, document}) {
+        const bool isReport = path != document;
+        const BugreportRead whole = readBugreport(path, rowCounter());
+        // The zip is read a line at a time, the text in parallel stretches.
+        const BugreportRead zipped = readBugreport(zip, rowCounter());
+        if (isReport) {
+            EXPECT_EQ(whole.facts.layout.sections, zipped.facts.layout.sections);
+        }
+        const RowList expected = isReport ? zipped.rows : readVellumfoxFile(path, rowCounter()).value_or(RowList());
+        ASSERT_GE(expected.size(), 10000) << path.toStdString();
+        for (const bool stopHalfWay : {false, true}) {
+            SCOPED_TRACE(path.toStdString() + (stopHalfWay ? " stopped" : " whole"));
+            LogDatasource store;
+            Shown shown;
+            store.setDelegate(&shown);
+            std::atomic<bool> stop{false};
+            TextFileReading how;
+            how.firstChunkBytes = 512;
+            how.chunkBytes = 4096;
+            how.cancelled = &stop;
+            how.progress = [&](uint64_t done, uint64_t total) {
+                if (stopHalfWay && done * 2 > total) stop = true;
+            };
+            const bool cancelled = openInto([&] {
+                return isReport ? store.openReport(path, how).cancelled : store.openDocument(path, how).cancelled;
+            });
+            EXPECT_EQ(cancelled, stopHalfWay);
+            const RowList final = store.getDataAll();
+            ASSERT_FALSE(final.isEmpty());
+            EXPECT_EQ(final.size() < expected.size(), stopHalfWay);
+            EXPECT_EQ(fieldsAndBuffers(final, final.size()), fieldsAndBuffers(expected, final.size()));
+            for (qsizetype i = 1; i < final.size(); ++i) ASSERT_LT(final[i - 1]->idx(), final[i]->idx());
+            if (isReport) {  // the layout of what was read
+                EXPECT_EQ(store.reportFacts().title(), whole.facts.title());
+                EXPECT_EQ(store.reportFacts() == whole.facts, !stopHalfWay);
+            }
+            ASSERT_FALSE(shown.updates.empty());
+            EXPECT_EQ(shown.updates.back(), final);
+            for (const RowList& update : shown.updates)
+                for (qsizetype i = 0; i < update.size(); ++i) ASSERT_EQ(update[i], final[i]);
         }
     }
 }

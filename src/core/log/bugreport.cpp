@@ -117,10 +117,41 @@ QString ReportFacts::title() const {
     return device + u" \u00b7 "_s + fingerprint;
 }
 
+QString ReportFacts::description() const {
+    const QString layoutText = layout.text();
+    const QString head = title();
+    if (head.isEmpty() || layoutText.isEmpty()) return head.isEmpty() ? layoutText : head;
+    return head + u"\n"_s + layoutText;
+}
+
+QString ReportLayout::kindText() const {
+    switch (kind) {
+        case Kind::None: return {};
+        case Kind::Text: return u"bugreport (text)"_s;
+        case Kind::Zip: return u"bugreport (zip)"_s;
+    }
+    return {};
+}
+
+QString ReportLayout::sectionText(const Section& section) {
+    if (section.format == LogLineFormat::None) return section.name + u": no log lines"_s;
+    return u"%1: %2, %3 line%4"_s.arg(section.name, logLineFormatName(section.format))
+        .arg(section.lines)
+        .arg(section.lines == 1 ? u""_s : u"s"_s);
+}
+
+QString ReportLayout::text() const {
+    QString text = kindText();
+    if (text.isEmpty()) return text;
+    for (const Section& section : sections) text += u"\n"_s + sectionText(section);
+    return text;
+}
+
 BugreportScanner::Line BugreportScanner::take(std::string_view line) {
     if (isSectionLine(line)) {
         if (const LogSection* section = logSectionOpened(line)) {
             inSection_ = true;
+            section_ = section->name;
             buffer_ = section->buffer;
             ++sections_;
             return Line::SectionStart;
@@ -146,11 +177,11 @@ BugreportScanner::Line BugreportScanner::take(std::string_view line) {
 
 void BugreportScanner::takeFact(std::string_view line) {
     if (facts_.fingerprint.isEmpty()) {
-        if (const auto value = quotedAfter(line, "Build fingerprint:"sv, '\'', '\''))
+        if (const auto value = quotedAfter(line, factPrefixes()[0], '\'', '\''))
             facts_.fingerprint = fromUtf8(*value);
     }
     if (facts_.device.isEmpty()) {
-        if (const auto value = quotedAfter(line, "[ro.product.model]:"sv, '[', ']')) facts_.device = fromUtf8(*value);
+        if (const auto value = quotedAfter(line, factPrefixes()[1], '[', ']')) facts_.device = fromUtf8(*value);
     }
 }
 

@@ -8,12 +8,15 @@
 // Archives that hold no report, and compressed files of other kinds, are
 // told apart by their first bytes and refused, never read as text.
 //
-// Pure functions and a scanner used by one thread at a time; the reader
-// blocks on file I/O (call it off the GUI thread).
+// Pure functions and a scanner used by one thread at a time; the readers
+// block on file I/O and parse a report's text on Qt's global pool too (call
+// them off the GUI thread, and not on a thread of that pool).
 
 #include <QString>
+#include <array>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include "core/adb/logbuffer.h"
 #include "core/log/logparser.h"
@@ -35,6 +38,27 @@ QString archiveKindText(ArchiveKind kind);
 // within the first lines). Pure.
 bool startsBugreportText(std::string_view head);
 
+// How a report is laid out: what holds it and its log sections in order.
+struct ReportLayout {
+    enum class Kind { None, Text, Zip };
+    struct Section {
+        QString name;  // "SYSTEM LOG"
+        LogLineFormat format = LogLineFormat::None;  // of its first log line; None: no log line
+        int64_t lines = 0;  // its log lines (markers and blank lines left out)
+        friend bool operator==(const Section&, const Section&) = default;
+    };
+    Kind kind = Kind::None;
+    QString entry;  // the zip's entry that holds the report's text
+    std::vector<Section> sections;
+    // "bugreport (zip)", "bugreport (text)"; empty for None.
+    QString kindText() const;
+    // "SYSTEM LOG: threadtime with uid, 7 lines".
+    static QString sectionText(const Section& section);
+    // The kind, then one line per section.
+    QString text() const;
+    friend bool operator==(const ReportLayout&, const ReportLayout&) = default;
+};
+
 // What a report says of the device it came from.
 struct ReportFacts {
     QString fingerprint;  // "Build fingerprint: '...'"
@@ -42,6 +66,9 @@ struct ReportFacts {
     bool isEmpty() const { return fingerprint.isEmpty() && device.isEmpty(); }
     // "Pixel 6 · google/oriole/...": what a title shows; empty when nothing is known.
     QString title() const;
+    // The title, then the report's layout when it is known: what a tooltip shows.
+    QString description() const;
+    ReportLayout layout;  // filled by the reader, not by the scanner
     friend bool operator==(const ReportFacts&, const ReportFacts&) = default;
 };
 
@@ -52,16 +79,28 @@ public:
     enum class Line { Outside, SectionStart, SectionEnd, Marker, Log };
 
     Line take(std::string_view line);
+    // The name of the log section a line is in (empty outside one); its
+    // view points into a constant table.
+    std::string_view section() const { return inSection_ ? section_ : std::string_view(); }
     // The buffer of the last log line taken (None before any marker of a
     // section whose name does not tell it).
     LogBuffer buffer() const { return buffer_; }
     const ReportFacts& facts() const { return facts_; }
+    // The starts of the lines outside the log sections that give facts, and
+    // whether the fact a start names is known (later such lines change nothing).
+    static constexpr std::array<std::string_view, 2> factPrefixes() {
+        return {std::string_view("Build fingerprint:"), std::string_view("[ro.product.model]:")};
+    }
+    bool knows(std::string_view factPrefix) const {
+        return factPrefix == factPrefixes()[0] ? !facts_.fingerprint.isEmpty() : !facts_.device.isEmpty();
+    }
     int sections() const { return sections_; }
 
 private:
     void takeFact(std::string_view line);
 
     bool inSection_ = false;
+    std::string_view section_;
     LogBuffer buffer_ = LogBuffer::None;
     ReportFacts facts_;
     int sections_ = 0;
@@ -75,8 +114,11 @@ struct BugreportRead {
     };
     Outcome outcome = Outcome::NotReport;
     QString refusal;  // why it was refused, naming what the file is
-    RowList rows;
-    ReportFacts facts;
+    RowList rows;  // every row, unless they went to TextFileReading::rows
+    ReportFacts facts;  // with its layout
+    bool cancelled = false;  // stopped early: the rows are those before the stop
+    // Rows handed to TextFileReading::rows got apps after the last stretch.
+    bool namedLate = false;
     // The text the rows point into when it is the file itself.
     std::shared_ptr<const MappedFile> mapping;
 };
@@ -87,5 +129,22 @@ struct BugreportRead {
 // lines and uids. A zip's text is inflated once, as a stream, keeping only
 // the log sections; a text file is mapped and read where it lies.
 BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex);
+
+// The same, reporting as readTextFile() does: rows a stretch at a time to
+// `how.rows` (about `how.chunkBytes` of the report each, the first one
+// smaller), progress by bytes of the report (or of the zip entry inflated),
+// and a stop that keeps the rows read so far. Nothing is reported for a file
+// that is no report.
+BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex, const TextFileReading& how);
+
+// What the file is, without making rows: a report's layout (kind None for
+// any other file) and, for an archive or compressed file that holds no
+// report, why it is refused. Blocks while it reads the report through.
+struct ReportProbe {
+    ReportLayout layout;
+    ReportFacts facts;
+    QString refusal;
+};
+ReportProbe probeBugreport(const QString& path);
 
 }  // namespace vf

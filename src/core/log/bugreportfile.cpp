@@ -2,6 +2,7 @@
 // main text inflated as a stream through the scanner, so that only its log
 // sections are ever held.
 #include <QFile>
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
@@ -17,6 +18,7 @@
 #include "core/log/mappedfile.h"
 #include "core/log/namelist.h"
 #include "core/log/processidentity.h"
+#include "core/log/reportrows.h"
 #include "core/support/logger.h"
 #include "core/support/text.h"
 #include "core/support/utf8.h"
@@ -32,76 +34,10 @@ constexpr size_t kHeadBytes = 4096;
 // How much of a zip entry is inflated at a time.
 constexpr size_t kInflateBytes = 1 << 20;
 
-// Rows made from a report's lines as the scanner sorts them.
-class ReportRows final {
-public:
-    explicit ReportRows(const RowIndexSource& nextIndex) : nextIndex_(nextIndex) {}
-
-    // `line` lies in the arena's text when `inArena`; otherwise it is copied.
-    void take(std::string_view line, bool inArena) {
-        if (scanner_.take(line) != BugreportScanner::Line::Log || line.empty()) return;
-        if (line.size() > size_t(kMaxLineBytes)) {
-            line = arena_.copyLine(cutLongLine(std::string(line)));
-        } else if (!utf8::isValid(line)) {
-            line = arena_.copyLine(utf8::replaceInvalid(line));
-        } else if (!inArena) {
-            line = arena_.copyLine(line);
-        }
-        RowPtr row = parseThreadTimeLine(arena_, line, LogLineFormat::ThreadTimeUid, nextIndex_);
-        if (!row) return;
-        row->setUnsharedBuffer(scanner_.buffer());
-        notes_.observe(*row);
-        rows_.append(std::move(row));
-    }
-    std::string_view adopt(std::string_view bytes, std::shared_ptr<const void> owner) {
-        return arena_.adopt(bytes, std::move(owner));
-    }
-
-    BugreportRead finish() {
-        FileRowNamer namer;
-        namer.take(std::move(notes_));
-        std::vector<RowList> stretches{rows_};
-        namer.nameRows(stretches);
-        VF_LOG("bugreport sections:{}, rows:{}", scanner_.sections(), rows_.size());
-        BugreportRead read;
-        read.outcome = BugreportRead::Outcome::Read;
-        read.rows = std::move(rows_);
-        read.facts = scanner_.facts();
-        return read;
-    }
-
-private:
-    const RowIndexSource& nextIndex_;
-    RowArena arena_{std::make_shared<NameList>()};
-    BugreportScanner scanner_;
-    FileChunkNotes notes_;
-    RowList rows_;
-};
-
 BugreportRead refused(const QString& why) {
     BugreportRead read;
     read.outcome = BugreportRead::Outcome::Refused;
     read.refusal = why;
-    return read;
-}
-
-BugreportRead readReportText(int fd, size_t size, const RowIndexSource& nextIndex) {
-    ReportRows rows(nextIndex);
-    std::shared_ptr<const MappedFile> mapping = MappedFile::map(fd, size);
-    std::string_view text;
-    if (mapping) {
-        text = rows.adopt(mapping->bytes(), mapping);
-    } else {
-        auto copy = std::make_shared<std::string>(size, '\0');
-        const ssize_t n = ::pread(fd, copy->data(), size, 0);
-        copy->resize(n > 0 ? size_t(n) : 0);
-        text = rows.adopt(*copy, copy);
-    }
-    LineSplitter lines(text, LineBreaks::LfCr);
-    std::string_view line;
-    while (lines.next(line)) rows.take(line, true);
-    BugreportRead read = rows.finish();
-    read.mapping = std::move(mapping);
     return read;
 }
 
@@ -147,7 +83,7 @@ zip_int64_t mainEntry(zip_t* archive) {
     return best;
 }
 
-BugreportRead readReportZip(const QString& path, const RowIndexSource& nextIndex) {
+BugreportRead readReportZip(const QString& path, ReportRows& rows) {
     const QString kind = archiveKindText(ArchiveKind::Zip);
     int error = 0;
     const ZipArchive archive{zip_open(QFile::encodeName(path).constData(), ZIP_RDONLY, &error)};
@@ -162,15 +98,21 @@ BugreportRead readReportZip(const QString& path, const RowIndexSource& nextIndex
     if (entry < 0) return refused(u"%1 without a bugreport text in it, not a log"_s.arg(kind));
     const ZipFile file{zip_fopen_index(archive.get(), zip_uint64_t(entry), 0)};
     if (!file) return refused(u"%1 whose bugreport cannot be read (%2)"_s.arg(kind, QString::fromUtf8(zip_strerror(archive.get()))));
+    zip_stat_t st;
+    zip_stat_init(&st);
+    const bool sized = zip_stat_index(archive.get(), zip_uint64_t(entry), 0, &st) == 0 && (st.valid & ZIP_STAT_SIZE) != 0;
+    const uint64_t total = sized ? st.size : 0;
+    if ((st.valid & ZIP_STAT_NAME) != 0 && st.name != nullptr) rows.setEntry(QString::fromUtf8(st.name));
 
     // Lines are cut from each inflated piece; the unfinished last one is
     // carried into the next.
-    ReportRows rows(nextIndex);
     std::string piece;
     std::string carried;
     std::vector<char> inflated(kInflateBytes);
     zip_int64_t n = 0;
-    while ((n = zip_fread(file.get(), inflated.data(), inflated.size())) > 0) {
+    uint64_t done = 0;
+    bool stopped = false;
+    while (!stopped && (n = zip_fread(file.get(), inflated.data(), inflated.size())) > 0) {
         std::string_view bytes(inflated.data(), size_t(n));
         size_t start = 0;
         for (size_t end; (end = bytes.find_first_of("\r\n", start)) != std::string_view::npos; start = end + 1) {
@@ -183,15 +125,16 @@ BugreportRead readReportZip(const QString& path, const RowIndexSource& nextIndex
             rows.take(line, false);
         }
         carried.append(bytes.substr(start));
+        done += uint64_t(n);
+        stopped = !rows.reached(done, std::max(total, done));
     }
     if (n < 0) return refused(u"%1 whose bugreport cannot be read (%2)"_s.arg(kind, QString::fromUtf8(zip_file_strerror(file.get()))));
-    if (!carried.empty()) rows.take(carried, false);
-    return rows.finish();
+    if (!carried.empty() && !stopped) rows.take(carried, false);
+    return rows.finish(ReportLayout::Kind::Zip, stopped);
 }
 
-}  // namespace
-
-BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex) {
+// Looks at `path` and reads it through `rows` when it is a report.
+BugreportRead readReport(const QString& path, ReportRows& rows, const TextFileReading& how) {
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return {};
     struct stat st {};
@@ -205,15 +148,34 @@ BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex
     BugreportRead read;
     const ArchiveKind kind = archiveKindOf(head);
     if (kind == ArchiveKind::Zip) {
-        read = readReportZip(path, nextIndex);
+        read = readReportZip(path, rows);
     } else if (kind != ArchiveKind::None) {
         read = refused(u"%1, not a log"_s.arg(archiveKindText(kind)));
     } else if (startsBugreportText(head)) {
-        read = readReportText(fd, size_t(st.st_size), nextIndex);
+        read = readReportText(fd, size_t(st.st_size), rows, how);
     }
     ::close(fd);
     if (read.outcome == BugreportRead::Outcome::Refused) VF_LOG("refused {}: {}", path, read.refusal);
     return read;
+}
+
+}  // namespace
+
+BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex) {
+    return readBugreport(path, nextIndex, TextFileReading{});
+}
+
+BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex, const TextFileReading& how) {
+    ReportRows rows(nextIndex, how);
+    return readReport(path, rows, how);
+}
+
+ReportProbe probeBugreport(const QString& path) {
+    const RowIndexSource counter = rowCounter();
+    const TextFileReading how;
+    ReportRows rows(counter, how, false);
+    BugreportRead read = readReport(path, rows, how);
+    return {std::move(read.facts.layout), std::move(read.facts), read.refusal};
 }
 
 }  // namespace vf

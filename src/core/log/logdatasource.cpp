@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QTimer>
 #include <chrono>
+#include <utility>
 
 #include "core/adb/logbuffer.h"
 #include "core/log/filterpass.h"
@@ -186,13 +187,17 @@ void LogDatasource::logMessage(const QString& text, const QString& level) {
     notifyLogUpdatedFromAnyThread();
 }
 
-TextFileRead LogDatasource::openTextFile(const QString& path, TextFileReading how) {
+void LogDatasource::beginFile() {
     VF_LOG("clearLog");
     d->names.clear();
     d->rows.beginFile();
-    postToMain([this] { d->facts = {}; });  // a text log says nothing of its device
+    postToMain([this] { d->facts = {}; });  // until the file says something of its device
     cancelQueueTimer();
     notifyLogUpdatedFromAnyThread();
+}
+
+void LogDatasource::feedFile(TextFileReading& how, const std::function<FileFeedEnd(const TextFileReading&)>& read) {
+    bool begun = false;
     RowList pending;
     std::optional<std::chrono::steady_clock::time_point> handed;
     const auto handOver = [&] {
@@ -201,18 +206,48 @@ TextFileRead LogDatasource::openTextFile(const QString& path, TextFileReading ho
         handed = std::chrono::steady_clock::now();
     };
     how.rows = [&](RowList rows) {
+        if (!std::exchange(begun, true)) beginFile();
         pending.append(std::move(rows));
         if (!handed || std::chrono::steady_clock::now() - *handed >= kFileNoticeInterval) handOver();
     };
-    TextFileRead read = vf::readTextFile(path, d->nextIndex, how);
+    const FileFeedEnd end = read(how);
+    if (!end.isFile) return;
+    if (!begun) beginFile();
     handOver();
-    if (read.namedLate) {
+    if (end.namedLate) {
         // The apps came after the rows were shown: every reader takes the
         // list afresh, and the filter in force looks at the apps again.
         d->rows.loadRows(d->rows.all().rows);
         if (PredicatePtr filter = d->rows.filter()) setLogDataFilter(std::move(filter));
     }
     notifyLogUpdatedFromAnyThread();
+}
+
+TextFileRead LogDatasource::openTextFile(const QString& path, TextFileReading how) {
+    TextFileRead read;  // the store is cleared even when the file cannot be read
+    feedFile(how, [&](const TextFileReading& reading) {
+        read = vf::readTextFile(path, d->nextIndex, reading);
+        return FileFeedEnd{true, read.namedLate};
+    });
+    return read;
+}
+
+BugreportRead LogDatasource::openReport(const QString& path, TextFileReading how) {
+    BugreportRead read;
+    feedFile(how, [&](const TextFileReading& reading) {
+        read = readBugreport(path, d->nextIndex, reading);
+        return FileFeedEnd{read.outcome == BugreportRead::Outcome::Read, read.namedLate};
+    });
+    if (read.outcome == BugreportRead::Outcome::Read) postToMain([this, facts = read.facts] { d->facts = facts; });
+    return read;
+}
+
+DocumentRead LogDatasource::openDocument(const QString& path, TextFileReading how) {
+    DocumentRead read;
+    feedFile(how, [&](const TextFileReading& reading) {
+        read = readVellumfoxFile(path, d->nextIndex, reading);
+        return FileFeedEnd{read.read, false};
+    });
     return read;
 }
 

@@ -21,6 +21,7 @@
 
 #include "core/filter/predicate.h"
 #include "core/log/bugreport.h"
+#include "core/log/logexport.h"
 #include "core/log/logparser.h"
 #include "core/log/logrow.h"
 #include "core/adb/packagelist.h"
@@ -112,6 +113,13 @@ public:
     // Blocks until the file is read: any thread but the main one, and not
     // a thread of Qt's global pool (it waits for chunks it gives that pool).
     TextFileRead openTextFile(const QString& path, TextFileReading how);
+    // The same for a bugreport (its zip or its text): a file that is no
+    // report, or an archive that is refused, leaves the store as it was.
+    // The report's facts are the store's once it is read.
+    BugreportRead openReport(const QString& path, TextFileReading how);
+    // The same for a saved document (readVellumfoxFile): a file that is
+    // none leaves the store as it was.
+    DocumentRead openDocument(const QString& path, TextFileReading how);
     // Names where every row of this store was read, now and to come (the
     // `source` key); empty: rows shown here keep the names they have. Any
     // thread.
@@ -168,6 +176,16 @@ private:
     void notifyLogUpdatedFromAnyThread();
     void applyFilter(const PredicatePtr& filter, const std::atomic<bool>& cancelled);
     void endProgress(const std::atomic<bool>& cancelled);
+    // Reads a file's rows into the store through `read`, which gets `how`
+    // with its rows taken a stretch at a time; the store is cleared before
+    // the first stretch, or at the end when `read` says the file was its
+    // kind (`isFile`) but gave no rows.
+    struct FileFeedEnd {
+        bool isFile = false;
+        bool namedLate = false;
+    };
+    void feedFile(TextFileReading& how, const std::function<FileFeedEnd(const TextFileReading&)>& read);
+    void beginFile();
 };
 
 }  // namespace vf

@@ -42,6 +42,17 @@ QString copyText(const RowList& rows, std::optional<RowKey> column = std::nullop
 // the numbers do not ascend. nullopt when the file is not such a dictionary.
 std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSource& nextIndex);
 
+// The same, reporting as readTextFile() does: the rows a stretch at a time
+// to `how.rows`, progress (the bytes read, then the rows made: half the bar
+// each; the parse between tells nothing), and a stop that keeps the rows made
+// so far. `read` false: the file is no such dictionary, nothing was handed on.
+struct DocumentRead {
+    bool read = false;
+    bool cancelled = false;
+    RowList rows;  // every row, unless they went to TextFileReading::rows
+};
+DocumentRead readVellumfoxFile(const QString& path, const RowIndexSource& nextIndex, const TextFileReading& how);
+
 // Opens a saved log: a path ending in "vellumfox" (any case) that holds a
 // property-list dictionary gives its rows, anything else is read as text.
 // `progress` hears how far a text file's reading got (bytes done, of all).

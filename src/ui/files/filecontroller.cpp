@@ -80,50 +80,45 @@ void FileController::openFile(const QString& path) {
     finished_ = false;
     QPointer<FileController> self(this);
     loader_ = std::thread([self, store = &store_, path, lower, stop = stop_] {
-        const RowIndexSource nextIndex = [store] { return store->getIndex(); };
+        TextFileReading how;
+        how.cancelled = stop.get();
+        how.progress = [self, path](uint64_t done, uint64_t total) {
+            runOnMainThread([self, path, done, total] {
+                if (self != nullptr && !self->finished_) self->status_.showProgress(openingText(path), done, total);
+            });
+        };
         // A bugreport (or an archive that is none) is told by its content.
-        BugreportRead report = readBugreport(path, nextIndex);
-        std::optional<RowList> whole;
+        const BugreportRead report = store->openReport(path, how);
         QString refusal = report.refusal;
         TextFileRead read;
-        if (report.outcome == BugreportRead::Outcome::Read) {
-            store->clearLog();  // as for a text file: the device's process names go too
-            whole = std::move(report.rows);
-        }
+        bool cancelled = report.cancelled;
         if (report.outcome == BugreportRead::Outcome::NotReport) {
-            if (lower.endsWith(u"vellumfox"_s)) whole = readVellumfoxFile(path, nextIndex);
-            if (!whole) {
-                TextFileReading how;
-                how.cancelled = stop.get();
-                how.progress = [self, path](uint64_t done, uint64_t total) {
-                    runOnMainThread([self, path, done, total] {
-                        if (self != nullptr && !self->finished_)
-                            self->status_.showProgress(openingText(path), done, total);
-                    });
-                };
-                read = store->openTextFile(path, std::move(how));
+            DocumentRead document;
+            if (lower.endsWith(u"vellumfox"_s)) document = store->openDocument(path, how);
+            cancelled = document.cancelled;
+            if (!document.read) {
+                read = store->openTextFile(path, how);
+                cancelled = read.cancelled;
                 if (!read.read && utf8::fileLooksBinary(path)) refusal = QString::fromLatin1(utf8::kBinaryFileReason);
             }
         }
-        runOnMainThread([self, path, refusal, facts = report.facts, whole = std::move(whole),
-                         read = std::move(read)]() mutable {
-            if (self != nullptr) self->finishOpening(path, std::move(whole), facts, read, refusal);
+        runOnMainThread([self, path, refusal, cancelled, facts = report.facts, read = std::move(read)] {
+            if (self != nullptr) self->finishOpening(path, facts, read, refusal, cancelled);
         });
     });
 }
 
-void FileController::finishOpening(const QString& path, std::optional<RowList> whole, const ReportFacts& facts,
-                                   const TextFileRead& read, const QString& refusal) {
+void FileController::finishOpening(const QString& path, const ReportFacts& facts, const TextFileRead& read,
+                                   const QString& refusal, bool cancelled) {
     finished_ = true;
     qApp->removeEventFilter(this);
     status_.hideProgress();
-    if (whole) store_.setLogDataFromFile(std::move(*whole), facts);
-    if (!facts.isEmpty()) {
+    if (facts.layout.kind != ReportLayout::Kind::None) {
         showBufferColumn();
         Q_EMIT reportOpened(path, facts);
     }
     if (!refusal.isEmpty()) refuse(path, refusal);
-    if (read.cancelled) {
+    if (cancelled) {
         status_.showNote(u"Stopped opening %1: showing the %2 rows read so far"_s.arg(
             QFileInfo(path).fileName(), QString::number(store_.logEventCount())));
     }

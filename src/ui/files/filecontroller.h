@@ -6,8 +6,9 @@
 // puts their rows into the store, and saves the log (all rows, or only the
 // visible ones) as a saved log or as text through the save panel.
 //
-// A text log shows its rows as they are read, with a bar on the status line;
-// Escape stops the reading and keeps the rows read so far. Once open, a
+// A log (text, bugreport or saved log) shows its rows as they are read, with
+// a bar on the status line; Escape stops the reading and keeps the rows read
+// so far. Once open, a
 // text log whose file changes on disk (cut short, replaced, written) makes
 // an alert say what changed and that opening it again shows the new
 // content; the rows keep what was read (or read zeros where the file went).
@@ -91,11 +92,11 @@ private:
     // A binary file or an archive is no log: an alert says why (window-modal,
     // not waited for).
     void refuse(const QString& path, const QString& reason);
-    // Back on the main thread once the reading ended: `whole` holds the rows
-    // of a file read in one piece (a bugreport, a saved log), `read` says
-    // how a text log's reading into the store went.
-    void finishOpening(const QString& path, std::optional<RowList> whole, const ReportFacts& facts,
-                       const TextFileRead& read, const QString& refusal);
+    // Back on the main thread once the reading ended: `facts` of a report
+    // (its layout's kind None for other files), `read` says how a text log's
+    // reading went, `cancelled` whether any reading was stopped.
+    void finishOpening(const QString& path, const ReportFacts& facts, const TextFileRead& read,
+                       const QString& refusal, bool cancelled);
     // Ends the reading before (stopped) and waits for its thread.
     void endLoader();
     // The file shown is watched until the store's rows are replaced.

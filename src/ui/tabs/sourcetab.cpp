@@ -112,7 +112,7 @@ void SourceTab::buildParts(const QString& serial, bool tracksDevices) {
         follower->changeScrollToBottom(true);
     });
     connect(files, &FileController::reportOpened, this, [this, connection](const QString& path, const ReportFacts& facts) {
-        reportFacts_ = facts.title();
+        reportFacts_ = facts.description();
         connection->showingReport(path, facts);
         services_.changed();
     });
