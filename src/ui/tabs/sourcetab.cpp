@@ -178,6 +178,8 @@ PredicatePtr SourceTab::filterInForce() const { return parts_.filter->predicate(
 
 bool SourceTab::filterShown() const { return parts_.filter->hasLanded(); }
 
-bool SourceTab::selectRowAtTop(RowIdx idx) { return parts_.follower->selectRowAtTop(idx); }
+bool SourceTab::selectRowAtTop(RowIdx idx, std::string_view source) {
+    return parts_.follower->selectRowAtTop(idx, source);
+}
 
 }  // namespace vf::ui

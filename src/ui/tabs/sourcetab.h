@@ -115,7 +115,7 @@ private:
     void showOnly(PredicatePtr filter, const QString& description) override;
     PredicatePtr filterInForce() const override;
     bool filterShown() const override;
-    bool selectRowAtTop(RowIdx idx) override;
+    bool selectRowAtTop(RowIdx idx, std::string_view source) override;
 
     TabServices services_;
     Parts parts_;

@@ -143,5 +143,30 @@ TEST(LevelColor, DefaultsLightenOnADarkBaseAndChosenColoursStay) {
     EXPECT_EQ(levelColor(4, u"no colour"_s, false), QColor(u"#ff0000"));
 }
 
+// In a merged timeline two sources share index numbers: a row is found by
+// itself, or by its index and source.
+TEST(RowPosition, MergedSourcesSharingIndexesAreToldApart) {
+    RowArena first, second;
+    first.setSourceLabel("a");
+    second.setSourceLabel("b");
+    const auto make = [](RowArena& arena, uint64_t n) { return arena.make(RowValues{n, "", "", "1", "1", "I", "T", "x"}); };
+    const RowPtr a1 = make(first, 1), a2 = make(first, 2), a3 = make(first, 3);
+    const RowPtr b1 = make(second, 1), b2 = make(second, 2), b3 = make(second, 3);
+    const RowList merged{a1, b1, a2, b2, b3, a3};
+    EXPECT_EQ(positionOfRow(merged, *b2, false), ViewPos(3));
+    EXPECT_EQ(positionOfRow(merged, *a3, false), ViewPos(5));
+    EXPECT_EQ(positionOfRow(merged, *make(second, 2), false), std::nullopt);  // same index, another row
+    EXPECT_EQ(positionOfRow(RowList{a1, a2, a3}, *make(first, 2), true), ViewPos(1));  // a compacted copy
+    struct Case {
+        uint64_t idx;
+        std::string_view source;
+        std::optional<ViewPos> at;
+    };
+    for (const Case& c : {Case{2, "b", ViewPos(3)}, Case{2, "a", ViewPos(2)}, Case{3, "b", ViewPos(4)},
+                          Case{2, "", ViewPos(2)}, Case{2, "renamed", ViewPos(2)}, Case{9, "a", std::nullopt}})
+        EXPECT_EQ(positionOfIdx(merged, RowIdx(c.idx), c.source, false), c.at) << c.idx << ' ' << c.source;
+    EXPECT_EQ(positionOfIdx(RowList{b1, b2, b3}, RowIdx(3), "a", true), ViewPos(2));  // one source: the index decides
+}
+
 }  // namespace
 }  // namespace vf::ui::test
