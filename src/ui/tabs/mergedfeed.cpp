@@ -2,7 +2,6 @@
 
 #include "core/log/logdatasource.h"
 #include "core/log/timeline.h"
-#include "ui/table/logtablemodel.h"
 #include "ui/tabs/sourcetab.h"
 
 namespace vf::ui {
@@ -10,7 +9,6 @@ namespace vf::ui {
 MergedFeed::MergedFeed(SourceTab& merged, Sources sources, int intervalMs)
     : QObject(&merged), merged_(merged), sources_(std::move(sources)) {
     merged_.setMerged();
-    merged_.parts().model->showSourceColumn();
     timer_.setInterval(intervalMs);
     connect(&timer_, &QTimer::timeout, this, &MergedFeed::refresh);
     timer_.start();

@@ -7,6 +7,7 @@
 #include <QStringListModel>
 
 #include "ui/table/highlightdelegate.h"
+#include "ui/table/tablecolumns.h"
 #include "ui/uitestsupport.h"
 
 namespace vf::ui::test {
@@ -133,6 +134,42 @@ TEST_F(TableTest, ClearAndStatusLine) {
     EXPECT_EQ(model()->rowCount(), 0);
     EXPECT_EQ(app->tab().store->logEventCount(), 0);
     EXPECT_TRUE(table()->placeholderText().startsWith(u"Connected."_s));
+}
+
+// Each kind of tab keeps its own layout; a new kind starts from the last
+// layout saved; the merged tab, a column wider, keeps to its own.
+TEST_F(TableTest, ColumnLayoutsAreKeptPerKindOfTab) {
+    LogTableModel plain, merged;
+    merged.showSourceColumn();
+    const auto pidHidden = [&](const QString& kind, LogTableModel& model, bool hideTag = false) {
+        QTableView table;
+        table.setModel(&model);
+        ColumnLayoutSaver saver(table.horizontalHeader(), kind);
+        const bool hidden = table.horizontalHeader()->isSectionHidden(2);
+        if (hideTag) table.horizontalHeader()->setSectionHidden(5, true);
+        return hidden;
+    };
+    const auto setPidHidden = [&](const QString& kind, bool hide) {
+        QTableView table;
+        table.setModel(&plain);
+        ColumnLayoutSaver saver(table.horizontalHeader());
+        saver.setKind(kind);
+        table.horizontalHeader()->setSectionHidden(2, hide);
+    };
+    setPidHidden(deviceLayoutKind(u"A"_s), true);
+    EXPECT_TRUE(pidHidden(QLatin1String(kFileLayout), plain));  // no file layout yet: the shared one
+    setPidHidden(QLatin1String(kFileLayout), false);
+    EXPECT_TRUE(pidHidden(deviceLayoutKind(u"A"_s), plain));
+    EXPECT_FALSE(pidHidden(QLatin1String(kFileLayout), plain));
+    EXPECT_FALSE(pidHidden(deviceLayoutKind(u"B"_s), plain));  // the last saved, the file's
+    setPidHidden(deviceLayoutKind(u"B"_s), true);
+    EXPECT_FALSE(pidHidden(QLatin1String(kMergedLayout), merged, true));
+    QTableView table;
+    table.setModel(&merged);
+    ColumnLayoutSaver saver(table.horizontalHeader(), QLatin1String(kMergedLayout));
+    EXPECT_TRUE(table.horizontalHeader()->isSectionHidden(5));
+    EXPECT_FALSE(table.horizontalHeader()->isSectionHidden(2));
+    EXPECT_FALSE(table.horizontalHeader()->isSectionHidden(kSourceColumn));
 }
 
 TEST(LevelColor, DefaultsLightenOnADarkBaseAndChosenColoursStay) {
