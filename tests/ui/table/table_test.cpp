@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QScrollBar>
 #include <QSignalSpy>
+#include <QStatusBar>
 #include <QStringListModel>
 
 #include "ui/table/highlightdelegate.h"
@@ -129,6 +130,14 @@ TEST_F(TableTest, ClearAndStatusLine) {
     app->parts().window->filterListTable()->selectRowAlone(int(app->parts().filterList->sortedFilterKeys().indexOf(u"LogLevel Error"_s)) + 1);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 4; }));
     EXPECT_EQ(app->parts().status->viewingText(), u"Viewing 4 of 12 so far"_s);
+    // A note shows beside the count and the filter, never over them.
+    app->parts().window->show();
+    app->parts().status->showNote(u"A passing note"_s, 50);
+    QStringList shown;
+    for (const QLabel* label : app->parts().window->statusBar()->findChildren<QLabel*>())
+        if (label->isVisible()) shown << label->text();
+    EXPECT_TRUE(shown.contains(u"Viewing 4 of 12 so far"_s) && shown.contains(u"A passing note"_s)) << shown.join(u'|').toStdString();
+    ASSERT_TRUE(vf::test::waitUntil([&] { return app->parts().status->note().isEmpty(); }));
     QKeyEvent clear(QEvent::KeyPress, Qt::Key_Backspace, Qt::ControlModifier);
     EXPECT_TRUE(app->tab().messages->onKeyEventForTableView(table(), &clear));
     EXPECT_EQ(model()->rowCount(), 0);
