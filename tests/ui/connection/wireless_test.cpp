@@ -82,6 +82,12 @@ TEST(PairDialog, PairsWithTheDeviceThatScannedItsQrCode) {
     EXPECT_EQ(server.connectionCount(), 4);
 }
 
+TEST(WirelessWatch, BacksOffUpToItsBound) {
+    for (const auto& [refusals, expected] : std::vector<std::pair<int, int>>{
+             {0, 5000}, {1, 10000}, {2, 20000}, {5, 160000}, {6, 300000}, {7, 300000}, {1000, 300000}})
+        EXPECT_EQ(wirelessPollIntervalMs(refusals, 5000, 300000), expected) << refusals;
+}
+
 TEST(WirelessWatch, ConnectsAPairedDeviceAtItsNewPortOnce) {
     QTemporaryDir dir;
     Preferences::setStorageFile(dir.filePath(u"prefs.ini"_s));
@@ -92,6 +98,8 @@ TEST(WirelessWatch, ConnectsAPairedDeviceAtItsNewPortOnce) {
     server.addScript(answer("host:connect:192.168.1.20:41235", okay("connected to 192.168.1.20:41235")));
     server.addScript(answer("host:mdns:services", listing));
     server.addScript(answer("host:mdns:services", vf::test::failReply("unknown host service")));
+    server.addScript(answer("host:mdns:services", vf::test::failReply("unknown host service")));
+    server.addScript(answer("host:mdns:services", listing));
     WirelessWatch watch([&] { return server.endpoint(); });
     QSignalSpy reconnected(&watch, &WirelessWatch::reconnected);
     watch.poll();
@@ -100,12 +108,12 @@ TEST(WirelessWatch, ConnectsAPairedDeviceAtItsNewPortOnce) {
     EXPECT_EQ(pairedDevices(), (QList<PairedDevice>{{u"adb-R58N12345-vWx3Yz"_s, u"192.168.1.20:41235"_s}}));
     watch.poll();  // the same address: nothing to do
     ASSERT_TRUE(waitUntil([&] { return server.connectionCount() == 3 && server.isClosed(2); }));
-    EXPECT_TRUE(watch.isWatching());
-    // A server that lists nothing is not asked again.
-    ASSERT_TRUE(waitUntil([&] {
+    // A server that lists nothing is asked less often, until it lists again.
+    for (const int interval : {WirelessWatch::kPollMs * 2, WirelessWatch::kPollMs * 4, WirelessWatch::kPollMs}) {
         watch.poll();
-        return !watch.isWatching();
-    }));
+        ASSERT_TRUE(waitUntil([&] { return watch.intervalMs() == interval; })) << interval;
+    }
+    EXPECT_TRUE(watch.isWatching());
     EXPECT_EQ(reconnected.count(), 1);
     Preferences::setStorageFile({});
 }
