@@ -1,9 +1,11 @@
-// The device's log buffers and what a replugged device is asked for: a
-// crash written only to the crash buffer reaches the crash inbox; a device
-// plugged back in is asked only for the lines since the last row shown, none
-// of which is shown twice; and one whose buffer wrapped while it was away
-// gets a status row saying how much log was lost. On a device of today and
-// on one up to Android 7.1.
+// Two sessions at once in one process, each on its own device through the
+// same server, and the devices' log buffers: each store gets only its own
+// device's rows; a crash written only to the crash buffer reaches the crash
+// inbox; a device plugged back in is asked only for the lines since the last
+// row shown, none of which is shown twice; one whose buffer wrapped while it
+// was away gets a status row saying how much log was lost; stopping one
+// session leaves the other streaming. On a device of today and on one up to
+// Android 7.1.
 #include <gtest/gtest.h>
 
 #include <QSet>
@@ -17,18 +19,14 @@
 namespace vf::test {
 namespace {
 
+using namespace Qt::StringLiterals;
+
 struct Side {
     SimulatedDevice* device = nullptr;
     FrontEnd front;
     LogDatasource store;
     std::unique_ptr<LogSession> session;
 };
-
-bool hasText(const LogDatasource& store, const QString& text) {
-    const RowList rows = store.getDataAll();
-    return std::any_of(rows.cbegin(), rows.cend(),
-                       [&](const RowPtr& row) { return row->string(RowKey::Text).contains(text); });
-}
 
 // Device rows shown more than once (same time, pid, tid, tag and text).
 QStringList shownTwice(const LogDatasource& store) {
@@ -44,21 +42,14 @@ QStringList shownTwice(const LogDatasource& store) {
     return twice;
 }
 
-class E2eBuffers : public ::testing::TestWithParam<bool> {};
+class E2eBuffers : public E2eKindTest {};
 
-TEST_P(E2eBuffers, CrashBufferReplugAndAWrappedBuffer) {
-    AdbHarness harness = makeHarness();
-    VF_REQUIRE_ADB(harness);
-    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-    QStringList kind;
-    if (GetParam()) kind << QStringLiteral("--legacy");
+TEST_P(E2eBuffers, TwoSessionsCrashBufferReplugAndAWrappedBuffer) {
     Side sides[2];  // 0: buffers and a crash only in the crash buffer; 1: wraps while away
-    sides[0].device = harness.startDevice(fastDevice(
-        writeReplayLog(harness, 200, QStringLiteral("alpha")),
-        kind + QStringList{QStringLiteral("--crash-buffer"), QStringLiteral("--record-logcat")}));
-    sides[1].device = harness.startDevice(
-        fastDevice(writeReplayLog(harness, 200, QStringLiteral("bravo")), kind + QStringList{QStringLiteral("--wrap-when-away")}));
-    ASSERT_TRUE(sides[0].device && sides[1].device) << harness.lastError().toStdString();
+    sides[0].device = startDevice(fastDevice(writeReplayLog(harness, 200, u"alpha"_s),
+                                             kind({u"--crash-buffer"_s, u"--record-logcat"_s})));
+    sides[1].device = startDevice(fastDevice(writeReplayLog(harness, 200, u"bravo"_s), kind({u"--wrap-when-away"_s})));
+    ASSERT_TRUE(sides[0].device && sides[1].device);
     const AdbEndpoint endpoint = harness.endpoint();
     for (Side& side : sides) {
         LogSession::Settings settings;
@@ -71,15 +62,15 @@ TEST_P(E2eBuffers, CrashBufferReplugAndAWrappedBuffer) {
     }
 
     // The crash buffer's crash, with its buffer, and in the crash inbox.
-    const QString crashText = QStringLiteral("only in the crash buffer");
-    ASSERT_TRUE(waitUntil([&] { return hasText(sides[0].store, crashText); }, 20000));
+    const QString crashText = u"only in the crash buffer"_s;
+    ASSERT_TRUE(waitUntil([&] { return rowsWith(sides[0].store, crashText) > 0; }, 20000));
     CrashDetector inbox;
     for (const RowPtr& row : sides[0].store.getDataAll()) {
         inbox.feed(*row);
         const QString text = row->string(RowKey::Text);
         if (text.contains(crashText)) {
             EXPECT_EQ(row->buffer(), LogBuffer::Crash);
-        } else if (text.contains(QStringLiteral("alpha line"))) {
+        } else if (text.contains(u"alpha line"_s)) {
             EXPECT_EQ(row->buffer(), LogBuffer::Main);
         }
     }
@@ -87,7 +78,9 @@ TEST_P(E2eBuffers, CrashBufferReplugAndAWrappedBuffer) {
     EXPECT_TRUE(std::any_of(inbox.crashes().cbegin(), inbox.crashes().cend(), [&](const CrashRecord& crash) {
         return QString::fromStdString(crash.title).contains(crashText);
     }));
-    ASSERT_TRUE(waitUntil([&] { return hasText(sides[1].store, QStringLiteral("bravo line 199")); }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return rowsWith(sides[1].store, u"bravo line 199"_s) > 0; }, 20000));
+    EXPECT_EQ(rowsWith(sides[0].store, u"bravo"_s), 0);
+    EXPECT_EQ(rowsWith(sides[1].store, u"alpha"_s), 0);
 
     // The wrapping device loses the lines it had when it went away and some
     // it logged while away (it keeps writing 40 lines a second).
@@ -106,20 +99,29 @@ TEST_P(E2eBuffers, CrashBufferReplugAndAWrappedBuffer) {
 
     const QStringList requests = sides[0].device->recorded().split(u'\n', Qt::SkipEmptyParts);
     ASSERT_GE(requests.size(), 2);
-    EXPECT_TRUE(requests.first().contains(QStringLiteral("-b main -b system -b crash"))) << requests.first().toStdString();
-    EXPECT_FALSE(requests.first().contains(QStringLiteral("-T"))) << requests.first().toStdString();
-    EXPECT_TRUE(requests.last().endsWith(QStringLiteral("-T ") + lastTimes[0])) << requests.last().toStdString();
+    EXPECT_TRUE(requests.first().contains(u"-b main -b system -b crash"_s)) << requests.first().toStdString();
+    EXPECT_FALSE(requests.first().contains(u"-T"_s)) << requests.first().toStdString();
+    EXPECT_TRUE(requests.last().endsWith(u"-T "_s + lastTimes[0])) << requests.last().toStdString();
     EXPECT_EQ(shownTwice(sides[0].store), QStringList());
-    EXPECT_FALSE(hasText(sides[0].store, QStringLiteral("Lines were lost")));
+    EXPECT_EQ(rowsWith(sides[0].store, u"Lines were lost"_s), 0);
 
-    ASSERT_TRUE(waitUntil([&] { return hasText(sides[1].store, QStringLiteral("Lines were lost while the device was away: ")); },
-                          10000));
+    ASSERT_TRUE(waitUntil(
+        [&] { return rowsWith(sides[1].store, u"Lines were lost while the device was away: "_s) > 0; }, 10000));
     EXPECT_EQ(shownTwice(sides[1].store), QStringList());
-    for (Side& side : sides) side.session->stopLogging();
+
+    sides[0].session->stopLogging();
+    ASSERT_TRUE(waitUntil([&] { return sides[0].front.stopped == 2; }, 10000));
+    const qsizetype stoppedRows = sides[0].store.logEventCount();
+    // The other device keeps writing (its generated lines after the replay).
+    const qsizetype running = sides[1].store.logEventCount();
+    ASSERT_TRUE(waitUntil([&] { return sides[1].store.logEventCount() >= running + 40; }, 10000));
+    EXPECT_TRUE(sides[1].session->isLogging());
+    EXPECT_EQ(sides[1].front.stopped, 1);
+    EXPECT_EQ(sides[0].store.logEventCount(), stoppedRows) << "nothing more reaches the stopped session's store";
+    sides[1].session->stopLogging();
 }
 
-INSTANTIATE_TEST_SUITE_P(BothKinds, E2eBuffers, ::testing::Values(false, true),
-                         [](const auto& info) { return info.param ? "Legacy" : "Modern"; });
+INSTANTIATE_TEST_SUITE_P(BothKinds, E2eBuffers, ::testing::Values(false, true), kindName);
 
 }  // namespace
 }  // namespace vf::test

@@ -1,6 +1,6 @@
 // The simulated device's reading of the viewer's requests and its options.
 // Its framing, log replay, CR LF shell and process table are exercised by
-// every end-to-end run (simdevice_e2e_test.cpp, devicestates_e2e_test.cpp).
+// every end-to-end run (simdevice_e2e_test.cpp, companion_e2e_test.cpp).
 #include <gtest/gtest.h>
 
 #include "core/adb/packagelist.h"

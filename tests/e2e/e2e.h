@@ -1,15 +1,20 @@
 #pragma once
 // Shared set-up of the end-to-end tests: a harness on the built simulated
-// device, and small replay logs whose every line the tests can recognise.
+// device, a private adb server per test, and small replay logs whose every
+// line the tests can recognise. Main thread only.
 
 #include <QFile>
 #include <QStringList>
+#include <algorithm>
 
+#include "core/log/logdatasource.h"
 #include "core/session/logsession.h"
 #include "support/fixtures/adbharness.h"
+#include "support/fixtures/companionprocess.h"
 #ifdef VF_HAVE_UI
 #include <memory>
 
+#include "support/fixtures/scriptedadbserver.h"
 #include "ui/vellumfoxappdelegate.h"
 #endif
 
@@ -38,10 +43,58 @@ inline AdbHarness makeHarness() {
 #endif
 }
 
+// A test on an adb server of its own, started before the test's body (which
+// is skipped where adb is not installed).
+class E2eTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        VF_REQUIRE_ADB(harness);
+        ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
+    }
+    // Fails the test, saying why, when the device does not come up.
+    SimulatedDevice* startDevice(const QStringList& arguments, const QString& state = QStringLiteral("device")) {
+        SimulatedDevice* device = harness.startDevice(arguments, state);
+        if (device == nullptr) ADD_FAILURE() << harness.lastError().toStdString();
+        return device;
+    }
+    // The companion run on the test's server to its end: its exit status
+    // (-1: it crashed or hung) and what it printed.
+    struct CompanionRun {
+        int status;
+        QString out, err;
+    };
+    CompanionRun runCompanion(const QStringList& arguments) {
+        CompanionProcess companion(harness.serverPort(), arguments);
+        const int status = companion.waitForExit();
+        return {status, QString::fromUtf8(companion.out), QString::fromUtf8(companion.err)};
+    }
+
+    AdbHarness harness = makeHarness();
+};
+
+// The same on a device of today (false) or on one up to Android 7.1 (true).
+class E2eKindTest : public E2eTest, public ::testing::WithParamInterface<bool> {
+protected:
+    // The simulator's arguments for this kind of device, then `more`.
+    QStringList kind(const QStringList& more = {}) const {
+        return (GetParam() ? QStringList{QStringLiteral("--legacy")} : QStringList{}) + more;
+    }
+};
+inline std::string kindName(const ::testing::TestParamInfo<bool>& info) { return info.param ? "Legacy" : "Modern"; }
+
+// How many of the store's rows hold `text` (and, given, belong to `app`).
+inline qsizetype rowsWith(const LogDatasource& store, const QString& text, const QString& app = {}) {
+    const RowList rows = store.getDataAll();
+    return std::count_if(rows.cbegin(), rows.cend(), [&](const RowPtr& row) {
+        return row->string(RowKey::Text).contains(text) && (app.isNull() || row->string(RowKey::App) == app);
+    });
+}
+
 // Writes a threadtime log: pid 4120 is the app "org.example.fieldnotes"
-// (named by a "Start proc" line), every line's text is "`word` line N".
+// (named by a "Start proc" line), every line's text is "`word` line N"
+// (times 09:41:10.000 on, ten lines a second); then the lines of `tail`.
 inline QString writeReplayLog(const AdbHarness& harness, int count = 40,
-                              const QString& word = QStringLiteral("replayed")) {
+                              const QString& word = QStringLiteral("replayed"), const QByteArray& tail = {}) {
     const QString path = harness.scratchPath(word + QStringLiteral(".log"));
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) return {};
@@ -61,6 +114,7 @@ inline QString writeReplayLog(const AdbHarness& harness, int count = 40,
                        .arg(i)
                        .toUtf8());
     }
+    file.write(tail);
     return path;
 }
 
@@ -84,6 +138,20 @@ inline std::unique_ptr<ui::VellumfoxAppDelegate> launchViewer(bool connectAtStar
     app->applicationDidFinishLaunching();
     return app;
 }
+
+// The viewer's tests: the preferences point at the test's server.
+class E2eViewerTest : public E2eTest {
+protected:
+    void SetUp() override {
+        E2eTest::SetUp();
+        if (!IsSkipped() && !HasFatalFailure())
+            preferences = std::make_unique<ScopedAdbPreferences>(harness.serverPort());
+    }
+    void launch(bool connectAtStart) { app = launchViewer(connectAtStart); }
+
+    std::unique_ptr<ScopedAdbPreferences> preferences;
+    std::unique_ptr<ui::VellumfoxAppDelegate> app;
+};
 #endif
 
 }  // namespace vf::test

@@ -10,14 +10,12 @@ namespace vf::test {
 namespace {
 
 // Refusals and a missing server are told apart in tests/adb/logreader_test.cpp
-// (scripted) and the real server's texts in devicestates_e2e_test.cpp; the
+// (scripted) and the real server's texts in companion_e2e_test.cpp; the
 // unplug and replug of a stream in session_e2e_test.cpp.
-TEST(E2eLogReader, StreamsWhatTheTagsLetThroughAndClearsOnStart) {
-    AdbHarness harness = makeHarness();
-    VF_REQUIRE_ADB(harness);
-    ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-    SimulatedDevice* device = harness.startDevice(fastDevice(writeReplayLog(harness)));
-    ASSERT_TRUE(device) << harness.lastError().toStdString();
+class E2eLogReader : public E2eTest {};
+TEST_F(E2eLogReader, StreamsWhatTheTagsLetThroughAndClearsOnStart) {
+    SimulatedDevice* device = startDevice(fastDevice(writeReplayLog(harness)));
+    ASSERT_TRUE(device);
 
     LogRecorder delegate;
     LogReader reader(harness.endpoint(), LogcatOptions{QStringLiteral("*:S MyTag:I"), false});

@@ -43,32 +43,23 @@ QString typedText(const QString& record) {
 
 // A 360x800 device that captures fast, of today or legacy, and the window
 // showing it.
-class E2eRemoteScreen : public ::testing::TestWithParam<bool> {
+class E2eRemoteScreen : public E2eKindTest {
 protected:
-    void SetUp() override {
-        VF_REQUIRE_ADB(harness);
-        ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-    }
-    SimulatedDevice* startDevice(const QStringList& more = {}) {
-        QStringList options{QStringLiteral("--screen"), QStringLiteral("360x800"), QStringLiteral("--capture-delay"),
-                            QStringLiteral("20")};
-        if (GetParam()) options << QStringLiteral("--legacy");
-        return harness.startDevice(fastDevice(writeReplayLog(harness), options + more));
+    SimulatedDevice* startScreen(const QStringList& more = {}) {
+        const QStringList screen{u"--screen"_s, u"360x800"_s, u"--capture-delay"_s, u"20"_s};
+        return startDevice(fastDevice(writeReplayLog(harness), kind(screen + more)));
     }
     std::unique_ptr<RemoteScreenMonitorSheet> showScreen(const SimulatedDevice& device) {
-        auto window = std::make_unique<RemoteScreenMonitorSheet>(
-            AdbEndpoint{QStringLiteral("127.0.0.1"), harness.serverPort(), {}});
+        auto window = std::make_unique<RemoteScreenMonitorSheet>(harness.endpoint());
         window->setDeviceId(device.serial());
         window->showWindow();
         return window;
     }
-
-    AdbHarness harness = makeHarness();
 };
 
 TEST_P(E2eRemoteScreen, ShowsTheDeviceAndSendsTouchesAndKeys) {
-    SimulatedDevice* device = startDevice();
-    ASSERT_TRUE(device) << harness.lastError().toStdString();
+    SimulatedDevice* device = startScreen();
+    ASSERT_TRUE(device);
     const auto screen = showScreen(*device);
     RemoteScreenMonitorSheet& window = *screen;
     ui::ScreenImageView* view = window.imageView();
@@ -92,11 +83,11 @@ TEST_P(E2eRemoteScreen, ShowsTheDeviceAndSendsTouchesAndKeys) {
     ASSERT_TRUE(waitUntil([&] { return device->recorded() == tapLine + swipeLine; }))
         << device->recorded().toStdString();
 
-    QTest::keyClicks(view, QStringLiteral("a b"));
+    QTest::keyClicks(view, u"a b"_s);
     ASSERT_TRUE(waitUntil([&] { return typedText(device->recorded()) == u"a%sb"; }))
         << device->recorded().toStdString();
     window.homeKey();
-    EXPECT_EQ(window.statusText(), QStringLiteral("Sent Home Key"));
+    EXPECT_EQ(window.statusText(), u"Sent Home Key"_s);
     EXPECT_TRUE(waitUntil([&] { return device->recorded().endsWith(u"input keyevent 3 \n"); }))
         << device->recorded().toStdString();
     window.close();
@@ -106,8 +97,8 @@ TEST_P(E2eRemoteScreen, ShowsTheDeviceAndSendsTouchesAndKeys) {
 // A foldable: the chooser lists both displays, starts on the first and
 // captures the one chosen (the cover screen is smaller), where taps go too.
 TEST_P(E2eRemoteScreen, ChoosesADisplayOfAFoldable) {
-    SimulatedDevice* device = startDevice({QStringLiteral("--displays"), QStringLiteral("2")});
-    ASSERT_TRUE(device) << harness.lastError().toStdString();
+    SimulatedDevice* device = startScreen({u"--displays"_s, u"2"_s});
+    ASSERT_TRUE(device);
     const auto screen = showScreen(*device);
     RemoteScreenMonitorSheet& window = *screen;
     QComboBox* chooser = window.displayChooser();
@@ -137,8 +128,8 @@ TEST_P(E2eRemoteScreen, ChoosesADisplayOfAFoldable) {
 // An app that forbids capture: black frames while the device is awake
 // give the status instead of a black picture.
 TEST_P(E2eRemoteScreen, ASecureWindowIsSaidNotShown) {
-    SimulatedDevice* device = startDevice({QStringLiteral("--secure-window")});
-    ASSERT_TRUE(device) << harness.lastError().toStdString();
+    SimulatedDevice* device = startScreen({u"--secure-window"_s});
+    ASSERT_TRUE(device);
     const auto screen = showScreen(*device);
     RemoteScreenMonitorSheet& window = *screen;
     ASSERT_TRUE(waitUntil([&] { return window.statusText() == QString::fromUtf16(RemoteScreenMonitorSheet::kSecureWindowText); },
@@ -149,8 +140,7 @@ TEST_P(E2eRemoteScreen, ASecureWindowIsSaidNotShown) {
     window.close();
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, E2eRemoteScreen, ::testing::Values(false, true),
-                         [](const auto& info) { return info.param ? "Legacy" : "Modern"; });
+INSTANTIATE_TEST_SUITE_P(Modes, E2eRemoteScreen, ::testing::Values(false, true), kindName);
 
 }  // namespace
 }  // namespace vf::test

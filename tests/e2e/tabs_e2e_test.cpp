@@ -8,7 +8,6 @@
 
 #include "core/support/preferences.h"
 #include "e2e.h"
-#include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 #include "core/adb/devicetime.h"
 #include "ui/connection/connectioncontroller.h"
@@ -23,35 +22,24 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class E2eTabs : public ::testing::Test {
+class E2eTabs : public E2eViewerTest {
 protected:
-    void SetUp() override {
-        VF_REQUIRE_ADB(harness);
-        ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-        preferences = std::make_unique<ScopedAdbPreferences>(harness.serverPort());
-    }
     static bool shows(const ui::SourceTab& tab, const QString& text) {
         const ui::LogTableModel* model = tab.parts().model;
         for (int row = model->rowCount() - 1; row >= 0; --row)
             if (model->index(row, 6).data().toString().contains(text)) return true;
         return false;
     }
-
-    AdbHarness harness = makeHarness();
-    std::unique_ptr<ScopedAdbPreferences> preferences;
 };
 
 // Both stream side by side; one unplugged leaves the other streaming; a
 // closed tab ends its session, and the device tabs open again at the next
 // start.
 TEST_F(E2eTabs, TwoDevicesStreamInTabsOfTheirOwn) {
-    SimulatedDevice* modern = harness.startDevice(fastDevice(writeReplayLog(harness, 40, u"modern"_s)));
-    ASSERT_NE(modern, nullptr) << harness.lastError().toStdString();
-    SimulatedDevice* legacy =
-        harness.startDevice(fastDevice(writeReplayLog(harness, 40, u"legacy"_s), {u"--legacy"_s}));
-    ASSERT_NE(legacy, nullptr) << harness.lastError().toStdString();
-
-    auto app = launchViewer(false);
+    SimulatedDevice* modern = startDevice(fastDevice(writeReplayLog(harness, 40, u"modern"_s)));
+    SimulatedDevice* legacy = startDevice(fastDevice(writeReplayLog(harness, 40, u"legacy"_s), {u"--legacy"_s}));
+    ASSERT_TRUE(modern && legacy);
+    launch(false);
     ui::SourceTab* idle = &app->currentTab();
     ui::SourceTab& first = app->addDeviceTab(modern->serial());
     ui::SourceTab& second = app->addDeviceTab(legacy->serial());
@@ -81,7 +69,7 @@ TEST_F(E2eTabs, TwoDevicesStreamInTabsOfTheirOwn) {
     EXPECT_EQ(Preferences::value(QLatin1String(ui::kDeviceTabsKey)).toStringList(), QStringList{modern->serial()});
 
     app.reset();
-    app = launchViewer(false);
+    launch(false);
     ASSERT_EQ(app->tabs().size(), 1u);
     // Two devices are attached: only the remembered serial spares the picker.
     app->tab().connection->startLogging();
@@ -91,12 +79,11 @@ TEST_F(E2eTabs, TwoDevicesStreamInTabsOfTheirOwn) {
 // A device an hour ahead of the other: on the merged tab their live rows
 // interleave by the host's time, each named by its device.
 TEST_F(E2eTabs, TheMergedTabPutsTwoClocksOnOneTimeLine) {
-    SimulatedDevice* modern = harness.startDevice(fastDevice(writeReplayLog(harness, 5, u"modern"_s)));
-    ASSERT_NE(modern, nullptr) << harness.lastError().toStdString();
-    SimulatedDevice* ahead = harness.startDevice(
+    SimulatedDevice* modern = startDevice(fastDevice(writeReplayLog(harness, 5, u"modern"_s)));
+    SimulatedDevice* ahead = startDevice(
         fastDevice(writeReplayLog(harness, 5, u"ahead"_s), {u"--legacy"_s, u"--clock-offset"_s, u"3600"_s}));
-    ASSERT_NE(ahead, nullptr) << harness.lastError().toStdString();
-    auto app = launchViewer(false);
+    ASSERT_TRUE(modern && ahead);
+    launch(false);
     ui::SourceTab* idle = &app->currentTab();
     const ui::SourceTab& first = app->addDeviceTab(modern->serial());
     const ui::SourceTab& second = app->addDeviceTab(ahead->serial());

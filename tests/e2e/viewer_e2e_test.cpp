@@ -15,7 +15,6 @@
 #include <QToolBar>
 
 #include "e2e.h"
-#include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 #include "ui/connection/connectioncontroller.h"
 #include "ui/connection/devicepickersheet.h"
@@ -30,18 +29,13 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class E2eViewer : public ::testing::TestWithParam<bool> {
+class E2eViewer : public E2eViewerTest, public ::testing::WithParamInterface<bool> {
 protected:
-    void SetUp() override {
-        if (!harness.available()) GTEST_SKIP() << "adb is not installed";
-        ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-        preferences = std::make_unique<ScopedAdbPreferences>(harness.serverPort());
-    }
+    // A device of the test's kind, replaying 200 lines.
     SimulatedDevice* startDevice(QStringList arguments, const QString& state = u"device"_s) {
         if (GetParam()) arguments << u"--legacy"_s;
-        return harness.startDevice(fastDevice(writeReplayLog(harness, 200), arguments), state);
+        return E2eTest::startDevice(fastDevice(writeReplayLog(harness, 200), arguments), state);
     }
-    void launch(bool connectAtStart = true) { app = launchViewer(connectAtStart); }
     QString title() const { return app->parts().window->windowTitle(); }
     // The item `text` of the menu bar's menu `menu`.
     QAction* menuItem(const QString& menu, const QString& text) const {
@@ -57,10 +51,6 @@ protected:
         const QMessageBox* box = app->tab().connection->currentAlert();
         return box != nullptr ? box->informativeText() : QString();
     }
-
-    AdbHarness harness = makeHarness();
-    std::unique_ptr<ScopedAdbPreferences> preferences;
-    std::unique_ptr<ui::VellumfoxAppDelegate> app;
 };
 
 // The app names include those of an app that lives 300 ms under a pid no
@@ -68,8 +58,8 @@ protected:
 TEST_P(E2eViewer, ShowsModelAndAppNamesWithoutTheModelInBuildProp) {
     SimulatedDevice* device = startDevice({u"--no-build-prop-model"_s, u"--model"_s, u"Pixel Test"_s,
                                            u"--flash-app"_s, u"1"_s});
-    ASSERT_TRUE(device) << harness.lastError().toStdString();
-    launch();
+    ASSERT_TRUE(device);
+    launch(true);
     // "model - serial" once the model is known ("serial - model" when it was
     // known when the run started).
     ASSERT_TRUE(waitUntil([&] { return title().contains(u"Pixel Test"_s) && title().contains(device->serial()); }, 15000))
@@ -95,16 +85,16 @@ TEST_P(E2eViewer, ShowsModelAndAppNamesWithoutTheModelInBuildProp) {
 
 TEST_P(E2eViewer, AnUnauthorizedDeviceGetsItsAlert) {
     SimulatedDevice* locked = startDevice({u"--state"_s, u"unauthorized"_s}, u"unauthorized"_s);
-    ASSERT_TRUE(locked) << harness.lastError().toStdString();
-    launch();
+    ASSERT_TRUE(locked);
+    launch(true);
     ASSERT_TRUE(waitUntil([&] { return !alert().isEmpty(); }, 15000));
     EXPECT_EQ(alert(), u"Device Not Authorized\n\nAllow USB debugging from device "_s + locked->serial());
 }
 
 TEST_P(E2eViewer, AnOfflineDeviceIsWaitedForOnTheStatusLine) {
     SimulatedDevice* offline = startDevice({u"--state"_s, u"offline"_s}, u"offline"_s);
-    ASSERT_TRUE(offline) << harness.lastError().toStdString();
-    launch();
+    ASSERT_TRUE(offline);
+    launch(true);
     EXPECT_TRUE(waitUntil([&] { return app->parts().status->note().contains(u"offline"_s); }, 15000));
     EXPECT_TRUE(app->tab().session->isWaiting());
     EXPECT_EQ(alert(), QString());
@@ -113,13 +103,9 @@ TEST_P(E2eViewer, AnOfflineDeviceIsWaitedForOnTheStatusLine) {
 // Run with two devices attached opens the picker; the second one chosen is
 // streamed, and the Edit menu's Copy and Clear act on its log.
 TEST_P(E2eViewer, RunThenThePickerChoosesTheDeviceAndTheMenuActsOnItsLog) {
-    QStringList kind;
-    if (GetParam()) kind << u"--legacy"_s;
-    const QStringList arguments = fastDevice(writeReplayLog(harness, 200), kind);
-    SimulatedDevice* first = harness.startDevice(arguments);
-    ASSERT_TRUE(first) << harness.lastError().toStdString();
-    SimulatedDevice* second = harness.startDevice(arguments);
-    ASSERT_TRUE(second) << harness.lastError().toStdString();
+    SimulatedDevice* first = startDevice({});
+    SimulatedDevice* second = startDevice({});
+    ASSERT_TRUE(first && second);
     launch(false);
     const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
     const ui::SourceTab::Parts& tab = app->tab();
@@ -157,8 +143,7 @@ TEST_P(E2eViewer, RunThenThePickerChoosesTheDeviceAndTheMenuActsOnItsLog) {
     EXPECT_EQ(tab.session->deviceId(), second->serial());
 }
 
-INSTANTIATE_TEST_SUITE_P(BothKinds, E2eViewer, ::testing::Values(false, true),
-                         [](const auto& info) { return info.param ? "Legacy" : "Modern"; });
+INSTANTIATE_TEST_SUITE_P(BothKinds, E2eViewer, ::testing::Values(false, true), kindName);
 
 }  // namespace
 }  // namespace vf::test

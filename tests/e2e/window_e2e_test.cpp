@@ -1,6 +1,6 @@
 // The viewer's window through the real adb server, where the behaviour is
-// the window's own: a saved log opened and a device run after it, a device
-// that comes after the viewer, and quitting with a second window open.
+// the window's own: a saved log opened and a device run after it, then
+// quitting with a second window open; a device that comes after the viewer.
 #ifdef VF_HAVE_UI
 #include <QApplication>
 #include <QListWidget>
@@ -10,7 +10,6 @@
 
 #include "core/support/preferences.h"
 #include "e2e.h"
-#include "support/fixtures/scriptedadbserver.h"
 #include "support/fixtures/wait.h"
 #include "ui/connection/connectioncontroller.h"
 #include "ui/crashes/crashespanel.h"
@@ -27,35 +26,20 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-// A threadtime log of one app that crashes once, among ordinary lines.
+// A threadtime log of one app that crashes once, after 30 ordinary lines.
 QString writeCrashingLog(const AdbHarness& harness) {
-    const QString path = harness.scratchPath(u"crashing.log"_s);
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) return {};
-    file.write("03-17 09:41:02.100  1102  1133 I ActivityManager: Start proc 4120:org.example.fieldnotes/u0a121 "
-               "for activity org.example.fieldnotes/.ui.MainActivity\n");
-    for (int i = 0; i < 30; ++i)
-        file.write(QStringLiteral("03-17 09:41:03.%1  4120  4133 D Notes: line %2\n")
-                       .arg(i * 10, 3, 10, QLatin1Char('0'))
-                       .arg(i)
-                       .toUtf8());
-    file.write("03-17 09:41:04.000  4120  4120 E AndroidRuntime: FATAL EXCEPTION: main\n"
-               "03-17 09:41:04.000  4120  4120 E AndroidRuntime: Process: org.example.fieldnotes, PID: 4120\n"
-               "03-17 09:41:04.000  4120  4120 E AndroidRuntime: java.lang.IllegalStateException: boom\n"
-               "03-17 09:41:04.000  4120  4120 E AndroidRuntime: \tat org.example.Notes.save(Notes.java:9)\n"
-               "03-17 09:41:04.100  1102  1133 I ActivityManager: Process org.example.fieldnotes (pid 4120) has died: fg TOP\n"
-               "03-17 09:41:05.000  1102  1133 I ActivityManager: the end of the replay\n");
-    return path;
+    return writeReplayLog(
+        harness, 30, u"crashing"_s,
+        "03-17 09:41:14.000  4120  4120 E AndroidRuntime: FATAL EXCEPTION: main\n"
+        "03-17 09:41:14.000  4120  4120 E AndroidRuntime: Process: org.example.fieldnotes, PID: 4120\n"
+        "03-17 09:41:14.000  4120  4120 E AndroidRuntime: java.lang.IllegalStateException: boom\n"
+        "03-17 09:41:14.000  4120  4120 E AndroidRuntime: \tat org.example.Notes.save(Notes.java:9)\n"
+        "03-17 09:41:14.100  1102  1133 I ActivityManager: Process org.example.fieldnotes (pid 4120) has died: fg TOP\n"
+        "03-17 09:41:15.000  1102  1133 I ActivityManager: the end of the replay\n");
 }
 
-class E2eWindow : public ::testing::Test {
+class E2eWindow : public E2eViewerTest {
 protected:
-    void SetUp() override {
-        VF_REQUIRE_ADB(harness);
-        ASSERT_TRUE(harness.startServer()) << harness.lastError().toStdString();
-        preferences = std::make_unique<ScopedAdbPreferences>(harness.serverPort());
-    }
-    void launch(bool connectAtStart) { app = launchViewer(connectAtStart); }
     // The app column of the first row whose text holds `text`; null when none does.
     std::optional<QString> appOf(const QString& text) const {
         const ui::LogTableModel* model = app->tab().model;
@@ -64,17 +48,15 @@ protected:
         return std::nullopt;
     }
     bool shows(const QString& text) const { return appOf(text).has_value(); }
-
-    AdbHarness harness = makeHarness();
-    std::unique_ptr<ScopedAdbPreferences> preferences;
-    std::unique_ptr<ui::VellumfoxAppDelegate> app;
 };
 
 // The saved log of a device and then the device itself: the crash they
 // share is listed once, and the rows of the process that died keep its name.
-TEST_F(E2eWindow, OpenThenRunListsEachCrashOnce) {
+// Quit from the message viewer then ends the application, not just the
+// main window.
+TEST_F(E2eWindow, OpenThenRunListsEachCrashOnceAndQuitEndsTheApplication) {
     const QString log = writeCrashingLog(harness);
-    ASSERT_TRUE(harness.startDevice(fastDevice(log)));
+    ASSERT_TRUE(startDevice(fastDevice(log)));
     launch(false);
     const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
     const ui::SourceTab::Parts& tab = app->tab();
@@ -89,6 +71,17 @@ TEST_F(E2eWindow, OpenThenRunListsEachCrashOnce) {
     EXPECT_TRUE(tab.crashes->list()->item(0)->text().contains(u"org.example.fieldnotes ("_s))
         << tab.crashes->list()->item(0)->text().toStdString();
     EXPECT_EQ(appOf(u"line 29"_s), u"org.example.fieldnotes"_s);
+
+    parts.window->logTable()->selectRow(0);
+    tab.messages->onViewText();
+    QWidget* viewer = QApplication::activeWindow();
+    ASSERT_TRUE(waitUntil([&] {
+        viewer = QApplication::activeWindow();
+        return qobject_cast<ui::TextViewerWindow*>(viewer) != nullptr;
+    }, 5000));
+    QTimer::singleShot(0, viewer, [viewer] { QTest::keyClick(viewer, Qt::Key_Q, Qt::ControlModifier); });
+    QTimer::singleShot(10000, qApp, [] { QCoreApplication::exit(1); });  // never reached when Quit works
+    EXPECT_EQ(QApplication::exec(), 0);
 }
 
 // Started with no device: no alert over the table, which says what to do;
@@ -102,8 +95,8 @@ TEST_F(E2eWindow, ALateDeviceIsPickedUpWithoutInput) {
     EXPECT_EQ(tab.connection->currentAlert(), nullptr);
 
     const QString log = writeCrashingLog(harness);
-    SimulatedDevice* device = harness.startDevice(fastDevice(log));
-    ASSERT_NE(device, nullptr) << harness.lastError().toStdString();
+    SimulatedDevice* device = startDevice(fastDevice(log));
+    ASSERT_NE(device, nullptr);
     // Listed offline first while the server connects it, then ready.
     ASSERT_TRUE(waitUntil([&] { return parts.window->connectAction->text() == u"Stop"_s; }, 15000));
     EXPECT_EQ(tab.session->deviceId(), device->serial());
@@ -112,26 +105,6 @@ TEST_F(E2eWindow, ALateDeviceIsPickedUpWithoutInput) {
     ASSERT_EQ(entries.size(), 1);
     EXPECT_TRUE(entries.first()->isChecked());
     EXPECT_EQ(tab.connection->currentAlert(), nullptr);
-}
-
-// Quit from the message viewer ends the application, not just the main window.
-TEST_F(E2eWindow, QuitFromTheMessageViewerEndsTheApplication) {
-    const QString log = writeCrashingLog(harness);
-    launch(false);
-    const ui::VellumfoxAppDelegate::Parts& parts = app->parts();
-    const ui::SourceTab::Parts& tab = app->tab();
-    tab.files->openFile(log);
-    ASSERT_TRUE(waitUntil([&] { return shows(u"the end of the replay"_s); }, 15000));
-    parts.window->logTable()->selectRow(0);
-    tab.messages->onViewText();
-    QWidget* viewer = QApplication::activeWindow();
-    ASSERT_TRUE(waitUntil([&] {
-        viewer = QApplication::activeWindow();
-        return qobject_cast<ui::TextViewerWindow*>(viewer) != nullptr;
-    }, 5000));
-    QTimer::singleShot(0, viewer, [viewer] { QTest::keyClick(viewer, Qt::Key_Q, Qt::ControlModifier); });
-    QTimer::singleShot(10000, qApp, [] { QCoreApplication::exit(1); });  // never reached when Quit works
-    EXPECT_EQ(QApplication::exec(), 0);
 }
 
 }  // namespace

@@ -1,14 +1,10 @@
 #pragma once
 // Helpers shared by the log tests.
 
-#include <gtest/gtest.h>
-
-#include <QByteArrayView>
-#include <QFile>
-#include <QTemporaryDir>
 #include <string>
 
 #include "core/log/logrow.h"
+#include "support/fixtures/files.h"
 
 namespace vf::test {
 
@@ -20,14 +16,5 @@ inline std::string fields(const RowValues& v) {
            (v.uid.empty() ? std::string() : '|' + v.uid);
 }
 inline std::string fields(const Row& row) { return fields(row.values()); }
-
-// Writes `bytes` to `name` in `dir`; returns the path.
-inline QString writeFile(const QTemporaryDir& dir, const QString& name, QByteArrayView bytes) {
-    const QString path = dir.filePath(name);
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-    file.write(bytes.data(), bytes.size());
-    return path;
-}
 
 }  // namespace vf::test
