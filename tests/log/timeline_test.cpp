@@ -41,24 +41,5 @@ TEST(Timeline, MergesSourcesOnTheHostsClock) {
     for (const auto& c : cases) EXPECT_EQ(order(mergeByTime(c.sources)), c.order);
 }
 
-// Rows that came later join the end of a merged timeline only where a
-// merge of everything would put them.
-TEST(Timeline, NewRowsGoAfterTheLastOnlyWhenNotEarlier) {
-    const TimelineRow last{RowPtr(), 1, 1000};
-    const struct {
-        std::vector<TimelineRow> next;
-        bool after;
-    } cases[] = {
-        {{}, true},
-        {{{RowPtr(), 0, 1001}}, true},
-        {{{RowPtr(), 1, 1000}, {RowPtr(), 0, 900}}, true},  // only the first row is compared
-        {{{RowPtr(), 2, 1000}}, true},
-        {{{RowPtr(), 0, 1000}}, false},  // as late, from a source merged before it
-        {{{RowPtr(), 1, 999}}, false},
-        {{{RowPtr(), 1, INT64_MIN}}, false},
-    };
-    for (const auto& c : cases) EXPECT_EQ(goesAfter(c.next, last), c.after) << c.next.size();
-}
-
 }  // namespace
 }  // namespace vf::test

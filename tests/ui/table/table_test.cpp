@@ -150,35 +150,24 @@ TEST_F(TableTest, ClearAndStatusLine) {
 TEST_F(TableTest, ColumnLayoutsAreKeptPerKindOfTab) {
     LogTableModel plain, merged;
     merged.showSourceColumn();
-    const auto pidHidden = [&](const QString& kind, LogTableModel& model, bool hideTag = false) {
+    const QString a = deviceLayoutKind(u"A"_s), b = deviceLayoutKind(u"B"_s), file = QLatin1String(kFileLayout);
+    // A table of `kind`: whether `column` came hidden; then hides or shows it.
+    const auto open = [&](const QString& kind, int column, std::optional<bool> hide = {}) {
         QTableView table;
-        table.setModel(&model);
+        table.setModel(kind == QLatin1String(kMergedLayout) ? &merged : &plain);
         ColumnLayoutSaver saver(table.horizontalHeader(), kind);
-        const bool hidden = table.horizontalHeader()->isSectionHidden(2);
-        if (hideTag) table.horizontalHeader()->setSectionHidden(5, true);
+        const bool hidden = table.horizontalHeader()->isSectionHidden(column);
+        if (hide) table.horizontalHeader()->setSectionHidden(column, *hide);
         return hidden;
     };
-    const auto setPidHidden = [&](const QString& kind, bool hide) {
-        QTableView table;
-        table.setModel(&plain);
-        ColumnLayoutSaver saver(table.horizontalHeader());
-        saver.setKind(kind);
-        table.horizontalHeader()->setSectionHidden(2, hide);
-    };
-    setPidHidden(deviceLayoutKind(u"A"_s), true);
-    EXPECT_TRUE(pidHidden(QLatin1String(kFileLayout), plain));  // no file layout yet: the shared one
-    setPidHidden(QLatin1String(kFileLayout), false);
-    EXPECT_TRUE(pidHidden(deviceLayoutKind(u"A"_s), plain));
-    EXPECT_FALSE(pidHidden(QLatin1String(kFileLayout), plain));
-    EXPECT_FALSE(pidHidden(deviceLayoutKind(u"B"_s), plain));  // the last saved, the file's
-    setPidHidden(deviceLayoutKind(u"B"_s), true);
-    EXPECT_FALSE(pidHidden(QLatin1String(kMergedLayout), merged, true));
-    QTableView table;
-    table.setModel(&merged);
-    ColumnLayoutSaver saver(table.horizontalHeader(), QLatin1String(kMergedLayout));
-    EXPECT_TRUE(table.horizontalHeader()->isSectionHidden(5));
-    EXPECT_FALSE(table.horizontalHeader()->isSectionHidden(2));
-    EXPECT_FALSE(table.horizontalHeader()->isSectionHidden(kSourceColumn));
+    open(a, 2, true);
+    EXPECT_TRUE(open(file, 2, false));  // no file layout yet: the shared one
+    EXPECT_TRUE(open(a, 2));
+    EXPECT_FALSE(open(file, 2));
+    EXPECT_FALSE(open(b, 2, true));  // the last saved, the file's
+    EXPECT_FALSE(open(QLatin1String(kMergedLayout), 2));
+    open(QLatin1String(kMergedLayout), 5, true);
+    EXPECT_TRUE(open(QLatin1String(kMergedLayout), 5));
 }
 
 TEST(LevelColor, DefaultsLightenOnADarkBaseAndChosenColoursStay) {
@@ -196,22 +185,14 @@ TEST(RowPosition, MergedSourcesSharingIndexesAreToldApart) {
     first.setSourceLabel("a");
     second.setSourceLabel("b");
     const auto make = [](RowArena& arena, uint64_t n) { return arena.make(RowValues{n, "", "", "1", "1", "I", "T", "x"}); };
-    const RowPtr a1 = make(first, 1), a2 = make(first, 2), a3 = make(first, 3);
-    const RowPtr b1 = make(second, 1), b2 = make(second, 2), b3 = make(second, 3);
-    const RowList merged{a1, b1, a2, b2, b3, a3};
-    EXPECT_EQ(positionOfRow(merged, *b2, false), ViewPos(3));
-    EXPECT_EQ(positionOfRow(merged, *a3, false), ViewPos(5));
+    const RowPtr a1 = make(first, 1), a2 = make(first, 2), b1 = make(second, 1), b2 = make(second, 2);
+    const RowList merged{a1, b1, b2, a2};
+    EXPECT_EQ(positionOfRow(merged, *a2, false), ViewPos(3));
     EXPECT_EQ(positionOfRow(merged, *make(second, 2), false), std::nullopt);  // same index, another row
-    EXPECT_EQ(positionOfRow(RowList{a1, a2, a3}, *make(first, 2), true), ViewPos(1));  // a compacted copy
-    struct Case {
-        uint64_t idx;
-        std::string_view source;
-        std::optional<ViewPos> at;
-    };
-    for (const Case& c : {Case{2, "b", ViewPos(3)}, Case{2, "a", ViewPos(2)}, Case{3, "b", ViewPos(4)},
-                          Case{2, "", ViewPos(2)}, Case{2, "renamed", ViewPos(2)}, Case{9, "a", std::nullopt}})
-        EXPECT_EQ(positionOfIdx(merged, RowIdx(c.idx), c.source, false), c.at) << c.idx << ' ' << c.source;
-    EXPECT_EQ(positionOfIdx(RowList{b1, b2, b3}, RowIdx(3), "a", true), ViewPos(2));  // one source: the index decides
+    EXPECT_EQ(positionOfRow(RowList{a1, a2}, *make(first, 2), true), ViewPos(1));  // a compacted copy
+    for (const auto& [source, at] : std::vector<std::pair<std::string_view, qsizetype>>{{"b", 2}, {"a", 3}, {"", 2}, {"renamed", 2}})
+        EXPECT_EQ(positionOfIdx(merged, RowIdx(2), source, false), ViewPos(at)) << source;
+    EXPECT_EQ(positionOfIdx(merged, RowIdx(9), "a", false), std::nullopt);
 }
 
 }  // namespace
