@@ -113,7 +113,8 @@ private:
     uint64_t chosenId_ = 0;                  // the crash whose rows are shown
     PredicatePtr chosenFilter_;              // the filter showing them
     size_t chosenRows_ = 0;                  // how many rows that filter passes
-    std::optional<std::pair<RowIdx, std::string>> pendingSelect_;  // the row (idx, source) to select once that filter landed
+    // The row (idx, source) to select once that filter landed.
+    std::optional<std::pair<RowIdx, std::string>> pendingSelect_;
 };
 
 }  // namespace vf::ui

@@ -6,6 +6,15 @@
 
 namespace vf::ui {
 
+namespace {
+
+// Where `timeline` ends, without holding its row.
+TimelineRow lastOf(const std::vector<TimelineRow>& timeline) {
+    return {RowPtr(), timeline.back().source, timeline.back().hostMs};
+}
+
+}  // namespace
+
 MergedFeed::MergedFeed(SourceTab& merged, Sources sources, int intervalMs)
     : QObject(&merged), merged_(merged), sources_(std::move(sources)) {
     merged_.setMerged();
@@ -34,7 +43,7 @@ void MergedFeed::refresh() {
     RowList merged;
     const std::vector<TimelineRow> timeline = mergeByTime(sources);
     for (const TimelineRow& each : timeline) merged << each.row;
-    last_ = timeline.empty() ? TimelineRow{RowPtr(), 0, INT64_MIN} : TimelineRow{RowPtr(), timeline.back().source, timeline.back().hostMs};
+    last_ = timeline.empty() ? TimelineRow{RowPtr(), 0, INT64_MIN} : lastOf(timeline);
     merged_.parts().store->setLogDataFromFile(std::move(merged));
 }
 
@@ -56,7 +65,7 @@ bool MergedFeed::appendNewRows(const Seen& seen, const std::vector<MarkedRows>& 
     RowList appended;
     appended.reserve(qsizetype(next.size()));
     for (const TimelineRow& each : next) appended << each.row;
-    last_ = TimelineRow{RowPtr(), next.back().source, next.back().hostMs};
+    last_ = lastOf(next);
     merged_.parts().store->appendRows(appended);
     return true;
 }

@@ -136,7 +136,8 @@ TEST_F(TableTest, ClearAndStatusLine) {
     QStringList shown;
     for (const QLabel* label : app->parts().window->statusBar()->findChildren<QLabel*>())
         if (label->isVisible()) shown << label->text();
-    EXPECT_TRUE(shown.contains(u"Viewing 4 of 12 so far"_s) && shown.contains(u"A passing note"_s)) << shown.join(u'|').toStdString();
+    EXPECT_TRUE(shown.contains(u"Viewing 4 of 12 so far"_s) && shown.contains(u"A passing note"_s))
+        << shown.join(u'|').toStdString();
     ASSERT_TRUE(vf::test::waitUntil([&] { return app->parts().status->note().isEmpty(); }));
     QKeyEvent clear(QEvent::KeyPress, Qt::Key_Backspace, Qt::ControlModifier);
     EXPECT_TRUE(app->tab().messages->onKeyEventForTableView(table(), &clear));
@@ -184,13 +185,16 @@ TEST(RowPosition, MergedSourcesSharingIndexesAreToldApart) {
     RowArena first, second;
     first.setSourceLabel("a");
     second.setSourceLabel("b");
-    const auto make = [](RowArena& arena, uint64_t n) { return arena.make(RowValues{n, "", "", "1", "1", "I", "T", "x"}); };
+    const auto make = [](RowArena& arena, uint64_t n) {
+        return arena.make(RowValues{n, "", "", "1", "1", "I", "T", "x"});
+    };
     const RowPtr a1 = make(first, 1), a2 = make(first, 2), b1 = make(second, 1), b2 = make(second, 2);
     const RowList merged{a1, b1, b2, a2};
     EXPECT_EQ(positionOfRow(merged, *a2, false), ViewPos(3));
     EXPECT_EQ(positionOfRow(merged, *make(second, 2), false), std::nullopt);  // same index, another row
     EXPECT_EQ(positionOfRow(RowList{a1, a2}, *make(first, 2), true), ViewPos(1));  // a compacted copy
-    for (const auto& [source, at] : std::vector<std::pair<std::string_view, qsizetype>>{{"b", 2}, {"a", 3}, {"", 2}, {"renamed", 2}})
+    using Case = std::pair<std::string_view, qsizetype>;
+    for (const auto& [source, at] : {Case{"b", 2}, Case{"a", 3}, Case{"", 2}, Case{"renamed", 2}})
         EXPECT_EQ(positionOfIdx(merged, RowIdx(2), source, false), ViewPos(at)) << source;
     EXPECT_EQ(positionOfIdx(merged, RowIdx(9), "a", false), std::nullopt);
 }
