@@ -117,7 +117,8 @@ TEST(TextMatch, FoldingByCharacterAgreesWithTheReference) {
 }
 
 // The wide scan against a plain search, over needle positions that straddle
-// its 16-byte steps and the scalar tail.
+// its 16-byte steps and the scalar tail; and the search that also stops
+// at the first byte other than ASCII.
 TEST(TextMatch, SearcherFindsWhatANaiveSearchFinds) {
     std::mt19937 random(7);
     const std::string alphabet = "abAB-xyXY\xC3\xA9";
@@ -127,11 +128,18 @@ TEST(TextMatch, SearcherFindsWhatANaiveSearchFinds) {
         std::string needle(1 + random() % 5, 'a');
         for (char& c : needle) c = "abxy-"[random() % 5];
         bool expected = false;
-        for (size_t i = 0; i + needle.size() <= text.size() && !expected; ++i) {
+        size_t at = 0;
+        for (; at + needle.size() <= text.size() && !expected; ++at) {
             size_t k = 0;
-            while (k < needle.size() && lowerAscii(static_cast<unsigned char>(text[i + k])) == needle[k]) ++k;
+            while (k < needle.size() && lowerAscii(static_cast<unsigned char>(text[at + k])) == needle[k]) ++k;
             expected = k == needle.size();
         }
+        // Whichever comes first: the match or a byte >= 0x80.
+        const size_t high = firstNonAscii(text);
+        const size_t first = std::min(expected ? at - 1 : std::string::npos, high);
+        bool nonAscii = false;
+        EXPECT_EQ(Searcher(needle, true).findOrNonAscii(text, nonAscii), first) << text << " / " << needle;
+        EXPECT_EQ(nonAscii, first != std::string::npos && first == high) << text << " / " << needle;
         const Searcher::Result result = Searcher(needle, true).scan(text);
         EXPECT_EQ(result == Searcher::Result::Found, expected) << text << " / " << needle;
         if (!expected) {

@@ -26,9 +26,11 @@ struct Delegate final : LogDatasourceDelegate {
         last = update;
     }
     void onFilterCorrupt(const QString& reason) override { corrupt.append(reason); }
+    void onFilterProgress(const FilterProgress& report) override { progress.push_back(report); }
     int updated = 0;
     QStringList corrupt;
     LogUpdate last;
+    std::vector<FilterProgress> progress;
 };
 
 std::string line(const char* time, int pid, const char* level, const char* tag, const char* text) {
@@ -301,10 +303,63 @@ TEST_F(StoreTest, OverlappingLargeFilterPassesNeverStallThePool) {
     const PredicatePtr last = parse("type == 'E'");
     store.setLogDataFilter(last);
     EXPECT_TRUE(waitUntil([&] { return store.logDataFilter() == last; }, 20000));
-    EXPECT_EQ(store.getDataFiltered().size(), 34000);  // the view's own cap pruned once
+    EXPECT_EQ(store.getDataFiltered().size(), 35000);  // a file's view has no cap either
     std::atomic<bool> ran{false};
     pool->start([&] { ran = true; });
     EXPECT_TRUE(waitUntil([&] { return ran.load(); }, 20000));
+    pool->setMaxThreadCount(threads);
+}
+
+// Error rows; the evaluation of row `gateAt` waits for the test's gate.
+struct GatedAt final : Predicate {
+    explicit GatedAt(int at) : gateAt(at) {}
+    bool evaluate(const FieldSource& row, QString*) const override {
+        FieldScratch scratch;
+        if (row.field(RowKey::Idx, scratch) == std::to_string(gateAt)) gate.acquire();
+        return row.field(RowKey::Type, scratch) == "E";
+    }
+    QString format() const override { return QStringLiteral("gated"); }
+    int gateAt;
+    mutable QSemaphore gate;
+};
+
+// A long pass shows the rows its first chunks matched while the rest is
+// tested: what it shows is a prefix of its result, which then follows the
+// rows shown. Stopped, the view keeps that prefix and says so.
+TEST_F(StoreTest, ALongPassShowsAPrefixOfItsResultAndStopsConsistently) {
+    QThreadPool* pool = QThreadPool::globalInstance();
+    const int threads = pool->maxThreadCount();
+    pool->setMaxThreadCount(qMax(2, threads));  // the gated chunk holds one thread
+    store.setFilterProgressDelay(std::chrono::milliseconds(0));
+    RowArena arena;
+    store.setLogDataFromFile(fileRows(arena, 70000, true));
+    ASSERT_TRUE(waitUntil([&] { return store.logEventCount() == 70000; }));
+    for (const bool stop : {false, true}) {
+        SCOPED_TRACE(stop ? "stopped" : "landed");
+        auto gated = std::make_shared<GatedAt>(69000);
+        delegate.progress.clear();
+        store.setLogDataFilter(gated);
+        ASSERT_TRUE(waitUntil([&] { return !delegate.progress.empty(); }));
+        const RowList partial = store.getDataFiltered();
+        EXPECT_EQ(partial.size(), 17500);
+        if (stop) store.cancelFilter();
+        gated->gate.release();
+        ASSERT_TRUE(waitUntil([&] { return delegate.progress.back().state != FilterProgress::State::Running; }));
+        const RowList shown = store.getDataFiltered();
+        if (stop) {
+            EXPECT_EQ(delegate.progress.back().state, FilterProgress::State::Stopped);
+            EXPECT_EQ(delegate.progress.back().shown, partial.size());
+            ASSERT_TRUE(waitForPostedCalls());
+            EXPECT_EQ(shown, partial) << "the prefix stays, and rows arriving later stay out";
+        } else {
+            EXPECT_EQ(delegate.progress.back().state, FilterProgress::State::Done);
+            ASSERT_EQ(shown.size(), 35000);
+            EXPECT_EQ(shown.mid(0, partial.size()), partial);
+            ASSERT_TRUE(waitUntil([&] { return delegate.last.rows.size() == 35000; }));
+            EXPECT_FALSE(delegate.last.change.reset) << "the rest is appended to the rows shown";
+        }
+        EXPECT_EQ(store.logDataFilter(), gated);
+    }
     pool->setMaxThreadCount(threads);
 }
 

@@ -25,6 +25,9 @@ inline unsigned char lowerAscii(unsigned char c) { return (unsigned(c) - 'A' < 2
 
 bool isAscii(std::string_view text);
 
+// The offset of the first byte >= 0x80 in `text`; npos when it is ASCII.
+size_t firstNonAscii(std::string_view text);
+
 // The folded form of `text` under `options` (UTF-8). No options: the text as is.
 std::string fold(std::string_view text, uint8_t options);
 
@@ -54,9 +57,17 @@ public:
     // then still find it after folding the text the slow way).
     Result scan(std::string_view text) const;
 
+    // The offset of whichever comes first in `text`: the needle's first
+    // occurrence, or a byte >= 0x80 (then `nonAscii` is set); npos when
+    // neither is there. One look at each byte.
+    size_t findOrNonAscii(std::string_view text, bool& nonAscii) const;
+
 private:
     bool matchesAt(const char* p) const;
-    Result scanScalar(std::string_view text) const;
+    // Where the needle first occurs in `text` (npos: nowhere), also telling
+    // (when nothing is found) whether `text` holds a byte >= 0x80.
+    size_t findNoting(std::string_view text, bool& nonAscii) const;
+    size_t findScalar(std::string_view text) const;
 
     std::string needle_;
     bool foldCase_ = false;

@@ -9,6 +9,7 @@
 
 #include "core/filter/fieldsource.h"
 #include "core/filter/textmatch.h"
+#include "core/log/heldtextscan.h"
 
 namespace vf {
 
@@ -17,33 +18,30 @@ namespace {
 constexpr qsizetype kCancelCheckRows = 4096;
 // Smaller passes run on one thread.
 constexpr qsizetype kMinChunkRows = 32768;
+// Chunks per thread of the pool: enough that progress moves in small steps.
+constexpr int kChunksPerThread = 8;
 
 struct Chunk {
     qsizetype begin = 0, end = 0;
     RowList accepted;
     QString error;
     bool cancelled = false;
+    bool done = false;
 };
 
-// Whether `row` may hold the text `held` searches for in one of its fields:
-// false only when neither the bytes of its line nor its other values can
-// (bytes other than ASCII might, once folded).
-bool mayHold(const Row& row, const textmatch::Searcher& held) {
-    using Result = textmatch::Searcher::Result;
-    if (row.hasSideRecord() || held.scan(row.span()) != Result::Absent) return true;
-    if (const std::string_view app = row.listedApp(); !app.empty() && held.scan(app) != Result::Absent) return true;
-    return row.tidIsDash() && held.scan("-") != Result::Absent;
-}
-
 void runChunk(Chunk& chunk, const RowList& rows, const Predicate& filter, const textmatch::Searcher* held,
-              const std::atomic<bool>& cancelled) {
+              const FullPassOptions& options, const std::atomic<bool>& cancelled) {
+    // A filter that needs a text in some field is first a scan for it: most
+    // rows lack it and are never evaluated.
+    std::optional<HeldTextScan> scan;
+    if (held != nullptr) scan.emplace(*held, options.wholeText);
     for (qsizetype i = chunk.begin; i < chunk.end; ++i) {
         if ((i - chunk.begin) % kCancelCheckRows == 0 && cancelled.load(std::memory_order_relaxed)) {
             chunk.cancelled = true;
             return;
         }
         const RowPtr& row = rows.at(i);
-        if (held != nullptr && !mayHold(*row, *held)) continue;
+        if (scan && !scan->mayHold(*row)) continue;
         if (filter.evaluate(RowFieldSource(*row), &chunk.error)) {
             chunk.accepted.append(row);
         } else if (!chunk.error.isEmpty()) {
@@ -51,6 +49,33 @@ void runChunk(Chunk& chunk, const RowList& rows, const Predicate& filter, const 
         }
     }
 }
+
+// Tells the listener of the chunks finished in order since it last heard;
+// a chunk that gave up ends the telling.
+class InOrderReport final {
+public:
+    InOrderReport(std::vector<Chunk>& chunks, const PassProgress& progress) : chunks_(chunks), progress_(progress) {}
+
+    void finished(Chunk& chunk) {
+        if (!progress_) return;
+        std::lock_guard lock(mutex_);
+        chunk.done = true;
+        for (; next_ < chunks_.size() && chunks_[next_].done; ++next_) {
+            const Chunk& first = chunks_[next_];
+            if (first.cancelled || !first.error.isEmpty()) {
+                next_ = chunks_.size();
+                return;
+            }
+            progress_(first.end, first.accepted);
+        }
+    }
+
+private:
+    std::vector<Chunk>& chunks_;
+    const PassProgress& progress_;
+    std::mutex mutex_;
+    size_t next_ = 0;
+};
 }  // namespace
 
 bool acceptsRow(const PredicatePtr& filter, const Row& row, QString* error) {
@@ -58,20 +83,23 @@ bool acceptsRow(const PredicatePtr& filter, const Row& row, QString* error) {
     return filter && filter->evaluate(RowFieldSource(row), error != nullptr ? error : &ignored);
 }
 
-FullPassResult runFullPass(const RowList& rows, const Predicate& filter, const std::atomic<bool>& cancelled) {
-    const qsizetype count =
-        std::clamp<qsizetype>(rows.size() / kMinChunkRows, 1, 4 * qMax(1, QThread::idealThreadCount()));
+FullPassResult runFullPass(const RowList& rows, const Predicate& filter, const std::atomic<bool>& cancelled,
+                           const FullPassOptions& options) {
+    const qsizetype count = std::clamp<qsizetype>(rows.size() / kMinChunkRows, 1,
+                                                  kChunksPerThread * qMax(1, QThread::idealThreadCount()));
     std::vector<Chunk> chunks(static_cast<size_t>(count));
     for (qsizetype c = 0; c < count; ++c) {
         chunks[size_t(c)].begin = rows.size() * c / count;
         chunks[size_t(c)].end = rows.size() * (c + 1) / count;
     }
-    // A filter that needs a text in some field is first a scan of the rows'
-    // bytes for it: most rows lack it and are never evaluated.
     const std::string heldText = filter.heldText();
     const std::optional<textmatch::Searcher> held =
         heldText.empty() ? std::nullopt : std::make_optional<textmatch::Searcher>(heldText, true);
-    auto pass = [&](Chunk& chunk) { runChunk(chunk, rows, filter, held ? &*held : nullptr, cancelled); };
+    InOrderReport report(chunks, options.progress);
+    auto pass = [&](Chunk& chunk) {
+        runChunk(chunk, rows, filter, held ? &*held : nullptr, options, cancelled);
+        report.finished(chunk);
+    };
     if (count == 1) {
         pass(chunks.front());
     } else {
@@ -110,6 +138,13 @@ void FilterRunner::start(Pass pass) {
         pendingFlag_ = current_;
     }
     wake_.notify_all();
+}
+
+void FilterRunner::cancel() {
+    std::lock_guard lock(mutex_);
+    if (current_) *current_ = true;
+    pending_ = nullptr;
+    pendingFlag_.reset();
 }
 
 void FilterRunner::cancelAndWait() {

@@ -30,10 +30,26 @@ struct FullPassResult {
     bool cancelled = false;  // given up: nothing else is meaningful
 };
 
+// Hears how far a full pass got, in order: the first `covered` rows of the
+// snapshot are tested, and `matched` are those of them that passed beyond
+// the ones heard before (so the calls' rows joined are a prefix of the
+// result). Called one at a time, on the pass's thread or a thread of the
+// global pool: it must not wait for work queued to that pool.
+using PassProgress = std::function<void(qsizetype covered, const RowList& matched)>;
+
+struct FullPassOptions {
+    // Rows whose lines lie in an adopted text (a mapped file) are found by
+    // searching that text for the text the filter needs, not line by line
+    // (false: line by line; the result is the same).
+    bool wholeText = true;
+    PassProgress progress;  // none: nobody listens
+};
+
 // Tests every row of `rows` against `filter`, in order, giving up when
 // `cancelled` is set. Runs on the calling thread, sharing large inputs with
 // the global pool; the caller must not be a thread of that pool.
-FullPassResult runFullPass(const RowList& rows, const Predicate& filter, const std::atomic<bool>& cancelled);
+FullPassResult runFullPass(const RowList& rows, const Predicate& filter, const std::atomic<bool>& cancelled,
+                           const FullPassOptions& options = {});
 
 // Runs full passes one at a time on a thread of its own (standard
 // primitives only, so ThreadSanitizer sees every hand-over). Starting one
@@ -49,6 +65,8 @@ public:
     FilterRunner& operator=(const FilterRunner&) = delete;
 
     void start(Pass pass);
+    // Cancels the pass running or waiting, without waiting for it.
+    void cancel();
     void cancelAndWait();
 
 private:

@@ -42,6 +42,10 @@ struct LogDatasource::Impl {
     ListMark lastNotice;
 
     std::atomic<bool> updatePending{false};
+    std::atomic<uint64_t> passes{0};             // numbers the full passes
+    std::atomic<uint64_t> stoppedPass{0};        // the last pass cancelFilter() stopped
+    std::atomic<bool> progressShown{false};      // a pass reported progress; no Done said since
+    std::chrono::milliseconds progressDelay{300};
     // The buffer the stream's last marker named (the run's I/O thread).
     std::atomic<LogBuffer> liveBuffer{LogBuffer::None};
 };
@@ -249,15 +253,48 @@ void LogDatasource::setLogDataFilter(PredicatePtr filter) {
     });
 }
 
+void LogDatasource::cancelFilter() {
+    d->stoppedPass = d->passes.load();
+    d->filters.cancel();
+    if (!d->progressShown.exchange(false)) return;
+    FilterProgress stopped{FilterProgress::State::Stopped, 0, 0, d->rows.partialCount()};
+    if (d->delegate != nullptr) d->delegate->onFilterProgress(stopped);
+}
+
+void LogDatasource::setFilterProgressDelay(std::chrono::milliseconds delay) { d->progressDelay = delay; }
+
 void LogDatasource::applyFilter(const PredicatePtr& filter, const std::atomic<bool>& cancelled) {
     if (!filter) {
         d->rows.clearFilter(cancelled);
         if (!cancelled) postToMain([this] { notifyLogUpdated(); });
+        endProgress(cancelled);
         return;
     }
     const MarkedRows snapshot = d->rows.all();
-    FullPassResult pass = runFullPass(snapshot.rows, *filter, cancelled);
-    const QString error = d->rows.installFilter(filter, std::move(pass), snapshot.mark, cancelled);
+    const uint64_t number = ++d->passes;
+    const auto started = std::chrono::steady_clock::now();
+    RowList early;  // matched before the delay: shown at once when it ends
+    FullPassOptions options;
+    // Called one at a time, in order, on the pass's threads: hand-overs to
+    // the main thread are posted, never waited for.
+    options.progress = [&, total = snapshot.rows.size()](qsizetype covered, const RowList& matched) {
+        if (std::chrono::steady_clock::now() - started < d->progressDelay && covered < total) {
+            early += matched;
+            return;
+        }
+        const bool changed = d->rows.showPartial(number, filter, early + matched, snapshot.mark, cancelled);
+        early.clear();
+        if (cancelled) return;
+        d->progressShown = true;
+        postToMain([this, number, covered, total, changed] {
+            if (changed) notifyLogUpdated();
+            if (d->delegate != nullptr && d->stoppedPass < number)
+                d->delegate->onFilterProgress({FilterProgress::State::Running, covered, total, {}});
+        });
+    };
+    FullPassResult pass = runFullPass(snapshot.rows, *filter, cancelled, options);
+    const QString error = d->rows.installFilter(filter, std::move(pass), snapshot.mark, cancelled, number);
+    endProgress(cancelled);
     if (cancelled) return;
     if (error.isEmpty()) {
         postToMain([this] { notifyLogUpdated(); });
@@ -265,6 +302,15 @@ void LogDatasource::applyFilter(const PredicatePtr& filter, const std::atomic<bo
     }
     postToMain([this, error] {
         if (d->delegate != nullptr) d->delegate->onFilterCorrupt(error);
+    });
+}
+
+// A pass that landed ends the progress shown (its own or a cancelled
+// one's); one cancelled leaves it to the pass after it, or to cancelFilter().
+void LogDatasource::endProgress(const std::atomic<bool>& cancelled) {
+    if (cancelled || !d->progressShown.exchange(false)) return;
+    postToMain([this] {
+        if (d->delegate != nullptr) d->delegate->onFilterProgress({FilterProgress::State::Done, 0, 0, {}});
     });
 }
 

@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 #include <atomic>
+#include <chrono>
 #include <optional>
 #include <string_view>
 
@@ -31,6 +32,18 @@ namespace vf {
 // The status row for `ms` of device log lost while the device was away.
 QString lostLinesText(int64_t ms);
 
+// How a long filter pass goes (see LogDatasource::setLogDataFilter).
+struct FilterProgress {
+    enum class State : uint8_t {
+        Running,  // the first `covered` of `total` rows are tested; the view shows what they matched
+        Done,     // the pass that was shown going landed (or another one did)
+        Stopped,  // cancelFilter(): the view shows `shown` first rows matched, or (none) what it showed before
+    };
+    State state = State::Running;
+    qsizetype covered = 0, total = 0;
+    std::optional<qsizetype> shown;
+};
+
 class LogDatasourceDelegate {
 public:
     virtual ~LogDatasourceDelegate() = default;
@@ -40,6 +53,9 @@ public:
     virtual void onLogUpdated(const LogUpdate& update) = 0;
     // A filter failed to evaluate: "Filter is corrupt" with `reason`.
     virtual void onFilterCorrupt(const QString& reason) = 0;
+    // A filter pass has been going on for a while: how far it got (Running),
+    // and then how it ended (Done, Stopped). Passes that end soon say nothing.
+    virtual void onFilterProgress(const FilterProgress& progress) { Q_UNUSED(progress); }
 };
 
 class LogDatasource final : public QObject {
@@ -113,7 +129,16 @@ public:
 
     // Any thread; returns at once, the pass runs on the runner's thread. A
     // new request cancels the pass before: the filter requested last stays.
+    // A pass still going after the progress delay shows the rows it matched
+    // so far as its chunks finish, in order, and reports how far it got.
     void setLogDataFilter(PredicatePtr filter);
+    // Main thread: stops the pass going on. The view keeps what it shows
+    // (the rows matched so far, or the result before), and the delegate
+    // hears which when the pass had been reporting.
+    void cancelFilter();
+    // How long a pass runs before it shows rows and progress (0.3 s; tests
+    // set 0). Main thread, before passes run.
+    void setFilterProgressDelay(std::chrono::milliseconds delay);
     PredicatePtr logDataFilter() const;
 
     // Any thread. Copies taken under the row lock (cheap: lists are shared).
@@ -146,6 +171,7 @@ private:
     void postToMain(std::function<void()> fn);
     void notifyLogUpdatedFromAnyThread();
     void applyFilter(const PredicatePtr& filter, const std::atomic<bool>& cancelled);
+    void endProgress(const std::atomic<bool>& cancelled);
 };
 
 }  // namespace vf

@@ -61,7 +61,8 @@ struct RowSegment {
     uint32_t count = 0;
     uint64_t firstIdx = 0;  // the idx of the row in slot 0; the others' are offsets from it
     std::shared_ptr<NameList> names;
-    std::vector<TextChunk*> chunks;
+    std::vector<TextChunk*> chunks;  // pushed under `mutex` (readers look for adopted texts)
+    std::atomic<bool> adopted{false};  // some chunk is adopted text
     std::mutex mutex;  // guards `extras` and `current`: a row's writer and readers meet here
     std::vector<RowExtra*> extras;  // every record made; old ones stay, readers may hold views
     std::unordered_map<uint32_t, const RowExtra*> current;  // by slot
@@ -181,6 +182,16 @@ const RowExtra* Row::extra() const noexcept {
     std::lock_guard lock(segment->mutex);
     const auto it = segment->current.find(slot());
     return it == segment->current.end() ? nullptr : it->second;
+}
+
+std::string_view adoptedText(const Row& row) noexcept {
+    RowSegment* segment = RowSegment::of(&row);
+    const std::string_view span = row.span();
+    if (span.empty() || !segment->adopted.load(std::memory_order_acquire)) return {};
+    std::lock_guard lock(segment->mutex);
+    for (const TextChunk* chunk : segment->chunks)
+        if (chunk->owner && chunk->holds(span.data(), span.size())) return {chunk->begin, chunk->used};
+    return {};
 }
 
 std::string_view Row::listedApp() const noexcept {
@@ -360,7 +371,11 @@ void RowArena::useChunk(TextChunk* chunk) {
     for (TextChunk* held : chunks)
         if (held == chunk) return;
     chunk->retain();
-    chunks.push_back(chunk);
+    {
+        std::lock_guard lock(segment_->mutex);
+        chunks.push_back(chunk);
+    }
+    if (chunk->owner) segment_->adopted.store(true, std::memory_order_release);
 }
 
 RowPtr RowArena::make(RowIdx idx, std::string_view line, const RowFields& fields) {

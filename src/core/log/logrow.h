@@ -175,6 +175,12 @@ private:
 // (the chunks of a file parsed in parallel are numbered as they are joined).
 void numberRows(const RowList& rows, qsizetype from, qsizetype to, const std::function<RowIdx()>& next);
 
+// The whole text `row`'s line lies in when that text was adopted (a file
+// mapped read-only, a file's contents moved in): bytes that stay as they
+// are while the row lives, so a scan may read around the row's span. Empty
+// for lines in an arena's own buffers and rows without a line. Any thread.
+std::string_view adoptedText(const Row& row) noexcept;
+
 // Where the row numbered `idx` sits in `rows`, whose numbers ascend as in
 // every list of the store; nullopt when it is not there. A binary search.
 std::optional<ViewPos> positionOf(const RowList& rows, RowIdx idx);

@@ -10,6 +10,7 @@ void RowStore::beginRun(qint64 nowMs) {
     replay_.startRun(nowMs);
     gapCheck_.store(replay_.awaitsFirstRow(), std::memory_order_relaxed);
     logData_.setCapacity(kLiveCapacity);
+    viewData_.setCapacity(kLiveCapacity);
     fileShown_.store(false, std::memory_order_relaxed);
 }
 
@@ -42,7 +43,7 @@ RowStore::Added RowStore::addLive(const RowPtr& row, qint64 nowMs) {
     replay_.rowStored(row->time(), print);
     bool pruned = logData_.addObject(row);
     if (pruned) compactOrphans();
-    if (accepted) {
+    if (accepted && partialPass_ == 0) {
         pruned = viewData_.addObject(row);
         if (pruned) viewCompacted_ = qMax<qsizetype>(0, viewCompacted_ - viewData_.pruneSize());
     }
@@ -93,6 +94,7 @@ void RowStore::loadRows(RowList rows) {
     std::lock_guard lock(mutex_);
     if (!sourceLabel_.empty()) labelSources(rows, sourceLabel_);
     logData_.setCapacity(0);
+    viewData_.setCapacity(0);
     logData_.addAllObjects(std::move(rows));
     replay_.forget();
     gapCheck_.store(false, std::memory_order_relaxed);
@@ -104,6 +106,7 @@ void RowStore::beginFile() {
     logData_.reset();
     resetView();
     logData_.setCapacity(0);
+    viewData_.setCapacity(0);
     replay_.forget();
     gapCheck_.store(false, std::memory_order_relaxed);
     fileShown_.store(true, std::memory_order_relaxed);
@@ -135,6 +138,7 @@ bool RowStore::addFileRows(const RowList& rows) {
     }
     logData_.addObjects(rows);
     if (!filter_) return !rows.isEmpty();
+    if (partialPass_ != 0) return false;
     viewData_.addObjects(accepted);
     return !accepted.isEmpty();
 }
@@ -172,10 +176,11 @@ PredicatePtr RowStore::filter() const {
 }
 
 QString RowStore::installFilter(const PredicatePtr& filter, FullPassResult pass, const ListMark& snapshot,
-                                const std::atomic<bool>& cancelled) {
+                                const std::atomic<bool>& cancelled, uint64_t passNumber) {
     std::lock_guard lock(mutex_);
     if (cancelled || pass.cancelled) return {};
     QString error = std::move(pass.error);
+    bool reset = true;
     if (error.isEmpty()) {
         // Rows that arrived during the pass were tested against the old filter.
         const RowList& rows = logData_.dataArray();
@@ -184,6 +189,14 @@ QString RowStore::installFilter(const PredicatePtr& filter, FullPassResult pass,
         const qsizetype from = change.reset ? 0 : qMax<qsizetype>(0, rows.size() - change.appended);
         for (qsizetype i = from; i < rows.size() && error.isEmpty(); ++i)
             if (acceptsRow(filter, *rows.at(i), &error)) pass.accepted.append(rows.at(i));
+        reset = change.reset || passNumber == 0 || partialPass_ != passNumber;
+    }
+    partialPass_ = 0;
+    if (!reset && error.isEmpty()) {
+        // The view shows this pass's first rows already: the rest follow them.
+        VF_LOG("setLogDataFilter: {}, #{}", filter->format(), pass.accepted.size());
+        viewData_.addObjects(pass.accepted.mid(qMin(viewData_.count(), pass.accepted.size())));
+        return {};
     }
     resetView();
     ++filterVersion_;
@@ -197,6 +210,28 @@ QString RowStore::installFilter(const PredicatePtr& filter, FullPassResult pass,
     return {};
 }
 
+bool RowStore::showPartial(uint64_t pass, const PredicatePtr& filter, const RowList& matched, const ListMark& snapshot,
+                           const std::atomic<bool>& cancelled) {
+    std::lock_guard lock(mutex_);
+    if (cancelled || logData_.mark().epoch != snapshot.epoch) return false;
+    if (partialPass_ != pass) {
+        resetView();
+        ++filterVersion_;
+        filter_ = filter;
+        partialPass_ = pass;
+        viewData_.addObjects(matched);
+        return true;
+    }
+    viewData_.addObjects(matched);
+    return !matched.isEmpty();
+}
+
+std::optional<qsizetype> RowStore::partialCount() const {
+    std::lock_guard lock(mutex_);
+    if (partialPass_ == 0) return std::nullopt;
+    return viewData_.count();
+}
+
 void RowStore::clearFilter(const std::atomic<bool>& cancelled) {
     std::lock_guard lock(mutex_);
     if (cancelled) return;
@@ -206,6 +241,7 @@ void RowStore::clearFilter(const std::atomic<bool>& cancelled) {
 }
 
 void RowStore::resetView() {
+    partialPass_ = 0;
     viewData_.reset();
     viewCompacted_ = 0;
 }

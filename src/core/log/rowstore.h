@@ -10,6 +10,7 @@
 #include <QString>
 #include <atomic>
 #include <mutex>
+#include <optional>
 
 #include "core/filter/predicate.h"
 #include "core/log/boundedbuffer.h"
@@ -82,10 +83,25 @@ public:
     // Installs the result of a full pass over the rows of `snapshot`,
     // testing the rows that arrived since; nothing when `cancelled` is set.
     // On an evaluation error the filter is dropped and the error returned.
+    // A view showing the first rows of the same pass (`passNumber`, see
+    // showPartial()) is completed by appending the rest.
     QString installFilter(const PredicatePtr& filter, FullPassResult pass, const ListMark& snapshot,
-                          const std::atomic<bool>& cancelled);
+                          const std::atomic<bool>& cancelled, uint64_t passNumber = 0);
     // No filter (cancelled: nothing).
     void clearFilter(const std::atomic<bool>& cancelled);
+
+    // Shows what full pass number `pass` for `filter` over the rows of
+    // `snapshot` matched so far, while it goes on: `matched` follow the rows
+    // shown before (the pass's first call replaces the view and puts
+    // `filter` in force). Until installFilter(), arriving rows stay out of
+    // the view: they come after rows the pass has not reached. Nothing when
+    // `cancelled` is set or all rows were replaced since the snapshot.
+    // Returns whether the view changed.
+    bool showPartial(uint64_t pass, const PredicatePtr& filter, const RowList& matched, const ListMark& snapshot,
+                     const std::atomic<bool>& cancelled);
+    // Whether the view holds only the first rows of a pass (one going on,
+    // or one that was stopped), and how many.
+    std::optional<qsizetype> partialCount() const;
 
 private:
     void resetView();
@@ -103,6 +119,7 @@ private:
     RowArena viewArena_;        // copies of filtered rows that left logData
     qsizetype viewCompacted_ = 0;  // leading rows of viewData that are such copies
     std::string sourceLabel_;      // empty: the rows' sources are not named here
+    uint64_t partialPass_ = 0;     // the pass whose first rows the view shows; 0: none
 
     std::atomic<bool> gapCheck_{false};  // mirrors the guard's, read without the lock
     std::atomic<bool> fileShown_{false};  // from a file's start to the next run

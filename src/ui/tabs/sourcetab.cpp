@@ -9,6 +9,7 @@
 #include "ui/connection/connectioncontroller.h"
 #include "ui/files/filecontroller.h"
 #include "ui/filters/filterinforce.h"
+#include "ui/filters/filterpassview.h"
 #include "ui/message/messageactions.h"
 #include "ui/table/highlightdelegate.h"
 #include "ui/table/logtablemodel.h"
@@ -43,6 +44,7 @@ SourceTab::~SourceTab() {
     p.files.reset();
     p.search.reset();
     p.follower.reset();
+    p.filterPass.reset();
     p.filter.reset();
     p.columns.reset();
     delete p.table;  // with its model and highlight
@@ -66,6 +68,7 @@ void SourceTab::buildParts(const QString& serial, bool tracksDevices) {
     p.table->setItemDelegate(p.highlight);
     p.columns = std::make_unique<ColumnLayoutSaver>(p.table->horizontalHeader());
     p.filter = std::make_unique<FilterInForce>(*p.store, services_.status);
+    p.filterPass = std::make_unique<FilterPassView>(window, services_.status, *p.store, *p.model);
     p.follower = std::make_unique<TableFollower>(window, *p.model);
     p.search = std::make_unique<SearchController>(window, *p.model, *p.highlight, services_.status);
     p.files = std::make_unique<FileController>(window, services_.status, *p.store, *p.model);
@@ -179,6 +182,8 @@ void SourceTab::onFilterCorrupt(const QString& reason) {
     box->setWindowModality(Qt::ApplicationModal);
     parts_.connection->showBox(box);
 }
+
+void SourceTab::onFilterProgress(const FilterProgress& progress) { parts_.filterPass->onProgress(progress); }
 
 void SourceTab::showOnly(PredicatePtr filter, const QString& description) {
     if (isCurrent()) services_.filterList.clearChoice();

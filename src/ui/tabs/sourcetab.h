@@ -26,6 +26,7 @@ class ColumnLayoutSaver;
 class ConnectionController;
 class FileController;
 class FilterInForce;
+class FilterPassView;
 class HighlightDelegate;
 class LogTableModel;
 class MainWindow;
@@ -64,6 +65,7 @@ public:
         HighlightDelegate* highlight = nullptr;  // owned by the table
         std::unique_ptr<ColumnLayoutSaver> columns;
         std::unique_ptr<FilterInForce> filter;
+        std::unique_ptr<FilterPassView> filterPass;
         std::unique_ptr<TableFollower> follower;
         std::unique_ptr<SearchController> search;
         std::unique_ptr<FileController> files;
@@ -114,6 +116,7 @@ private:
     // LogDatasourceDelegate.
     void onLogUpdated(const LogUpdate& update) override;
     void onFilterCorrupt(const QString& reason) override;
+    void onFilterProgress(const FilterProgress& progress) override;
 
     // CrashesHost.
     void showOnly(PredicatePtr filter, const QString& description) override;

@@ -7,7 +7,12 @@
 #include <QPlainTextEdit>
 #include <QStringListModel>
 
+#include <QSemaphore>
+
 #include "core/filter/filterlibrary.h"
+#include "core/log/logdatasource.h"
+#include "ui/filters/filterinforce.h"
+#include "ui/filters/filterpassview.h"
 #include "ui/filters/filtersheet.h"
 #include "ui/filters/quickfilterassist.h"
 #include "ui/uitestsupport.h"
@@ -236,6 +241,37 @@ TEST_F(FiltersTest, SavingUnderAnExistingNameAsksFirst) {
     EXPECT_FALSE(sheet->isVisible());
     EXPECT_EQ(filters->library().predicate(u"LogLevel Info"_s)->format(), u"type == \"I\""_s);
     EXPECT_EQ(filters->selectedFilterNames(), QStringList{u"LogLevel Info"_s});
+}
+
+// Error rows; the evaluation of row `gateAt` waits for the test's gate.
+struct GatedErrors final : Predicate {
+    bool evaluate(const FieldSource& row, QString*) const override {
+        FieldScratch scratch;
+        if (row.field(RowKey::Idx, scratch) == "69000") gate.acquire();
+        return row.field(RowKey::Type, scratch) == "E";
+    }
+    QString format() const override { return u"gated"_s; }
+    mutable QSemaphore gate;
+};
+
+// A long refilter shows its bar; Escape stops it, the table keeps the rows
+// matched so far and the status line says so.
+TEST_F(FiltersTest, EscapeStopsALongRefilterAndSaysWhatIsShown) {
+    start();
+    show(levelRows(70000));  // two chunks: the first one lands
+    app->tab().store->setFilterProgressDelay(std::chrono::milliseconds(0));
+    auto gated = std::make_shared<GatedErrors>();
+    app->tab().filter->set(gated);
+    ASSERT_TRUE(vf::test::waitUntil([&] { return !app->parts().status->progressText().isEmpty(); }));
+    EXPECT_EQ(app->parts().status->progressText(), filterRunningText());
+    QTest::keyClick(table(), Qt::Key_Escape);
+    gated->gate.release();
+    EXPECT_EQ(app->parts().status->progressPermille(), -1);
+    const QString note = app->parts().status->note();
+    EXPECT_TRUE(note.startsWith(u"Filtering stopped: showing the "_s)) << note.toStdString();
+    const qsizetype shown = app->tab().store->getDataFiltered().size();
+    EXPECT_TRUE(note.contains(QString::number(shown))) << note.toStdString();
+    ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == shown; }));
 }
 
 }  // namespace
