@@ -3,7 +3,6 @@
 #include <QAction>
 #include <QApplication>
 #include <QCoreApplication>
-#include <QHeaderView>
 #include <QLineEdit>
 #include <QProcess>
 #include <QSignalBlocker>
@@ -175,8 +174,6 @@ SourceTab& VellumfoxAppDelegate::addMergedTab() {
             if (!each->isMerged()) sources.push_back(each.get());
         return sources;
     });
-    // Where a row comes from is read first.
-    tab.parts().table->horizontalHeader()->moveSection(kSourceColumn, 0);
     parts_.window->showSource(tab.parts().table);
     return tab;
 }
@@ -323,6 +320,7 @@ void VellumfoxAppDelegate::onTabChanged(SourceTab* tab) {
     if (tab == nullptr) return;
     const QString text = tab->tabText();
     tab->nameRows();
+    tab->useColumnLayout();
     parts_.window->setSourceText(tab->parts().table, text, tab->toolTip());
     // A device in a state other than streaming or waiting (offline,
     // unauthorized ...) is marked.

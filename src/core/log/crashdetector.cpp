@@ -313,6 +313,7 @@ CrashRecord* CrashDetector::addCrash(CrashKind kind, const Line& line) {
     crash.app = line.row.app();
     crash.pid = line.row.pid();
     crash.time = line.row.time();
+    crash.source = line.row.view(RowKey::Source);
     crash.rows.push_back(line.row.idx());
     ++detected_;
     ++revision_;

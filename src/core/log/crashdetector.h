@@ -71,6 +71,7 @@ struct CrashRecord {
     std::string pid;    // pid of the process that died, else the reporter's pid
     std::string time;   // time of the first row
     std::string title;  // the exception, the signal or the ANR reason
+    std::string source;  // the `source` of its first row: tells rows apart in a merged timeline
     std::vector<RowIdx> rows;  // each row kept, ascending
     size_t droppedRows = 0;      // rows beyond kMaxRowsPerCrash, not kept
 

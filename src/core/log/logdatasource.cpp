@@ -261,6 +261,11 @@ void LogDatasource::setLogDataFromFile(RowList rows, ReportFacts facts) {
     postToMain([this] { notifyLogUpdated(); });
 }
 
+void LogDatasource::appendRows(const RowList& rows) {
+    VF_ASSERT_THREAD(this);
+    if (d->rows.addFileRows(rows)) notifyDataChanged();
+}
+
 const ReportFacts& LogDatasource::reportFacts() const {
     VF_ASSERT_THREAD(this);
     return d->facts;

@@ -127,6 +127,10 @@ public:
     // Shows `rows` (no cap) until the next run; the caller stops the run first.
     // `facts`: what the file (a bugreport) says of its device.
     void setLogDataFromFile(RowList rows, ReportFacts facts = {});
+    // Main thread: appends `rows` to those setLogDataFromFile() gave (a
+    // merged timeline growing at its end); the table hears of them as of a
+    // file's stretch.
+    void appendRows(const RowList& rows);
     // Main thread: the facts of the file shown, empty for a device's log
     // and for files that are no report.
     const ReportFacts& reportFacts() const;

@@ -100,7 +100,9 @@ std::optional<RowKey> RowSearch::firstMatchingKey(const Row& row) const {
 
 SearchOutcome findNext(const RowList& rows, const RowSearch& search, std::optional<ViewPos> selected,
                        int direction) {
-    const std::optional<qsizetype> selectedRow = selected ? std::optional(selected->value()) : std::nullopt;
+    // A plain position with a flag: GCC cannot follow an optional through the lambda below.
+    const bool hasSelection = selected.has_value();
+    const qsizetype selectedRow = hasSelection ? selected->value() : 0;
     SearchOutcome outcome;
     const qsizetype n = rows.size();
     if (n == 0 || search.text().isEmpty()) return outcome;
@@ -112,16 +114,16 @@ SearchOutcome findNext(const RowList& rows, const RowSearch& search, std::option
         }
         return i;
     };
-    qsizetype s = selectedRow.value_or(n);
-    if (selectedRow && d == 1) s += 1;
-    if (!selectedRow || d == -1) {
+    qsizetype s = hasSelection ? selectedRow : n;
+    if (hasSelection && d == 1) s += 1;
+    if (!hasSelection || d == -1) {
         s -= 1;
         d = -1;
     }
     const qsizetype start = checkSearchIndex(s);
     const int step = d == -1 ? -1 : 1;
     // Find Next starts after the selected row and ends when it gets back to it.
-    const qsizetype stopAt = (d == 1 && selectedRow) ? *selectedRow : -1;
+    const qsizetype stopAt = (d == 1 && hasSelection) ? selectedRow : -1;
     qsizetype i = start;
     while (i != stopAt) {
         if (const auto key = search.firstMatchingKey(*rows.at(i))) {

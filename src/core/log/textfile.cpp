@@ -446,8 +446,6 @@ TextFileRead readTextFile(const QString& path, const RowIndexSource& nextIndex, 
     FileBytes file;
     if (const auto error = openFile(path, file)) {
         VF_LOG("unable to open: {}, {}", path, *error);
-        VF_LOG("unable to open: {}, {}", path, *error);
-        VF_LOG("unable to open (NSISOLatin1StringEncoding): {}, {}", path, *error);
         return {};
     }
     TextFileRead result;

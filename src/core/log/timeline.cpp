@@ -37,10 +37,17 @@ std::vector<TimelineRow> mergeByTime(const std::vector<TimelineSource>& sources)
         const Head head = heads.top();
         heads.pop();
         const RowList& rows = sources[size_t(head.source)].rows;
-        merged.push_back({rows.at(head.at), head.source});
+        merged.push_back({rows.at(head.at), head.source, head.hostMs});
         if (head.at + 1 < rows.size()) heads.push(headAt(head.source, head.at + 1));
     }
     return merged;
+}
+
+bool goesAfter(const std::vector<TimelineRow>& next, const TimelineRow& last) {
+    if (next.empty()) return true;
+    const TimelineRow& first = next.front();
+    if (first.hostMs == INT64_MIN) return false;
+    return first.hostMs > last.hostMs || (first.hostMs == last.hostMs && first.source >= last.source);
 }
 
 }  // namespace vf

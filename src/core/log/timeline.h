@@ -19,7 +19,8 @@ struct TimelineSource {
 
 struct TimelineRow {
     RowPtr row;
-    int source = 0;  // its index in the sources
+    int source = 0;       // its index in the sources
+    int64_t hostMs = 0;   // where it was placed: its time on the host's clock (INT64_MIN: none read yet)
 };
 
 // The rows of every source by host time. It is a merge, not a sort: each
@@ -28,5 +29,11 @@ struct TimelineRow {
 // the sources. Times are taken within one year (a log that runs over New
 // Year is not ordered across it).
 std::vector<TimelineRow> mergeByTime(const std::vector<TimelineSource>& sources);
+
+// Whether `next`, the merge of the rows that came at the end of each source
+// since `last` was merged, goes after it as a merge of everything would
+// place it: its first row is later, or as late and from a source not before
+// it. A first row with no time read says no.
+bool goesAfter(const std::vector<TimelineRow>& next, const TimelineRow& last);
 
 }  // namespace vf

@@ -10,6 +10,12 @@ using namespace Qt::StringLiterals;
 
 namespace vf::ui {
 
+int wirelessPollIntervalMs(int refusals, int pollMs, int maxMs) {
+    int interval = pollMs;
+    for (int i = 0; i < refusals && interval < maxMs; ++i) interval *= 2;
+    return qMin(interval, maxMs);
+}
+
 QList<PairedDevice> pairedDevices() {
     QList<PairedDevice> devices;
     const QVariantMap map = Preferences::value(QLatin1StringView(prefs::kPairedDevices)).toMap();
@@ -33,6 +39,11 @@ WirelessWatch::WirelessWatch(std::function<AdbEndpoint()> endpoint, QObject* par
 
 void WirelessWatch::poll() {
     if (asking_ || pairedDevices().isEmpty()) return;
+    // Another server (the user chose another adb or port) is asked afresh.
+    if (refusals_ > 0 && !(endpoint_() == refusedBy_)) {
+        refusals_ = 0;
+        timer_.setInterval(kPollMs);
+    }
     asking_ = true;
     startHostQuery(endpoint_(), QString::fromLatin1(kMdnsServicesRequest), this,
                    [this](const QByteArray& reply, const AdbResult& result) { servicesListed(reply, result); });
@@ -41,11 +52,17 @@ void WirelessWatch::poll() {
 void WirelessWatch::servicesListed(const QByteArray& reply, const AdbResult& result) {
     asking_ = false;
     if (result.outcome == AdbOutcome::Refused && result.error && isUnknownHostService(result.error->description)) {
-        VF_LOG("the ADB server lists no network devices: not asking again");
-        timer_.stop();
+        if (refusals_ == 0) VF_LOG("the ADB server lists no network devices: asking less often");
+        refusedBy_ = endpoint_();
+        timer_.setInterval(wirelessPollIntervalMs(++refusals_, kPollMs, kMaxPollMs));
         return;
     }
     if (result.outcome != AdbOutcome::Done) return;
+    if (refusals_ > 0) {
+        VF_LOG("the ADB server lists network devices now");
+        refusals_ = 0;
+        timer_.setInterval(kPollMs);
+    }
     for (const PairedDevice& moved : movedDevices(pairedDevices(), parseMdnsServices(reply))) {
         const AddressParse address = parseDeviceAddress(moved.lastAddress, true);
         if (!address.address) continue;

@@ -137,7 +137,7 @@ void CrashesPanel::onLogUpdated(bool following) {
         return;
     }
     if (!host_.filterShown()) return;
-    host_.selectRowAtTop(*pendingSelect_);
+    host_.selectRowAtTop(pendingSelect_->first, pendingSelect_->second);
     pendingSelect_.reset();
 }
 
@@ -239,7 +239,7 @@ void CrashesPanel::chooseCrash(int row) {
     setMarked(false);
     VF_LOG("Show crash {} ({} rows)", chosenId_, crash->rows.size());
     showRows(*crash);
-    pendingSelect_ = crash->firstIdx();
+    pendingSelect_.emplace(crash->firstIdx(), crash->source);
     list_->setCurrentRow(row);
     copyButton_->setEnabled(true);
 }

@@ -16,6 +16,9 @@
 #include <QPointer>
 #include <QWidget>
 #include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
 
 #include "core/filter/predicate.h"
 #include "core/log/crashdetector.h"
@@ -47,9 +50,10 @@ public:
     virtual PredicatePtr filterInForce() const = 0;
     // Whether the table's rows are those of the filter in force yet.
     virtual bool filterShown() const = 0;
-    // Selects the shown row `idx` alone, at the top of the table; false when
-    // it is not shown.
-    virtual bool selectRowAtTop(RowIdx idx) = 0;
+    // Selects the shown row `idx` of `source` (a row's `source`, which tells
+    // the sources of a merged timeline apart) alone, at the top of the
+    // table; false when it is not shown.
+    virtual bool selectRowAtTop(RowIdx idx, std::string_view source) = 0;
 };
 
 class CrashesPanel final : public QWidget {
@@ -109,7 +113,8 @@ private:
     uint64_t chosenId_ = 0;                  // the crash whose rows are shown
     PredicatePtr chosenFilter_;              // the filter showing them
     size_t chosenRows_ = 0;                  // how many rows that filter passes
-    std::optional<RowIdx> pendingSelect_;    // the row to select once that filter landed
+    // The row (idx, source) to select once that filter landed.
+    std::optional<std::pair<RowIdx, std::string>> pendingSelect_;
 };
 
 }  // namespace vf::ui

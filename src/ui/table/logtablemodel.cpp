@@ -1,10 +1,29 @@
 #include "ui/table/logtablemodel.h"
 
 #include <QBrush>
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
 namespace vf::ui {
+
+std::optional<ViewPos> positionOfRow(const RowList& rows, const Row& row, bool ordered) {
+    if (ordered) return positionOf(rows, row.idx());
+    const auto at = std::find_if(rows.begin(), rows.end(), [&row](const RowPtr& each) { return each.get() == &row; });
+    return at != rows.end() ? std::optional(ViewPos(at - rows.begin())) : std::nullopt;
+}
+
+std::optional<ViewPos> positionOfIdx(const RowList& rows, RowIdx idx, std::string_view source, bool ordered) {
+    if (ordered) return positionOf(rows, idx);
+    std::optional<ViewPos> first;
+    for (qsizetype i = 0; i < rows.size(); ++i) {
+        const Row& row = *rows.at(i);
+        if (row.idx() != idx) continue;
+        if (source.empty() || row.view(RowKey::Source) == source) return ViewPos(i);
+        if (!first) first = ViewPos(i);
+    }
+    return first;
+}
 
 LogTableModel::LogTableModel(QObject* parent) : QAbstractTableModel(parent) {}
 
@@ -39,7 +58,6 @@ const Row* LogTableModel::rowAt(ViewPos row) const {
     return (row.value() >= 0 && row.value() < rows_.size()) ? rows_.at(row.value()).get() : nullptr;
 }
 
-std::optional<ViewPos> LogTableModel::rowOfIdx(RowIdx idx) const { return positionOf(rows_, idx); }
 
 void LogTableModel::setStyles(LevelStyles styles) {
     styles_ = std::move(styles);

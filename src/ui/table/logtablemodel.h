@@ -9,6 +9,7 @@
 #include <QStringList>
 #include <array>
 #include <optional>
+#include <string_view>
 
 #include "core/filter/fieldsource.h"
 #include "core/log/logrow.h"
@@ -27,6 +28,17 @@ inline constexpr int kBufferColumn = 7;
 // A merged timeline's one more column: which source the row came from.
 inline constexpr int kSourceColumn = 8;
 
+// Where `row` is shown in `rows`; nullopt when it is not. `ordered`: the
+// rows' indexes rise (a single source), so its index finds it (the view may
+// hold a copy of a row the store let go). Else several sources share index
+// numbers, and only the row itself counts.
+std::optional<ViewPos> positionOfRow(const RowList& rows, const Row& row, bool ordered);
+// Where the row numbered `idx` from the source named `source` is shown. In
+// ordered rows the index alone decides. Among several sources the row of
+// that source wins, else the first with that index (its source was renamed
+// since); an empty `source` takes the first with that index.
+std::optional<ViewPos> positionOfIdx(const RowList& rows, RowIdx idx, std::string_view source, bool ordered);
+
 class LogTableModel final : public QAbstractTableModel {
     Q_OBJECT
 public:
@@ -39,14 +51,19 @@ public:
     void setRows(RowList rows, const StoreChange& change = {true, 0, 0});
     const RowList& rows() const { return rows_; }
     const Row* rowAt(ViewPos row) const;
-    // Where the row numbered `idx` is shown; nullopt when it is not.
-    std::optional<ViewPos> rowOfIdx(RowIdx idx) const;
+    // Where `row` is shown; nullopt when it is not.
+    std::optional<ViewPos> rowOf(const Row& row) const { return positionOfRow(rows_, row, !sourceColumn_); }
+    // Where the row numbered `idx` of `source` is shown (see positionOfIdx).
+    std::optional<ViewPos> rowOfIdx(RowIdx idx, std::string_view source = {}) const {
+        return positionOfIdx(rows_, idx, source, !sourceColumn_);
+    }
     // New fonts and colours: every cell is restyled.
     void setStyles(LevelStyles styles);
     const LevelStyles& styles() const { return styles_; }
     // Every cell again (a value changed in place, such as an app name).
     void refreshCells();
     // A merged timeline's rows: one more column, Source (the rows' `source`).
+    // Its rows come from several sources, so an index no longer names one.
     void showSourceColumn();
     bool hasSourceColumn() const { return sourceColumn_; }
 

@@ -20,12 +20,19 @@ namespace vf::ui {
 namespace {
 
 constexpr char kPointSizeProperty[] = "vfPointSize";
-constexpr char kLayoutKey[] = "logDataTable";
+constexpr char kLayoutKey[] = "logDataTable";  // the shared layout
+constexpr char kLayoutsKey[] = "logDataTableLayouts";  // kind -> layout
 constexpr int kAppColumn = 1;
 constexpr int kFitRows = 5000;     // the rows an APP fit reads
 constexpr int kMaxAppChars = 48;   // the widest the fit makes the APP column
 
+QByteArray savedLayout(const QString& kind) {
+    return Preferences::value(QLatin1String(kLayoutsKey)).toMap().value(kind).toByteArray();
+}
+
 }  // namespace
+
+QString deviceLayoutKind(const QString& serial) { return u"device "_s + serial; }
 
 int defaultColumnWidth(int column, const QFontMetrics& metrics) {
     // Typical values, in the order of kLogColumns.
@@ -92,7 +99,7 @@ void installColumnMenu(QHeaderView* header) {
     });
 }
 
-ColumnLayoutSaver::ColumnLayoutSaver(QHeaderView* header) : header_(header) {
+ColumnLayoutSaver::ColumnLayoutSaver(QHeaderView* header, const QString& kind) : header_(header), kind_(kind) {
     // Some levels are drawn bold: the widths are those of bold text.
     QFont font = QApplication::font();
     font.setPointSizeF(readFontSize());
@@ -101,7 +108,9 @@ ColumnLayoutSaver::ColumnLayoutSaver(QHeaderView* header) : header_(header) {
         header->resizeSection(column, defaultColumnWidth(column, QFontMetrics(font)));
     installColumnMenu(header);
     header->setSectionHidden(kBufferColumn, true);
-    const QByteArray state = Preferences::value(QLatin1String(kLayoutKey)).toByteArray();
+    QByteArray state = kind.isEmpty() ? QByteArray() : savedLayout(kind);
+    if (state.isEmpty() && kind != QLatin1String(kMergedLayout))
+        state = Preferences::value(QLatin1String(kLayoutKey)).toByteArray();
     if (!state.isEmpty()) header->restoreState(state);
     if (state.isEmpty() && header->model() != nullptr) {
         fitTimer_ = new QTimer(this);
@@ -152,8 +161,22 @@ void ColumnLayoutSaver::fitAppColumn() {
     fitting_ = false;
 }
 
+void ColumnLayoutSaver::setKind(const QString& kind) {
+    if (kind == kind_) return;
+    if (!kind_.isEmpty()) save();
+    kind_ = kind;
+    const QByteArray state = savedLayout(kind);
+    if (header_ != nullptr && !state.isEmpty()) header_->restoreState(state);
+}
+
 void ColumnLayoutSaver::save() const {
-    if (header_ != nullptr) Preferences::setValue(QLatin1String(kLayoutKey), header_->saveState());
+    if (header_ == nullptr) return;
+    const QByteArray state = header_->saveState();
+    if (kind_ != QLatin1String(kMergedLayout)) Preferences::setValue(QLatin1String(kLayoutKey), state);
+    if (kind_.isEmpty()) return;
+    QVariantMap layouts = Preferences::value(QLatin1String(kLayoutsKey)).toMap();
+    layouts.insert(kind_, state);
+    Preferences::setValue(QLatin1String(kLayoutsKey), layouts);
 }
 
 }  // namespace vf::ui

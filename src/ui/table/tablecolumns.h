@@ -41,27 +41,44 @@ void setWrapLongMessages(QTableView* table, bool wrap);
 // visible column cannot be hidden.
 void installColumnMenu(QHeaderView* header);
 
+// The kinds of tab that keep a column layout of their own.
+inline constexpr char kMergedLayout[] = "merged";
+inline constexpr char kFileLayout[] = "file";
+// The layout kind of a device's tab: one per device.
+QString deviceLayoutKind(const QString& serial);
+
 // Keeps the column layout of a table: gives the columns their default
 // widths (wide enough for bold rows) and the column menu, restores the saved
 // layout, and saves it half a second after the user resizes or moves a
 // column, and once more when it goes. With no saved layout (the first run)
 // the APP column widens to the widest app name shown until the user sizes
 // it. Destroy it before the table.
+//
+// Each kind of tab (a device, files, the merged timeline) keeps its layout
+// under its kind; the last layout saved by any tab but the merged one is
+// also the shared layout, which a tab of a kind with no layout yet starts
+// from. The merged tab has one column more and never takes the shared one.
 class ColumnLayoutSaver final : public QObject {
     Q_OBJECT
 public:
-    // `header` already has its model's columns.
-    explicit ColumnLayoutSaver(QHeaderView* header);
+    // `header` already has its model's columns. `kind`: empty while the
+    // tab's kind is not known yet (the shared layout only).
+    explicit ColumnLayoutSaver(QHeaderView* header, const QString& kind = {});
     ~ColumnLayoutSaver() override;
     ColumnLayoutSaver(const ColumnLayoutSaver&) = delete;
     ColumnLayoutSaver& operator=(const ColumnLayoutSaver&) = delete;
 
+    // The tab is now of `kind`: the layout so far stays with the old kind,
+    // and the new kind's saved layout, if any, is restored.
+    void setKind(const QString& kind);
+    const QString& kind() const { return kind_; }
     void save() const;
 
 private:
     void fitAppColumn();
 
     QPointer<QHeaderView> header_;
+    QString kind_;
     QTimer* timer_ = nullptr;
     QTimer* fitTimer_ = nullptr;  // gathers row changes for fitAppColumn; null once the user sized the column
     bool fitting_ = false;        // the resize is fitAppColumn's own

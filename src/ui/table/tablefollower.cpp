@@ -35,7 +35,7 @@ TableFollower::TableFollower(MainWindow& window, LogTableModel& model, QObject* 
 
 void TableFollower::showRows(const LogUpdate& update, bool filterInForce) {
     SelectableTableView* table = &table_;
-    const std::optional<RowIdx> anchor = scrollToBottom_ ? std::nullopt : firstVisibleIdx();
+    const RowPtr anchor = scrollToBottom_ ? RowPtr() : firstVisibleRow();
     isReloading_ = true;
     // An update posted before the new filter's pass landed is not the one
     // the selection waits for.
@@ -54,17 +54,16 @@ void TableFollower::showRows(const LogUpdate& update, bool filterInForce) {
 
 void TableFollower::onFilterUpdating() { filterUpdating_ = true; }
 
-std::optional<RowIdx> TableFollower::firstVisibleIdx() const {
-    const Row* row = model_.rowAt(ViewPos(table_.rowAt(0)));
-    return row != nullptr ? std::optional(row->idx()) : std::nullopt;
+RowPtr TableFollower::firstVisibleRow() const {
+    const qsizetype row = table_.rowAt(0);
+    return row >= 0 && row < model_.rows().size() ? model_.rows().at(row) : RowPtr();
 }
 
 // Old rows dropped from the front must not move the rows the user is reading.
-void TableFollower::keepFirstVisible(RowIdx idx) {
+void TableFollower::keepFirstVisible(const Row& anchor) {
     SelectableTableView* table = &table_;
-    const Row* first = model_.rowAt(ViewPos(table->rowAt(0)));
-    if (first != nullptr && first->idx() == idx) return;
-    const std::optional<ViewPos> row = model_.rowOfIdx(idx);
+    if (model_.rowAt(ViewPos(table->rowAt(0))) == &anchor) return;
+    const std::optional<ViewPos> row = model_.rowOf(anchor);
     if (!row) return;
     VF_LOG("Old last row: {}, new last row: {}", table->rowAt(0), row->value());
     table->scrollTo(model_.index(row->row(), 0), QAbstractItemView::PositionAtTop);
@@ -109,19 +108,18 @@ bool TableFollower::nearEnd() const {
 void TableFollower::onSelectionChanged() {
     if (filterUpdating_ || isReloading_) return;
     const int row = selectedRowOf(table_);
-    const Row* selected = model_.rowAt(ViewPos(row));
-    if (selected == nullptr) {
-        selectedLogMessage_.reset();
+    if (model_.rowAt(ViewPos(row)) == nullptr) {
+        selectedRow_ = RowPtr();
         return;
     }
     VF_LOG("Selected logDataTable row: {}", row);
-    selectedLogMessage_ = selected->idx();
+    selectedRow_ = model_.rows().at(row);
     changeScrollToBottom(row == model_.rowCount() - 1);
 }
 
 void TableFollower::restoreRowSelections() {
-    if (model_.rowCount() == 0 || !selectedLogMessage_) return;
-    const std::optional<ViewPos> row = model_.rowOfIdx(*selectedLogMessage_);
+    if (model_.rowCount() == 0 || !selectedRow_) return;
+    const std::optional<ViewPos> row = model_.rowOf(*selectedRow_);
     if (!row) return;
     SelectableTableView* table = &table_;
     QWidget* focused = QApplication::focusWidget();
@@ -132,8 +130,8 @@ void TableFollower::restoreRowSelections() {
     if (focused != nullptr) focused->setFocus();
 }
 
-bool TableFollower::selectRowAtTop(RowIdx idx) {
-    const std::optional<ViewPos> row = model_.rowOfIdx(idx);
+bool TableFollower::selectRowAtTop(RowIdx idx, std::string_view source) {
+    const std::optional<ViewPos> row = model_.rowOfIdx(idx, source);
     if (!row) return false;
     SelectableTableView* table = &table_;
     table->selectRowAlone(row->row());

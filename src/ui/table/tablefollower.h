@@ -13,7 +13,9 @@
 #include <QObject>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
+#include "core/log/logrow.h"
 #include "core/log/rowindex.h"
 #include "core/log/storechange.h"
 
@@ -39,7 +41,9 @@ public:
 
     bool scrollToBottom() const { return scrollToBottom_; }
     // The idx of the row the user selected last (kept across refreshes).
-    std::optional<RowIdx> selectedLogMessage() const { return selectedLogMessage_; }
+    std::optional<RowIdx> selectedLogMessage() const {
+        return selectedRow_ ? std::optional(selectedRow_->idx()) : std::nullopt;
+    }
 
     // Sets follow mode and the Follow action's check mark; does not scroll.
     void changeScrollToBottom(bool follow);
@@ -54,9 +58,10 @@ public:
     // already filters with the predicate the controller chose last.
     void showRows(const LogUpdate& update, bool filterInForce);
 
-    // Selects the shown row numbered `idx` alone, at the top of the table;
-    // false when it is not shown.
-    bool selectRowAtTop(RowIdx idx);
+    // Selects the shown row numbered `idx` of `source` alone, at the top of
+    // the table; false when it is not shown. The source tells rows apart
+    // in a merged timeline, where sources share index numbers.
+    bool selectRowAtTop(RowIdx idx, std::string_view source = {});
     // The selected rows as text on the clipboard, in table order.
     void copySelection() const;
 
@@ -67,8 +72,8 @@ private:
     bool nearEnd() const;
     void onSelectionChanged();
     void restoreRowSelections();
-    std::optional<RowIdx> firstVisibleIdx() const;
-    void keepFirstVisible(RowIdx idx);
+    RowPtr firstVisibleRow() const;
+    void keepFirstVisible(const Row& row);
 
     MainWindow& window_;
     SelectableTableView& table_;
@@ -76,7 +81,10 @@ private:
     bool scrollToBottom_ = false;
     bool isReloading_ = false;
     bool filterUpdating_ = false;
-    std::optional<RowIdx> selectedLogMessage_;
+    // The row itself, not its index: in a merged timeline rows of different
+    // sources share indexes. Holding it keeps it valid after the store let
+    // it go.
+    RowPtr selectedRow_;
 };
 
 }  // namespace vf::ui

@@ -130,14 +130,25 @@ void SourceTab::nameRows() {
     parts_.store->setSourceName(text);
 }
 
-// Its table has a column more than the others: it keeps its own layout.
+// Its table has a column more than the others: it keeps its own layout,
+// where by default the rows' source is read first.
 void SourceTab::setMerged() {
     merged_ = true;
     // Its rows stay named by their own tabs.
     parts_.store->setSourceName(QString());
     rowsNamed_.clear();
-    parts_.columns.reset();
+    parts_.model->showSourceColumn();
+    QHeaderView* header = parts_.table->horizontalHeader();
+    header->moveSection(header->visualIndex(kSourceColumn), 0);
+    parts_.columns->setKind(QLatin1String(kMergedLayout));
     parts_.connection->showingFile(u"Merged timeline"_s);
+}
+
+void SourceTab::useColumnLayout() {
+    if (merged_) return;
+    const QString serial = deviceSerial();
+    if (showsDevice() && !serial.isEmpty()) parts_.columns->setKind(deviceLayoutKind(serial));
+    else if (!showsDevice() && !filePath_.isEmpty()) parts_.columns->setKind(QLatin1String(kFileLayout));
 }
 
 bool SourceTab::isCurrent() const { return services_.window.logTable() == parts_.table; }
@@ -183,6 +194,8 @@ PredicatePtr SourceTab::filterInForce() const { return parts_.filter->predicate(
 
 bool SourceTab::filterShown() const { return parts_.filter->hasLanded(); }
 
-bool SourceTab::selectRowAtTop(RowIdx idx) { return parts_.follower->selectRowAtTop(idx); }
+bool SourceTab::selectRowAtTop(RowIdx idx, std::string_view source) {
+    return parts_.follower->selectRowAtTop(idx, source);
+}
 
 }  // namespace vf::ui

@@ -97,7 +97,11 @@ public:
     int64_t clockOffsetMs() const { return clockOffsetMs_; }
     // Names its rows' source after the tab (the `source` key), when that changed.
     void nameRows();
-    // The tab shows the merged timeline of the other tabs (see MergedFeed).
+    // Its table takes the column layout of its kind (a device, a file), once
+    // that is known.
+    void useColumnLayout();
+    // The tab shows the merged timeline of the other tabs (see MergedFeed),
+    // with their Source column.
     bool isMerged() const { return merged_; }
     void setMerged();
 
@@ -118,7 +122,7 @@ private:
     void showOnly(PredicatePtr filter, const QString& description) override;
     PredicatePtr filterInForce() const override;
     bool filterShown() const override;
-    bool selectRowAtTop(RowIdx idx) override;
+    bool selectRowAtTop(RowIdx idx, std::string_view source) override;
 
     TabServices services_;
     Parts parts_;

@@ -3,8 +3,9 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QProgressBar>
-#include <algorithm>
 #include <QStatusBar>
+#include <QTimer>
+#include <algorithm>
 
 #include "ui/window/elidedlabel.h"
 #include "ui/window/mainwindow.h"
@@ -20,12 +21,20 @@ StatusLine::StatusLine(MainWindow& window) : window_(window) {
     filter_ = new ElidedLabel(QString(), bar);
     bar->addWidget(viewing_);
     bar->addWidget(filter_, 1);
+    // Not the bar's own message, which would cover the count and the filter.
+    note_ = new ElidedLabel(QString(), bar);
+    note_->setObjectName(u"statusNote"_s);
+    bar->addWidget(note_, 2);
+    note_->hide();
+    noteTimer_ = new QTimer(note_);
+    noteTimer_->setSingleShot(true);
+    QObject::connect(noteTimer_, &QTimer::timeout, note_, [this] { clearNote(); });
     totals_ = new QLabel(bar);
     totals_->setObjectName(u"tabTotals"_s);
     bar->addPermanentWidget(totals_);
     totals_->hide();
     showFilter(u"All Messages"_s);
-    // Permanent: a note covers the other widgets while it shows.
+    // Permanent: at the bar's right end.
     task_ = new QWidget(bar);
     auto* layout = new QHBoxLayout(task_);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -66,7 +75,12 @@ void StatusLine::showCounts(qsizetype shown, TableState state) {
 
 void StatusLine::showFilter(const QString& description) { filter_->setText(u"Filter: "_s + description); }
 
-void StatusLine::showNote(const QString& text, int timeoutMs) { window_.statusBar()->showMessage(text, timeoutMs); }
+void StatusLine::showNote(const QString& text, int timeoutMs) {
+    note_->setText(text);
+    note_->setVisible(!text.isEmpty());
+    if (timeoutMs > 0) noteTimer_->start(timeoutMs);
+    else noteTimer_->stop();
+}
 
 void StatusLine::showTotals(const QString& text) {
     totals_->setText(text);
@@ -75,12 +89,12 @@ void StatusLine::showTotals(const QString& text) {
 
 QString StatusLine::totalsText() const { return totals_->text(); }
 
-void StatusLine::clearNote() { window_.statusBar()->clearMessage(); }
+void StatusLine::clearNote() { showNote(QString()); }
 
 QString StatusLine::viewingText() const { return viewing_->text(); }
 
 QString StatusLine::filterText() const { return filter_->text(); }
 
-QString StatusLine::note() const { return window_.statusBar()->currentMessage(); }
+QString StatusLine::note() const { return note_->text(); }
 
 }  // namespace vf::ui

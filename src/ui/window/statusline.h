@@ -13,6 +13,7 @@
 
 class QLabel;
 class QProgressBar;
+class QTimer;
 class QWidget;
 
 namespace vf::ui {
@@ -30,7 +31,8 @@ public:
     void showCounts(qsizetype shown, TableState state);
     // "Filter: " and `description`.
     void showFilter(const QString& description);
-    // A note until the next one, or for `timeoutMs` when that is not 0.
+    // A note until the next one, or for `timeoutMs` when that is not 0. It
+    // sits beside the count and the filter, which stay in view.
     void showNote(const QString& text, int timeoutMs = 0);
     void clearNote();
     // What every tab holds together (rows, memory); empty: nothing, one tab.
@@ -54,6 +56,8 @@ private:
     MainWindow& window_;
     QLabel* viewing_ = nullptr;
     QLabel* filter_ = nullptr;
+    QLabel* note_ = nullptr;
+    QTimer* noteTimer_ = nullptr;
     QWidget* task_ = nullptr;  // the label and the bar, on the bar's right
     QLabel* taskText_ = nullptr;
     QProgressBar* taskBar_ = nullptr;

@@ -92,6 +92,8 @@ TEST(WirelessWatch, ConnectsAPairedDeviceAtItsNewPortOnce) {
     server.addScript(answer("host:connect:192.168.1.20:41235", okay("connected to 192.168.1.20:41235")));
     server.addScript(answer("host:mdns:services", listing));
     server.addScript(answer("host:mdns:services", vf::test::failReply("unknown host service")));
+    server.addScript(answer("host:mdns:services", vf::test::failReply("unknown host service")));
+    server.addScript(answer("host:mdns:services", listing));
     WirelessWatch watch([&] { return server.endpoint(); });
     QSignalSpy reconnected(&watch, &WirelessWatch::reconnected);
     watch.poll();
@@ -100,13 +102,14 @@ TEST(WirelessWatch, ConnectsAPairedDeviceAtItsNewPortOnce) {
     EXPECT_EQ(pairedDevices(), (QList<PairedDevice>{{u"adb-R58N12345-vWx3Yz"_s, u"192.168.1.20:41235"_s}}));
     watch.poll();  // the same address: nothing to do
     ASSERT_TRUE(waitUntil([&] { return server.connectionCount() == 3 && server.isClosed(2); }));
-    EXPECT_TRUE(watch.isWatching());
-    // A server that lists nothing is not asked again.
-    ASSERT_TRUE(waitUntil([&] {
+    // A server that lists nothing is asked less often, until it lists again.
+    for (const int interval : {WirelessWatch::kPollMs * 2, WirelessWatch::kPollMs * 4, WirelessWatch::kPollMs}) {
         watch.poll();
-        return !watch.isWatching();
-    }));
+        ASSERT_TRUE(waitUntil([&] { return watch.intervalMs() == interval; })) << interval;
+    }
+    EXPECT_TRUE(watch.isWatching());
     EXPECT_EQ(reconnected.count(), 1);
+    EXPECT_EQ(wirelessPollIntervalMs(1000, 5000, 300000), 300000);
     Preferences::setStorageFile({});
 }
 

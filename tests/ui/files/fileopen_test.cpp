@@ -93,5 +93,26 @@ TEST_F(FileOpenTest, FilesOpenedTogetherGetATabEachAndNameTheirRows) {
         << status().totalsText().toStdString();
 }
 
+// Rows that come later join the merged tab's end without a reset (the view
+// keeps its selection); a row earlier than the last shown merges anew.
+TEST_F(FileOpenTest, MergedTabAppendsLaterRowsAndMergesEarlierOnesAnew) {
+    start();
+    show({row(100, "I", "a"), row(300, "I", "c")});
+    const ui::SourceTab& merged = app->addMergedTab();
+    LogTableModel* mergedModel = merged.parts().model;
+    ASSERT_TRUE(vf::test::waitUntil([&] { return mergedModel->rowCount() == 2; }));
+    QSignalSpy reset(mergedModel, &QAbstractItemModel::modelReset);
+    LogDatasource& source = *app->tabs().front()->parts().store;
+    source.appendRows({row(500, "I", "e")});
+    ASSERT_TRUE(vf::test::waitUntil([&] { return mergedModel->rowCount() == 3; }));
+    EXPECT_EQ(reset.count(), 0);
+    source.appendRows({row(200, "I", "b")});
+    ASSERT_TRUE(vf::test::waitUntil([&] { return mergedModel->rowCount() == 4; }));
+    EXPECT_EQ(reset.count(), 1);
+    QString texts;
+    for (int i = 0; i < 4; ++i) texts += mergedModel->index(i, kTextColumn).data().toString();
+    EXPECT_EQ(texts, u"aceb"_s);  // a source keeps its own order
+}
+
 }  // namespace
 }  // namespace vf::ui::test

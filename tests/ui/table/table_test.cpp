@@ -4,9 +4,11 @@
 #include <QLabel>
 #include <QScrollBar>
 #include <QSignalSpy>
+#include <QStatusBar>
 #include <QStringListModel>
 
 #include "ui/table/highlightdelegate.h"
+#include "ui/table/tablecolumns.h"
 #include "ui/uitestsupport.h"
 
 namespace vf::ui::test {
@@ -128,11 +130,45 @@ TEST_F(TableTest, ClearAndStatusLine) {
     app->parts().window->filterListTable()->selectRowAlone(int(app->parts().filterList->sortedFilterKeys().indexOf(u"LogLevel Error"_s)) + 1);
     ASSERT_TRUE(vf::test::waitUntil([&] { return model()->rowCount() == 4; }));
     EXPECT_EQ(app->parts().status->viewingText(), u"Viewing 4 of 12 so far"_s);
+    // A note shows beside the count and the filter, never over them.
+    app->parts().window->show();
+    app->parts().status->showNote(u"A passing note"_s, 50);
+    QStringList shown;
+    for (const QLabel* label : app->parts().window->statusBar()->findChildren<QLabel*>())
+        if (label->isVisible()) shown << label->text();
+    EXPECT_TRUE(shown.contains(u"Viewing 4 of 12 so far"_s) && shown.contains(u"A passing note"_s))
+        << shown.join(u'|').toStdString();
+    ASSERT_TRUE(vf::test::waitUntil([&] { return app->parts().status->note().isEmpty(); }));
     QKeyEvent clear(QEvent::KeyPress, Qt::Key_Backspace, Qt::ControlModifier);
     EXPECT_TRUE(app->tab().messages->onKeyEventForTableView(table(), &clear));
     EXPECT_EQ(model()->rowCount(), 0);
     EXPECT_EQ(app->tab().store->logEventCount(), 0);
     EXPECT_TRUE(table()->placeholderText().startsWith(u"Connected."_s));
+}
+
+// Each kind of tab keeps its own layout; a new kind starts from the last
+// layout saved; the merged tab, a column wider, keeps to its own.
+TEST_F(TableTest, ColumnLayoutsAreKeptPerKindOfTab) {
+    LogTableModel plain, merged;
+    merged.showSourceColumn();
+    const QString a = deviceLayoutKind(u"A"_s), b = deviceLayoutKind(u"B"_s), file = QLatin1String(kFileLayout);
+    // A table of `kind`: whether `column` came hidden; then hides or shows it.
+    const auto open = [&](const QString& kind, int column, std::optional<bool> hide = {}) {
+        QTableView table;
+        table.setModel(kind == QLatin1String(kMergedLayout) ? &merged : &plain);
+        ColumnLayoutSaver saver(table.horizontalHeader(), kind);
+        const bool hidden = table.horizontalHeader()->isSectionHidden(column);
+        if (hide) table.horizontalHeader()->setSectionHidden(column, *hide);
+        return hidden;
+    };
+    open(a, 2, true);
+    EXPECT_TRUE(open(file, 2, false));  // no file layout yet: the shared one
+    EXPECT_TRUE(open(a, 2));
+    EXPECT_FALSE(open(file, 2));
+    EXPECT_FALSE(open(b, 2, true));  // the last saved, the file's
+    EXPECT_FALSE(open(QLatin1String(kMergedLayout), 2));
+    open(QLatin1String(kMergedLayout), 5, true);
+    EXPECT_TRUE(open(QLatin1String(kMergedLayout), 5));
 }
 
 TEST(LevelColor, DefaultsLightenOnADarkBaseAndChosenColoursStay) {
@@ -141,6 +177,26 @@ TEST(LevelColor, DefaultsLightenOnADarkBaseAndChosenColoursStay) {
         EXPECT_GT(levelColor(level, QString(), true).lightness(), 110) << level;
     EXPECT_EQ(levelColor(0, u"#123456"_s, true), QColor(u"#123456"));
     EXPECT_EQ(levelColor(4, u"no colour"_s, false), QColor(u"#ff0000"));
+}
+
+// In a merged timeline two sources share index numbers: a row is found by
+// itself, or by its index and source.
+TEST(RowPosition, MergedSourcesSharingIndexesAreToldApart) {
+    RowArena first, second;
+    first.setSourceLabel("a");
+    second.setSourceLabel("b");
+    const auto make = [](RowArena& arena, uint64_t n) {
+        return arena.make(RowValues{n, "", "", "1", "1", "I", "T", "x"});
+    };
+    const RowPtr a1 = make(first, 1), a2 = make(first, 2), b1 = make(second, 1), b2 = make(second, 2);
+    const RowList merged{a1, b1, b2, a2};
+    EXPECT_EQ(positionOfRow(merged, *a2, false), ViewPos(3));
+    EXPECT_EQ(positionOfRow(merged, *make(second, 2), false), std::nullopt);  // same index, another row
+    EXPECT_EQ(positionOfRow(RowList{a1, a2}, *make(first, 2), true), ViewPos(1));  // a compacted copy
+    using Case = std::pair<std::string_view, qsizetype>;
+    for (const auto& [source, at] : {Case{"b", 2}, Case{"a", 3}, Case{"", 2}, Case{"renamed", 2}})
+        EXPECT_EQ(positionOfIdx(merged, RowIdx(2), source, false), ViewPos(at)) << source;
+    EXPECT_EQ(positionOfIdx(merged, RowIdx(9), "a", false), std::nullopt);
 }
 
 }  // namespace
