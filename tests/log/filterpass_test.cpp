@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "core/filter/query.h"
 #include "core/log/filterpass.h"
 #include "core/log/logparser.h"
 
@@ -65,16 +66,46 @@ TEST(FilterPass, ScanningForANeededTextKeepsWhatEvaluationKeeps) {
     }
 }
 
+// What a filter tells a pass to search for, joined by '|': words, "=word"
+// for words in the bytes as they are, "<pattern>" for a pattern.
 TEST(FilterPass, NeededTexts) {
-    EXPECT_EQ(quick("TimeOut")->heldText(), "timeout");
-    EXPECT_EQ(combineFilters({quick("p: type == 'E'")}, quick("ab"))->heldText(), "ab");
-    EXPECT_EQ(quick("p: text CONTAINS 'Abc' AND name CONTAINS 'x'")->heldText(), "abc") << "the longest";
-    EXPECT_EQ(quick("p: text CONTAINS[c] 'a' OR name CONTAINS[c] 'b'")->heldText(), "");
-    EXPECT_EQ(quick("p: NOT text CONTAINS 'a'")->heldText(), "");
-    EXPECT_EQ(quick("p: text LIKE 'a*'")->heldText(), "");
-    EXPECT_EQ(quick("p: type == 'E'")->heldText(), "") << "the level letter is not scanned";
-    EXPECT_EQ(quick("\xC3\xA9t\xC3\xA9")->heldText(), "ete") << "folded as the fields are";
-    EXPECT_EQ(quick("p: text CONTAINS '\xC3\xA9t\xC3\xA9'")->heldText(), "") << "not ASCII";
+    const auto told = [](const PredicatePtr& filter) {
+        const HeldText held = filter->heldText();
+        std::string text;
+        for (const std::string& word : held.words) text += (text.empty() ? "" : "|") + word;
+        for (const std::string& word : held.byteWords) text += (text.empty() ? "=" : "|=") + word;
+        for (size_t i = 0; i < held.patterns.size(); ++i) text += (text.empty() ? "" : "|") + std::string("<pattern>");
+        return text;
+    };
+    const auto query = [](const char* text) { return compileQuery(QString::fromUtf8(text)).predicate; };
+    const std::pair<PredicatePtr, const char*> cases[] = {
+        {quick("TimeOut"), "timeout"},
+        {combineFilters({quick("p: type == 'E'")}, quick("ab")), "ab"},
+        {quick("p: text CONTAINS 'Abc' AND name CONTAINS 'x'"), "abc"},          // the longest
+        {quick("p: text CONTAINS[c] 'a' OR name CONTAINS[c] 'b'"), "a|b"},       // either
+        {quick("p: text CONTAINS 'timeouts' OR name CONTAINS 'Time'"), "time"},  // the part will do
+        {quick("p: text CONTAINS 'a' OR type == 'E'"), ""},
+        {quick("p: NOT text CONTAINS 'a'"), ""},
+        {quick("p: text LIKE 'a*'"), ""},
+        {quick("p: type == 'E'"), ""},            // the level letter is not scanned
+        {quick("\xC3\xA9t\xC3\xA9"), "ete"},      // folded as the fields are
+        {quick("p: text CONTAINS '\xC3\xA9t\xC3\xA9'"), ""},
+        {query("timeout | error"), "error|timeout"},
+        {query("msg:timeout msg:error -tag:x"), "error|timeout"},
+        {query("message~:\"timeout|Error\""), "=error|=timeout"},
+        {query("message~:\"(?i)desk|Error\""), "desk|=error"},  // 'k' also matches the Kelvin sign
+        {query("message~:\"^Net.*fail(ed)?$\" age:5m"), "=fail"},
+        {query("message~:\\d+ms"), "<pattern>"},  // a short word: the pattern
+        {query("message~:\"(?=x)y\""), "=y"},           // not searchable whole: its word
+        {query("message~:a* | msg:abc"), ""},        // matches anything
+        {query("buffer~:main"), ""},               // not a piece of the line
+        {query("tag:ab message~:\\d+ms"), "<pattern>"},
+        {query("tag:abcd message~:\\d+ms"), "abcd"}, {query("msg:ab message~:\\d+ms"), "ab|<pattern>"},
+    };
+    for (const auto& [filter, expected] : cases) {
+        ASSERT_TRUE(filter) << expected;
+        EXPECT_EQ(told(filter), expected) << filter->format().toStdString();
+    }
 }
 
 }  // namespace

@@ -110,11 +110,12 @@ ComparisonPredicate::ComparisonPredicate(QString key, CompareOp op, uint8_t opti
 // A field equal to, starting with, ending with or containing an ASCII value
 // holds it; an ASCII field folds to itself or its lower case, and a field
 // with other bytes is never skipped by a scan for ASCII text.
-std::string ComparisonPredicate::heldText() const {
+HeldText ComparisonPredicate::heldText() const {
     if (!rowKey_ || folded_.empty() || !foldedAscii_) return {};
     switch (*rowKey_) {
         case RowKey::Time:
         case RowKey::App:
+        case RowKey::Package:  // a part of the app
         case RowKey::Pid:
         case RowKey::Tid:
         case RowKey::Name:
@@ -131,7 +132,7 @@ std::string ComparisonPredicate::heldText() const {
     }
     std::string lower = folded_;
     for (char& c : lower) c = char(tm::lowerAscii(static_cast<unsigned char>(c)));
-    return lower;
+    return HeldText::word(std::move(lower));
 }
 
 Outcome ComparisonPredicate::test(const FieldSource& row, FieldScratch& scratch, QString* error) const {
@@ -259,19 +260,16 @@ const Node* CompoundPredicate::printed() const {
     return this;
 }
 
-// AND: what any part holds (the longest, the rarest to find); OR: what
-// every part holds, when they agree; NOT: nothing.
-std::string CompoundPredicate::heldText() const {
-    std::string held;
-    if (kind() == Kind::And) {
-        for (const Node* node : nodes_)
-            if (std::string part = node->heldText(); part.size() > held.size()) held = std::move(part);
-    } else if (kind() == Kind::Or && !nodes_.empty()) {
-        held = nodes_.front()->heldText();
-        for (const Node* node : nodes_)
-            if (held.empty() || node->heldText() != held) return {};
+// AND: what any part holds (the one rarest to find); OR: one of what each
+// part holds, when every part tells; NOT: nothing.
+HeldText CompoundPredicate::heldText() const {
+    if (kind() == Kind::Not || nodes_.empty()) return {};
+    std::vector<HeldText> parts;
+    for (const Node* node : nodes_) {
+        parts.push_back(node->heldText());
+        if (kind() == Kind::Or && parts.back().empty()) return {};
     }
-    return held;
+    return kind() == Kind::And ? HeldText::best(std::move(parts)) : HeldText::anyOf(parts);
 }
 
 QString CompoundPredicate::formatPart(const Node* part) const {

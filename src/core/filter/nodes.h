@@ -61,7 +61,7 @@ public:
 
     Outcome test(const FieldSource& row, FieldScratch& scratch, QString* error) const override;
     QString format() const override;
-    std::string heldText() const override;
+    HeldText heldText() const override;
 
 private:
     bool matches(std::string_view field) const;
@@ -87,7 +87,7 @@ public:
     Outcome test(const FieldSource& row, FieldScratch& scratch, QString* error) const override;
     QString format() const override;
     const Node* printed() const override;
-    std::string heldText() const override;
+    HeldText heldText() const override;
 
     const std::vector<PredicatePtr>& parts() const { return parts_; }
 

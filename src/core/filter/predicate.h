@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "core/filter/fieldsource.h"
+#include "core/filter/heldtext.h"
 
 namespace vf {
 
@@ -51,11 +52,12 @@ public:
     // the same text. Any thread.
     virtual QString format() const = 0;
 
-    // A text that every passing row holds in one of its fields time, app,
-    // pid, tid, name, text or uid, ignoring ASCII case (given in lower-case
-    // ASCII); empty when there is none to tell. A pass may skip the rows
-    // whose bytes do not hold it without asking evaluate(). Any thread.
-    virtual std::string heldText() const { return {}; }
+    // What every passing row holds in one of its fields time, app,
+    // package, pid, tid, name, text or uid: one of a few words (ignoring
+    // ASCII case) or matches of patterns; empty when there is nothing to
+    // tell. A pass may skip the rows whose bytes hold none of them without
+    // asking evaluate(). Any thread.
+    virtual HeldText heldText() const { return {}; }
 
     // AND of the parts (a compound AND even for one part).
     static PredicatePtr makeAnd(std::vector<PredicatePtr> parts);

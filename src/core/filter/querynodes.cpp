@@ -6,6 +6,8 @@
 #include <QDateTime>
 #include <algorithm>
 
+#include "core/filter/regexscan.h"
+
 using namespace Qt::StringLiterals;
 
 namespace vf::filter {
@@ -125,6 +127,8 @@ struct RegexPredicate::Compiled {
 
 namespace {
 
+constexpr uint32_t kRegexOptions = PCRE2_UTF | PCRE2_MATCH_INVALID_UTF;
+
 // Match buffers of this thread; one pair of offsets is all a "found or not" needs.
 pcre2_match_data* threadMatchData() {
     struct Holder {
@@ -135,16 +139,83 @@ pcre2_match_data* threadMatchData() {
     return holder.data;
 }
 
+int match(const RegexPredicate::Compiled& compiled, std::string_view text, pcre2_match_data* data) {
+    const auto* subject = reinterpret_cast<PCRE2_SPTR>(text.data() != nullptr ? text.data() : "");
+    return compiled.jit ? pcre2_jit_match(compiled.code, subject, text.size(), 0, 0, data, nullptr)
+                        : pcre2_match(compiled.code, subject, text.size(), 0, 0, data, nullptr);
+}
+
+// Where the first match in `text` starts (npos: none); 0 when the engine
+// gave up (a limit), so that a search treats it as a hit.
+size_t firstMatch(const RegexPredicate::Compiled& compiled, std::string_view text) {
+    pcre2_match_data* data = threadMatchData();
+    const int rc = match(compiled, text, data);
+    if (rc == PCRE2_ERROR_NOMATCH) return std::string_view::npos;
+    return rc < 0 ? 0 : size_t(pcre2_get_ovector_pointer(data)[0]);
+}
+
+std::shared_ptr<RegexPredicate::Compiled> compile(const std::string& pattern, int& code, PCRE2_SIZE& offset) {
+    auto compiled = std::make_shared<RegexPredicate::Compiled>();
+    compiled->code = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), kRegexOptions,
+                                   &code, &offset, nullptr);
+    if (compiled->code == nullptr) return nullptr;
+    compiled->jit = pcre2_jit_compile(compiled->code, PCRE2_JIT_COMPLETE) == 0;  // else the interpreter runs
+    return compiled;
+}
+
+class WholeTextPattern final : public HeldPattern {
+public:
+    explicit WholeTextPattern(std::shared_ptr<const RegexPredicate::Compiled> compiled)
+        : compiled_(std::move(compiled)) {}
+    size_t find(std::string_view text) const override { return firstMatch(*compiled_, text); }
+
+private:
+    std::shared_ptr<const RegexPredicate::Compiled> compiled_;
+};
+
+// Below this length a required word is in too many lines to be worth
+// searching for before the pattern itself.
+constexpr size_t kRareWordLength = 3;
+
+HeldText heldByPattern(RowKey key, const std::string& pattern) {
+    if (key != RowKey::Time && key != RowKey::App && key != RowKey::Package && key != RowKey::Pid &&
+        key != RowKey::Tid && key != RowKey::Name && key != RowKey::Text && key != RowKey::Uid)
+        return {};
+    // A literal is matched as it is, except that ignoring case 'k' and 's'
+    // also match letters beyond ASCII (the Kelvin sign, the long s).
+    const bool caseless = mayTurnOn(pattern, 'i');
+    std::vector<HeldText> words;
+    size_t shortest = SIZE_MAX;
+    for (std::string& word : requiredWords(pattern)) {
+        shortest = std::min(shortest, word.size());
+        const bool folds = caseless && word.find_first_of("ks") != std::string::npos;
+        words.push_back(folds ? HeldText::word(std::move(word)) : HeldText::byteWord(std::move(word)));
+    }
+    HeldText held = HeldText::anyOf(words);
+    if (!held.empty() && shortest >= kRareWordLength) return held;
+    if (const std::optional<std::string> loose = wholeTextPattern(pattern)) {
+        int code = 0;
+        PCRE2_SIZE offset = 0;
+        std::shared_ptr<const RegexPredicate::Compiled> compiled = compile(*loose, code, offset);
+        int matchesEmpty = 1;
+        if (compiled) pcre2_pattern_info(compiled->code, PCRE2_INFO_MATCHEMPTY, &matchesEmpty);
+        if (matchesEmpty == 0) {
+            HeldText scan;
+            scan.patterns.push_back(std::make_shared<WholeTextPattern>(std::move(compiled)));
+            return scan;
+        }
+    }
+    return held;
+}
+
 }  // namespace
 
 std::shared_ptr<const RegexPredicate> RegexPredicate::make(RowKey key, const std::string& pattern, QString term,
                                                            Error* error) {
     int code = 0;
     PCRE2_SIZE offset = 0;
-    auto compiled = std::make_shared<Compiled>();
-    compiled->code = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(),
-                                   PCRE2_UTF | PCRE2_MATCH_INVALID_UTF, &code, &offset, nullptr);
-    if (compiled->code == nullptr) {
+    std::shared_ptr<Compiled> compiled = compile(pattern, code, offset);
+    if (!compiled) {
         if (error != nullptr) {
             PCRE2_UCHAR message[256];
             pcre2_get_error_message(code, message, sizeof message);
@@ -153,8 +224,9 @@ std::shared_ptr<const RegexPredicate> RegexPredicate::make(RowKey key, const std
         }
         return nullptr;
     }
-    compiled->jit = pcre2_jit_compile(compiled->code, PCRE2_JIT_COMPLETE) == 0;  // else the interpreter runs
-    return std::make_shared<RegexPredicate>(key, std::move(compiled), std::move(term));
+    auto predicate = std::make_shared<RegexPredicate>(key, std::move(compiled), std::move(term));
+    predicate->held_ = heldByPattern(key, pattern);
+    return predicate;
 }
 
 RegexPredicate::RegexPredicate(RowKey key, std::shared_ptr<Compiled> compiled, QString term)
@@ -163,12 +235,7 @@ RegexPredicate::RegexPredicate(RowKey key, std::shared_ptr<Compiled> compiled, Q
 RegexPredicate::~RegexPredicate() = default;
 
 Outcome RegexPredicate::test(const FieldSource& row, FieldScratch& scratch, QString*) const {
-    const std::string_view field = row.field(key_, scratch);
-    const auto* subject = reinterpret_cast<PCRE2_SPTR>(field.data() != nullptr ? field.data() : "");
-    pcre2_match_data* data = threadMatchData();
-    const int rc = compiled_->jit ? pcre2_jit_match(compiled_->code, subject, field.size(), 0, 0, data, nullptr)
-                                  : pcre2_match(compiled_->code, subject, field.size(), 0, 0, data, nullptr);
-    return rc >= 0 ? Outcome::True : Outcome::False;
+    return match(*compiled_, row.field(key_, scratch), threadMatchData()) >= 0 ? Outcome::True : Outcome::False;
 }
 
 // ---------------------------------------------------------------------------

@@ -87,11 +87,16 @@ public:
 
     Outcome test(const FieldSource& row, FieldScratch& scratch, QString* error) const override;
     QString format() const override { return term_; }
+    // The pattern's required words when they are long enough to be rare,
+    // else the pattern itself fit for searching whole text (regexscan.h),
+    // else any required words; for keys that are pieces of the line.
+    HeldText heldText() const override { return held_; }
 
 private:
     RowKey key_;
     std::shared_ptr<Compiled> compiled_;
     QString term_;
+    HeldText held_;
 };
 
 // A compiled query inside a predicate tree: evaluates its tree and prints
@@ -104,6 +109,7 @@ public:
         return tree_->test(row, scratch, error);
     }
     QString format() const override;
+    HeldText heldText() const override { return tree_->heldText(); }
 
     const QString& text() const { return text_; }
     uint8_t uses() const { return uses_; }

@@ -57,6 +57,13 @@ public:
     // then still find it after folding the text the slow way).
     Result scan(std::string_view text) const;
 
+    // The offset of the needle's first occurrence in `text` (in its bytes
+    // as they are, up to ASCII case when folding); npos when it is absent.
+    size_t find(std::string_view text) const {
+        bool nonAscii = false;
+        return findNoting(text, nonAscii);
+    }
+
     // The offset of whichever comes first in `text`: the needle's first
     // occurrence, or a byte >= 0x80 (then `nonAscii` is set); npos when
     // neither is there. One look at each byte.

@@ -29,10 +29,10 @@ struct Chunk {
     bool done = false;
 };
 
-void runChunk(Chunk& chunk, const RowList& rows, const Predicate& filter, const textmatch::Searcher* held,
+void runChunk(Chunk& chunk, const RowList& rows, const Predicate& filter, const HeldTextSearch* held,
               const FullPassOptions& options, const std::atomic<bool>& cancelled) {
-    // A filter that needs a text in some field is first a scan for it: most
-    // rows lack it and are never evaluated.
+    // A filter that needs one of a few texts in some field is first a scan
+    // for them: most rows lack them and are never evaluated.
     std::optional<HeldTextScan> scan;
     if (held != nullptr) scan.emplace(*held, options.wholeText);
     for (qsizetype i = chunk.begin; i < chunk.end; ++i) {
@@ -92,9 +92,9 @@ FullPassResult runFullPass(const RowList& rows, const Predicate& filter, const s
         chunks[size_t(c)].begin = rows.size() * c / count;
         chunks[size_t(c)].end = rows.size() * (c + 1) / count;
     }
-    const std::string heldText = filter.heldText();
-    const std::optional<textmatch::Searcher> held =
-        heldText.empty() ? std::nullopt : std::make_optional<textmatch::Searcher>(heldText, true);
+    const HeldText heldText = filter.heldText();
+    const std::optional<HeldTextSearch> held =
+        heldText.empty() ? std::nullopt : std::make_optional<HeldTextSearch>(heldText);
     InOrderReport report(chunks, options.progress);
     auto pass = [&](Chunk& chunk) {
         runChunk(chunk, rows, filter, held ? &*held : nullptr, options, cancelled);
