@@ -81,7 +81,7 @@ zip_int64_t mainEntry(zip_t* archive) {
     return best;
 }
 
-BugreportRead readReportZip(const QString& path, ReportRows& rows, const TextFileReading& how) {
+BugreportRead readReportZip(const QString& path, ReportRows& rows, const TextFileReading& how, uint64_t probeBytes) {
     const QString kind = archiveKindText(ArchiveKind::Zip);
     int error = 0;
     const ZipArchive archive{zip_open(QFile::encodeName(path).constData(), ZIP_RDONLY, &error)};
@@ -102,14 +102,27 @@ BugreportRead readReportZip(const QString& path, ReportRows& rows, const TextFil
     const uint64_t total = sized ? st.size : 0;
     if ((st.valid & ZIP_STAT_NAME) != 0 && st.name != nullptr) rows.setEntry(QString::fromUtf8(st.name));
 
+    // Described without rows, the entry is looked at only so far.
+    const uint64_t limit = rows.wantsRows() ? UINT64_MAX : probeBytes;
+    uint64_t inflated = 0;
     std::optional<BugreportRead> read = readReportStream(
-        [&](char* into, size_t size) { return int64_t(zip_fread(file.get(), into, size)); }, total, rows, how);
+        [&](char* into, size_t size) {
+            const zip_int64_t n = zip_fread(file.get(), into, std::min<uint64_t>(size, limit - inflated));
+            if (n > 0) inflated += uint64_t(n);
+            return int64_t(n);
+        },
+        total, rows, how);
     if (!read) return refused(u"%1 whose bugreport cannot be read (%2)"_s.arg(kind, QString::fromUtf8(zip_file_strerror(file.get()))));
+    if (inflated == limit && sized && total > limit) {
+        read->facts.layout.lookedAt = inflated;
+        read->facts.layout.entrySize = total;
+    }
     return std::move(*read);
 }
 
 // Looks at `path` and reads it through `rows` when it is a report.
-BugreportRead readReport(const QString& path, ReportRows& rows, const TextFileReading& how) {
+BugreportRead readReport(const QString& path, ReportRows& rows, const TextFileReading& how,
+                         uint64_t probeBytes = kProbeZipBytes) {
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return {};
     struct stat st {};
@@ -123,7 +136,7 @@ BugreportRead readReport(const QString& path, ReportRows& rows, const TextFileRe
     BugreportRead read;
     const ArchiveKind kind = archiveKindOf(head);
     if (kind == ArchiveKind::Zip) {
-        read = readReportZip(path, rows, how);
+        read = readReportZip(path, rows, how, probeBytes);
     } else if (kind != ArchiveKind::None) {
         read = refused(u"%1, not a log"_s.arg(archiveKindText(kind)));
     } else if (startsBugreportText(head)) {
@@ -145,11 +158,11 @@ BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex
     return readReport(path, rows, how);
 }
 
-ReportProbe probeBugreport(const QString& path) {
+ReportProbe probeBugreport(const QString& path, uint64_t zipBytes) {
     const RowIndexSource counter = rowCounter();
     const TextFileReading how;
     ReportRows rows(counter, how, false);
-    BugreportRead read = readReport(path, rows, how);
+    BugreportRead read = readReport(path, rows, how, zipBytes);
     return {std::move(read.facts.layout), std::move(read.facts), read.refusal};
 }
 
