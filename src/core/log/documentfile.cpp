@@ -132,36 +132,55 @@ std::string* valueFor(RowValues& values, QStringView key) {
 // ---------------------------------------------------------------------------
 // XML
 
+// The text of the element the reader is at the start of, read to its end,
+// into `out` (kept by the caller, so that its room is reused: a document
+// holds millions of keys and values).
+void readText(QXmlStreamReader& xml, QString& out) {
+    out.clear();
+    for (int depth = 1; depth > 0;) {
+        switch (xml.readNext()) {
+            case QXmlStreamReader::Characters: out.append(xml.text()); break;
+            case QXmlStreamReader::StartElement: ++depth; break;
+            case QXmlStreamReader::EndElement: --depth; break;
+            case QXmlStreamReader::Invalid: return;
+            default: break;
+        }
+    }
+}
+
 // What the property list makes of a value element's text: strings as they
 // are, integers and reals in decimal (as a binary list's values read), and
 // nothing for the other kinds.
-std::string xmlValueText(QXmlStreamReader& xml) {
+std::string xmlValueText(QXmlStreamReader& xml, QString& scratch) {
     const QStringView kind = xml.name();
-    if (kind == u"string"_s) return xml.readElementText(QXmlStreamReader::IncludeChildElements).toStdString();
-    if (kind == u"integer"_s) {
-        const QString text = xml.readElementText().trimmed();
-        bool ok = false;
-        if (const qulonglong value = text.toULongLong(&ok); ok) return std::to_string(value);
-        const qlonglong negative = text.toLongLong(&ok);
-        return std::to_string(ok ? uint64_t(negative) : 0);
+    const bool string = kind == u"string"_s, integer = kind == u"integer"_s, real = kind == u"real"_s;
+    if (!string && !integer && !real) {
+        xml.skipCurrentElement();
+        return {};
     }
-    if (kind == u"real"_s) return std::to_string(xml.readElementText().trimmed().toDouble());
-    xml.skipCurrentElement();
-    return {};
+    readText(xml, scratch);
+    if (string) return scratch.toStdString();
+    const QStringView text = QStringView(scratch).trimmed();
+    if (real) return std::to_string(text.toDouble());
+    bool ok = false;
+    if (const qulonglong value = text.toULongLong(&ok); ok) return std::to_string(value);
+    const qlonglong negative = text.toLongLong(&ok);
+    return std::to_string(ok ? uint64_t(negative) : 0);
 }
 
 // One entry (at its <dict>): the row keys' values and the number.
-void readXmlEntry(QXmlStreamReader& xml, RowValues& values, std::optional<uint64_t>& number) {
-    QString key;
+void readXmlEntry(QXmlStreamReader& xml, RowValues& values, std::optional<uint64_t>& number, QString& key,
+                  QString& scratch) {
+    key.clear();
     while (xml.readNextStartElement()) {
         if (xml.name() == u"key"_s) {
-            key = xml.readElementText();
+            readText(xml, key);
             continue;
         }
         if (key == u"idx"_s) {
-            number = numberOf(xmlValueText(xml));
+            number = numberOf(xmlValueText(xml, scratch));
         } else if (std::string* value = valueFor(values, key)) {
-            *value = xmlValueText(xml);
+            *value = xmlValueText(xml, scratch);
         } else {
             xml.skipCurrentElement();
         }
@@ -174,6 +193,7 @@ enum class Found { Nothing, Rows, Stopped };
 // The root dictionary (at its <dict>) up to and through its "logdata" array.
 Found readXmlRoot(QXmlStreamReader& xml, QFile& file, uint64_t total, DocumentRows& rows) {
     bool afterLogdataKey = false;
+    QString key, scratch;
     while (xml.readNextStartElement()) {
         if (xml.name() == u"key"_s) {
             afterLogdataKey = xml.readElementText() == u"logdata"_s;
@@ -191,7 +211,7 @@ Found readXmlRoot(QXmlStreamReader& xml, QFile& file, uint64_t total, DocumentRo
             }
             RowValues values;
             std::optional<uint64_t> number;
-            readXmlEntry(xml, values, number);
+            readXmlEntry(xml, values, number, key, scratch);
             if (xml.hasError()) break;
             if (!rows.take(std::move(values), number, uint64_t(file.pos()), total)) return Found::Stopped;
         }
