@@ -80,6 +80,7 @@ int runDetect(const CliOptions& options, std::ostream& out, std::ostream& err) {
         out << '\n';
         for (const ReportLayout::Section& section : report.sections)
             out << "  " << utf8(ReportLayout::sectionText(section)) << '\n';
+        if (const QString part = report.partText(); !part.isEmpty()) out << "  (" << utf8(part) << ")\n";
         return kExitOk;
     }
     if (detection.propertyList) {

@@ -87,6 +87,13 @@ TEST_F(BugreportFile, ZipAndTextReadAsOneLogWithBuffersAndFacts) {
         ASSERT_EQ(report.rows.size(), test::kSampleReportRows);
         EXPECT_EQ(report.facts.title(), u"Pixel 6 \u00b7 "_s + QString::fromLatin1(test::kSampleFingerprint));
         EXPECT_EQ(report.mapping != nullptr, path == text) << "the text is read where it lies";
+        // Described without rows: the same layout; a zip looked at only so far says so.
+        EXPECT_EQ(probeBugreport(path).layout, report.facts.layout);
+        const ReportLayout head = probeBugreport(path, 200).layout;
+        EXPECT_EQ(head.lookedAt, path == zip ? 200u : 0u);
+        EXPECT_EQ(head.entrySize, path == zip ? uint64_t(test::sampleReportText().size()) : 0u);
+        EXPECT_EQ(head.text().contains(u"only the first 200 bytes of "_s), path == zip);
+        EXPECT_LT(head.sections.size(), path == zip ? report.facts.layout.sections.size() : SIZE_MAX);
 
         std::map<std::string, int> buffers;
         for (const RowPtr& row : report.rows) ++buffers[std::string(row->view(RowKey::Buffer))];

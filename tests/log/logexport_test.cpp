@@ -107,6 +107,28 @@ TEST_F(LogExport, VellumfoxFilesInBothForms) {
     EXPECT_EQ((*renumbered)[1]->idx().value(), 601u);
 }
 
+// An XML document's values as a row takes them: entities and CDATA decoded,
+// numbers in decimal, other kinds and nested containers empty.
+TEST_F(LogExport, XmlDocumentValuesReadAsTheirKindSays) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"<key>pid</key><integer> 0042 </integer>", "||42|||||100"},
+        {"<key>text</key><string>a &amp; b &lt;c&gt; &#233;</string>", "||||||a & b <c> \u00e9|100"},
+        {"<key>text</key><string><![CDATA[x<y]]></string>", "||||||x<y|100"},
+        {"<key>name</key><real>1.5</real><key>app</key><true/>", "|||||1.500000||100"},
+        {"<key>app</key><dict><key>idx</key><integer>7</integer></dict><key>idx</key><string>9</string>", "|||||||9"},
+        {"<key>uid</key><string>10123</string><key>tid</key><data>AA==</data>", "|||||||10123|100"},
+    };
+    for (const auto& [entry, expected] : cases) {
+        const QByteArray xml = "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>logdata</key><array>"
+                               "<dict><key>idx</key><integer>1</integer></dict><dict>" +
+                               QByteArray(entry) + "</dict></array></dict></plist>";
+        next = 100;  // an entry without a number takes the next one
+        const auto rows = readVellumfoxFile(writeFile(u"v.vellumfox"_s, xml), index);
+        ASSERT_TRUE(rows && rows->size() == 2) << entry;
+        EXPECT_EQ(test::fields(*(*rows)[1]) + '|' + std::to_string((*rows)[1]->idx().value()), expected) << entry;
+    }
+}
+
 TEST_F(LogExport, OtherFilesFallBackToText) {
     const QByteArray threadTime = "01-15 12:34:56.789  1234  5678 I Tag: text\n";
     // Right suffix, but text; a property list that is not a dictionary; a dictionary without rows.

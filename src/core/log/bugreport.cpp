@@ -2,6 +2,7 @@
 // tells a report's log lines and facts from the rest of it.
 #include "core/log/bugreport.h"
 
+#include <QLocale>
 #include <array>
 #include <optional>
 
@@ -144,7 +145,17 @@ QString ReportLayout::text() const {
     QString text = kindText();
     if (text.isEmpty()) return text;
     for (const Section& section : sections) text += u"\n"_s + sectionText(section);
+    if (const QString part = partText(); !part.isEmpty()) text += u"\n"_s + part;
     return text;
+}
+
+QString ReportLayout::partText() const {
+    if (entrySize == 0 || lookedAt >= entrySize) return {};
+    const auto size = [](uint64_t bytes) {
+        return QLocale::c().formattedDataSize(qint64(bytes), 0, QLocale::DataSizeTraditionalFormat);
+    };
+    return u"only the first %1 of %2 were looked at: later sections are not listed, and line counts "
+           u"stop there"_s.arg(size(lookedAt), size(entrySize));
 }
 
 BugreportScanner::Line BugreportScanner::take(std::string_view line) {

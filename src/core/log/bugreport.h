@@ -50,11 +50,18 @@ struct ReportLayout {
     Kind kind = Kind::None;
     QString entry;  // the zip's entry that holds the report's text
     std::vector<Section> sections;
+    // A zip described without reading its entry through (probeBugreport):
+    // how many of the entry's bytes were looked at, of how many; both 0
+    // when it was read whole.
+    uint64_t lookedAt = 0, entrySize = 0;
     // "bugreport (zip)", "bugreport (text)"; empty for None.
     QString kindText() const;
     // "SYSTEM LOG: threadtime with uid, 7 lines".
     static QString sectionText(const Section& section);
-    // The kind, then one line per section.
+    // "only the first 64 MB of 278 MB were looked at: ..."; empty when it
+    // was read whole.
+    QString partText() const;
+    // The kind, then one line per section, then the part looked at.
     QString text() const;
     friend bool operator==(const ReportLayout&, const ReportLayout&) = default;
 };
@@ -139,12 +146,16 @@ BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex
 
 // What the file is, without making rows: a report's layout (kind None for
 // any other file) and, for an archive or compressed file that holds no
-// report, why it is refused. Blocks while it reads the report through.
+// report, why it is refused. Blocks while it reads the report's text
+// through, but of a zip's entry only the first `zipBytes` (inflating is
+// the slow part): sections further on are not listed, and the layout
+// says how much it looked at.
+inline constexpr uint64_t kProbeZipBytes = uint64_t(64) << 20;
 struct ReportProbe {
     ReportLayout layout;
     ReportFacts facts;
     QString refusal;
 };
-ReportProbe probeBugreport(const QString& path);
+ReportProbe probeBugreport(const QString& path, uint64_t zipBytes = kProbeZipBytes);
 
 }  // namespace vf

@@ -1,6 +1,6 @@
 // Reading a report from disk: the text mapped where it lies, or a zip's
-// main text inflated as a stream through the scanner, so that only its log
-// sections are ever held.
+// main text inflated a block at a time while the blocks before are parsed,
+// so that only its log sections are held for long.
 #include <QFile>
 #include <algorithm>
 #include <array>
@@ -31,8 +31,6 @@ namespace {
 
 // Enough for the banner and for tar's magic.
 constexpr size_t kHeadBytes = 4096;
-// How much of a zip entry is inflated at a time.
-constexpr size_t kInflateBytes = 1 << 20;
 
 BugreportRead refused(const QString& why) {
     BugreportRead read;
@@ -83,7 +81,7 @@ zip_int64_t mainEntry(zip_t* archive) {
     return best;
 }
 
-BugreportRead readReportZip(const QString& path, ReportRows& rows) {
+BugreportRead readReportZip(const QString& path, ReportRows& rows, const TextFileReading& how, uint64_t probeBytes) {
     const QString kind = archiveKindText(ArchiveKind::Zip);
     int error = 0;
     const ZipArchive archive{zip_open(QFile::encodeName(path).constData(), ZIP_RDONLY, &error)};
@@ -104,37 +102,27 @@ BugreportRead readReportZip(const QString& path, ReportRows& rows) {
     const uint64_t total = sized ? st.size : 0;
     if ((st.valid & ZIP_STAT_NAME) != 0 && st.name != nullptr) rows.setEntry(QString::fromUtf8(st.name));
 
-    // Lines are cut from each inflated piece; the unfinished last one is
-    // carried into the next.
-    std::string piece;
-    std::string carried;
-    std::vector<char> inflated(kInflateBytes);
-    zip_int64_t n = 0;
-    uint64_t done = 0;
-    bool stopped = false;
-    while (!stopped && (n = zip_fread(file.get(), inflated.data(), inflated.size())) > 0) {
-        std::string_view bytes(inflated.data(), size_t(n));
-        size_t start = 0;
-        for (size_t end; (end = bytes.find_first_of("\r\n", start)) != std::string_view::npos; start = end + 1) {
-            std::string_view line = bytes.substr(start, end - start);
-            if (!carried.empty()) {
-                carried.append(line);
-                line = piece.assign(std::move(carried));
-                carried.clear();
-            }
-            rows.take(line, false);
-        }
-        carried.append(bytes.substr(start));
-        done += uint64_t(n);
-        stopped = !rows.reached(done, std::max(total, done));
+    // Described without rows, the entry is looked at only so far.
+    const uint64_t limit = rows.wantsRows() ? UINT64_MAX : probeBytes;
+    uint64_t inflated = 0;
+    std::optional<BugreportRead> read = readReportStream(
+        [&](char* into, size_t size) {
+            const zip_int64_t n = zip_fread(file.get(), into, std::min<uint64_t>(size, limit - inflated));
+            if (n > 0) inflated += uint64_t(n);
+            return int64_t(n);
+        },
+        total, rows, how);
+    if (!read) return refused(u"%1 whose bugreport cannot be read (%2)"_s.arg(kind, QString::fromUtf8(zip_file_strerror(file.get()))));
+    if (inflated == limit && sized && total > limit) {
+        read->facts.layout.lookedAt = inflated;
+        read->facts.layout.entrySize = total;
     }
-    if (n < 0) return refused(u"%1 whose bugreport cannot be read (%2)"_s.arg(kind, QString::fromUtf8(zip_file_strerror(file.get()))));
-    if (!carried.empty() && !stopped) rows.take(carried, false);
-    return rows.finish(ReportLayout::Kind::Zip, stopped);
+    return std::move(*read);
 }
 
 // Looks at `path` and reads it through `rows` when it is a report.
-BugreportRead readReport(const QString& path, ReportRows& rows, const TextFileReading& how) {
+BugreportRead readReport(const QString& path, ReportRows& rows, const TextFileReading& how,
+                         uint64_t probeBytes = kProbeZipBytes) {
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return {};
     struct stat st {};
@@ -148,7 +136,7 @@ BugreportRead readReport(const QString& path, ReportRows& rows, const TextFileRe
     BugreportRead read;
     const ArchiveKind kind = archiveKindOf(head);
     if (kind == ArchiveKind::Zip) {
-        read = readReportZip(path, rows);
+        read = readReportZip(path, rows, how, probeBytes);
     } else if (kind != ArchiveKind::None) {
         read = refused(u"%1, not a log"_s.arg(archiveKindText(kind)));
     } else if (startsBugreportText(head)) {
@@ -170,11 +158,11 @@ BugreportRead readBugreport(const QString& path, const RowIndexSource& nextIndex
     return readReport(path, rows, how);
 }
 
-ReportProbe probeBugreport(const QString& path) {
+ReportProbe probeBugreport(const QString& path, uint64_t zipBytes) {
     const RowIndexSource counter = rowCounter();
     const TextFileReading how;
     ReportRows rows(counter, how, false);
-    BugreportRead read = readReport(path, rows, how);
+    BugreportRead read = readReport(path, rows, how, zipBytes);
     return {std::move(read.facts.layout), std::move(read.facts), read.refusal};
 }
 

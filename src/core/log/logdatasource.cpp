@@ -196,10 +196,15 @@ void LogDatasource::beginFile() {
     notifyLogUpdatedFromAnyThread();
 }
 
-void LogDatasource::feedFile(TextFileReading& how, const std::function<FileFeedEnd(const TextFileReading&)>& read) {
+void LogDatasource::feedFile(TextFileReading& how, const FileFeed& read) {
     bool begun = false;
     RowList pending;
     std::optional<std::chrono::steady_clock::time_point> handed;
+    const auto startOver = [&] {
+        pending.clear();
+        handed.reset();
+        begun = false;
+    };
     const auto handOver = [&] {
         if (d->rows.addFileRows(pending)) notifyDataChanged();
         pending.clear();
@@ -210,7 +215,7 @@ void LogDatasource::feedFile(TextFileReading& how, const std::function<FileFeedE
         pending.append(std::move(rows));
         if (!handed || std::chrono::steady_clock::now() - *handed >= kFileNoticeInterval) handOver();
     };
-    const FileFeedEnd end = read(how);
+    const FileFeedEnd end = read(how, startOver);
     if (!end.isFile) return;
     if (!begun) beginFile();
     handOver();
@@ -225,7 +230,7 @@ void LogDatasource::feedFile(TextFileReading& how, const std::function<FileFeedE
 
 TextFileRead LogDatasource::openTextFile(const QString& path, TextFileReading how) {
     TextFileRead read;  // the store is cleared even when the file cannot be read
-    feedFile(how, [&](const TextFileReading& reading) {
+    feedFile(how, [&](const TextFileReading& reading, const std::function<void()>&) {
         read = vf::readTextFile(path, d->nextIndex, reading);
         return FileFeedEnd{true, read.namedLate};
     });
@@ -234,7 +239,7 @@ TextFileRead LogDatasource::openTextFile(const QString& path, TextFileReading ho
 
 BugreportRead LogDatasource::openReport(const QString& path, TextFileReading how) {
     BugreportRead read;
-    feedFile(how, [&](const TextFileReading& reading) {
+    feedFile(how, [&](const TextFileReading& reading, const std::function<void()>&) {
         read = readBugreport(path, d->nextIndex, reading);
         return FileFeedEnd{read.outcome == BugreportRead::Outcome::Read, read.namedLate};
     });
@@ -244,8 +249,14 @@ BugreportRead LogDatasource::openReport(const QString& path, TextFileReading how
 
 DocumentRead LogDatasource::openDocument(const QString& path, TextFileReading how) {
     DocumentRead read;
-    feedFile(how, [&](const TextFileReading& reading) {
+    feedFile(how, [&](const TextFileReading& reading, const std::function<void()>& startOver) {
         read = readVellumfoxFile(path, d->nextIndex, reading);
+        if (read.renumber) {
+            // Its numbers stopped ascending after rows went to the table:
+            // it is read again, every row numbered afresh.
+            startOver();
+            read = readVellumfoxFile(path, d->nextIndex, reading, DocumentNumbers::Fresh);
+        }
         return FileFeedEnd{read.read, false};
     });
     return read;

@@ -183,12 +183,14 @@ private:
     // Reads a file's rows into the store through `read`, which gets `how`
     // with its rows taken a stretch at a time; the store is cleared before
     // the first stretch, or at the end when `read` says the file was its
-    // kind (`isFile`) but gave no rows.
+    // kind (`isFile`) but gave no rows. `read` may call its second argument
+    // to drop the rows taken so far and begin again.
     struct FileFeedEnd {
         bool isFile = false;
         bool namedLate = false;
     };
-    void feedFile(TextFileReading& how, const std::function<FileFeedEnd(const TextFileReading&)>& read);
+    using FileFeed = std::function<FileFeedEnd(const TextFileReading&, const std::function<void()>&)>;
+    void feedFile(TextFileReading& how, const FileFeed& read);
     void beginFile();
 };
 

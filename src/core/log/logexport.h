@@ -43,15 +43,23 @@ QString copyText(const RowList& rows, std::optional<RowKey> column = std::nullop
 std::optional<RowList> readVellumfoxFile(const QString& path, const RowIndexSource& nextIndex);
 
 // The same, reporting as readTextFile() does: the rows a stretch at a time
-// to `how.rows`, progress (the bytes read, then the rows made: half the bar
-// each; the parse between tells nothing), and a stop that keeps the rows made
-// so far. `read` false: the file is no such dictionary, nothing was handed on.
+// to `how.rows` as they are read, progress (bytes of the file; a binary
+// list: the bytes read, then the rows made, half the bar each), and a stop
+// that keeps the rows made so far, also while a binary list is parsed.
+// `read` false: the file is no such dictionary, nothing was handed on
+// (a list damaged after rows went on keeps them, and says so in the log).
+// `numbers` Fresh: every row takes its number from `nextIndex`.
 struct DocumentRead {
     bool read = false;
     bool cancelled = false;
+    // The numbers stopped ascending after rows were handed on: nothing more
+    // was read; read the file again with `numbers` Fresh.
+    bool renumber = false;
     RowList rows;  // every row, unless they went to TextFileReading::rows
 };
-DocumentRead readVellumfoxFile(const QString& path, const RowIndexSource& nextIndex, const TextFileReading& how);
+enum class DocumentNumbers { AsSaved, Fresh };
+DocumentRead readVellumfoxFile(const QString& path, const RowIndexSource& nextIndex, const TextFileReading& how,
+                               DocumentNumbers numbers = DocumentNumbers::AsSaved);
 
 // Opens a saved log: a path ending in "vellumfox" (any case) that holds a
 // property-list dictionary gives its rows, anything else is read as text.

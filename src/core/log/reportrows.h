@@ -7,6 +7,8 @@
 // Threads: a ReportRows is used by the reading thread alone; reportLogRow()
 // and ReportStretch are used by any thread on rows of its own arena.
 
+#include <functional>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -91,5 +93,13 @@ private:
 // thread, which parses too. Blocks; not on a thread of that pool. Line
 // breaks are LF or CR LF: a section's marker after a lone CR is not seen.
 BugreportRead readReportText(int fd, size_t size, ReportRows& rows, const TextFileReading& how);
+
+// The same for a report's text that `read` gives a piece at a time (a zip's
+// entry inflated: it fills the buffer it is given and returns how much it
+// filled, 0 at the end, negative on an error), of `total` bytes (0: not
+// known): a block is cut and its pieces parsed on the pool while the next
+// one is read. Line breaks are LF or CR LF. Nullopt when `read` failed.
+std::optional<BugreportRead> readReportStream(const std::function<int64_t(char*, size_t)>& read, uint64_t total,
+                                             ReportRows& rows, const TextFileReading& how);
 
 }  // namespace vf
