@@ -41,5 +41,25 @@ TEST(Timeline, MergesSourcesOnTheHostsClock) {
     for (const auto& c : cases) EXPECT_EQ(order(mergeByTime(c.sources)), c.order);
 }
 
+// Rows shown (by source) and rows owed per source: how many leave the
+// front, and what stays owed.
+TEST(Timeline, LetsGoOnlyTheLeadingRowsTheirSourcesLetGo) {
+    const struct {
+        std::deque<int> shown;
+        std::vector<size_t> owed;
+        size_t gone;
+        std::vector<size_t> left;
+    } cases[] = {
+        {{0, 1, 0, 1}, {1, 1}, 2, {0, 0}},
+        {{0, 0, 1, 0}, {3, 0}, 2, {1, 0}},  // one held row keeps the rest behind it
+        {{1, 0, 0}, {2, 0}, 0, {2, 0}},
+        {{}, {1}, 0, {1}},
+    };
+    for (auto c : cases) {
+        EXPECT_EQ(leadingLetGo(c.shown, c.owed), c.gone);
+        EXPECT_EQ(c.owed, c.left);
+    }
+}
+
 }  // namespace
 }  // namespace vf::test

@@ -261,9 +261,11 @@ void LogDatasource::setLogDataFromFile(RowList rows, ReportFacts facts) {
     postToMain([this] { notifyLogUpdated(); });
 }
 
-void LogDatasource::appendRows(const RowList& rows) {
+void LogDatasource::appendRows(const RowList& rows, qsizetype dropped) {
     VF_ASSERT_THREAD(this);
-    if (d->rows.addFileRows(rows)) notifyDataChanged();
+    // Dropped first: the table removes old rows before it inserts new ones.
+    const bool shrank = d->rows.dropFileRows(dropped);
+    if (d->rows.addFileRows(rows) || shrank) notifyDataChanged();
 }
 
 const ReportFacts& LogDatasource::reportFacts() const {

@@ -69,6 +69,10 @@ public:
     // passes (tested outside the lock: a filter that lands meanwhile tests
     // them again). Returns whether the rows shown changed.
     bool addFileRows(const RowList& rows);
+    // Lets the `n` oldest rows of that file go, and the rows of the view
+    // that lead it among them (rows it matched later stay until the next
+    // filter). Returns whether the rows shown changed.
+    bool dropFileRows(qsizetype n);
     // Names the source of every row, now and to come (RowKey::Source).
     void setSourceLabel(const std::string& label);
     // Sets `name` as the app of every row of `pid`; returns how many.
