@@ -293,8 +293,9 @@ void LogDatasource::setLogDataFilter(PredicatePtr filter) {
 void LogDatasource::cancelFilter() {
     d->stoppedPass = d->passes.load();
     d->filters.cancel();
+    const std::optional<qsizetype> shown = d->rows.stopPartial();
     if (!d->progressShown.exchange(false)) return;
-    FilterProgress stopped{FilterProgress::State::Stopped, 0, 0, d->rows.partialCount()};
+    FilterProgress stopped{FilterProgress::State::Stopped, 0, 0, shown};
     if (d->delegate != nullptr) d->delegate->onFilterProgress(stopped);
 }
 

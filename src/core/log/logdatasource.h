@@ -142,7 +142,8 @@ public:
     void setLogDataFilter(PredicatePtr filter);
     // Main thread: stops the pass going on. The view keeps what it shows
     // (the rows matched so far, or the result before), and the delegate
-    // hears which when the pass had been reporting.
+    // hears which when the pass had been reporting. Rows that arrive later
+    // join the view as usual when the filter in force passes them.
     void cancelFilter();
     // How long a pass runs before it shows rows and progress (0.3 s; tests
     // set 0). Main thread, before passes run.

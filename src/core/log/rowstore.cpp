@@ -242,9 +242,10 @@ bool RowStore::showPartial(uint64_t pass, const PredicatePtr& filter, const RowL
     return !matched.isEmpty();
 }
 
-std::optional<qsizetype> RowStore::partialCount() const {
+std::optional<qsizetype> RowStore::stopPartial() {
     std::lock_guard lock(mutex_);
     if (partialPass_ == 0) return std::nullopt;
+    partialPass_ = 0;
     return viewData_.count();
 }
 

@@ -103,9 +103,11 @@ public:
     // Returns whether the view changed.
     bool showPartial(uint64_t pass, const PredicatePtr& filter, const RowList& matched, const ListMark& snapshot,
                      const std::atomic<bool>& cancelled);
-    // Whether the view holds only the first rows of a pass (one going on,
-    // or one that was stopped), and how many.
-    std::optional<qsizetype> partialCount() const;
+    // The pass going on was stopped: a view holding its first rows keeps
+    // them, and the rows that arrive from now on join it when its filter
+    // passes them (those that came during the pass stay out). Returns how
+    // many rows that view holds; nullopt when it held none of the pass's.
+    std::optional<qsizetype> stopPartial();
 
 private:
     void resetView();
