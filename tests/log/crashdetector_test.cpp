@@ -198,13 +198,11 @@ TEST(CrashRowsPredicate, PassesExactlyItsRowsAndPrintsAnEquivalentFilter) {
         EXPECT_EQ(reparsed->evaluate(IdxRow(idx), nullptr), wanted) << idx;
     }
     // In a merged timeline the crash's source counts too.
-    const PredicatePtr ofA = rowsPredicate({RowIdx(3), RowIdx(5)}, "dev \"a\"");
-    const PredicatePtr reparsedA = Predicate::parse(ofA->format()).predicate;
-    ASSERT_TRUE(reparsedA) << ofA->format().toStdString();
-    using Case = std::tuple<uint64_t, std::string, bool>;
-    for (const auto& [idx, source, wanted] : {Case{3, "dev \"a\"", true}, Case{3, "b", false}, Case{4, "dev \"a\"", false}}) {
-        EXPECT_EQ(ofA->evaluate(IdxRow(idx, source), nullptr), wanted) << idx << source;
-        EXPECT_EQ(reparsedA->evaluate(IdxRow(idx, source), nullptr), wanted) << idx << source;
+    const PredicatePtr ofA = rowsPredicate({RowIdx(3)}, "dev \"a\"");
+    for (const PredicatePtr& each : {ofA, Predicate::parse(ofA->format()).predicate}) {
+        ASSERT_TRUE(each) << ofA->format().toStdString();
+        EXPECT_TRUE(each->evaluate(IdxRow(3, "dev \"a\""), nullptr));
+        EXPECT_FALSE(each->evaluate(IdxRow(3, "b"), nullptr));
     }
 }
 

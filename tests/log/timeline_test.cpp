@@ -44,20 +44,12 @@ TEST(Timeline, MergesSourcesOnTheHostsClock) {
 // Rows shown (by source) and rows owed per source: how many leave the
 // front, and what stays owed.
 TEST(Timeline, LetsGoOnlyTheLeadingRowsTheirSourcesLetGo) {
-    const struct {
-        std::deque<int> shown;
-        std::vector<size_t> owed;
-        size_t gone;
-        std::vector<size_t> left;
-    } cases[] = {
-        {{0, 1, 0, 1}, {1, 1}, 2, {0, 0}},
-        {{0, 0, 1, 0}, {3, 0}, 2, {1, 0}},  // one held row keeps the rest behind it
-        {{1, 0, 0}, {2, 0}, 0, {2, 0}},
-        {{}, {1}, 0, {1}},
-    };
-    for (auto c : cases) {
-        EXPECT_EQ(leadingLetGo(c.shown, c.owed), c.gone);
-        EXPECT_EQ(c.owed, c.left);
+    using Case = std::tuple<std::deque<int>, std::vector<size_t>, size_t, std::vector<size_t>>;
+    for (auto [shown, owed, gone, left] : {Case{{0, 1, 0, 1}, {1, 1}, 2, {0, 0}},
+                                           Case{{0, 0, 1, 0}, {3, 0}, 2, {1, 0}},  // held behind a row still held
+                                           Case{{1, 0, 0}, {2, 0}, 0, {2, 0}}, Case{{}, {1}, 0, {1}}}) {
+        EXPECT_EQ(leadingLetGo(shown, owed), gone);
+        EXPECT_EQ(owed, left);
     }
 }
 
