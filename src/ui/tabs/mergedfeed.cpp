@@ -1,5 +1,7 @@
 #include "ui/tabs/mergedfeed.h"
 
+#include <algorithm>
+
 #include "core/log/logdatasource.h"
 #include "core/log/timeline.h"
 #include "ui/tabs/sourcetab.h"
@@ -43,11 +45,13 @@ void MergedFeed::refresh() {
     RowList merged;
     const std::vector<TimelineRow> timeline = mergeByTime(sources);
     shown_.clear();
+    owed_.assign(sources.size(), 0);
+    shownOf_.assign(sources.size(), 0);
     for (const TimelineRow& each : timeline) {
         merged << each.row;
         shown_.push_back(each.source);
+        ++shownOf_[size_t(each.source)];
     }
-    owed_.assign(sources.size(), 0);
     last_ = timeline.empty() ? TimelineRow{RowPtr(), 0, INT64_MIN} : lastOf(timeline);
     merged_.parts().store->setLogDataFromFile(std::move(merged));
     written_ = merged_.parts().store->allRows().mark;
@@ -57,7 +61,15 @@ void MergedFeed::refresh() {
 // its oldest go, and the merged rows as the feed left them.
 bool MergedFeed::appendNewRows(const Seen& seen, const std::vector<MarkedRows>& rows) {
     LogDatasource& store = *merged_.parts().store;
-    if (seen.size() != seen_.size() || store.allRows().mark != written_) return false;
+    if (seen.size() != seen_.size()) return false;
+    const MarkedRows now = store.allRows();
+    if (now.mark != written_) {
+        // Cleared by the user: only rows to come are shown.
+        if (!now.rows.isEmpty()) return false;
+        shown_.clear();
+        std::fill(owed_.begin(), owed_.end(), 0);
+        std::fill(shownOf_.begin(), shownOf_.end(), 0);
+    }
     std::vector<TimelineSource> tails;
     std::vector<size_t> owed = owed_;
     for (size_t i = 0; i < seen.size(); ++i) {
@@ -67,7 +79,8 @@ bool MergedFeed::appendNewRows(const Seen& seen, const std::vector<MarkedRows>& 
         const RowList& all = rows[i].rows;
         // (Rows that came and went between two looks were never shown.)
         if (tab != shownTab || offset != shownOffset || change.reset || change.appended > all.size()) return false;
-        owed[i] += size_t(change.dropped);
+        // A source owes no more rows than it has shown (none after a clear).
+        owed[i] = qMin(owed[i] + size_t(change.dropped), shownOf_[i]);
         tails.push_back({all.mid(all.size() - change.appended), offset});
     }
     const std::vector<TimelineRow> next = mergeByTime(tails);
@@ -77,13 +90,16 @@ bool MergedFeed::appendNewRows(const Seen& seen, const std::vector<MarkedRows>& 
     for (const size_t each : owed) held += each;
     if (held > kMaxHeld) return false;
     owed_ = std::move(owed);
+    for (size_t i = 0; i < gone; ++i) --shownOf_[size_t(shown_[i])];
     shown_.erase(shown_.begin(), shown_.begin() + qsizetype(gone));
+    written_ = now.mark;
     if (next.empty() && gone == 0) return true;
     RowList appended;
     appended.reserve(qsizetype(next.size()));
     for (const TimelineRow& each : next) {
         appended << each.row;
         shown_.push_back(each.source);
+        ++shownOf_[size_t(each.source)];
     }
     if (!next.empty()) last_ = lastOf(next);
     store.appendRows(appended, qsizetype(gone));

@@ -6,10 +6,10 @@
 // appended are merged among themselves and appended when they go after the
 // last row shown; rows a capped source let go leave the front once every
 // row before them left too (a source's rows behind another's still held
-// stay shown, up to kMaxHeld). Anything else (rows replaced, a clock or the
-// tabs changed, a new row earlier than the last shown, the merged rows
-// cleared) merges everything again, and the merged list replaces the
-// store's rows as a whole.
+// stay shown, up to kMaxHeld). After the user cleared the merged rows only
+// rows to come are shown. Anything else (rows replaced, a clock or the tabs
+// changed, a new row earlier than the last shown) merges everything again,
+// and the merged list replaces the store's rows as a whole.
 //
 // Main thread only. The merged tab outlives the feed (it is the tab's
 // child); the sources are asked for anew at each merge (tabs come and go).
@@ -53,6 +53,7 @@ private:
     TimelineRow last_;  // the last row shown (its row not kept)
     std::deque<int> shown_;     // the source of each row shown, oldest first
     std::vector<size_t> owed_;  // per source: its rows shown that it let go
+    std::vector<size_t> shownOf_;  // per source: its rows shown
     ListMark written_;          // the merged rows' mark after the feed's last change
 };
 
