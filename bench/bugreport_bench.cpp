@@ -41,8 +41,8 @@ const ReportFiles& reportFiles() {
         ReportFiles f;
         f.log = vf::bench::benchLogFile(Layout::ThreadTime);
         f.logBytes = vf::bench::fileSize(f.log);
-        f.text = vf::bench::kCacheDir + "/bugreport-1000000.txt";
-        f.zip = vf::bench::kCacheDir + "/bugreport-1000000.zip";
+        f.text = vf::bench::kCacheDir + "/bugreport-threadtime-1000000.txt";
+        f.zip = vf::bench::kCacheDir + "/bugreport-threadtime-1000000.zip";
         if (vf::bench::fileSize(f.zip) > 0) return f;
         {
             std::ofstream out(f.text, std::ios::binary | std::ios::trunc);
@@ -51,7 +51,7 @@ const ReportFiles& reportFiles() {
             const std::string filler = "  mState=a line of service state that is not a log line, 0x7f3a12c0 ...\n";
             for (size_t done = 0; done < f.logBytes; done += filler.size()) out << filler;
             out << "------ 9.1s was the duration of 'DUMPSYS' ------\n"
-                << "------ SYSTEM LOG (logcat -v threadtime -v printable -v uid -d *:v) ------\n"
+                << "------ SYSTEM LOG (logcat -v threadtime -v printable -d *:v) ------\n"
                 << std::ifstream(f.log, std::ios::binary).rdbuf()
                 << "------ 0.9s was the duration of 'SYSTEM LOG' ------\n";
         }

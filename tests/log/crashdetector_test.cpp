@@ -87,10 +87,16 @@ protected:
         detector.feed(*arena_.make(RowValues{next_++, "03-17 10:00:00.000", std::move(app), std::move(pid),
                                              std::move(tid), std::string(1, level), std::move(tag), std::move(text)}));
     }
+    // A row of another source (a second device in a merged timeline) with its own idx.
+    void feedOther(uint64_t idx, std::string pid, char level, std::string tag, std::string text) {
+        other_.setSourceLabel("other");
+        detector.feed(*other_.make(RowValues{idx, "03-17 10:00:00.000", "", pid, std::move(pid), std::string(1, level),
+                                             std::move(tag), std::move(text)}));
+    }
     CrashDetector detector;
 
 private:
-    RowArena arena_;
+    RowArena arena_, other_;
     uint64_t next_ = 0;
 };
 
@@ -158,10 +164,24 @@ TEST_F(DetectorFeed, ADeathCompletesItsCrashWhichShowsItsUser) {
     EXPECT_FALSE(detector.isOpen(detector.crashes().back().id));
 }
 
+// Sources of a merged timeline share pids: a row joins only its own source's
+// block, and only its own source's death ends one.
+TEST_F(DetectorFeed, KeepsTheBlocksOfSourcesSharingAPidApart) {
+    feed("50", "50", 'E', "AndroidRuntime", "FATAL EXCEPTION: main");
+    feedOther(1, "50", 'E', "AndroidRuntime", "\tat other.Device.run(D.java:1)");
+    feedOther(2, "1102", 'I', "ActivityManager", "Process com.other (pid 50) has died");
+    feed("50", "50", 'E', "AndroidRuntime", "\tat a.B.c(B.java:1)");
+    ASSERT_EQ(detector.crashes().size(), 1u);
+    EXPECT_EQ(detector.crashes()[0].rows, (std::vector{RowIdx(0), RowIdx(1)}));
+    EXPECT_TRUE(detector.isOpen(detector.crashes()[0].id));
+}
+
 struct IdxRow final : FieldSource {
     uint64_t idx;
-    explicit IdxRow(uint64_t i) : idx(i) {}
+    std::string source;
+    explicit IdxRow(uint64_t i, std::string from = {}) : idx(i), source(std::move(from)) {}
     std::string_view field(RowKey key, FieldScratch& scratch) const override {
+        if (key == RowKey::Source) return source;
         if (key != RowKey::Idx) return {};
         const int n = std::snprintf(scratch.data(), scratch.size(), "%llu", static_cast<unsigned long long>(idx));
         return {scratch.data(), size_t(n)};
@@ -176,6 +196,13 @@ TEST(CrashRowsPredicate, PassesExactlyItsRowsAndPrintsAnEquivalentFilter) {
         const bool wanted = idx == 3 || idx == 12 || idx == 120;
         EXPECT_EQ(rows->evaluate(IdxRow(idx), nullptr), wanted) << idx;
         EXPECT_EQ(reparsed->evaluate(IdxRow(idx), nullptr), wanted) << idx;
+    }
+    // In a merged timeline the crash's source counts too.
+    const PredicatePtr ofA = rowsPredicate({RowIdx(3)}, "dev \"a\"");
+    for (const PredicatePtr& each : {ofA, Predicate::parse(ofA->format()).predicate}) {
+        ASSERT_TRUE(each) << ofA->format().toStdString();
+        EXPECT_TRUE(each->evaluate(IdxRow(3, "dev \"a\""), nullptr));
+        EXPECT_FALSE(each->evaluate(IdxRow(3, "b"), nullptr));
     }
 }
 

@@ -54,6 +54,24 @@ TEST(RowStore, RowsArrivingDuringOverlappingPassesLandOnceUnderTheLastFilter) {
     }
 }
 
+// A merged timeline lets its oldest rows go: the view loses those it shows.
+TEST(RowStore, FileRowsLetGoLeaveTheViewToo) {
+    RowStore store;
+    RowArena arena;
+    RowList rows;
+    for (uint64_t i = 0; i < 10; ++i)
+        rows << arena.make(RowValues{i, "01-01 00:00:00.000", "a", "1", "1", i % 3 == 0 ? "E" : "I", "n", "x"});
+    store.loadRows(rows);
+    const PredicatePtr errors = parse("type == 'E'");
+    const std::atomic<bool> going{false};
+    const MarkedRows snapshot = store.all();
+    store.installFilter(errors, runFullPass(snapshot.rows, *errors, going), snapshot.mark, going);
+    EXPECT_TRUE(store.dropFileRows(4));  // rows 0-3, of which 0 and 3 shown
+    EXPECT_EQ(store.filtered().rows, (RowList{rows.at(6), rows.at(9)}));
+    EXPECT_EQ(changeBetween(snapshot.mark, store.all().mark), (StoreChange{false, 4, 0}));
+    EXPECT_FALSE(store.dropFileRows(1));  // row 4 was not shown
+}
+
 // A device whose clock is an hour behind the host's (12:00) drops and
 // reconnects: its replayed buffer is not stored twice and its fresh lines
 // are not lost. The host-stamped status row in between, later than every

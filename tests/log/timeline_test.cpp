@@ -41,5 +41,17 @@ TEST(Timeline, MergesSourcesOnTheHostsClock) {
     for (const auto& c : cases) EXPECT_EQ(order(mergeByTime(c.sources)), c.order);
 }
 
+// Rows shown (by source) and rows owed per source: how many leave the
+// front, and what stays owed.
+TEST(Timeline, LetsGoOnlyTheLeadingRowsTheirSourcesLetGo) {
+    using Case = std::tuple<std::deque<int>, std::vector<size_t>, size_t, std::vector<size_t>>;
+    for (auto [shown, owed, gone, left] : {Case{{0, 1, 0, 1}, {1, 1}, 2, {0, 0}},
+                                           Case{{0, 0, 1, 0}, {3, 0}, 2, {1, 0}},  // held behind a row still held
+                                           Case{{1, 0, 0}, {2, 0}, 0, {2, 0}}, Case{{}, {1}, 0, {1}}}) {
+        EXPECT_EQ(leadingLetGo(shown, owed), gone);
+        EXPECT_EQ(owed, left);
+    }
+}
+
 }  // namespace
 }  // namespace vf::test

@@ -50,6 +50,13 @@ public:
         return checkCapacity();
     }
 
+    // Removes the `n` oldest rows (at most all of them).
+    void dropFront(qsizetype n) {
+        n = qBound(qsizetype(0), n, data_.size());
+        data_.remove(0, n);
+        mark_.dropped += uint64_t(n);
+    }
+
     // With a non-zero capacity exceeded, removes the pruneSize oldest rows.
     bool checkCapacity() {
         if (capacity_ == 0 || data_.size() <= capacity_) return false;

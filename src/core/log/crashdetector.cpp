@@ -4,6 +4,7 @@
 #include <array>
 #include <optional>
 
+#include "core/filter/nodes.h"
 #include "core/log/processlines.h"
 
 using namespace std::string_view_literals;
@@ -168,6 +169,7 @@ struct CrashDetector::Line {
 // One reporter's block being written.
 struct CrashDetector::Block {
     std::string pid, tid, tag;  // the reporter
+    std::string source;         // its rows' source: in a merged timeline pids repeat across sources
     Form form = Form::JavaFatal;
     uint64_t crashId = 0;       // 0 while a bare exception waits for its first "at"
     uint64_t lastRow = 0;       // the detector's row count at the block's last row
@@ -243,7 +245,9 @@ void CrashDetector::endBlocksOfDeadProcess(const Row& row) {
     const auto event = processEventOf(row.name(), row.text());
     if (!event || event->kind != ProcessEvent::Kind::Died) return;
     const std::string pid = std::to_string(event->pid);
+    const std::string_view source = row.view(RowKey::Source);
     std::erase_if(open_, [&](const auto& block) {
+        if (block->source != source) return false;
         if (block->pid == pid) return true;
         const CrashRecord* crash = block->crashId != 0 ? crashById(block->crashId) : nullptr;
         return crash != nullptr && crash->pid == pid;
@@ -272,7 +276,7 @@ bool CrashDetector::isOpen(uint64_t id) const {
 CrashDetector::Block* CrashDetector::openBlockOf(const Row& row) {
     const std::string_view pid = row.pid(), tid = row.tid();
     for (const auto& block : open_)
-        if (block->pid == pid && block->tid == tid) return block.get();
+        if (block->pid == pid && block->tid == tid && block->source == row.view(RowKey::Source)) return block.get();
     return nullptr;
 }
 
@@ -287,6 +291,7 @@ bool CrashDetector::startBlock(const Line& line) {
     if (open_.size() >= kMaxOpenBlocks) open_.erase(open_.begin());
     auto block = std::make_unique<Block>();
     block->pid = line.row.pid(), block->tid = line.row.tid(), block->tag = line.tag;
+    block->source = line.row.view(RowKey::Source);
     block->form = *form;
     block->lastRow = fed_;
     if (*form == Form::JavaPending) {
@@ -417,7 +422,8 @@ void CrashDetector::absorbIntoSignal(Block& block, CrashRecord& dump) {
     const size_t n = crashes_.size();
     for (size_t back = 2; back <= std::min(n, kSignalMergeLookback); ++back) {
         CrashRecord& signal = crashes_[n - back];
-        if (signal.kind != CrashKind::Native || signal.pid != dump.pid || signal.title.rfind("Fatal signal ", 0) != 0)
+        if (signal.kind != CrashKind::Native || signal.pid != dump.pid || signal.source != dump.source ||
+            signal.title.rfind("Fatal signal ", 0) != 0)
             continue;
         std::vector<RowIdx> rows;
         rows.reserve(signal.rows.size() + dump.rows.size());
@@ -454,13 +460,14 @@ namespace {
 
 class RowsPredicate final : public Predicate {
 public:
-    explicit RowsPredicate(std::vector<RowIdx> rows) : rows_(std::move(rows)) {
+    RowsPredicate(std::vector<RowIdx> rows, std::string source) : rows_(std::move(rows)), source_(std::move(source)) {
         std::sort(rows_.begin(), rows_.end());
         rows_.erase(std::unique(rows_.begin(), rows_.end()), rows_.end());
     }
 
     bool evaluate(const FieldSource& row, QString*) const override {
         FieldScratch scratch;
+        if (!source_.empty() && row.field(RowKey::Source, scratch) != source_) return false;
         const std::string_view idx = row.field(RowKey::Idx, scratch);
         uint64_t value = 0;
         for (const char c : idx) {
@@ -477,15 +484,20 @@ public:
             if (!text.isEmpty()) text += QStringLiteral(" OR ");
             text += QStringLiteral("idx == '%1'").arg(idx.value());
         }
-        return text;
+        if (source_.empty()) return text;
+        const QString source = QString::fromUtf8(source_.data(), qsizetype(source_.size()));
+        return (rows_.size() > 1 ? u'(' + text + u')' : text) + QStringLiteral(" AND source == ") + filter::quoted(source);
     }
 
 private:
     std::vector<RowIdx> rows_;
+    std::string source_;
 };
 
 }  // namespace
 
-PredicatePtr rowsPredicate(std::vector<RowIdx> rows) { return std::make_shared<RowsPredicate>(std::move(rows)); }
+PredicatePtr rowsPredicate(std::vector<RowIdx> rows, std::string_view source) {
+    return std::make_shared<RowsPredicate>(std::move(rows), std::string(source));
+}
 
 }  // namespace vf

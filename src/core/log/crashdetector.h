@@ -18,8 +18,9 @@
 //           responding) in process: PKG", then "PID: N", "Reason: ...".
 //
 // Several reporters write at once and their lines interleave, so a row joins
-// the open block of its own reporter (same pid AND tid, same tag), never the
-// block that happens to be above it. A block ends when its reporter writes
+// the open block of its own reporter (same pid AND tid, same tag, same
+// source: a merged timeline interleaves devices whose pids repeat), never
+// the block that happens to be above it. A block ends when its reporter writes
 // something that does not belong to it, falls silent for 2,000 rows (a
 // block is written in one burst; the process died, usually), or at finish(). A crash is listed as
 // soon as its first row is recognised and grows as rows come, so a block
@@ -138,8 +139,10 @@ private:
     uint64_t fed_ = 0;  // rows fed
 };
 
-// A filter that passes exactly the rows whose idx is in `rows` (any order).
-// Its text is the equivalent "idx == 'N' OR ..." expression. Any thread.
-PredicatePtr rowsPredicate(std::vector<RowIdx> rows);
+// A filter that passes exactly the rows whose idx is in `rows` (any order)
+// and, unless `source` is empty, whose source is `source` (sources share idx
+// numbers in a merged timeline). Its text is the equivalent "idx == 'N' OR
+// ..." expression. Any thread.
+PredicatePtr rowsPredicate(std::vector<RowIdx> rows, std::string_view source = {});
 
 }  // namespace vf

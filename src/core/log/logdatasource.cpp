@@ -272,9 +272,11 @@ void LogDatasource::setLogDataFromFile(RowList rows, ReportFacts facts) {
     postToMain([this] { notifyLogUpdated(); });
 }
 
-void LogDatasource::appendRows(const RowList& rows) {
+void LogDatasource::appendRows(const RowList& rows, qsizetype dropped) {
     VF_ASSERT_THREAD(this);
-    if (d->rows.addFileRows(rows)) notifyDataChanged();
+    // Dropped first: the table removes old rows before it inserts new ones.
+    const bool shrank = d->rows.dropFileRows(dropped);
+    if (d->rows.addFileRows(rows) || shrank) notifyDataChanged();
 }
 
 const ReportFacts& LogDatasource::reportFacts() const {
@@ -302,8 +304,9 @@ void LogDatasource::setLogDataFilter(PredicatePtr filter) {
 void LogDatasource::cancelFilter() {
     d->stoppedPass = d->passes.load();
     d->filters.cancel();
+    const std::optional<qsizetype> shown = d->rows.stopPartial();
     if (!d->progressShown.exchange(false)) return;
-    FilterProgress stopped{FilterProgress::State::Stopped, 0, 0, d->rows.partialCount()};
+    FilterProgress stopped{FilterProgress::State::Stopped, 0, 0, shown};
     if (d->delegate != nullptr) d->delegate->onFilterProgress(stopped);
 }
 

@@ -128,9 +128,9 @@ public:
     // `facts`: what the file (a bugreport) says of its device.
     void setLogDataFromFile(RowList rows, ReportFacts facts = {});
     // Main thread: appends `rows` to those setLogDataFromFile() gave (a
-    // merged timeline growing at its end); the table hears of them as of a
-    // file's stretch.
-    void appendRows(const RowList& rows);
+    // merged timeline growing at its end), after letting the `dropped`
+    // oldest go; the table hears of them as of a file's stretch.
+    void appendRows(const RowList& rows, qsizetype dropped = 0);
     // Main thread: the facts of the file shown, empty for a device's log
     // and for files that are no report.
     const ReportFacts& reportFacts() const;
@@ -142,7 +142,8 @@ public:
     void setLogDataFilter(PredicatePtr filter);
     // Main thread: stops the pass going on. The view keeps what it shows
     // (the rows matched so far, or the result before), and the delegate
-    // hears which when the pass had been reporting.
+    // hears which when the pass had been reporting. Rows that arrive later
+    // join the view as usual when the filter in force passes them.
     void cancelFilter();
     // How long a pass runs before it shows rows and progress (0.3 s; tests
     // set 0). Main thread, before passes run.

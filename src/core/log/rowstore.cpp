@@ -143,6 +143,22 @@ bool RowStore::addFileRows(const RowList& rows) {
     return !accepted.isEmpty();
 }
 
+bool RowStore::dropFileRows(qsizetype n) {
+    std::lock_guard lock(mutex_);
+    n = qMin(n, logData_.count());
+    if (n <= 0) return false;
+    // The view is a subsequence of all rows: its rows among the first n lead it.
+    const RowList& all = logData_.dataArray();
+    const RowList& view = viewData_.dataArray();
+    qsizetype inView = 0;
+    for (qsizetype i = 0; i < n && inView < view.size(); ++i)
+        if (all.at(i) == view.at(inView)) ++inView;
+    logData_.dropFront(n);
+    if (!filter_) return true;
+    viewData_.dropFront(inView);
+    return inView > 0;
+}
+
 int RowStore::setApp(const std::string& pid, const std::string& name) {
     std::lock_guard lock(mutex_);
     int found = 0;
@@ -226,9 +242,10 @@ bool RowStore::showPartial(uint64_t pass, const PredicatePtr& filter, const RowL
     return !matched.isEmpty();
 }
 
-std::optional<qsizetype> RowStore::partialCount() const {
+std::optional<qsizetype> RowStore::stopPartial() {
     std::lock_guard lock(mutex_);
     if (partialPass_ == 0) return std::nullopt;
+    partialPass_ = 0;
     return viewData_.count();
 }
 

@@ -69,6 +69,10 @@ public:
     // passes (tested outside the lock: a filter that lands meanwhile tests
     // them again). Returns whether the rows shown changed.
     bool addFileRows(const RowList& rows);
+    // Lets the `n` oldest rows of that file go, and the rows of the view
+    // that lead it among them (rows it matched later stay until the next
+    // filter). Returns whether the rows shown changed.
+    bool dropFileRows(qsizetype n);
     // Names the source of every row, now and to come (RowKey::Source).
     void setSourceLabel(const std::string& label);
     // Sets `name` as the app of every row of `pid`; returns how many.
@@ -99,9 +103,11 @@ public:
     // Returns whether the view changed.
     bool showPartial(uint64_t pass, const PredicatePtr& filter, const RowList& matched, const ListMark& snapshot,
                      const std::atomic<bool>& cancelled);
-    // Whether the view holds only the first rows of a pass (one going on,
-    // or one that was stopped), and how many.
-    std::optional<qsizetype> partialCount() const;
+    // The pass going on was stopped: a view holding its first rows keeps
+    // them, and the rows that arrive from now on join it when its filter
+    // passes them (those that came during the pass stay out). Returns how
+    // many rows that view holds; nullopt when it held none of the pass's.
+    std::optional<qsizetype> stopPartial();
 
 private:
     void resetView();

@@ -128,10 +128,11 @@ std::optional<std::string> decodeMarkedEncoding(const std::string& bytes) {
     return std::string(utf8.constData(), size_t(utf8.size()));
 }
 
-// Whether the first bytes announce UTF-16 or UTF-32 (never valid UTF-8).
-bool marksOtherEncoding(std::string_view bytes) {
+// The name of the encoding the first bytes announce when it is UTF-16 or
+// UTF-32 (never valid UTF-8); null otherwise.
+const char* markedOtherEncoding(std::string_view bytes) {
     const auto encoding = QStringConverter::encodingForData(QByteArrayView(bytes.data(), qsizetype(bytes.size())));
-    return encoding && *encoding != QStringConverter::Utf8;
+    return encoding && *encoding != QStringConverter::Utf8 ? QStringConverter::nameForEncoding(*encoding) : nullptr;
 }
 
 // How the stretches of a file that are not UTF-8 are read, decided once
@@ -454,8 +455,8 @@ TextFileRead readTextFile(const QString& path, const RowIndexSource& nextIndex, 
     // UTF-16 and UTF-32 files (and long-layout files) are read as a whole
     // first; everything else is read where it lies, stretch by stretch.
     bool checkUtf8 = true;
-    if (marksOtherEncoding(file.bytes.substr(0, 4))) {
-        VF_LOG("unable to open: {}, {}", path, "not valid UTF-8");
+    if (const char* encoding = markedOtherEncoding(file.bytes.substr(0, 4))) {
+        VF_LOG("reading file:{} as {} (its byte-order mark), converted to UTF-8", path, encoding);
         auto text = std::make_shared<std::string>(utf8::fileTextAsUtf8(std::string(file.bytes)));
         file = FileBytes{*text, text, nullptr, file.stamp};
         checkUtf8 = false;
@@ -489,7 +490,8 @@ TextFileRead readTextFile(const QString& path, const RowIndexSource& nextIndex, 
         joined.push_back(std::move(stretch.rows));
     });
     if (cut != 0) VF_LOG("lines cut at 1 MiB: {}", cut);
-    if (job->sawInvalid) VF_LOG("unable to open: {}, {}", path, "not valid UTF-8");
+    if (job->sawInvalid)
+        VF_LOG("reading file:{}: not valid UTF-8, its stray bytes read as U+FFFD (or the file as Latin-1)", path);
     VF_LOG("reading file:{}, lines:{}", path, lines + 1 - std::min(lines, joined.size()));
     namer.nameRows(joined);
     result.read = true;

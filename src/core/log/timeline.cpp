@@ -50,4 +50,14 @@ bool goesAfter(const std::vector<TimelineRow>& next, const TimelineRow& last) {
     return first.hostMs > last.hostMs || (first.hostMs == last.hostMs && first.source >= last.source);
 }
 
+size_t leadingLetGo(const std::deque<int>& shown, std::vector<size_t>& owed) {
+    size_t n = 0;
+    for (; n < shown.size(); ++n) {
+        const auto source = size_t(shown[n]);
+        if (source >= owed.size() || owed[source] == 0) break;
+        --owed[source];
+    }
+    return n;
+}
+
 }  // namespace vf

@@ -6,6 +6,7 @@
 // Pure; any thread (the rows are only read).
 
 #include <cstdint>
+#include <deque>
 #include <vector>
 
 #include "core/log/logrow.h"
@@ -35,5 +36,12 @@ std::vector<TimelineRow> mergeByTime(const std::vector<TimelineSource>& sources)
 // place it: its first row is later, or as late and from a source not before
 // it. A first row with no time read says no.
 bool goesAfter(const std::vector<TimelineRow>& next, const TimelineRow& last);
+
+// A merged timeline whose sources let their oldest rows go: `shown` holds
+// the source of each row shown, oldest first, and `owed[s]` how many of
+// source s's first rows shown it let go. Returns how many rows at the front
+// of `shown` are all such rows, and takes them off `owed` (rows it let go
+// behind a row still held stay owed).
+size_t leadingLetGo(const std::deque<int>& shown, std::vector<size_t>& owed);
 
 }  // namespace vf

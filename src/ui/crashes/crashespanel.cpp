@@ -245,7 +245,7 @@ void CrashesPanel::chooseCrash(int row) {
 }
 
 void CrashesPanel::showRows(const CrashRecord& crash) {
-    chosenFilter_ = rowsPredicate(crash.rows);
+    chosenFilter_ = rowsPredicate(crash.rows, host_.mixesSources() ? crash.source : std::string());
     chosenRows_ = crash.rows.size();
     // The filter list's choice no longer applies; choosing "All Messages" brings everything back.
     host_.showOnly(chosenFilter_,
@@ -257,8 +257,11 @@ QString CrashesPanel::crashText() const {
     if (crash == nullptr) return {};
     std::string text;
     const RowList all = store_.getDataAll();
+    const bool mixed = host_.mixesSources();
     for (const RowPtr& row : all)
-        if (std::binary_search(crash->rows.begin(), crash->rows.end(), row->idx())) text += savedTextLine(*row);
+        if ((!mixed || row->view(RowKey::Source) == crash->source) &&
+            std::binary_search(crash->rows.begin(), crash->rows.end(), row->idx()))
+            text += savedTextLine(*row);
     return qs(text);
 }
 

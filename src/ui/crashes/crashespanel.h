@@ -54,6 +54,10 @@ public:
     // the sources of a merged timeline apart) alone, at the top of the
     // table; false when it is not shown.
     virtual bool selectRowAtTop(RowIdx idx, std::string_view source) = 0;
+    // Whether the rows come from several sources (a merged timeline), so a
+    // crash's rows are told by their source as well as their idx. A single
+    // source's rows are not: its name changes with its tab's title.
+    virtual bool mixesSources() const = 0;
 };
 
 class CrashesPanel final : public QWidget {

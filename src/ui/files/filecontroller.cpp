@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QGridLayout>
-#include <QHeaderView>
 #include <QMessageBox>
 #include <QFileInfo>
 #include <QKeyEvent>
@@ -114,7 +113,6 @@ void FileController::finishOpening(const QString& path, const ReportFacts& facts
     qApp->removeEventFilter(this);
     status_.hideProgress();
     if (facts.layout.kind != ReportLayout::Kind::None) {
-        showBufferColumn();
         Q_EMIT reportOpened(path, facts);
     }
     if (!refusal.isEmpty()) refuse(path, refusal);
@@ -196,15 +194,6 @@ void FileController::checkOnDisk() {
     box->setObjectName(u"fileChangedAlert"_s);
     box->open();
     status_.showNote(u"%1 changed on disk: open it again to see its new content"_s.arg(name));
-}
-
-void FileController::showBufferColumn() {
-    // A report mixes buffers: say which each row came from, before the
-    // text, which runs off the window's edge.
-    QHeaderView* header = window_.logTable()->horizontalHeader();
-    header->setSectionHidden(kBufferColumn, false);
-    const int text = header->visualIndex(kTextColumn);
-    if (header->visualIndex(kBufferColumn) > text) header->moveSection(header->visualIndex(kBufferColumn), text);
 }
 
 void FileController::refuse(const QString& path, const QString& reason) {

@@ -88,7 +88,6 @@ protected:
 
 private:
     void saveFile(const QStringList& extensions);
-    void showBufferColumn();
     // A binary file or an archive is no log: an alert says why (window-modal,
     // not waited for).
     void refuse(const QString& path, const QString& reason);

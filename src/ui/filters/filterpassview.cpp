@@ -16,7 +16,7 @@ QString filterRunningText() { return u"Filtering (Escape stops)"_s; }
 
 QString filterStoppedText(std::optional<qsizetype> shown) {
     if (!shown) return u"Filtering stopped: showing the rows as they were before"_s;
-    return u"Filtering stopped: showing the %1 rows matched so far"_s.arg(*shown);
+    return u"Filtering stopped: showing the %1 rows matched so far, and new rows that match"_s.arg(*shown);
 }
 
 FilterPassView::FilterPassView(MainWindow& window, StatusLine& status, LogDatasource& store,

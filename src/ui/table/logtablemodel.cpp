@@ -64,13 +64,6 @@ void LogTableModel::setStyles(LevelStyles styles) {
     refreshCells();
 }
 
-void LogTableModel::showSourceColumn() {
-    if (sourceColumn_) return;
-    beginInsertColumns({}, kSourceColumn, kSourceColumn);
-    sourceColumn_ = true;
-    endInsertColumns();
-}
-
 void LogTableModel::refreshCells() {
     if (rows_.isEmpty()) return;
     Q_EMIT dataChanged(index(0, 0), index(int(rows_.size() - 1), columnCount() - 1),
@@ -82,7 +75,7 @@ int LogTableModel::rowCount(const QModelIndex& parent) const {
 }
 
 int LogTableModel::columnCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : int(kLogColumns.size()) + (sourceColumn_ ? 1 : 0);
+    return parent.isValid() ? 0 : int(kLogColumns.size());
 }
 
 QVariant LogTableModel::data(const QModelIndex& index, int role) const {
@@ -107,7 +100,7 @@ QVariant LogTableModel::data(const QModelIndex& index, int role) const {
 }
 
 QString LogTableModel::columnTitle(int column) {
-    static const QStringList kTitles{u"Time"_s, u"APP"_s, u"PID"_s, u"TID"_s, u"Type"_s, u"Tag"_s, u"Text"_s, u"Buffer"_s, u"Source"_s};
+    static const QStringList kTitles{u"Time"_s, u"APP"_s, u"PID"_s, u"TID"_s, u"Type"_s, u"Tag"_s, u"Text"_s, u"Buffer"_s, u"Source"_s, u"UID"_s};
     return kTitles.value(column);
 }
 

@@ -18,15 +18,17 @@
 
 namespace vf::ui {
 
-// Columns in their default order; each is one row key. The buffer column
-// comes last and is hidden until the user shows it (or a bugreport opens).
-inline constexpr std::array<RowKey, 8> kLogColumns{RowKey::Time, RowKey::App,  RowKey::Pid,  RowKey::Tid,
-                                                   RowKey::Type, RowKey::Name, RowKey::Text, RowKey::Buffer};
+// Columns in their default order; each is one row key. The last three
+// show only where rows have values for them (see ColumnSet): the buffer, the
+// source of a merged timeline's rows, the uid of the layout with uids.
+inline constexpr std::array<RowKey, 10> kLogColumns{RowKey::Time,   RowKey::App,    RowKey::Pid,  RowKey::Tid,
+                                                    RowKey::Type,   RowKey::Name,   RowKey::Text, RowKey::Buffer,
+                                                    RowKey::Source, RowKey::Uid};
 inline constexpr int kTypeColumn = 4;
 inline constexpr int kTextColumn = 6;
 inline constexpr int kBufferColumn = 7;
-// A merged timeline's one more column: which source the row came from.
 inline constexpr int kSourceColumn = 8;
+inline constexpr int kUidColumn = 9;
 
 // Where `row` is shown in `rows`; nullopt when it is not. `ordered`: the
 // rows' indexes rise (a single source), so its index finds it (the view may
@@ -62,13 +64,13 @@ public:
     const LevelStyles& styles() const { return styles_; }
     // Every cell again (a value changed in place, such as an app name).
     void refreshCells();
-    // A merged timeline's rows: one more column, Source (the rows' `source`).
-    // Its rows come from several sources, so an index no longer names one.
-    void showSourceColumn();
+    // A merged timeline's rows: they come from several sources, so an index
+    // no longer names one (and the Source column has values).
+    void showSourceColumn() { sourceColumn_ = true; }
     bool hasSourceColumn() const { return sourceColumn_; }
 
     static RowKey keyForColumn(int column) {
-        return column >= 0 && column < int(kLogColumns.size()) ? kLogColumns[size_t(column)] : RowKey::Source;
+        return column >= 0 && column < int(kLogColumns.size()) ? kLogColumns[size_t(column)] : RowKey::Text;
     }
     // The header title of `column` ("Time", "APP" ...); empty for none.
     static QString columnTitle(int column);

@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QHeaderView>
 #include <QMenu>
+#include <QSignalBlocker>
 #include <QTableView>
 #include <QTimer>
 #include <array>
@@ -20,6 +21,9 @@ namespace vf::ui {
 namespace {
 
 constexpr char kPointSizeProperty[] = "vfPointSize";
+constexpr char kUnshowableProperty[] = "vfUnshowable";  // columns left out of the column menu
+constexpr std::array<int, 3> kSomeSourcesColumns{kBufferColumn, kSourceColumn, kUidColumn};
+constexpr int kSampleRows = 64;  // rows read at each end by columnsWithValues
 constexpr char kLayoutKey[] = "logDataTable";  // the shared layout
 constexpr char kLayoutsKey[] = "logDataTableLayouts";  // kind -> layout
 constexpr int kAppColumn = 1;
@@ -38,7 +42,8 @@ int defaultColumnWidth(int column, const QFontMetrics& metrics) {
     // Typical values, in the order of kLogColumns.
     static const std::array<QString, kLogColumns.size()> kSamples{
         u"00-00 00:00:00.000"_s, u"com.example.app:x"_s, u"000000"_s, u"000000"_s, u"W"_s,
-        u"ActivityManager"_s, u"A message of average length, as logs go"_s, u"system"_s};
+        u"ActivityManager"_s, u"A message of average length, as logs go"_s, u"system"_s, u"Pixel 6 (ABC123)"_s,
+        u"10123"_s};
     if (column < 0 || column >= int(kSamples.size())) return 0;
     const int padding = metrics.averageCharWidth() * 2;
     // Header sections have wider margins than cells (Fusion's most of all).
@@ -84,7 +89,9 @@ void installColumnMenu(QHeaderView* header) {
         menu->setAttribute(Qt::WA_DeleteOnClose);
         int visible = 0;
         for (int column = 0; column < header->count(); ++column) visible += header->isSectionHidden(column) ? 0 : 1;
+        const QList<int> unshowable = header->property(kUnshowableProperty).value<QList<int>>();
         for (int column = 0; column < header->count(); ++column) {
+            if (unshowable.contains(column)) continue;
             QAction* item = menu->addAction(model->headerData(column, Qt::Horizontal).toString());
             item->setCheckable(true);
             item->setChecked(!header->isSectionHidden(column));
@@ -99,19 +106,43 @@ void installColumnMenu(QHeaderView* header) {
     });
 }
 
+bool columnShowable(int column, const ColumnSet& set) {
+    switch (column) {
+    case kBufferColumn: return set.buffer;
+    case kSourceColumn: return set.source;
+    case kUidColumn: return set.uid;
+    default: return true;
+    }
+}
+
+ColumnSet columnsWithValues(const RowList& rows) {
+    ColumnSet set;
+    const auto look = [&set](const RowPtr& row) {
+        set.buffer = set.buffer || !row->view(RowKey::Buffer).empty();
+        set.uid = set.uid || !row->uid().empty();
+    };
+    const qsizetype head = qMin(rows.size(), qsizetype(kSampleRows));
+    for (qsizetype i = 0; i < head; ++i) look(rows.at(i));
+    for (qsizetype i = qMax(head, rows.size() - kSampleRows); i < rows.size(); ++i) look(rows.at(i));
+    return set;
+}
+
 ColumnLayoutSaver::ColumnLayoutSaver(QHeaderView* header, const QString& kind) : header_(header), kind_(kind) {
     // Some levels are drawn bold: the widths are those of bold text.
     QFont font = QApplication::font();
     font.setPointSizeF(readFontSize());
     font.setBold(true);
-    for (int column = 0; column < header->count() - 1; ++column)
+    for (int column = 0; column < header->count(); ++column)
         header->resizeSection(column, defaultColumnWidth(column, QFontMetrics(font)));
     installColumnMenu(header);
-    header->setSectionHidden(kBufferColumn, true);
+    for (int column : kSomeSourcesColumns) header->setSectionHidden(column, true);
     QByteArray state = kind.isEmpty() ? QByteArray() : savedLayout(kind);
+    const bool own = !state.isEmpty();
     if (state.isEmpty() && kind != QLatin1String(kMergedLayout))
         state = Preferences::value(QLatin1String(kLayoutKey)).toByteArray();
     if (!state.isEmpty()) header->restoreState(state);
+    if (!own) showKindColumns();
+    applyShowable();
     if (state.isEmpty() && header->model() != nullptr) {
         fitTimer_ = new QTimer(this);
         fitTimer_->setSingleShot(true);
@@ -165,13 +196,65 @@ void ColumnLayoutSaver::setKind(const QString& kind) {
     if (kind == kind_) return;
     if (!kind_.isEmpty()) save();
     kind_ = kind;
+    if (header_ == nullptr) return;
     const QByteArray state = savedLayout(kind);
-    if (header_ != nullptr && !state.isEmpty()) header_->restoreState(state);
+    if (!state.isEmpty() && header_->restoreState(state)) {
+        heldBack_.clear();
+    } else {
+        showKindColumns();
+    }
+    applyShowable();
+}
+
+void ColumnLayoutSaver::setShowable(const ColumnSet& set) {
+    if (set == showable_) return;
+    showable_ = set;
+    applyShowable();
+}
+
+void ColumnLayoutSaver::applyShowable() {
+    if (header_ == nullptr) return;
+    QList<int> unshowable;
+    for (int column : kSomeSourcesColumns) {
+        if (columnShowable(column, showable_)) {
+            if (heldBack_.removeOne(column)) header_->setSectionHidden(column, false);
+            continue;
+        }
+        unshowable << column;
+        if (header_->isSectionHidden(column)) continue;
+        heldBack_ << column;
+        header_->setSectionHidden(column, true);
+    }
+    header_->setProperty(kUnshowableProperty, QVariant::fromValue(unshowable));
+}
+
+// A kind's own columns, for a kind with no layout saved yet.
+void ColumnLayoutSaver::showKindColumns() {
+    if (header_ == nullptr) return;
+    const auto show = [this](int column, int visual) {
+        heldBack_.removeOne(column);
+        header_->setSectionHidden(column, false);
+        if (header_->visualIndex(column) > visual) header_->moveSection(header_->visualIndex(column), visual);
+    };
+    // A report mixes buffers: say which each row came from, before the
+    // text, which runs off the window's edge.
+    if (kind_ == QLatin1String(kReportLayout)) show(kBufferColumn, header_->visualIndex(kTextColumn));
+    // A merged timeline is read by where each row came from first.
+    if (kind_ == QLatin1String(kMergedLayout)) show(kSourceColumn, 0);
 }
 
 void ColumnLayoutSaver::save() const {
     if (header_ == nullptr) return;
-    const QByteArray state = header_->saveState();
+    QByteArray state;
+    if (heldBack_.isEmpty()) {
+        state = header_->saveState();
+    } else {
+        // Saved as the user left them; hidden here only for this tab's rows.
+        const QSignalBlocker quiet(header_.data());
+        for (int column : heldBack_) header_->setSectionHidden(column, false);
+        state = header_->saveState();
+        for (int column : heldBack_) header_->setSectionHidden(column, true);
+    }
     if (kind_ != QLatin1String(kMergedLayout)) Preferences::setValue(QLatin1String(kLayoutKey), state);
     if (kind_.isEmpty()) return;
     QVariantMap layouts = Preferences::value(QLatin1String(kLayoutsKey)).toMap();

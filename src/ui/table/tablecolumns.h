@@ -11,6 +11,8 @@
 #include <QObject>
 #include <QPointer>
 
+#include "core/log/logrow.h"
+
 class QHeaderView;
 class QTableView;
 class QTimer;
@@ -37,13 +39,29 @@ inline constexpr char kWrapLongMessagesKey[] = "wrapLongMessages";
 // measures every shown row at each layout: it costs time on large logs.
 void setWrapLongMessages(QTableView* table, bool wrap);
 
-// A context menu on `header` with one check item per column; the last
-// visible column cannot be hidden.
+// A context menu on `header` with one check item per column it may show
+// (see ColumnLayoutSaver::setShowable); the last visible column cannot be
+// hidden.
 void installColumnMenu(QHeaderView* header);
+
+// Which of the columns that only some sources have values for a table may
+// show: the buffer, the rows' source (a merged timeline), the uid.
+struct ColumnSet {
+    bool buffer = false;
+    bool source = false;
+    bool uid = false;
+    bool operator==(const ColumnSet&) const = default;
+};
+// Whether a table with `set` may show `column`.
+bool columnShowable(int column, const ColumnSet& set);
+// The columns `rows` have values for, read from its first and last rows (a
+// source's rows all have a uid or none; buffer markers come first).
+ColumnSet columnsWithValues(const RowList& rows);
 
 // The kinds of tab that keep a column layout of their own.
 inline constexpr char kMergedLayout[] = "merged";
 inline constexpr char kFileLayout[] = "file";
+inline constexpr char kReportLayout[] = "report";
 // The layout kind of a device's tab: one per device.
 QString deviceLayoutKind(const QString& serial);
 
@@ -54,10 +72,12 @@ QString deviceLayoutKind(const QString& serial);
 // the APP column widens to the widest app name shown until the user sizes
 // it. Destroy it before the table.
 //
-// Each kind of tab (a device, files, the merged timeline) keeps its layout
-// under its kind; the last layout saved by any tab but the merged one is
-// also the shared layout, which a tab of a kind with no layout yet starts
-// from. The merged tab has one column more and never takes the shared one.
+// Each kind of tab (a device, plain files, bugreports, the merged timeline)
+// keeps its layout under its kind; the last layout saved by any tab but the
+// merged one is also the shared layout, which a tab of a kind with no layout
+// yet starts from, with its kind's own columns shown: a report's buffers
+// before the text, a merged timeline's sources first. The merged tab never
+// takes the shared one.
 class ColumnLayoutSaver final : public QObject {
     Q_OBJECT
 public:
@@ -72,16 +92,23 @@ public:
     // and the new kind's saved layout, if any, is restored.
     void setKind(const QString& kind);
     const QString& kind() const { return kind_; }
+    // The columns the table may show: the others are hidden (and left out of
+    // the column menu) until they may be shown again, as the user left them.
+    void setShowable(const ColumnSet& set);
     void save() const;
 
 private:
     void fitAppColumn();
+    void showKindColumns();
+    void applyShowable();
 
     QPointer<QHeaderView> header_;
     QString kind_;
     QTimer* timer_ = nullptr;
     QTimer* fitTimer_ = nullptr;  // gathers row changes for fitAppColumn; null once the user sized the column
     bool fitting_ = false;        // the resize is fitAppColumn's own
+    ColumnSet showable_;
+    QList<int> heldBack_;  // columns shown in the layout, hidden while not showable
 };
 
 }  // namespace vf::ui

@@ -1,7 +1,6 @@
 #include "ui/tabs/sourcetab.h"
 
 #include <QFileInfo>
-#include <QHeaderView>
 #include <QMessageBox>
 #include <QThreadPool>
 
@@ -104,6 +103,7 @@ void SourceTab::buildParts(const QString& serial, bool tracksDevices) {
     connect(files, &FileController::logFileOpening, this, [this, connection](const QString& path) {
         filePath_ = path;
         reportFacts_.clear();
+        report_ = false;
         connection->showingFile(path);
     });
     connect(files, &FileController::showingFile, this, [this, follower] {
@@ -113,6 +113,7 @@ void SourceTab::buildParts(const QString& serial, bool tracksDevices) {
     });
     connect(files, &FileController::reportOpened, this, [this, connection](const QString& path, const ReportFacts& facts) {
         reportFacts_ = facts.description();
+        report_ = true;
         connection->showingReport(path, facts);
         services_.changed();
     });
@@ -138,17 +139,21 @@ void SourceTab::setMerged() {
     parts_.store->setSourceName(QString());
     rowsNamed_.clear();
     parts_.model->showSourceColumn();
-    QHeaderView* header = parts_.table->horizontalHeader();
-    header->moveSection(header->visualIndex(kSourceColumn), 0);
     parts_.columns->setKind(QLatin1String(kMergedLayout));
+    useColumnLayout();
     parts_.connection->showingFile(u"Merged timeline"_s);
 }
 
 void SourceTab::useColumnLayout() {
+    ColumnSet showable = columnsWithValues(parts_.store->getDataAll());
+    showable.source = merged_;
+    showable.buffer = showable.buffer || report_;
+    parts_.columns->setShowable(showable);
     if (merged_) return;
     const QString serial = deviceSerial();
     if (showsDevice() && !serial.isEmpty()) parts_.columns->setKind(deviceLayoutKind(serial));
-    else if (!showsDevice() && !filePath_.isEmpty()) parts_.columns->setKind(QLatin1String(kFileLayout));
+    else if (!showsDevice() && !filePath_.isEmpty())
+        parts_.columns->setKind(QLatin1String(report_ ? kReportLayout : kFileLayout));
 }
 
 bool SourceTab::isCurrent() const { return services_.window.logTable() == parts_.table; }

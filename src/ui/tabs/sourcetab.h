@@ -97,8 +97,9 @@ public:
     int64_t clockOffsetMs() const { return clockOffsetMs_; }
     // Names its rows' source after the tab (the `source` key), when that changed.
     void nameRows();
-    // Its table takes the column layout of its kind (a device, a file), once
-    // that is known.
+    // Its table takes the column layout of its kind (a device, a plain file,
+    // a bugreport), once that is known, and shows the columns its rows have
+    // values for.
     void useColumnLayout();
     // The tab shows the merged timeline of the other tabs (see MergedFeed),
     // with their Source column.
@@ -123,6 +124,7 @@ private:
     PredicatePtr filterInForce() const override;
     bool filterShown() const override;
     bool selectRowAtTop(RowIdx idx, std::string_view source) override;
+    bool mixesSources() const override { return merged_; }
 
     TabServices services_;
     Parts parts_;
@@ -131,6 +133,7 @@ private:
     DeviceClockProbe clock_;
     int64_t clockOffsetMs_ = 0;
     bool merged_ = false;
+    bool report_ = false;  // the file shown is a bugreport
     QString rowsNamed_;  // what its rows' source is named
 };
 

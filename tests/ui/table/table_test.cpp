@@ -147,16 +147,18 @@ TEST_F(TableTest, ClearAndStatusLine) {
 }
 
 // Each kind of tab keeps its own layout; a new kind starts from the last
-// layout saved; the merged tab, a column wider, keeps to its own.
+// layout saved; the merged tab keeps to its own. A column the rows have no
+// values for is hidden (not stored that way) and left out of the menu.
 TEST_F(TableTest, ColumnLayoutsAreKeptPerKindOfTab) {
-    LogTableModel plain, merged;
-    merged.showSourceColumn();
+    LogTableModel model;
     const QString a = deviceLayoutKind(u"A"_s), b = deviceLayoutKind(u"B"_s), file = QLatin1String(kFileLayout);
-    // A table of `kind`: whether `column` came hidden; then hides or shows it.
-    const auto open = [&](const QString& kind, int column, std::optional<bool> hide = {}) {
+    const QString report = QLatin1String(kReportLayout), merged = QLatin1String(kMergedLayout);
+    // A table of `kind` showing `set`: whether `column` came hidden; then hides or shows it.
+    const auto open = [&](const QString& kind, int column, std::optional<bool> hide = {}, ColumnSet set = {}) {
         QTableView table;
-        table.setModel(kind == QLatin1String(kMergedLayout) ? &merged : &plain);
+        table.setModel(&model);
         ColumnLayoutSaver saver(table.horizontalHeader(), kind);
+        saver.setShowable(set);
         const bool hidden = table.horizontalHeader()->isSectionHidden(column);
         if (hide) table.horizontalHeader()->setSectionHidden(column, *hide);
         return hidden;
@@ -166,9 +168,18 @@ TEST_F(TableTest, ColumnLayoutsAreKeptPerKindOfTab) {
     EXPECT_TRUE(open(a, 2));
     EXPECT_FALSE(open(file, 2));
     EXPECT_FALSE(open(b, 2, true));  // the last saved, the file's
-    EXPECT_FALSE(open(QLatin1String(kMergedLayout), 2));
-    open(QLatin1String(kMergedLayout), 5, true);
-    EXPECT_TRUE(open(QLatin1String(kMergedLayout), 5));
+    EXPECT_FALSE(open(merged, kSourceColumn, {}, {.source = true}));  // its sources, first
+    open(merged, 5, true, {.source = true});
+    EXPECT_TRUE(open(merged, 5, {}, {.source = true}));
+
+    // A report shows its buffers; a plain log after it does not.
+    EXPECT_FALSE(open(report, kBufferColumn, {}, {.buffer = true}));
+    EXPECT_TRUE(open(file, kBufferColumn, {}, {.buffer = false}));
+    EXPECT_TRUE(open(file, kSourceColumn));
+    // A uid shown on a device stays its choice while its rows have none yet.
+    open(a, kUidColumn, false, {.uid = true});
+    EXPECT_TRUE(open(a, kUidColumn));
+    EXPECT_FALSE(open(a, kUidColumn, {}, {.uid = true}));
 }
 
 TEST(LevelColor, DefaultsLightenOnADarkBaseAndChosenColoursStay) {
