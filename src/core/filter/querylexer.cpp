@@ -23,6 +23,44 @@ std::optional<Field> fieldNamed(QStringView name) {
     return std::nullopt;
 }
 
+namespace {
+
+// Whether one letter left out, added, changed or two neighbours swapped turn
+// `a` into `b` (any case).
+bool oneSlipApart(QStringView a, QStringView b) {
+    if (a.size() > b.size()) std::swap(a, b);
+    if (b.size() - a.size() > 1) return false;
+    const auto same = [](QChar x, QChar y) { return x.toCaseFolded() == y.toCaseFolded(); };
+    qsizetype i = 0;
+    while (i < a.size() && same(a[i], b[i])) ++i;
+    if (i == b.size()) return false;  // equal
+    const auto restSame = [&](qsizetype from, qsizetype to) {
+        for (; from < a.size(); ++from, ++to)
+            if (!same(a[from], b[to])) return false;
+        return true;
+    };
+    if (a.size() < b.size()) return restSame(i, i + 1);
+    if (restSame(i + 1, i + 1)) return true;
+    return i + 1 < a.size() && same(a[i], b[i + 1]) && same(a[i + 1], b[i]) && restSame(i + 2, i + 2);
+}
+
+// The key a mistyped word stands for. Only the longer keys: a short word
+// one slip from "tag" or "pid" is too often text of its own ("page:").
+std::optional<QStringView> keyNear(QStringView word) {
+    if (word.size() < 4) return std::nullopt;
+    for (const KeyEntry& key : kKeys)
+        if (key.name.size() >= 4 && oneSlipApart(word, key.name)) return key.name;
+    return std::nullopt;
+}
+
+QString keyNames() {
+    QStringList names;
+    for (const KeyEntry& key : kKeys) names << key.name.toString();
+    return names.join(u", "_s);
+}
+
+}  // namespace
+
 std::vector<Token> Lexer::tokens() {
     std::vector<Token> result;
     for (;;) {
@@ -85,12 +123,27 @@ void Lexer::readKey(Term& term) {
     const Op op = rest.startsWith(u"=:") ? Op::Equals : rest.startsWith(u"~:") ? Op::Regex : Op::Contains;
     const qsizetype opLength = op == Op::Contains ? 1 : 2;
     if (op == Op::Contains && !rest.startsWith(u':')) return;
-    const auto field = fieldNamed(text_.mid(pos_, end - pos_));
-    if (!field) return;
+    const QStringView name = text_.mid(pos_, end - pos_);
+    const auto field = fieldNamed(name);
+    if (!field) {
+        failOnMistypedKey(name, op);
+        return;
+    }
     sawKey = true;
     term.field = field;
     term.op = op;
     pos_ = end + opLength;
+}
+
+void Lexer::failOnMistypedKey(QStringView name, Op op) {
+    if (name.isEmpty()) return;
+    const std::optional<QStringView> near = keyNear(name);
+    if (!near && op == Op::Contains) return;
+    sawKey = true;
+    if (near)
+        fail(u"Unknown key '%1': did you mean '%2'? (Quote the word to look for it as text.)"_s.arg(name, *near),
+             pos_);
+    fail(u"Unknown key '%1': the keys are %2."_s.arg(name, keyNames()), pos_);
 }
 
 QString Lexer::readQuoted() {
