@@ -47,5 +47,14 @@ TEST(Texts, ViewingCountSaysWhenTheLogStillGrows) {
     EXPECT_TRUE(viewingText(0, TableState{}).startsWith(u"No Data       v("_s));
 }
 
+TEST(Texts, EmptyTableSaysFirstThatTheServerIsDown) {
+    TableState state;
+    state.seeking = true;
+    state.adbDown = u"127.0.0.1:5999"_s;
+    EXPECT_TRUE(emptyTableHint(0, state).startsWith(u"No ADB server at 127.0.0.1:5999."_s));
+    state.logging = true;
+    EXPECT_TRUE(emptyTableHint(0, state).startsWith(u"Connected."_s));
+}
+
 }  // namespace
 }  // namespace vf::ui

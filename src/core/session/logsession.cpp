@@ -142,6 +142,7 @@ void LogSession::startRun(const QString& deviceId) {
 void LogSession::onDevicesConnected(const DeviceList& devices) {
     VF_ASSERT_THREAD(this);
     VF_LOG("Connected Devices: {}", describe(devices));
+    adbDown_ = false;
     const QMap<QString, DeviceRecord> previous = std::exchange(devices_, {});
     for (DeviceRecord record : devices) {
         // A replugged device keeps the model name it was known by until it is looked up again.
@@ -189,6 +190,8 @@ void LogSession::onDeviceModel(const QString& deviceId, const QString& model) {
 
 void LogSession::onDeviceListFailed(DeviceListFailure failure) {
     VF_ASSERT_THREAD(this);
+    if (failure != DeviceListFailure::AdbNotRunning && std::exchange(adbDown_, false) && delegate_ != nullptr)
+        delegate_->onDevicesChanged();
     switch (failure) {
         case DeviceListFailure::AdbNotRunning:
             return adbNotRunning();
@@ -223,6 +226,7 @@ void LogSession::adbNotRunning() {
                 return resume();
             case AdbStartOnce::Step::NotStarted:
             case AdbStartOnce::Step::StillNotRunning:
+                adbDown_ = true;
                 tell(SessionNotice::AdbNotRunning);
                 return keepWaiting();
         }

@@ -42,6 +42,10 @@ QString emptyTableHint(qsizetype shown, const TableState& state) {
             state.filter);
     if (!state.fromDevice) return u"The file holds no log messages."_s;
     if (state.logging) return u"Connected. Waiting for the device's first messages…"_s;
+    if (!state.adbDown.isEmpty())
+        return u"No ADB server at %1.\n\nStart it with \"adb start-server\". No adb program? Install it (Debian and "
+               u"Ubuntu: sudo apt install adb),\nor choose where it is in Preferences. The log starts as soon as the "
+               u"server answers."_s.arg(state.adbDown);
     if (state.seeking)
         return u"No device connected.\n\nConnect an Android device with USB debugging turned on: it is picked up as "
                u"soon as it is ready.\nNo device at hand? scripts/run.sh in the source tree starts the simulated device."_s;
