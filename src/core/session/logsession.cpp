@@ -145,8 +145,12 @@ void LogSession::onDevicesConnected(const DeviceList& devices) {
     adbDown_ = false;
     const QMap<QString, DeviceRecord> previous = std::exchange(devices_, {});
     for (DeviceRecord record : devices) {
-        // A replugged device keeps the model name it was known by until it is looked up again.
-        if (!record.name && previous.contains(record.id)) record.name = previous.value(record.id).name;
+        // A replugged device keeps the model name it was known by until it is
+        // looked up again. The long listing writes the model with its blanks
+        // as underscores: a name read from the device that differs only so
+        // stays, or the tab's title would change when the device comes back.
+        const std::optional<QString> known = previous.value(record.id).name;
+        if (known && (!record.name || QString(*known).replace(u' ', u'_') == *record.name)) record.name = known;
         devices_.insert(record.id, record);
     }
     if (delegate_ != nullptr) delegate_->onDevicesChanged();
