@@ -8,6 +8,7 @@
 #include "core/adb/logbuffer.h"
 #include "core/filter/nodes.h"
 #include "core/filter/query.h"
+#include "core/support/strings.h"
 
 using namespace Qt::StringLiterals;
 
@@ -24,25 +25,6 @@ std::optional<Field> fieldNamed(QStringView name) {
 }
 
 namespace {
-
-// Whether one letter left out, added, changed or two neighbours swapped turn
-// `a` into `b` (any case).
-bool oneSlipApart(QStringView a, QStringView b) {
-    if (a.size() > b.size()) std::swap(a, b);
-    if (b.size() - a.size() > 1) return false;
-    const auto same = [](QChar x, QChar y) { return x.toCaseFolded() == y.toCaseFolded(); };
-    qsizetype i = 0;
-    while (i < a.size() && same(a[i], b[i])) ++i;
-    if (i == b.size()) return false;  // equal
-    const auto restSame = [&](qsizetype from, qsizetype to) {
-        for (; from < a.size(); ++from, ++to)
-            if (!same(a[from], b[to])) return false;
-        return true;
-    };
-    if (a.size() < b.size()) return restSame(i, i + 1);
-    if (restSame(i + 1, i + 1)) return true;
-    return i + 1 < a.size() && same(a[i], b[i + 1]) && same(a[i + 1], b[i]) && restSame(i + 2, i + 2);
-}
 
 // The key a mistyped word stands for. Only the longer keys: a short word
 // one slip from "tag" or "pid" is too often text of its own ("page:").
