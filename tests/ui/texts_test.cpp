@@ -47,11 +47,14 @@ TEST(Texts, ViewingCountSaysWhenTheLogStillGrows) {
     EXPECT_TRUE(viewingText(0, TableState{}).startsWith(u"No Data       v("_s));
 }
 
-TEST(Texts, EmptyTableSaysFirstThatTheServerIsDown) {
+TEST(Texts, EmptyTableSaysWhatItWaitsFor) {
     TableState state;
     state.seeking = true;
     state.adbDown = u"127.0.0.1:5999"_s;
     EXPECT_TRUE(emptyTableHint(0, state).startsWith(u"No ADB server at 127.0.0.1:5999."_s));
+    state.adbDown.clear();
+    state.waiting = true;
+    EXPECT_TRUE(emptyTableHint(0, state).startsWith(u"Waiting for the device"_s)) << "not \"No device connected\"";
     state.logging = true;
     EXPECT_TRUE(emptyTableHint(0, state).startsWith(u"Connected."_s));
 }

@@ -46,6 +46,9 @@ QString emptyTableHint(qsizetype shown, const TableState& state) {
         return u"No ADB server at %1.\n\nStart it with \"adb start-server\". No adb program? Install it (Debian and "
                u"Ubuntu: sudo apt install adb),\nor choose where it is in Preferences. The log starts as soon as the "
                u"server answers."_s.arg(state.adbDown);
+    if (state.waiting)
+        return u"Waiting for the device to be ready: its log starts as soon as it is.\n\nRun (Ctrl+R) stops waiting "
+               u"and takes whichever device is ready."_s;
     if (state.seeking)
         return u"No device connected.\n\nConnect an Android device with USB debugging turned on: it is picked up as "
                u"soon as it is ready.\nNo device at hand? scripts/run.sh in the source tree starts the simulated device."_s;
