@@ -342,7 +342,7 @@ void VellumfoxAppDelegate::updateStatus() {
     state.logging = p.session->isLogging();
     state.seeking = p.session->isSeeking();
     state.waiting = p.session->isWaiting();
-    if (state.fromDevice && p.session->isAdbDown()) state.adbDown = endpointFromPreferences().display();
+    if (state.fromDevice && p.session->isAdbDown()) state.adbDown = endpointFromPreferences();
     parts_.status->showCounts(p.model->rowCount(), state);
     qsizetype rows = 0;
     size_t bytes = 0;

@@ -3,6 +3,9 @@
 
 #include <QString>
 #include <QStringList>
+#include <optional>
+
+#include "core/adb/endpoint.h"
 
 namespace vf::ui {
 
@@ -13,7 +16,7 @@ struct TableState {
     bool logging = false;    // a device stream is running
     bool seeking = false;    // the first device to come will be streamed
     bool waiting = false;    // the device is listed but not ready (offline, lost): waited for
-    QString adbDown;         // the ADB server that does not answer ("127.0.0.1:5037"); empty when one does
+    std::optional<AdbEndpoint> adbDown;  // the ADB server that does not answer; none when one does
     QString filter;          // the status line's filter text ("Filter: ...")
 };
 
