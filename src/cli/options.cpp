@@ -6,6 +6,7 @@
 
 #include "core/adb/logbuffer.h"
 #include "core/adb/wireless.h"
+#include "core/support/strings.h"
 
 using namespace Qt::StringLiterals;
 
@@ -310,6 +311,17 @@ void scanOption(const QStringList& arguments, qsizetype& i, Scan& scan) {
     scan.seen.append(option);
 }
 
+// The command a user most likely meant by a word that is none: adb's own
+// word for the log, or a command one slip away. Empty when none fits.
+QString commandMeant(const QString& word) {
+    if (word == u"logcat"_s) return commandName(Command::Stream);
+    for (const CommandEntry& entry : kCommands) {
+        const QString name = QLatin1StringView(entry.name);
+        if (oneSlipApart(word, name)) return name;
+    }
+    return {};
+}
+
 Scan scanArguments(const QStringList& arguments) {
     Scan scan;
     bool optionsEnded = false;
@@ -338,7 +350,11 @@ Scan scanArguments(const QStringList& arguments) {
 
 ParsedCommandLine parseCommandLine(const QStringList& arguments) {
     const Scan scan = scanArguments(arguments);
-    if (!scan.unknownCommand.isEmpty()) return failure(u"unknown command '%1'"_s.arg(scan.unknownCommand));
+    if (!scan.unknownCommand.isEmpty()) {
+        const QString meant = commandMeant(scan.unknownCommand);
+        return failure(u"unknown command '%1'%2"_s.arg(scan.unknownCommand,
+                                                       meant.isEmpty() ? QString() : u" (did you mean '%1'?)"_s.arg(meant)));
+    }
     const std::optional<Command>& command = scan.command;
     const QStringList& positionals = scan.positionals;
 

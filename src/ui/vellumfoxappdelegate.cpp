@@ -341,6 +341,8 @@ void VellumfoxAppDelegate::updateStatus() {
     state.fromDevice = p.connection->isDatasourceDevice();
     state.logging = p.session->isLogging();
     state.seeking = p.session->isSeeking();
+    state.waiting = p.session->isWaiting();
+    if (state.fromDevice && p.session->isAdbDown()) state.adbDown = endpointFromPreferences();
     parts_.status->showCounts(p.model->rowCount(), state);
     qsizetype rows = 0;
     size_t bytes = 0;

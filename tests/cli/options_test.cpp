@@ -74,6 +74,8 @@ TEST(CliOptions, HelpAndVersionWinOverEverythingElse) {
 
 TEST(CliOptions, MistakesAreNamed) {
     EXPECT_TRUE(parseError({u"frob"_s}).contains(u"frob"_s));
+    EXPECT_TRUE(parseError({u"logcat"_s}).endsWith(u"(did you mean 'stream'?)"_s));
+    EXPECT_TRUE(parseError({u"devics"_s}).endsWith(u"(did you mean 'devices'?)"_s));
     EXPECT_TRUE(parseError({u"stream"_s, u"--frob"_s}).contains(u"--frob"_s));
     EXPECT_TRUE(parseError({u"detect"_s, u"--count"_s, u"f.log"_s}).contains(u"does not apply"_s));
     EXPECT_TRUE(parseError({u"stream"_s, u"--filter"_s}).contains(u"needs a value"_s));

@@ -73,7 +73,8 @@ TEST(FilterLanguage, ParseErrorsSayWhereAndWhy) {
         {u"type < 'x'", 5}, {u"type == 'E' 'F'", 12}, {u"(type == 'E'", 12}, {u"type ==[x] 'E'", 8}, {u"   ", 3},
         {u"AND == 'x'", 0}, {u"type == 'E' @", 12}, {u"text == '\U0001F600' x", 13},
         {u"level == 'E'", 0, u"Unknown key"}, {u"type == 'E' AND level == 'x'", 16, u"Unknown key"},
-        {u"NOT (foo == 'x')", 5, u"Unknown key"}, {u"Type == 'E'", 0, u"Unknown key"}};
+        {u"NOT (foo == 'x')", 5, u"text, uid, package, buffer and source."},
+        {u"Type == 'E'", 0, u"did you mean 'type'?"}, {u"typ == 'E'", 0, u"did you mean 'type'?"}};
     for (const auto& c : cases) {
         SCOPED_TRACE(QString::fromUtf16(c.text).toStdString());
         const ParseError error = errorOf(c.text);

@@ -113,6 +113,8 @@ TEST_F(Query, MalformedQueriesPointAtTheSpot) {
         {"tag:a &", 7, "at the end"},
         {"()", 1, "inside"},
         {"level:x", 6, "Unknown level"},
+        {"tag:a levl:warn", 6, "did you mean 'level'"}, {"-mesage:x", 1, "did you mean 'message'"},
+        {"pakcage:x", 0, "did you mean 'package'"},     {"tga=:x", 0, "the keys are tag, message"},
         {"age:5", 4, "Bad age"},
         {"age:5y", 4, "Bad age"},
         {"is:foo", 3, "is:crash"},
@@ -180,6 +182,7 @@ TEST(QueryMode, ATermWithAKeyOfTheTableMakesAQuery) {
         {"tag:Net", true},       {"-LEVEL:e", true},        {"x msg~:(", true},     {"tag:", true},
         {"(age:5m", true},       {"timeout", false},        {"foo:bar", false},     {"http://host", false},
         {"Error: code", false},  {"p: type == 'E'", false}, {"\"tag:x\"", false},   {"tags:x", false},
+        {"levl:warn", true},     {"levels:", true},         {"page:2", false},      {"\"levl:warn\"", false},
     };
     for (const auto& [text, query] : cases) EXPECT_EQ(looksLikeQuery(QString::fromUtf8(text)), query) << text;
     EXPECT_EQ(completeQueryWord(u"level:e buffer:s", 16, {}, {}).candidates,

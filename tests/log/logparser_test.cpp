@@ -58,6 +58,7 @@ TEST(LogParser, EveryLayoutItsFieldsAndItsEarlyEnds) {
         {F::ThreadTimeUid, "01-15 12:34:56.789  root     1     1 I init    : x", "01-15 12:34:56.789||1|-|I|init|x|root"},
         {F::ThreadTimeUid, "01-15 12:34:56.789        1234  5678 I Tag: no uid", "01-15 12:34:56.789||1234|5678|I|Tag|no uid"},
         {F::ThreadTimeUid, "01-15 12:34:56.789 u0_a5 com.app(1234) 9 E Tag: saved", "01-15 12:34:56.789|com.app|1234|9|E|Tag|saved|u0_a5"},
+        {F::ThreadTimeUid, "01-15 12:34:56.789 10121 com.app(1234) - E Tag: main", "01-15 12:34:56.789|com.app|1234|-|E|Tag|main|10121"},
         {F::ThreadTimeUid, "01-15 12:34:56.789 10152  1234  5678", ""},
         // Dash lines are text in every layout; raw text loses its leading (also wide) blanks.
         {F::ThreadTimeLive, "--------- beginning of main", "||||||--------- beginning of main"},
@@ -195,6 +196,7 @@ TEST(LogDetect, EveryLayoutFromItsLines) {
         {"01-15 12:34:56.789 com.app(1234) 5678 I Tag: text", F::ThreadTimeApp},
         {"01-15 12:34:56.789 10152  1234  5678 I Tag: text", F::ThreadTimeUid},
         {"01-15 12:34:56.789 shell com.app(1234) 5678 I T: text", F::ThreadTimeUid},
+        {"01-15 12:34:56.789 10121 com.app(1234) - I T: text", F::ThreadTimeUid},
         {"01-15 12:34:56.789: I/Tag(1234): text", F::Dated},
         {"\xC3\xA9" "1-15 12:34:56.789: I/Tag(1): text", F::Dated},  // positions count characters, not bytes
         {kBrief, F::Brief}, {kProcess, F::Process}, {kTag, F::Tag}, {kTime, F::Time}, {"plain words", F::Raw}};

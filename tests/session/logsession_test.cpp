@@ -113,10 +113,12 @@ TEST_F(SessionTest, TheServerIsStartedOnceAndNoticesAreNotRepeated) {
     adb->lister->onDeviceListFailed(DeviceListFailure::AdbNotRunning);
     EXPECT_EQ(adb->adbStarts, 1);
     EXPECT_EQ(front.notices, (std::vector<N::Kind>{N::StartingAdb, N::AdbStarted, N::AdbNotRunning}));
+    EXPECT_TRUE(session->isAdbDown());
     session->startLogging();  // the user asks again: one more try
     adb->lister->onDeviceListFailed(DeviceListFailure::AdbNotRunning);
     EXPECT_EQ(adb->adbStarts, 2);
     adb->lister->onDeviceListFailed(DeviceListFailure::NoDevice);
+    EXPECT_FALSE(session->isAdbDown());
     adb->lister->onDeviceListFailed(DeviceListFailure::UnexpectedReply);
     EXPECT_EQ(front.notices.back(), N::UnexpectedReply);
 }
@@ -162,6 +164,17 @@ TEST_F(SessionTest, AnAskedForSerialMustBeListed) {
     streamFrom(u"Z"_s);
     unplug();
     EXPECT_FALSE(session->isWaiting()) << "no reconnecting when told so";
+}
+
+TEST_F(SessionTest, AModelNameReadFromTheDeviceOutlivesTheListingsSpelling) {
+    make();
+    session->loadDeviceList();
+    adb->list({device(u"A"_s)});
+    adb->lister->onDeviceModel(u"A"_s, u"Vellum Phone 5"_s);
+    adb->list({device(u"A"_s, u"Vellum_Phone_5"_s)});
+    EXPECT_EQ(session->device(u"A"_s)->name, u"Vellum Phone 5"_s);
+    adb->list({device(u"A"_s, u"Other_Phone"_s)});
+    EXPECT_EQ(session->device(u"A"_s)->name, u"Other_Phone"_s);
 }
 
 }  // namespace

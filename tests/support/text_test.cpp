@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "core/support/strings.h"
 #include "core/support/terminaltext.h"
@@ -83,6 +84,15 @@ TEST(StringsTest, IsIntegerReadsTheLeadingValue) {
     for (const QString& no : {u""_s, u"abc"_s, u"00"_s, u"0x1"_s, u"-0"_s, u" 0"_s, u"-"_s, u"- 3"_s}) {
         EXPECT_FALSE(isInteger(no)) << no.toStdString();
     }
+}
+
+TEST(StringsTest, OneSlipApartTellsAMistypedName) {
+    const std::tuple<const char*, const char*, bool> cases[] = {
+        {"levl", "level", true},   {"levle", "level", true}, {"LEBEL", "level", true}, {"levell", "level", true},
+        {"level", "level", false}, {"lvl", "level", false},  {"abc", "cba", false},
+    };
+    for (const auto& [a, b, slip] : cases)
+        EXPECT_EQ(oneSlipApart(QString::fromUtf8(a), QString::fromUtf8(b)), slip) << a << " " << b;
 }
 
 // A device's log must not drive the terminal: an escape sequence in a row

@@ -47,5 +47,19 @@ TEST(Texts, ViewingCountSaysWhenTheLogStillGrows) {
     EXPECT_TRUE(viewingText(0, TableState{}).startsWith(u"No Data       v("_s));
 }
 
+TEST(Texts, EmptyTableSaysWhatItWaitsFor) {
+    TableState state;
+    state.seeking = true;
+    state.adbDown = AdbEndpoint{u"127.0.0.1"_s, 5999, {}};
+    EXPECT_TRUE(emptyTableHint(0, state).startsWith(u"No ADB server at 127.0.0.1:5999.\n\nStart it with \"adb -P 5999 "_s));
+    state.adbDown->port = 5037;
+    EXPECT_TRUE(emptyTableHint(0, state).contains(u"\"adb start-server\""_s));
+    state.adbDown.reset();
+    state.waiting = true;
+    EXPECT_TRUE(emptyTableHint(0, state).startsWith(u"Waiting for the device"_s)) << "not \"No device connected\"";
+    state.logging = true;
+    EXPECT_TRUE(emptyTableHint(0, state).startsWith(u"Connected."_s));
+}
+
 }  // namespace
 }  // namespace vf::ui

@@ -10,6 +10,7 @@
 
 #include "core/filter/nodes.h"
 #include "core/filter/query.h"
+#include "core/support/strings.h"
 
 using namespace Qt::StringLiterals;
 
@@ -30,6 +31,24 @@ struct Token {
 struct Failure {
     ParseError error;
 };
+
+// What the error says of a key rows lack: every key, and the one meant
+// when the key is a slip or a letter case away from it ("typ", "Type").
+QString unknownKeyMessage(const QString& key) {
+    QStringList names;
+    QString meant;
+    const auto add = [&](std::string_view spelled) {
+        const QString name = QString::fromLatin1(spelled.data(), qsizetype(spelled.size()));
+        names << name;
+        if (meant.isEmpty() && (name.compare(key, Qt::CaseInsensitive) == 0 || oneSlipApart(key, name))) meant = name;
+    };
+    for (const std::string_view name : kRowKeyNames) add(name);
+    for (const std::string_view name : {kPackageKeyName, kBufferKeyName, kSourceKeyName}) add(name);
+    const QString last = names.takeLast();
+    return u"Unknown key '%1'%2: a row has %3 and %4."_s.arg(
+        filter::shownToken(key), meant.isEmpty() ? QString() : u" (did you mean '%1'?)"_s.arg(meant),
+        names.join(u", "_s), last);
+}
 
 bool isIdentifierStart(QChar c) { return c.isLetter() || c == u'_' || c == u'$'; }
 bool isIdentifierPart(QChar c) { return c.isLetterOrNumber() || c == u'_' || c == u'$'; }
@@ -228,8 +247,7 @@ private:
         // log gives nothing to fail on), so it is refused here, where the
         // user can still see where.
         if (!rowKeyFromName(key.toStdString()))
-            fail(u"Unknown key '%1': a row has idx, time, app, pid, tid, type, name, text and package."_s.arg(
-                filter::shownToken(key)));
+            fail(unknownKeyMessage(key));
         advance();
         const CompareOp op = parseOperator();
         const QString opText = current_.text;

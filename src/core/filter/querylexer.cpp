@@ -8,6 +8,7 @@
 #include "core/adb/logbuffer.h"
 #include "core/filter/nodes.h"
 #include "core/filter/query.h"
+#include "core/support/strings.h"
 
 using namespace Qt::StringLiterals;
 
@@ -22,6 +23,25 @@ std::optional<Field> fieldNamed(QStringView name) {
         if (name.compare(key.name, Qt::CaseInsensitive) == 0) return key.field;
     return std::nullopt;
 }
+
+namespace {
+
+// The key a mistyped word stands for. Only the longer keys: a short word
+// one slip from "tag" or "pid" is too often text of its own ("page:").
+std::optional<QStringView> keyNear(QStringView word) {
+    if (word.size() < 4) return std::nullopt;
+    for (const KeyEntry& key : kKeys)
+        if (key.name.size() >= 4 && oneSlipApart(word, key.name)) return key.name;
+    return std::nullopt;
+}
+
+QString keyNames() {
+    QStringList names;
+    for (const KeyEntry& key : kKeys) names << key.name.toString();
+    return names.join(u", "_s);
+}
+
+}  // namespace
 
 std::vector<Token> Lexer::tokens() {
     std::vector<Token> result;
@@ -85,12 +105,27 @@ void Lexer::readKey(Term& term) {
     const Op op = rest.startsWith(u"=:") ? Op::Equals : rest.startsWith(u"~:") ? Op::Regex : Op::Contains;
     const qsizetype opLength = op == Op::Contains ? 1 : 2;
     if (op == Op::Contains && !rest.startsWith(u':')) return;
-    const auto field = fieldNamed(text_.mid(pos_, end - pos_));
-    if (!field) return;
+    const QStringView name = text_.mid(pos_, end - pos_);
+    const auto field = fieldNamed(name);
+    if (!field) {
+        failOnMistypedKey(name, op);
+        return;
+    }
     sawKey = true;
     term.field = field;
     term.op = op;
     pos_ = end + opLength;
+}
+
+void Lexer::failOnMistypedKey(QStringView name, Op op) {
+    if (name.isEmpty()) return;
+    const std::optional<QStringView> near = keyNear(name);
+    if (!near && op == Op::Contains) return;
+    sawKey = true;
+    if (near)
+        fail(u"Unknown key '%1': did you mean '%2'? (Quote the word to look for it as text.)"_s.arg(name, *near),
+             pos_);
+    fail(u"Unknown key '%1': the keys are %2."_s.arg(name, keyNames()), pos_);
 }
 
 QString Lexer::readQuoted() {

@@ -73,8 +73,12 @@ public:
 private:
     Term readTerm();
     // "key:", "key=:" or "key~:" with a key of the table; otherwise the word
-    // is a bare word and the cursor stays.
+    // is a bare word and the cursor stays (see failOnMistypedKey).
     void readKey(Term& term);
+    // A word that is one slip from a longer key ("levl:", "mesage:"), or any
+    // word before "=:" or "~:", is a mistyped key, not text to look for:
+    // fails saying so (and sets sawKey) rather than match nothing quietly.
+    void failOnMistypedKey(QStringView name, Op op);
     // A quoted value: a backslash escapes a quote, every other character
     // (a backslash of a regex too) stands for itself.
     QString readQuoted();

@@ -28,7 +28,10 @@ std::array<std::string_view, 6> firstTokens(std::string_view line) {
     return tokens;
 }
 
-bool isLevelToken(std::string_view token) { return token.size() == 1 && (token[0] < '0' || token[0] > '9'); }
+// A saved log writes the main thread's tid as "-": that is no level.
+bool isLevelToken(std::string_view token) {
+    return token.size() == 1 && (token[0] < '0' || token[0] > '9') && token[0] != '-';
+}
 
 // Date, time, then "uid pid tid L" or "pid tid L" (the pid may be app(pid)).
 LogLineFormat classifyThreadTime(std::string_view line) {

@@ -62,8 +62,9 @@ bool scanInto(LineCursor& cursor, std::string_view delimiter, std::string_view& 
     return true;
 }
 
+// A saved log writes the main thread's tid as "-": that is no level.
 bool isLevelToken(std::string_view token) {
-    return token.size() == 1 && (token[0] < '0' || token[0] > '9');
+    return token.size() == 1 && (token[0] < '0' || token[0] > '9') && token[0] != '-';
 }
 
 // Whether a threadtime line has the uid column, from what follows its time:

@@ -142,10 +142,15 @@ void LogSession::startRun(const QString& deviceId) {
 void LogSession::onDevicesConnected(const DeviceList& devices) {
     VF_ASSERT_THREAD(this);
     VF_LOG("Connected Devices: {}", describe(devices));
+    adbDown_ = false;
     const QMap<QString, DeviceRecord> previous = std::exchange(devices_, {});
     for (DeviceRecord record : devices) {
-        // A replugged device keeps the model name it was known by until it is looked up again.
-        if (!record.name && previous.contains(record.id)) record.name = previous.value(record.id).name;
+        // A replugged device keeps the model name it was known by until it is
+        // looked up again. The long listing writes the model with its blanks
+        // as underscores: a name read from the device that differs only so
+        // stays, or the tab's title would change when the device comes back.
+        const std::optional<QString> known = previous.value(record.id).name;
+        if (known && (!record.name || QString(*known).replace(u' ', u'_') == *record.name)) record.name = known;
         devices_.insert(record.id, record);
     }
     if (delegate_ != nullptr) delegate_->onDevicesChanged();
@@ -189,6 +194,8 @@ void LogSession::onDeviceModel(const QString& deviceId, const QString& model) {
 
 void LogSession::onDeviceListFailed(DeviceListFailure failure) {
     VF_ASSERT_THREAD(this);
+    if (failure != DeviceListFailure::AdbNotRunning && std::exchange(adbDown_, false) && delegate_ != nullptr)
+        delegate_->onDevicesChanged();
     switch (failure) {
         case DeviceListFailure::AdbNotRunning:
             return adbNotRunning();
@@ -223,6 +230,7 @@ void LogSession::adbNotRunning() {
                 return resume();
             case AdbStartOnce::Step::NotStarted:
             case AdbStartOnce::Step::StillNotRunning:
+                adbDown_ = true;
                 tell(SessionNotice::AdbNotRunning);
                 return keepWaiting();
         }

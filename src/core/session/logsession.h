@@ -137,6 +137,9 @@ public:
     // The user started and no device has been streamed since: the first
     // ready device listed will be.
     bool isSeeking() const { return seeking_ && !run_.isLogging(); }
+    // No ADB server answered, and starting one did not help; the next
+    // listing that comes through clears it.
+    bool isAdbDown() const { return adbDown_; }
     // The device being streamed (or about to be); empty when none.
     QString deviceId() const;
     std::optional<QString> lastDeviceId() const { return lastDeviceId_; }
@@ -177,6 +180,7 @@ private:
     bool autoReconnect_ = false;
     bool seeking_ = false;  // the user started and no run has begun since
     bool tracking_ = false;
+    bool adbDown_ = false;
     AdbStartOnce adbStart_;
     std::optional<std::pair<int, QString>> lastNotice_;  // said once until something changes
 };

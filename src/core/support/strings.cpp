@@ -1,6 +1,7 @@
 #include "core/support/strings.h"
 
 #include <limits>
+#include <utility>
 
 namespace vf {
 
@@ -27,6 +28,23 @@ bool isInteger(QStringView s) {
         if (s[i] != u'0') return true;
     }
     return s == u"0";
+}
+
+bool oneSlipApart(QStringView a, QStringView b) {
+    if (a.size() > b.size()) std::swap(a, b);
+    if (b.size() - a.size() > 1) return false;
+    const auto same = [](QChar x, QChar y) { return x.toCaseFolded() == y.toCaseFolded(); };
+    qsizetype i = 0;
+    while (i < a.size() && same(a[i], b[i])) ++i;
+    if (i == b.size()) return false;  // equal
+    const auto restSame = [&](qsizetype from, qsizetype to) {
+        for (; from < a.size(); ++from, ++to)
+            if (!same(a[from], b[to])) return false;
+        return true;
+    };
+    if (a.size() < b.size()) return restSame(i, i + 1);
+    if (restSame(i + 1, i + 1)) return true;
+    return i + 1 < a.size() && same(a[i], b[i + 1]) && same(a[i + 1], b[i]) && restSame(i + 2, i + 2);
 }
 
 }  // namespace vf

@@ -107,6 +107,7 @@ void ConnectionController::switchToDevice(const QString& deviceId) {
 
 void ConnectionController::onDevicesChanged() {
     refreshDevicesMenu();
+    Q_EMIT stateChanged();
     // An open picker offers the devices attached now.
     if (picker_ != nullptr && picker_->isVisible()) chooseDevice(session_.devices());
 }
@@ -211,6 +212,7 @@ void ConnectionController::onSessionNotice(const SessionNotice& notice) {
             break;
         case SessionNotice::AdbNotRunning:
             setOfflineTitle();
+            Q_EMIT stateChanged();
             showAlert(u"ADB not running\n\nMake sure ADB is running.\n\nFrom Terminal: adb start-server"_s);
             break;
         case SessionNotice::NoDevice:

@@ -87,6 +87,9 @@ public:
 
 Q_SIGNALS:
     void titleChanged(const QString& title);
+    // Something the empty table tells changed (the ADB server went down or
+    // came back) while the title stayed.
+    void stateChanged();
 
 private:
     void onPickerClosed(int code);

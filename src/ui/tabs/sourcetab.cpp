@@ -84,6 +84,7 @@ void SourceTab::buildParts(const QString& serial, bool tracksDevices) {
     p.connection = std::make_unique<ConnectionController>(window, services_.status, *p.session, std::move(hooks));
     p.session->setDelegate(p.connection.get());
     connect(p.connection.get(), &ConnectionController::titleChanged, this, [this] { services_.changed(); });
+    connect(p.connection.get(), &ConnectionController::stateChanged, this, [this] { services_.changed(); });
     p.messages = std::make_unique<MessageActions>(window, *p.model, *p.store, services_.filterList, *p.search);
     p.messages->setDeviceSerialSource([this] { return parts_.session->lastDeviceId().value_or(QString()); });
     p.crashes = new CrashesPanel(window, *p.store, *this);

@@ -42,6 +42,17 @@ QString emptyTableHint(qsizetype shown, const TableState& state) {
             state.filter);
     if (!state.fromDevice) return u"The file holds no log messages."_s;
     if (state.logging) return u"Connected. Waiting for the device's first messages…"_s;
+    if (state.adbDown) {
+        const AdbEndpoint& server = *state.adbDown;
+        const QString start = server.port == AdbEndpoint().port ? u"adb start-server"_s
+                                                                 : u"adb -P %1 start-server"_s.arg(server.port);
+        return u"No ADB server at %1.\n\nStart it with \"%2\". No adb program? Install it (Debian and Ubuntu: "
+               u"sudo apt install adb),\nor choose where it is in Preferences. The log starts as soon as the server "
+               u"answers."_s.arg(server.display(), start);
+    }
+    if (state.waiting)
+        return u"Waiting for the device to be ready: its log starts as soon as it is.\n\nRun (Ctrl+R) stops waiting "
+               u"and takes whichever device is ready."_s;
     if (state.seeking)
         return u"No device connected.\n\nConnect an Android device with USB debugging turned on: it is picked up as "
                u"soon as it is ready.\nNo device at hand? scripts/run.sh in the source tree starts the simulated device."_s;

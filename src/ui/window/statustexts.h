@@ -3,6 +3,9 @@
 
 #include <QString>
 #include <QStringList>
+#include <optional>
+
+#include "core/adb/endpoint.h"
 
 namespace vf::ui {
 
@@ -12,6 +15,8 @@ struct TableState {
     bool fromDevice = true;  // false: a file is shown
     bool logging = false;    // a device stream is running
     bool seeking = false;    // the first device to come will be streamed
+    bool waiting = false;    // the device is listed but not ready (offline, lost): waited for
+    std::optional<AdbEndpoint> adbDown;  // the ADB server that does not answer; none when one does
     QString filter;          // the status line's filter text ("Filter: ...")
 };
 
