@@ -254,6 +254,7 @@ TEST_F(StoreTest, RowsArrivingDuringAFilterPassAreTestedOnce) {
     };
     feedMany(20000);
     auto gated = std::make_shared<GatedErrorLevel>();
+    store.setFilterProgressDelay(std::chrono::hours(1));  // no partial view: the filter is set when it lands
     store.setLogDataFilter(gated);
     ASSERT_TRUE(waitUntil([&] { return gated->entered.load(); }));
     feedMany(1500);  // the list of all rows prunes meanwhile

@@ -327,8 +327,9 @@ void LogDatasource::applyFilter(const PredicatePtr& filter, const std::atomic<bo
     // Called one at a time, in order, on the pass's threads: hand-overs to
     // the main thread are posted, never waited for.
     options.progress = [&, total = snapshot.rows.size()](qsizetype covered, const RowList& matched) {
-        if (std::chrono::steady_clock::now() - started < d->progressDelay && covered < total) {
-            early += matched;
+        // A pass that ends within the delay is shown once, when it lands.
+        if (std::chrono::steady_clock::now() - started < d->progressDelay) {
+            if (covered < total) early += matched;
             return;
         }
         const bool changed = d->rows.showPartial(number, filter, early + matched, snapshot.mark, cancelled);
