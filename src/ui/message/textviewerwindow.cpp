@@ -139,6 +139,10 @@ void TextViewerWindow::createActions() {
     QAction* print = bar->addAction(u"Print…"_s, this, &TextViewerWindow::printDocument);
     print->setShortcut(QKeySequence::Print);
     bar->addAction(u"Print Preview…"_s, this, &TextViewerWindow::printPreview);
+    QAction* closeWindow = new QAction(u"Close"_s, this);
+    closeWindow->setShortcut(QKeySequence::Close);
+    connect(closeWindow, &QAction::triggered, this, &QWidget::close);
+    addAction(closeWindow);
 
     textView_->prettyJsonAction = new QAction(u"as JSON"_s, this);
     textView_->prettyJsonAction->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_J));
@@ -149,6 +153,24 @@ void TextViewerWindow::createActions() {
     textView_->base64Action->setToolTip(u"Decodes the selection, or the Base64 under the cursor"_s);
     connect(textView_->base64Action, &QAction::triggered, this, &TextViewerWindow::onBase64Decode);
     addActions({textView_->prettyJsonAction, textView_->base64Action});
+}
+
+void TextViewerWindow::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        if (findBar_->isVisible()) {
+            endSearch();
+        } else {
+            close();
+        }
+        return;
+    }
+    QMainWindow::keyPressEvent(event);
+}
+
+void TextViewerWindow::endSearch() {
+    findField_->clear();
+    findBar_->hide();
+    textView_->setFocus();
 }
 
 void TextViewerWindow::createFindBar() {
@@ -168,11 +190,7 @@ void TextViewerWindow::createFindBar() {
     auto* done = new QAction(findField_);
     done->setShortcut(QKeySequence(Qt::Key_Escape));
     done->setShortcutContext(Qt::WidgetShortcut);
-    connect(done, &QAction::triggered, this, [this] {
-        findField_->clear();
-        findBar_->hide();
-        textView_->setFocus();
-    });
+    connect(done, &QAction::triggered, this, &TextViewerWindow::endSearch);
     findField_->addAction(done);
     findBar_->hide();
 }

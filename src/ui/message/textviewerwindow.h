@@ -75,9 +75,14 @@ public:
     QAction* formatJsonButton() const { return formatJsonButton_; }
     QMessageBox* currentAlert() const;
 
+protected:
+    // Escape ends a search, else closes the window, as Ctrl+W does.
+    void keyPressEvent(QKeyEvent* event) override;
+
 private:
     void createActions();
     void createFindBar();
+    void endSearch();
     void showText(const QString& text);
     QString target() const;
     void replaceTarget(const QString& text);

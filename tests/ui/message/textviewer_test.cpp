@@ -5,6 +5,8 @@
 
 #include <QAction>
 #include <QMessageBox>
+#include <QLineEdit>
+#include <QTest>
 #include <QTextBlock>
 
 #include "ui/message/textviewerwindow.h"
@@ -76,6 +78,20 @@ TEST(TextViewer, WithoutASelectionBase64TakesTheRunAndNamesIt) {
     viewer.textView()->setTextCursor(cursor);
     viewer.onBase64Decode();
     EXPECT_EQ(viewer.text(), u"hi //79//79"_s);
+}
+
+// Escape ends the search first, and closes the window only from the text.
+TEST(TextViewer, EscapeEndsTheSearchThenClosesTheWindow) {
+    TextViewerWindow viewer;
+    viewer.setString(u"text"_s);
+    viewer.show();
+    viewer.find();
+    auto* field = viewer.findChild<QLineEdit*>();
+    ASSERT_NE(field, nullptr);
+    QTest::keyClick(field, Qt::Key_Escape);
+    EXPECT_TRUE(viewer.isVisible());
+    QTest::keyClick(viewer.textView(), Qt::Key_Escape);
+    EXPECT_FALSE(viewer.isVisible());
 }
 
 }  // namespace
