@@ -22,6 +22,7 @@ inline constexpr char kPredicates[] = "predicates";
 inline constexpr char kPairedDevices[] = "pairedDevices";  // paired network devices: service name -> last address
 inline constexpr char kConnectAddress[] = "connectAddress";  // the address last connected to by hand
 inline constexpr char kQueryHistory[] = "queryHistory";  // the quick-filter field's last queries, newest last
+inline constexpr char kLogFolder[] = "logFolder";  // where a log was last opened or saved
 }  // namespace prefs
 
 class Preferences final {

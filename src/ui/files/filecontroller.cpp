@@ -18,6 +18,7 @@
 #include "core/log/mappedfile.h"
 #include "core/log/utf8.h"
 #include "core/support/logger.h"
+#include "core/support/preferences.h"
 #include "core/support/threads.h"
 #include "ui/table/logtablemodel.h"
 #include "ui/window/mainwindow.h"
@@ -35,6 +36,17 @@ constexpr int kDiskCheckMs = 1000;
 QString openingText(const QString& path) {
     return u"Opening %1 (Escape stops)"_s.arg(QFileInfo(path).fileName());
 }
+
+// Dialogs start where the user last opened or saved a log.
+QString logFolder() {
+    const QString folder = Preferences::string(QLatin1StringView(prefs::kLogFolder));
+    return !folder.isEmpty() && QDir(folder).exists() ? folder : QDir::homePath();
+}
+
+void rememberLogFolder(const QString& path) {
+    Preferences::setValue(QLatin1StringView(prefs::kLogFolder), QFileInfo(path).absolutePath());
+}
+
 }  // namespace
 
 FileController::FileController(MainWindow& window, StatusLine& status, LogDatasource& store, LogTableModel& model,
@@ -54,10 +66,13 @@ void FileController::openLogcatFile() {
 }
 
 void FileController::askForLog(QWidget* parent, std::function<void(const QString&)> chosen) {
-    auto* dialog = new QFileDialog(parent, u"Open Log"_s, QDir::homePath());
+    auto* dialog = new QFileDialog(parent, u"Open Log"_s, logFolder());
     dialog->setFileMode(QFileDialog::ExistingFile);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    connect(dialog, &QFileDialog::fileSelected, dialog, std::move(chosen));
+    connect(dialog, &QFileDialog::fileSelected, dialog, [chosen = std::move(chosen)](const QString& path) {
+        rememberLogFolder(path);
+        chosen(path);
+    });
     dialog->open();
 }
 
@@ -210,7 +225,7 @@ void FileController::saveDocument() { saveFile({u"vellumfox"_s, u"log"_s, u"txt"
 void FileController::saveDocumentAsText() { saveFile({u"log"_s, u"txt"_s, u"vellumfox"_s}); }
 
 void FileController::saveFile(const QStringList& extensions) {
-    auto* dialog = new QFileDialog(&window_, u"Save Log"_s, QDir::homePath());
+    auto* dialog = new QFileDialog(&window_, u"Save Log"_s, logFolder());
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     dialog->setOption(QFileDialog::DontUseNativeDialog);
     QStringList filters;
@@ -225,6 +240,7 @@ void FileController::saveFile(const QStringList& extensions) {
         dialog->setDefaultSuffix(extensions.value(int(filters.indexOf(filter)), extensions.first()));
     });
     connect(dialog, &QFileDialog::fileSelected, this, [this, onlyVisible, extensions](const QString& path) {
+        rememberLogFolder(path);
         const bool visible = onlyVisible->isChecked();
         const RowList rows = visible ? model_.rows() : store_.getDataAll();
         vf::saveFile(path, rows, visible, extensions);
