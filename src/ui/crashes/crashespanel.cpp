@@ -136,9 +136,9 @@ void CrashesPanel::onLogUpdated(bool following) {
         pendingSelect_.reset();  // the user chose another filter
         return;
     }
-    if (!host_.filterShown()) return;
-    host_.selectRowAtTop(pendingSelect_->first, pendingSelect_->second);
-    pendingSelect_.reset();
+    // A long pass may show its rows in parts: wait for the part with the row.
+    if (host_.filterShown() && host_.selectRowAtTop(pendingSelect_->first, pendingSelect_->second))
+        pendingSelect_.reset();
 }
 
 // The store's rows not fed yet: live updates append the newest rows at the
